@@ -1,0 +1,61 @@
+# Settings that every target of the tree shares.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 11)
+set(CMAKE_C_STANDARD_REQUIRED ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+# The plug-in, the decoder and the host program stand side by side in the build
+# tree, as they do when unpacked, so that each finds the next without help.
+set(VELTRA_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin")
+
+# Where the plug-in and the decoder are installed, below the prefix.
+set(VELTRA_PLUGIN_INSTALL_DIR "${CMAKE_INSTALL_LIBDIR}/kovax")
+
+# veltra_build: include directories, warnings and sanitizers of the tree's own code.
+add_library(veltra_build INTERFACE)
+target_include_directories(veltra_build INTERFACE
+  "${PROJECT_SOURCE_DIR}/include" "${PROJECT_SOURCE_DIR}")
+target_compile_features(veltra_build INTERFACE cxx_std_20)
+
+if(MSVC)
+  target_compile_options(veltra_build INTERFACE /W4 /permissive- /utf-8)
+  if(VELTRA_WARNINGS_AS_ERRORS)
+    target_compile_options(veltra_build INTERFACE /WX)
+  endif()
+else()
+  target_compile_options(veltra_build INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion
+    -Wcast-qual -Wformat=2 -Wundef
+    $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Woverloaded-virtual>)
+  if(VELTRA_WARNINGS_AS_ERRORS)
+    target_compile_options(veltra_build INTERFACE -Werror)
+  endif()
+endif()
+
+if(VELTRA_SANITIZE)
+  add_compile_options(-fsanitize=${VELTRA_SANITIZE} -fno-sanitize-recover=all
+    -fno-omit-frame-pointer -g)
+  add_link_options(-fsanitize=${VELTRA_SANITIZE})
+endif()
+
+# veltra_limit_exports(TARGET NAME): shows exactly the symbols that the linker
+# list NAME.map (GNU ld) or NAME.def (Windows) beside the target's sources names.
+function(veltra_limit_exports target name)
+  if(WIN32)
+    target_sources(${target} PRIVATE "${CMAKE_CURRENT_SOURCE_DIR}/${name}.def")
+  else()
+    set(map "${CMAKE_CURRENT_SOURCE_DIR}/${name}.map")
+    target_link_options(${target} PRIVATE
+      "LINKER:--version-script=${map}" "LINKER:--no-undefined-version")
+    if(NOT VELTRA_SANITIZE)
+      target_link_options(${target} PRIVATE "LINKER:--no-undefined")
+    endif()
+    set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS "${map}")
+  endif()
+endfunction()

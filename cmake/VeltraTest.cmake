@@ -1,0 +1,12 @@
+# veltra_add_test(NAME SOURCES file... [LIBRARIES target...] [ENVIRONMENT VAR=value...])
+# Builds one GoogleTest program and makes each of its tests a ctest of its own.
+function(veltra_add_test name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LIBRARIES;ENVIRONMENT")
+  add_executable(${name} ${arg_SOURCES})
+  target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} veltra_build GTest::gmock_main)
+  set(properties TIMEOUT 60)
+  if(arg_ENVIRONMENT)
+    list(APPEND properties ENVIRONMENT "${arg_ENVIRONMENT}")
+  endif()
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST TEST_PREFIX "${name}." PROPERTIES ${properties})
+endfunction()

@@ -1,0 +1,1 @@
+namespace open_decoder { void placeholder() {} }

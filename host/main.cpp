@@ -1,0 +1,37 @@
+// veltra - turns a modem trace into a capture.
+#include <kovax/source.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <exception>
+
+#include "host/command.h"
+#include "host/user_error.h"
+
+int main(int argc, char** argv) {
+  using veltra::host::exit_code;
+
+  CLI::App app{"veltra - turns the trace of an LTE modem into a capture that Wireshark dissects"};
+  app.require_subcommand(1);
+  veltra::host::command chosen;
+  veltra::host::add_decode_command(app, chosen);
+  veltra::host::add_simulate_command(app, chosen);
+
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    // CLI11 prints help on stdout and returns 0 for it; everything else is usage.
+    return app.exit(error) == 0 ? 0 : static_cast<int>(exit_code::usage);
+  }
+
+  try {
+    return static_cast<int>(chosen());
+  } catch (const veltra::host::user_error& error) {
+    std::fprintf(stderr, "veltra: %s\n", error.what());
+    return static_cast<int>(error.code());
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "veltra: internal error: %s; please report it with the command line.\n",
+                 error.what());
+    return static_cast<int>(exit_code::internal);
+  }
+}

@@ -1,0 +1,16 @@
+// environment.h - the process environment.
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace platform {
+
+// Looks an environment variable up: first as the C library knows it, then, on
+// a system that keeps its own list, as the system knows it. Returns a copy of
+// its value in UTF-8, which may be empty, or nothing when it is not set. A name
+// that is empty or holds a NUL is never set. Must not run while another thread
+// changes the environment.
+std::optional<std::string> find_environment_variable(const std::string& name);
+
+}  // namespace platform

@@ -1,0 +1,43 @@
+// file.h - the few file services that differ between platforms.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+namespace platform {
+
+// Paths are UTF-8 in every interface and native inside. Neither direction
+// checks or normalises the text.
+std::filesystem::path path_from_utf8(std::string_view text);
+std::string path_to_utf8(const std::filesystem::path& path);
+
+enum class open_mode {
+  read,     // an existing file, from its start
+  replace,  // a new or emptied file, for writing and reading back
+};
+
+// Opens a file in binary mode. Returns null and sets errno on failure; the
+// caller closes what it got with std::fclose().
+std::FILE* open_file(const std::filesystem::path& path, open_mode mode);
+
+// Moves to `offset` bytes from the start, beyond 2 GiB too. Returns 0, or -1
+// with errno set.
+int seek_file(std::FILE* file, std::uint64_t offset);
+
+// Makes sure that no byte written to `file` is translated.
+void set_binary_mode(std::FILE* file);
+
+// This process's number, unique among those that run.
+unsigned long process_id();
+
+// True when `file` is shown to a person as it is written.
+bool is_terminal(std::FILE* file);
+
+// The running program's own file. Throws std::filesystem::filesystem_error if
+// the system does not tell.
+std::filesystem::path executable_path();
+
+}  // namespace platform

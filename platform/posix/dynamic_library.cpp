@@ -1,0 +1,29 @@
+#include "platform/dynamic_library.h"
+
+#include <dlfcn.h>
+
+namespace platform {
+
+namespace {
+
+std::string last_error() {
+  const char* text = dlerror();
+  return text != nullptr ? text : "unknown error of the dynamic linker";
+}
+
+}  // namespace
+
+dynamic_library::dynamic_library(const std::filesystem::path& path)
+    : handle_(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL)) {
+  if (handle_ == nullptr) throw std::runtime_error(last_error());
+}
+
+dynamic_library::~dynamic_library() { dlclose(handle_); }
+
+void* dynamic_library::symbol(const char* name) const {
+  void* found = dlsym(handle_, name);
+  if (found == nullptr) throw std::runtime_error(last_error());
+  return found;
+}
+
+}  // namespace platform

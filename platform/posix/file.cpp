@@ -1,0 +1,31 @@
+#include "platform/file.h"
+
+#include <sys/types.h>
+#include <unistd.h>
+
+namespace platform {
+
+std::filesystem::path path_from_utf8(std::string_view text) { return {std::string(text)}; }
+
+std::string path_to_utf8(const std::filesystem::path& path) { return path.string(); }
+
+std::FILE* open_file(const std::filesystem::path& path, open_mode mode) {
+  // "e": not inherited by programs that are started later.
+  return std::fopen(path.c_str(), mode == open_mode::read ? "rbe" : "w+be");
+}
+
+int seek_file(std::FILE* file, std::uint64_t offset) {
+  return fseeko(file, static_cast<off_t>(offset), SEEK_SET);
+}
+
+void set_binary_mode(std::FILE* /*file*/) {}
+
+unsigned long process_id() { return static_cast<unsigned long>(getpid()); }
+
+bool is_terminal(std::FILE* file) { return isatty(fileno(file)) == 1; }
+
+std::filesystem::path executable_path() {
+  return std::filesystem::read_symlink("/proc/self/exe");
+}
+
+}  // namespace platform

@@ -1,0 +1,1 @@
+namespace veltra { void placeholder() {} }
