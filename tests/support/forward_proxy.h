@@ -10,7 +10,7 @@
 namespace test_support {
 
 // Passes GET requests for "http://127.0.0.1:PORT/..." on to that port, and the
-// answers back as they are; records the targets.
+// answers back as they are; to any other it answers status 502 without a body.
 class forward_proxy : public loopback_server {
  public:
   forward_proxy() { start_serving(); }

@@ -522,15 +522,14 @@ TEST_F(cache_sync_test, a_path_without_placeholder_is_the_address_as_it_stands) 
   EXPECT_EQ(cached_file("modem/1.0/uuid/fw1.tar.gz"), cached_);
 }
 
-TEST_F(cache_sync_test, a_relative_path_is_not_taken_from_the_root) {
-  auto listed = database("dbs/fw1.tar.gz", cached_);
-  listed.uuid = "uuid";
-  listed.path = "dbs/fw1.tar.gz";
-  publish(old_time, {listed});
-  EXPECT_THROW(sync(), curlpp::RuntimeError);  // there is no host "dbs"
-  EXPECT_THAT(messages(),
-              testing::Contains("check database at path: " + path("modem/1.0/uuid/fw1.tar.gz")));
-  EXPECT_THAT(server_.targets(), ElementsAre("/config.json"));
+TEST_F(cache_sync_test, a_relative_path_is_no_part_of_the_root) {
+  cache_catalogue(old_time, {{"modem", "1.0", "uuid", "dbs/fw1.tar.gz", sha256_hex(cached_)}});
+  config_["update_cache"] = false;
+  const test_support::forward_proxy proxy;  // spares the look-up of a host "dbs"
+  config_["proxy_setting"] = proxy.address();
+  sync();
+  EXPECT_THAT(proxy.targets(), ElementsAre("http://dbs/fw1.tar.gz"));
+  EXPECT_TRUE(fs::exists(path("modem/1.0/uuid/fw1.tar.gz")));
 }
 
 TEST_F(cache_sync_test, a_rooted_name_is_cached_outside_the_cache_directory) {
