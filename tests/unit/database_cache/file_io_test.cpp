@@ -148,6 +148,22 @@ TEST_F(file_io_test, a_full_device_leaves_no_new_file) {
   EXPECT_THAT(names_in(directory_.path()), IsEmpty());
 }
 
+// Takes every byte into its buffer and none to the device.
+class full_device : public file_operations {
+ public:
+  std::FILE* create(const fs::path& /*path*/) override {
+    return platform::open_file("/dev/full", platform::open_mode::replace);
+  }
+};
+
+TEST_F(file_io_test, bytes_that_stay_behind_in_a_buffer_are_noticed) {
+  write_file(file_, "old");
+  full_device device;
+  EXPECT_EQ(failure_of([&] { write_file(file_, "new", device); }),
+            cannot_write(file_, std::errc::no_space_on_device));
+  EXPECT_EQ(read_file(file_), "old");
+}
+
 TEST_F(file_io_test, the_first_of_several_failures_is_the_reason) {
   files_.fail("write", ENOSPC);
   files_.fail("close", EIO);
