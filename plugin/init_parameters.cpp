@@ -47,6 +47,8 @@ init_parameters read_init_parameters(const char* text, const host_log& log) {
   source_settings& settings = result.settings;
   settings.log = log;
   result.trace_file = read_existing_file(parameters, "file_path", "trace file does not exist");
+  zet_serialport_lib::parse_serial_port_parameters(parameters, settings.serial_port,
+                                                   settings.serial_settings, expand_env_variables);
   settings.database_file =
       read_existing_file(parameters, "db_file_path", "database file does not exist");
   settings.chunk_size = read_chunk_size(parameters, settings.chunk_size);

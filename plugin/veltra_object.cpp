@@ -13,6 +13,8 @@ veltra_object::veltra_object(source_settings settings) : settings_(std::move(set
 void veltra_object::set_trace_file(const std::string& utf8_path) {
   if (utf8_path.empty()) {
     KOVAX_CONTRACT(!settings_.serial_port.empty());
+    log("Using serial port " + settings_.serial_port + " for tracing");
+    log("Using serial port with settings: " + to_string(settings_.serial_settings));
   } else {
     file_.open(utf8_path);
     delivery_.set_data_size(file_.size());

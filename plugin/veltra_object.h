@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "implementation/zet_serialport/zet_serialport_settings.h"
 #include "plugin/decoder_adapter.h"
 #include "plugin/host_log.h"
 #include "plugin/packet_delivery.h"

@@ -14,34 +14,33 @@ namespace kovax {
 
 namespace detail {
 
-// Truncates toward zero; negative values wrap as two's complement does. What no
-// 64-bit integer can hold becomes `too_large`, or 0 when it is negative.
-inline std::uint64_t truncate_to_u64(double value, std::uint64_t too_large) {
-  constexpr double two_to_63 = 9223372036854775808.0;
-  const double whole = std::trunc(value);
-  if (whole >= 2 * two_to_63) return too_large;
-  if (whole >= 0) return static_cast<std::uint64_t>(whole);
-  if (whole >= -two_to_63) return static_cast<std::uint64_t>(static_cast<std::int64_t>(whole));
-  return 0;
-}
+constexpr double two_to_32 = 4294967296.0;
+constexpr double two_to_63 = 9223372036854775808.0;
 
 }  // namespace detail
 
-// The low 32 bits of an integer; a floating value is truncated first and is 0
-// beyond 64 bits. true and false are 1 and 0.
+// The low 32 bits of a number, whose fraction is cut off first. true and false
+// are 1 and 0.
 inline std::uint32_t to_u32(const json& value) {
   if (value.is_number_unsigned()) return static_cast<std::uint32_t>(value.get<std::uint64_t>());
   if (value.is_number_integer()) return static_cast<std::uint32_t>(value.get<std::int64_t>());
   if (value.is_boolean()) return value.get<bool>() ? 1 : 0;
-  return static_cast<std::uint32_t>(detail::truncate_to_u64(value.get<double>(), 0));
+  const double whole = std::trunc(value.get<double>());
+  if (!std::isfinite(whole)) return 0;
+  return static_cast<std::uint32_t>(static_cast<std::int64_t>(std::fmod(whole, detail::two_to_32)));
 }
 
-// An integer as it is (a negative one wraps); a floating value is truncated and
-// saturates. Booleans are not numbers here.
+// An integer as it is, a negative one wrapped; the fraction of a floating value
+// is cut off, and what 64 bits cannot hold becomes the nearest that they can.
+// Booleans are not numbers here.
 inline std::uint64_t to_u64(const json& value) {
   if (value.is_number_unsigned()) return value.get<std::uint64_t>();
   if (value.is_number_integer()) return static_cast<std::uint64_t>(value.get<std::int64_t>());
-  return detail::truncate_to_u64(value.get<double>(), UINT64_MAX);
+  const double whole = std::trunc(value.get<double>());
+  if (whole >= 2 * detail::two_to_63) return UINT64_MAX;
+  if (whole >= 0) return static_cast<std::uint64_t>(whole);
+  if (whole < -detail::two_to_63) return 0;
+  return static_cast<std::uint64_t>(static_cast<std::int64_t>(whole));
 }
 
 }  // namespace kovax

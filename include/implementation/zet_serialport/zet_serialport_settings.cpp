@@ -4,10 +4,11 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <stdexcept>
 #include <string_view>
 #include <utility>
+
+#include "implementation/json_numbers.h"
 
 namespace zet_serialport_lib {
 
@@ -52,17 +53,6 @@ std::string number_or_not_set(const std::optional<Number>& value) {
   return value ? fmt::format("{:d}", *value) : "Not set";
 }
 
-// The low 32 bits of a JSON number, its fraction cut off.
-std::uint32_t low_32_bits(const kovax::json& value) {
-  if (!value.is_number_float()) return value.get<std::uint32_t>();
-  // A cast of a double that the integer cannot hold is undefined, so reduce it first.
-  constexpr double modulus = 4294967296.0;
-  const double number = value.get<double>();
-  if (!std::isfinite(number)) return 0;
-  return static_cast<std::uint32_t>(
-      static_cast<std::int64_t>(std::fmod(std::trunc(number), modulus)));
-}
-
 stop_bits stop_bits_from(double number) {
   if (number == 1.0) return stop_bits::one;
   if (number == 1.5) return stop_bits::one_and_a_half;
@@ -78,10 +68,10 @@ const kovax::json* find_member(const kovax::json& object, const char* key) {
 void parse_settings(const kovax::json& object, zet_serialport_settings& settings,
                     const string_expansion& expand) {
   if (const auto* value = find_member(object, "baud_rate")) {
-    settings.baud_rate = low_32_bits(*value);
+    settings.baud_rate = kovax::to_u32(*value);
   }
   if (const auto* value = find_member(object, "data_bits")) {
-    settings.character_size = static_cast<std::uint8_t>(low_32_bits(*value));
+    settings.character_size = static_cast<std::uint8_t>(kovax::to_u32(*value));
   }
   if (const auto* value = find_member(object, "stop_bits")) {
     settings.stop_bits = stop_bits_from(value->get<double>());
