@@ -21,7 +21,13 @@ namespace veltra {
 // What an instance is built from.
 struct source_settings {
   host_log log;
-  std::string serial_port;                        // empty: none
+  std::string serial_port;  // empty: none
+  zet_serialport_lib::zet_serialport_settings serial_settings{
+      .baud_rate = 1000000,
+      .parity = zet_serialport_lib::parity::none,
+      .stop_bits = zet_serialport_lib::stop_bits::one,
+      .flow_control = zet_serialport_lib::flow_control::none,
+      .character_size = 8};
   std::uint64_t chunk_size = 1024;                // bytes per read, at least 1
   std::string database_file;                      // UTF-8; empty: none named
   std::vector<std::string> database_directories;  // where a database is looked for by its UUID
