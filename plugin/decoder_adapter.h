@@ -10,8 +10,8 @@
 #include <string>
 #include <string_view>
 
+#include "plugin/database/host_log.h"
 #include "plugin/database_collection.h"
-#include "plugin/host_log.h"
 
 namespace veltra {
 

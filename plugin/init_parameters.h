@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "plugin/host_log.h"
+#include "plugin/database/host_log.h"
 #include "plugin/veltra_object.h"
 
 namespace veltra {

@@ -174,7 +174,7 @@ void process_trace_db(database_collection& collection, const host_log& log, std:
   const std::string message = "processed config json: " + config.name;
   collection.append(std::move(config));
   collection.uuid = std::move(uuid);
-  log.write(nullptr, KOVAX_LOG_PROGRESS, message);
+  log.progress(message);
 }
 
 }  // namespace veltra

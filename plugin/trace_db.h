@@ -3,8 +3,8 @@
 
 #include <string_view>
 
+#include "plugin/database/host_log.h"
 #include "plugin/database_collection.h"
-#include "plugin/host_log.h"
 
 namespace veltra {
 

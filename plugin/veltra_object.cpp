@@ -13,8 +13,8 @@ veltra_object::veltra_object(source_settings settings) : settings_(std::move(set
 void veltra_object::set_trace_file(const std::string& utf8_path) {
   if (utf8_path.empty()) {
     KOVAX_CONTRACT(!settings_.serial_port.empty());
-    log("Using serial port " + settings_.serial_port + " for tracing");
-    log("Using serial port with settings: " + to_string(settings_.serial_settings));
+    log().progress("Using serial port " + settings_.serial_port + " for tracing");
+    log().progress("Using serial port with settings: " + to_string(settings_.serial_settings));
   } else {
     file_.open(utf8_path);
     delivery_.set_data_size(file_.size());
@@ -35,9 +35,9 @@ void veltra_object::run(void* packet_user_data, kovax_packet_callback callback) 
 }
 
 void veltra_object::stop() {
-  log("veltra stop_extracting entry");
+  log().progress("veltra stop_extracting entry");
   stop_requested_.exchange(1);
-  log("veltra stop_extracting exit");
+  log().progress("veltra stop_extracting exit");
 }
 
 void veltra_object::extract(const packet_receiver& to) {
@@ -77,8 +77,10 @@ bool veltra_object::read_chunk() {
   return file_.read_chunk(settings_.chunk_size, chunk_);
 }
 
-void veltra_object::log(const std::string& message) {
-  settings_.log.write(handle(), KOVAX_LOG_PROGRESS, message);
+host_log veltra_object::log() {
+  host_log named = settings_.log;
+  named.source = handle();
+  return named;
 }
 
 }  // namespace veltra

@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "implementation/zet_serialport/zet_serialport_settings.h"
+#include "plugin/database/host_log.h"
 #include "plugin/decoder_adapter.h"
-#include "plugin/host_log.h"
 #include "plugin/packet_delivery.h"
 #include "plugin/run_guarded.h"
 #include "plugin/trace_file.h"
@@ -66,7 +66,8 @@ class veltra_object {
   }
 
  private:
-  void log(const std::string& message);
+  // The host's log for messages that belong to this instance.
+  host_log log();
   void load_database(const std::filesystem::path& path);
   bool stop_requested() const { return stop_requested_.load() != 0; }
 

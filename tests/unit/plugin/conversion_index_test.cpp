@@ -68,8 +68,8 @@ TEST(trace_type_index, agrees_with_a_walk_through_the_conditions) {
     const char* const names[] = {"peer_dump", "formatted", "else"};
     for (unsigned count = random() % 8; count > 0; --count) {
       const char* name = names[random() % 3];
-      const std::uint32_t a = random() % 20;
-      const std::uint32_t b = random() % 20;
+      const auto a = static_cast<std::uint32_t>(random() % 20);
+      const auto b = static_cast<std::uint32_t>(random() % 20);
       descriptors.push_back(random() % 2 == 0 ? one(name, a) : range(name, a, b));
     }
     trace_type_index index;

@@ -80,7 +80,7 @@ TEST(trace_payload, of_every_length_is_read_within_its_end) {
     const std::string bytes = whole.substr(0, length);
     const auto payload = parse_trace_payload(bytes, 2, true);
     EXPECT_EQ(payload.has_value(), length > 2);
-    if (payload) EXPECT_EQ(payload->buffer_id.has_value(), length >= 3 + 255 + 1);
+    EXPECT_EQ(payload && payload->buffer_id, length >= 3 + 255 + 1);
   }
 }
 

@@ -1,0 +1,35 @@
+// host_log.h - the host's log callback with what it has to be given.
+#pragma once
+
+#include <kovax/source.h>
+
+#include <string>
+
+namespace veltra {
+
+// Where progress is told. A small value to pass about: it owns nothing, and the
+// host keeps callback and user data usable (see kovax_source_init_args). Calls
+// run on the caller's thread and let through what the callback throws.
+struct host_log {
+  kovax_log_callback function = nullptr;  // null: nothing is told
+  void* user_data = nullptr;
+  kovax_source* source = nullptr;  // null for what is told before an instance exists
+
+  // True if somebody listens; lets a caller spare itself the making of a text.
+  bool listening() const { return function != nullptr; }
+
+  // What is being done.
+  void progress(const std::string& message) const { send(KOVAX_LOG_PROGRESS, message); }
+
+  // Something failed and the work goes on.
+  void recoverable_failure(const std::string& message) const {
+    send(KOVAX_LOG_RECOVERABLE_FAILURE, message);
+  }
+
+ private:
+  void send(int32_t level, const std::string& message) const {
+    if (listening()) function(source, user_data, level, message.c_str());
+  }
+};
+
+}  // namespace veltra
