@@ -58,14 +58,30 @@ std::string described(std::string_view layer, std::string_view category, std::st
   return text.append(layer).append(" ").append(category).append(" ").append(payload);
 }
 
-TEST(documented_database, turns_each_trace_of_the_table_into_its_packet) {
-  const std::string text = page();
+// The records that processing the example gives.
+database_collection processed_example(const std::string& text) {
   database_collection collection;
   read_trace_database(example(text), false, [&](std::string_view database) {
     process_trace_db(collection, {}, database);
   });
+  return collection;
+}
+
+TEST(documented_database, has_its_uuid_and_a_configuration_that_the_open_decoder_takes) {
+  const database_collection collection = processed_example(page());
   EXPECT_EQ(collection.uuid, "3f2504e0-4f89-41d3-9a0c-0305e82c3301");
-  EXPECT_TRUE(collection.find_decoder_config("MCU"));
+  const auto configuration = collection.find_decoder_config("MCU");
+  ASSERT_TRUE(configuration);
+  dekodrix* const decoder = dekodrix_new();
+  ASSERT_NE(decoder, nullptr);
+  EXPECT_TRUE(
+      dekodrix_set_configuration_json(decoder, configuration->data(), configuration->size()));
+  dekodrix_delete(decoder);
+}
+
+TEST(documented_database, turns_each_trace_of_the_table_into_its_packet) {
+  const std::string text = page();
+  database_collection collection = processed_example(text);
 
   std::size_t rows = 0;
   std::istringstream lines(text);
