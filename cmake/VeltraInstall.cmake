@@ -1,1 +1,38 @@
-# Installation rules.
+# The installed tree:
+#   bin/veltra                                the host program
+#   lib/kovax/kovax-veltra-source.kovax       the plug-in
+#   lib/kovax/libdekodrix.so                  the open decoder, found beside it
+#   include/kovax, include/dekodrix           the C interfaces
+#   lib/cmake/kovax-veltra-source             find_package(kovax-veltra-source)
+include(CMakePackageConfigHelpers)
+
+# Hosts link this for the interface's header; the plug-in itself is loaded at
+# run time.
+add_library(kovax_source_interface INTERFACE)
+set_target_properties(kovax_source_interface PROPERTIES EXPORT_NAME source)
+target_include_directories(kovax_source_interface INTERFACE
+  "$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>")
+set_target_properties(kovax-veltra-source PROPERTIES EXPORT_NAME veltra-source)
+
+set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/kovax-veltra-source")
+install(TARGETS veltra RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
+install(TARGETS kovax_source_interface kovax-veltra-source dekodrix
+  EXPORT kovax-veltra-source-targets
+  LIBRARY DESTINATION "${VELTRA_PLUGIN_INSTALL_DIR}"
+  RUNTIME DESTINATION "${VELTRA_PLUGIN_INSTALL_DIR}"
+  ARCHIVE DESTINATION "${VELTRA_PLUGIN_INSTALL_DIR}")
+install(DIRECTORY include/kovax include/dekodrix
+  DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
+install(FILES README.md LICENSE DESTINATION "${CMAKE_INSTALL_DOCDIR}")
+install(DIRECTORY docs examples DESTINATION "${CMAKE_INSTALL_DOCDIR}")
+
+install(EXPORT kovax-veltra-source-targets NAMESPACE kovax:: DESTINATION "${package_dir}")
+configure_package_config_file(cmake/kovax-veltra-sourceConfig.cmake.in
+  "${PROJECT_BINARY_DIR}/kovax-veltra-sourceConfig.cmake"
+  INSTALL_DESTINATION "${package_dir}")
+write_basic_package_version_file("${PROJECT_BINARY_DIR}/kovax-veltra-sourceConfigVersion.cmake"
+  COMPATIBILITY SameMinorVersion)
+install(FILES
+  "${PROJECT_BINARY_DIR}/kovax-veltra-sourceConfig.cmake"
+  "${PROJECT_BINARY_DIR}/kovax-veltra-sourceConfigVersion.cmake"
+  DESTINATION "${package_dir}")

@@ -1,8 +1,80 @@
+// exports.cpp - the bridge from the C interface to the decoder; no logic.
+//
+// No exception leaves it: only memory can run out here, and then a handle is
+// null, a configuration is not taken, or appended bytes are missing from the
+// stream, which the sequence numbers of its frames bring to light.
 #include <dekodrix/dekodrix.h>
+
 #include <new>
-struct dekodrix { void* p; };
+
+#include "decoder/decoder.h"
+#include "decoder/handle_table.h"
+
+// One heap object of 8 bytes, which its user may give back by itself.
+struct dekodrix {
+  alignas(8) open_decoder::decoder* decoder;
+};
+static_assert(sizeof(dekodrix) == 8);
+
+namespace {
+constinit open_decoder::handle_table handles;
+}  // namespace
+
 extern "C" {
-#define E __attribute__((visibility("default")))
-E dekodrix* dekodrix_new(void) { return new dekodrix{nullptr}; }
-E void dekodrix_delete(dekodrix* d) { delete d; }
+
+dekodrix* dekodrix_new(void) {
+  dekodrix* handle = nullptr;
+  try {
+    handle = new dekodrix{nullptr};
+    handle->decoder = handles.add(handle);
+    return handle;
+  } catch (...) {
+    delete handle;
+    return nullptr;
+  }
 }
+
+void dekodrix_delete(dekodrix* handle) {
+  if (handle != nullptr) {
+    handles.remove(handle);
+    delete handle;
+  }
+}
+
+void dekodrix_set_timebase(dekodrix* handle, uint64_t base, bool flag) {
+  handle->decoder->set_timebase(flag ? base : 0);
+}
+
+void dekodrix_reset(dekodrix* handle) {
+  handle->decoder->reset();
+}
+
+bool dekodrix_set_configuration_json(dekodrix* handle, const char* text, size_t length) {
+  try {
+    return handle->decoder->set_configuration({text, length});
+  } catch (...) {
+    return false;
+  }
+}
+
+void dekodrix_append_buffer(dekodrix* handle, const uint8_t* bytes, size_t count) {
+  try {
+    handle->decoder->append({bytes, count});
+  } catch (...) {
+    // See the top of the file.
+  }
+}
+
+void dekodrix_parse(dekodrix* handle) {
+  handle->decoder->parse();
+}
+
+uint64_t dekodrix_get_trace_count(dekodrix* handle) {
+  return handle->decoder->trace_count();
+}
+
+dekodrix_trace* dekodrix_get_trace(dekodrix* handle) {
+  return handle->decoder->take_trace().release();
+}
+
+}  // extern "C"

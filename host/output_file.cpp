@@ -63,8 +63,8 @@ void output_file::write_at(std::uint64_t offset, std::string_view bytes) {
 
 void output_file::insert(std::uint64_t offset, std::string_view bytes) {
   // From the back, so that no byte is overwritten before it has been moved.
-  std::vector<char> block(static_cast<std::size_t>(
-      std::min<std::uint64_t>(copy_block, size_ - offset)));
+  std::vector<char> block(
+      static_cast<std::size_t>(std::min<std::uint64_t>(copy_block, size_ - offset)));
   std::uint64_t end = size_;
   while (end > offset) {
     const std::uint64_t begin = end - std::min<std::uint64_t>(block.size(), end - offset);
@@ -119,8 +119,7 @@ void output_file::fail(const char* what, int error) const {
   throw user_error(
       exit_code::output_failed,
       fmt::format("{} {}: {}; give another place with room and write permission.", what,
-                  target_ == "-" ? std::string("standard output")
-                                 : platform::path_to_utf8(target_),
+                  target_ == "-" ? std::string("standard output") : platform::path_to_utf8(target_),
                   std::generic_category().message(error)));
 }
 

@@ -54,7 +54,7 @@ class output_file {
   void copy_to_standard_output();
 
   std::filesystem::path target_;
-  std::filesystem::path temporary_;  // empty for standard output
+  std::filesystem::path temporary_;          // empty for standard output
   std::unique_ptr<std::FILE, closer> file_;  // null when bytes go straight to stdout
   std::uint64_t size_ = 0;
 };

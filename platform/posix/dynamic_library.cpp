@@ -18,7 +18,9 @@ dynamic_library::dynamic_library(const std::filesystem::path& path)
   if (handle_ == nullptr) throw std::runtime_error(last_error());
 }
 
-dynamic_library::~dynamic_library() { dlclose(handle_); }
+dynamic_library::~dynamic_library() {
+  dlclose(handle_);
+}
 
 void* dynamic_library::symbol(const char* name) const {
   void* found = dlsym(handle_, name);

@@ -5,9 +5,13 @@
 
 namespace platform {
 
-std::filesystem::path path_from_utf8(std::string_view text) { return {std::string(text)}; }
+std::filesystem::path path_from_utf8(std::string_view text) {
+  return {std::string(text)};
+}
 
-std::string path_to_utf8(const std::filesystem::path& path) { return path.string(); }
+std::string path_to_utf8(const std::filesystem::path& path) {
+  return path.string();
+}
 
 std::FILE* open_file(const std::filesystem::path& path, open_mode mode) {
   // "e": not inherited by programs that are started later.
@@ -24,9 +28,13 @@ int sync_file(std::FILE* file) {
 
 void set_binary_mode(std::FILE* /*file*/) {}
 
-unsigned long process_id() { return static_cast<unsigned long>(getpid()); }
+unsigned long process_id() {
+  return static_cast<unsigned long>(getpid());
+}
 
-bool is_terminal(std::FILE* file) { return isatty(fileno(file)) == 1; }
+bool is_terminal(std::FILE* file) {
+  return isatty(fileno(file)) == 1;
+}
 
 std::filesystem::path executable_path() {
   return std::filesystem::read_symlink("/proc/self/exe");

@@ -24,8 +24,7 @@ constexpr int end_signal = SIGUSR2;
 
 }  // namespace
 
-interrupt_watch::interrupt_watch(std::function<void()> action)
-    : state_(std::make_unique<state>()) {
+interrupt_watch::interrupt_watch(std::function<void()> action) : state_(std::make_unique<state>()) {
   state_->action = std::move(action);
   sigemptyset(&state_->watched);
   for (const int signal : {SIGINT, SIGTERM, end_signal}) sigaddset(&state_->watched, signal);

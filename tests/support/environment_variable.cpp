@@ -23,6 +23,8 @@ environment_variable::environment_variable(std::string name, std::optional<std::
   change(name_, value);
 }
 
-environment_variable::~environment_variable() { change(name_, before_); }
+environment_variable::~environment_variable() {
+  change(name_, before_);
+}
 
 }  // namespace test_support

@@ -13,9 +13,9 @@ namespace test_support {
 temp_directory::temp_directory() {
   std::random_device random;
   do {
-    path_ = std::filesystem::temp_directory_path() /
-            ("veltra-test-" + std::to_string(platform::process_id()) + "-" +
-             std::to_string(random()));
+    path_ =
+        std::filesystem::temp_directory_path() /
+        ("veltra-test-" + std::to_string(platform::process_id()) + "-" + std::to_string(random()));
   } while (!std::filesystem::create_directory(path_));
 }
 

@@ -1,0 +1,36 @@
+// configuration.h - what the decoder is told by the trace database.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string_view>
+#include <vector>
+
+namespace open_decoder {
+
+// The trace that tells of lost frames: two little-endian 32-bit counts behind the
+// trace id of the firmware's own "traces dropped" warning.
+struct loss_trace {
+  std::uint32_t master_id = 0;
+  std::array<std::uint8_t, 4> id{};  // trace id as it stands in the trace
+  std::size_t id_size = 0;           // bytes of `id` in use, 1 to 4
+
+  std::span<const std::uint8_t> id_bytes() const noexcept { return std::span(id).first(id_size); }
+};
+
+struct configuration {
+  std::vector<std::uint32_t> masters;  // ids and aliases, ascending
+  std::optional<open_decoder::loss_trace> loss_trace;
+
+  // True if frames of this master are decoded.
+  bool accepts(std::uint32_t master_id) const noexcept;
+};
+
+// Reads the JSON text (RFC 8259) that docs/frame-format.md describes. Returns
+// nothing if it is anything else. Throws std::bad_alloc. Any thread.
+std::optional<configuration> parse_configuration(std::string_view text);
+
+}  // namespace open_decoder

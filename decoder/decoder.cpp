@@ -1,0 +1,108 @@
+#include "decoder/decoder.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+namespace open_decoder {
+namespace {
+
+// Room for appended bytes beyond this is given back once they are parsed.
+constexpr std::size_t kept_capacity = std::size_t{1} << 20;
+
+// The loss trace's counts, behind its trace id.
+constexpr std::size_t count_size = sizeof(std::uint32_t);
+
+void write_count(std::span<std::uint8_t> bytes, std::uint64_t count) noexcept {
+  count = std::min<std::uint64_t>(count, 0xFFFFFFFF);
+  for (std::size_t i = 0; i < count_size; ++i) {
+    bytes[i] = static_cast<std::uint8_t>(count >> (8 * i));
+  }
+}
+
+}  // namespace
+
+bool decoder::set_configuration(std::string_view text) {
+  auto parsed = parse_configuration(text);
+  if (!parsed) {
+    return false;
+  }
+  configuration_ = std::move(*parsed);
+  return true;
+}
+
+void decoder::reset() noexcept {
+  appended_ = std::vector<std::uint8_t>();
+  scanner_.reset();
+  losses_.reset();
+  traces_.clear();
+  last_timestamp_ = 0;
+}
+
+void decoder::append(std::span<const std::uint8_t> bytes) {
+  appended_.insert(appended_.end(), bytes.begin(), bytes.end());
+}
+
+void decoder::parse() noexcept {
+  std::span<const std::uint8_t> input = appended_;
+  std::span<const std::uint8_t> bytes;
+  for (;;) {
+    const auto found = scanner_.next(input, bytes);
+    if (found == frame_scanner::event::need_more) {
+      break;
+    }
+    const auto received = found == frame_scanner::event::frame ? parse_frame(bytes) : std::nullopt;
+    if (received) {
+      take_frame(*received);
+    } else {
+      losses_.damaged_frame();
+      report_loss();
+    }
+  }
+  if (appended_.capacity() > kept_capacity) {
+    appended_ = std::vector<std::uint8_t>();
+  } else {
+    appended_.clear();
+  }
+}
+
+void decoder::take_frame(const frame& received) noexcept {
+  trace_pointer trace;
+  if (configuration_.accepts(received.master_id)) {
+    trace = make_trace(received.master_id, received.timestamp + timebase_, received.payload);
+    if (trace == nullptr) {
+      return;
+    }
+  }
+  last_timestamp_ = received.timestamp;
+  losses_.intact_frame(received.sequence);
+  if (losses_.unreported().any()) {
+    report_loss();
+  }
+  if (trace != nullptr) {
+    traces_.push(std::move(trace));
+  }
+}
+
+void decoder::report_loss() noexcept {
+  const auto& settings = configuration_.loss_trace;
+  if (!settings) {
+    losses_.reported();
+    return;
+  }
+  std::array<std::uint8_t, sizeof(loss_trace::id) + 2 * count_size> data{};
+  const auto id = settings->id_bytes();
+  std::copy(id.begin(), id.end(), data.begin());
+  const auto counts = std::span(data).subspan(id.size());
+  write_count(counts, losses_.unreported().missing);
+  write_count(counts.subspan(count_size), losses_.unreported().damaged);
+  auto trace = make_trace(settings->master_id, last_timestamp_ + timebase_,
+                          std::span(data).first(id.size() + 2 * count_size));
+  // Without memory for it, the losses stay to be told with the next ones.
+  if (trace != nullptr) {
+    losses_.reported();
+    traces_.push(std::move(trace));
+  }
+}
+
+}  // namespace open_decoder

@@ -1,0 +1,67 @@
+// decoder.h - the open decoder: trace bytes in, traces out.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string_view>
+#include <vector>
+
+#include "decoder/configuration.h"
+#include "decoder/frame.h"
+#include "decoder/frame_scanner.h"
+#include "decoder/loss_monitor.h"
+#include "decoder/trace_queue.h"
+
+namespace open_decoder {
+
+// Decodes one stream of frames (docs/frame-format.md). However the stream is cut
+// into pieces and whenever parse() is called, the same traces come out. Between
+// two calls of parse() it keeps what was appended since, one frame begun (at most
+// `largest_frame_size` bytes) and the traces not taken yet.
+//
+// One thread at a time; different decoders are independent.
+class decoder {
+ public:
+  // Has no configuration, and so accepts no master, and adds nothing to
+  // timestamps. Throws std::bad_alloc.
+  decoder() = default;
+
+  // From now on adds `nanoseconds` to the time of every trace decoded, modulo 2^64.
+  void set_timebase(std::uint64_t nanoseconds) noexcept { timebase_ = nanoseconds; }
+
+  // Takes a configuration for what is parsed from now on. Returns false, and
+  // keeps the one it has, if the text is none. Throws std::bad_alloc.
+  bool set_configuration(std::string_view text);
+
+  // Forgets bytes, traces, losses and the place in the stream; keeps the
+  // configuration and the timebase.
+  void reset() noexcept;
+
+  // Copies the next bytes of the stream. Throws std::bad_alloc, and then takes
+  // none of them; the sequence numbers will tell of the frames so lost.
+  void append(std::span<const std::uint8_t> bytes);
+
+  // Decodes what was appended. A frame for whose trace there is no memory counts
+  // as one that never arrived.
+  void parse() noexcept;
+
+  std::uint64_t trace_count() const noexcept { return traces_.size(); }
+
+  // Takes the oldest trace; null when there is none.
+  trace_pointer take_trace() noexcept { return traces_.pop(); }
+
+ private:
+  void take_frame(const frame& received) noexcept;
+  void report_loss() noexcept;
+
+  configuration configuration_;
+  std::uint64_t timebase_ = 0;        // nanoseconds
+  std::uint64_t last_timestamp_ = 0;  // of the last intact frame, without timebase
+  std::vector<std::uint8_t> appended_;
+  frame_scanner scanner_;
+  loss_monitor losses_;
+  trace_queue traces_;
+};
+
+}  // namespace open_decoder

@@ -1,1 +1,0 @@
-namespace open_decoder { void placeholder() {} }

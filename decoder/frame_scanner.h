@@ -1,0 +1,52 @@
+// frame_scanner.h - cuts a byte stream into unstuffed frames.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+
+#include "decoder/frame.h"
+
+namespace open_decoder {
+
+// Finds the frames of an octet-stuffed stream (RFC 1662, 4.2), whatever chunks
+// the stream comes in, and undoes the stuffing. It looks at every byte once, and
+// holds at most one frame of `largest_frame_size` bytes.
+//
+// One thread at a time.
+class frame_scanner {
+ public:
+  enum class event {
+    frame,      // a whole frame, not checked yet
+    damaged,    // a frame that was aborted by its sender or is too long
+    need_more,  // the input is used up
+  };
+
+  // Throws std::bad_alloc.
+  frame_scanner();
+
+  // Goes on in `input`, which loses the bytes that were used, up to the end of
+  // the next frame. With event::frame, `bytes` is set to the unstuffed frame: at
+  // most `largest_frame_size` bytes, never empty, valid until the next call and
+  // as long as the input's memory is. Bytes before the stream's first flag and
+  // empty frames are passed over. Never throws.
+  event next(std::span<const std::uint8_t>& input, std::span<const std::uint8_t>& bytes) noexcept;
+
+  // Forgets the frame begun and waits for a flag, as at the start of a stream.
+  void reset() noexcept;
+
+ private:
+  void unstuff(std::span<const std::uint8_t> stuffed) noexcept;
+  void hold(std::span<const std::uint8_t> bytes) noexcept;
+  void begin_frame() noexcept;
+  bool frame_has_begun() const noexcept { return held_size_ != 0 || escaping_ || too_long_; }
+
+  std::unique_ptr<std::uint8_t[]> held_;  // the frame begun, unstuffed; largest_frame_size bytes
+  std::size_t held_size_ = 0;
+  bool synchronised_ = false;  // a flag was seen
+  bool escaping_ = false;      // the last byte was an escape
+  bool too_long_ = false;      // the frame begun exceeds largest_frame_size; nothing is held
+};
+
+}  // namespace open_decoder

@@ -1,0 +1,55 @@
+// trace_queue.h - decoded traces, in the memory that their taker will free.
+#pragma once
+
+#include <dekodrix/dekodrix.h>
+
+#include <cstdint>
+#include <memory>
+#include <span>
+
+namespace open_decoder {
+
+// Frees a record and its data as the taker of a record does.
+struct trace_releaser {
+  void operator()(dekodrix_trace* trace) const noexcept;
+};
+using trace_pointer = std::unique_ptr<dekodrix_trace, trace_releaser>;
+
+// Makes the two malloc'ed blocks of a record with a copy of `data` (NULL and 0
+// when it is empty), channel 0, `timestamp` in nanoseconds. Returns null when
+// there is no memory for them. Any thread.
+trace_pointer make_trace(std::uint32_t master_id, std::uint64_t timestamp,
+                         std::span<const std::uint8_t> data) noexcept;
+
+// Traces in the order in which they were decoded. The links between them live in
+// the records' own blocks, so that neither pushing nor popping can fail.
+//
+// One thread at a time.
+class trace_queue {
+ public:
+  trace_queue() = default;
+  trace_queue(const trace_queue&) = delete;
+  trace_queue& operator=(const trace_queue&) = delete;
+  ~trace_queue() { clear(); }
+
+  // Adds a trace made by make_trace(), which must not be null.
+  void push(trace_pointer trace) noexcept;
+
+  // Takes the oldest trace; null when there is none.
+  trace_pointer pop() noexcept;
+
+  std::uint64_t size() const noexcept { return size_; }
+
+  void clear() noexcept;
+
+ private:
+  struct link;
+  friend trace_pointer make_trace(std::uint32_t, std::uint64_t,
+                                  std::span<const std::uint8_t>) noexcept;
+
+  link* oldest_ = nullptr;
+  link* newest_ = nullptr;
+  std::uint64_t size_ = 0;
+};
+
+}  // namespace open_decoder

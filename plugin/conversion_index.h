@@ -1,0 +1,74 @@
+// conversion_index.h - the tables that the conversion of traces looks things up
+// in, built once when a database has been processed.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "implementation/json.h"
+
+namespace veltra {
+
+struct trace_db_config;
+struct type_descriptor;
+
+// The trace types that have conversion rules.
+enum class trace_type : std::uint8_t { other, peer_dump, formatted };
+
+// What a buffer's name says about the traces in it.
+struct buffer_traits {
+  enum class rule : std::uint8_t { none, network, tls_handshake_randbytes, tls_session_master };
+
+  rule payload = rule::none;  // by a part of the name; the first that fits
+  bool at_string = false;     // the name starts with AT_STRING
+  bool request = false;       // the name contains REQ
+};
+
+buffer_traits classify_buffer(std::string_view name);
+
+// Trace ids to trace types. Where conditions overlap, the one that comes first
+// in the database holds; logarithmic in the number of conditions.
+class trace_type_index {
+ public:
+  void build(const std::vector<type_descriptor>& descriptors);
+  trace_type find(std::uint32_t trace_id) const;
+
+ private:
+  struct span {
+    std::uint32_t first;  // the span ends where the next one begins
+    trace_type type;
+  };
+  std::vector<span> spans_;
+};
+
+// Elements of "peer_buffers" by buffer id and peer layer id. Gives what a walk
+// through the list would give: the first match, and the JSON type error of an
+// element that such a walk would have met on its way.
+class peer_buffer_index {
+ public:
+  // `elements` must outlive the index's use; pass the same list to find().
+  void build(const std::vector<kovax::json>& elements);
+  const kovax::json* find(const std::vector<kovax::json>& elements, std::uint32_t id,
+                          std::uint32_t layer) const;
+
+ private:
+  std::unordered_map<std::uint32_t, std::vector<std::size_t>> positions_by_id_;
+  std::optional<std::size_t> first_without_numeric_id_;
+};
+
+struct conversion_index {
+  std::unordered_map<std::uint32_t, buffer_traits> buffers;
+  trace_type_index types;
+  peer_buffer_index peers;
+  std::string payload;  // scratch space for payloads that are not a part of the trace
+};
+
+// Builds all tables from the other members of `config`.
+void build_conversion_index(trace_db_config& config);
+
+}  // namespace veltra

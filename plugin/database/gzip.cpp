@@ -1,0 +1,118 @@
+#include "plugin/database/gzip.h"
+
+#define ZLIB_CONST
+#include <zlib.h>
+
+#include <cstddef>
+#include <stdexcept>
+
+namespace veltra {
+namespace {
+
+// A window of 2^15 bytes, and 32 to have gzip and zlib headers recognised.
+constexpr int window_bits = 15 + 32;
+
+// The interface this code is written for. zlib compares the first digit only.
+constexpr const char* interface_version = "1.2.12";
+
+// decompress_gzip() hands over the whole input and a whole step in one call.
+static_assert(sizeof(uInt) >= sizeof(std::uint32_t));
+
+// zlib's state, released on every way out.
+class inflate_stream {
+ public:
+  inflate_stream() {
+    if (inflateInit2_(&stream_, window_bits, interface_version,
+                      static_cast<int>(sizeof(z_stream))) != Z_OK) {
+      throw std::runtime_error("inflate init failed");
+    }
+  }
+  inflate_stream(const inflate_stream&) = delete;
+  inflate_stream& operator=(const inflate_stream&) = delete;
+  ~inflate_stream() { inflateEnd(&stream_); }
+
+  void set_input(std::string_view input) {
+    stream_.next_in = reinterpret_cast<const Bytef*>(input.data());
+    stream_.avail_in = static_cast<uInt>(input.size());
+  }
+
+  // Inflates into `space` bytes at `output` and returns how many of them are
+  // left. None left means that there may be more to come.
+  std::size_t inflate_into(char* output, std::size_t space) {
+    stream_.next_out = reinterpret_cast<Bytef*>(output);
+    stream_.avail_out = static_cast<uInt>(space);
+    const int result = inflate(&stream_, Z_FINISH);
+    // Z_BUF_ERROR is either a full buffer or the end of a truncated input.
+    if (result != Z_OK && result != Z_STREAM_END && result != Z_BUF_ERROR) {
+      throw std::runtime_error(stream_.msg != nullptr ? stream_.msg : "data cannot be inflated");
+    }
+    return stream_.avail_out;
+  }
+
+ private:
+  z_stream stream_{};
+};
+
+// zlib judges a header by pairs of bytes and asks for more when it has half a
+// pair. A file that ends there is a truncated stream only if that half can
+// begin one.
+bool may_begin_a_stream(std::string_view input) {
+  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(input[i]); };
+  constexpr unsigned gzip_id1 = 0x1F;
+  constexpr unsigned gzip_id2 = 0x8B;
+  constexpr unsigned method_deflate = 8;
+  constexpr unsigned largest_window = 7;
+  switch (input.size()) {
+    case 0:
+      return false;
+    case 1:
+      return byte(0) == gzip_id1 ||
+             ((byte(0) & 0x0F) == method_deflate && (byte(0) >> 4) <= largest_window);
+    case 3:
+      return byte(0) != gzip_id1 || byte(1) != gzip_id2 || byte(2) == method_deflate;
+    default:
+      return true;
+  }
+}
+
+}  // namespace
+
+std::string decompress_gzip(std::uint32_t limit, std::string_view input) {
+  inflate_stream stream;
+  if (input.size() > limit / 2) {
+    throw std::runtime_error("size may use more memory than intended when decompressing");
+  }
+  if (!may_begin_a_stream(input)) {
+    throw std::runtime_error("incorrect header check");
+  }
+  const std::size_t step = 2 * input.size();
+  stream.set_input(input);
+
+  std::string output;
+  std::size_t produced = 0;
+  std::size_t space_left = 0;
+  while (space_left == 0) {
+    if (step > limit - produced) {
+      throw std::runtime_error(
+          "size of output string will use more memory then intended when decompressing");
+    }
+    // The string's capacity grows geometrically, so equal steps do not copy the
+    // bytes over and over.
+    output.resize(produced + step);
+    space_left = stream.inflate_into(output.data() + produced, step);
+    produced += step - space_left;
+  }
+  output.resize(produced);
+  return output;
+}
+
+bool try_decompress_gzip(std::string_view input, std::string& output) {
+  try {
+    output = decompress_gzip(decompression_limit, input);
+    return true;
+  } catch (const std::runtime_error&) {
+    return false;
+  }
+}
+
+}  // namespace veltra

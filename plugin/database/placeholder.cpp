@@ -1,1 +1,0 @@
-namespace veltra { void database_placeholder() {} }

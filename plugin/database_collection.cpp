@@ -1,0 +1,26 @@
+#include "plugin/database_collection.h"
+
+#include <utility>
+
+namespace veltra {
+
+void database_collection::append(trace_db_config config) {
+  const std::size_t position = configs_.size();
+  // An id that an earlier record has keeps that record.
+  for (const std::uint32_t id : config.ids) position_by_master_.try_emplace(id, position);
+  configs_.push_back(std::move(config));
+}
+
+std::optional<std::string> database_collection::find_decoder_config(std::string_view name) const {
+  for (const trace_db_config& config : configs_) {
+    if (config.name == name) return config.decoder_config;
+  }
+  return std::nullopt;
+}
+
+trace_db_config* database_collection::find_config_for_master(std::uint32_t master_id) {
+  const auto found = position_by_master_.find(master_id);
+  return found == position_by_master_.end() ? nullptr : &configs_[found->second];
+}
+
+}  // namespace veltra

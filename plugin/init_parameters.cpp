@@ -1,0 +1,61 @@
+#include "plugin/init_parameters.h"
+
+#include <filesystem>
+#include <stdexcept>
+#include <system_error>
+
+#include "implementation/json_numbers.h"
+#include "platform/file.h"
+#include "plugin/path_parameter.h"
+
+namespace veltra {
+
+namespace {
+
+using kovax::json;
+
+constexpr const char* no_input = "veltra plugin missing trace file path or serialport";
+
+bool is_there(const std::filesystem::path& path) {
+  std::error_code error;
+  const bool found = std::filesystem::exists(path, error);
+  if (error) throw std::filesystem::filesystem_error("exists", path, error);
+  return found;
+}
+
+// The file that `key` names, UTF-8, or an empty text when none is named.
+std::string read_existing_file(const json& parameters, const char* key, const char* if_missing) {
+  const std::filesystem::path path = resolve_path_parameter(parameters, key);
+  if (!path.empty() && !is_there(path)) throw std::runtime_error(if_missing);
+  return platform::path_to_utf8(path);
+}
+
+std::uint64_t read_chunk_size(const json& parameters, std::uint64_t otherwise) {
+  if (!parameters.contains("chunk_size")) return otherwise;
+  const std::uint64_t size = kovax::to_u64(parameters.at("chunk_size"));
+  if (size == 0) throw std::runtime_error("chunk_size must be at least 1");
+  return size;
+}
+
+}  // namespace
+
+init_parameters read_init_parameters(const char* text, const host_log& log) {
+  if (text == nullptr || *text == '\0') throw std::runtime_error(no_input);
+  const json parameters = json::parse(text);
+
+  init_parameters result;
+  source_settings& settings = result.settings;
+  settings.log = log;
+  result.trace_file = read_existing_file(parameters, "file_path", "trace file does not exist");
+  zet_serialport_lib::parse_serial_port_parameters(parameters, settings.serial_port,
+                                                   settings.serial_settings, expand_env_variables);
+  settings.database_file =
+      read_existing_file(parameters, "db_file_path", "database file does not exist");
+  settings.chunk_size = read_chunk_size(parameters, settings.chunk_size);
+  if (result.trace_file.empty() && settings.serial_port.empty()) {
+    throw std::runtime_error(no_input);
+  }
+  return result;
+}
+
+}  // namespace veltra

@@ -1,0 +1,37 @@
+#include "plugin/run_guarded.h"
+
+#include <kovax/source.h>
+
+#include <exception>
+
+#include "plugin/errors.h"
+
+namespace veltra {
+
+void last_error::store(const char* message, std::int32_t code) {
+  const std::lock_guard lock(mutex_);
+  value_.message = message;
+  value_.code = code;
+}
+
+last_error::value last_error::load() const {
+  const std::lock_guard lock(mutex_);
+  return value_;
+}
+
+std::int32_t run_guarded(last_error& error, const std::function<void()>& body) {
+  try {
+    body();
+    return KOVAX_RESULT_OK;
+  } catch (const veltra_exception& failure) {
+    error.store(failure.what(), failure.code());
+    return failure.code();
+  } catch (const std::exception& failure) {
+    error.store(failure.what(), KOVAX_RESULT_FAILED);
+  } catch (...) {
+    error.store("unknown error", KOVAX_RESULT_FAILED);
+  }
+  return KOVAX_RESULT_FAILED;
+}
+
+}  // namespace veltra

@@ -1,0 +1,180 @@
+#include "plugin/trace_db.h"
+
+#include <stdexcept>
+#include <utility>
+
+#include "implementation/json_numbers.h"
+
+namespace veltra {
+
+namespace {
+
+using kovax::json;
+using kovax::to_u32;
+
+// Trace ids are 32-bit values.
+constexpr std::uint32_t largest_trace_id_size = 4;
+
+// A member of "meta" or of the root: reads as null when it is missing.
+const json& forgiving_member(const json& object, const char* key) {
+  static const json null;
+  if (object.is_null()) return null;
+  if (!object.is_object()) return object[key];  // throws the library's own error
+  const auto found = object.find(key);
+  return found == object.end() ? null : *found;
+}
+
+// A member of an array element: must be there.
+const json& strict_member(const json& element, const char* key) {
+  if (!element.is_object()) return element[key];  // throws the library's own error
+  const auto found = element.find(key);
+  KOVAX_CONTRACT_TEXT(found != element.end(), "it != m_value.object->end()");
+  return *found;
+}
+
+const json& require_array(const json& value) {
+  if (!value.is_array()) value.get<json::array_t>();  // throws type error 302
+  return value;
+}
+
+// The decoder configuration in its older and in its newer place.
+struct decoder_configurations {
+  const json* older = nullptr;
+  const json* newer = nullptr;
+};
+
+decoder_configurations find_decoder_configurations(const json& meta) {
+  decoder_configurations found;
+  if (meta.contains("decoder_config")) found.older = &meta.at("decoder_config");
+  if (meta.contains("connection_configs") &&
+      meta.at("connection_configs").contains("dekodrix_config")) {
+    found.newer = &meta.at("connection_configs").at("dekodrix_config");
+  }
+  return found;
+}
+
+void read_identity(trace_db_config& config, const json& meta) {
+  config.id = to_u32(forgiving_member(meta, "id"));
+  config.ids.insert(config.id);
+  config.little_endian = forgiving_member(meta, "endianness").get<std::string>() != "big";
+  config.trace_id_size = to_u32(forgiving_member(meta, "trace_id_size"));
+  if (config.trace_id_size > largest_trace_id_size) {
+    throw std::runtime_error("trace_id_size is larger than 4");
+  }
+}
+
+void read_aliases(trace_db_config& config, const json& meta) {
+  if (!meta.contains("aliases")) return;
+  config.aliases = meta.at("aliases");
+  for (const json& alias : *config.aliases) {
+    config.ids.insert(to_u32(strict_member(alias, "id")));
+  }
+}
+
+void read_masters(trace_db_config& config, const decoder_configurations& decoder) {
+  const json* place = decoder.older != nullptr ? decoder.older : decoder.newer;
+  if (place == nullptr) return;
+  for (const json& master : forgiving_member(*place, "masters")) {
+    if (to_u32(strict_member(master, "id")) != config.id) continue;
+    for (const json& alias : require_array(strict_member(master, "aliases"))) {
+      config.ids.insert(to_u32(alias));
+    }
+  }
+}
+
+void read_buffers(trace_db_config& config, const json& root) {
+  if (!root.contains("buffers")) return;
+  for (const json& buffer : root.at("buffers")) {
+    auto name = strict_member(buffer, "name").get<std::string>();
+    config.buffers[to_u32(strict_member(buffer, "id"))] = std::move(name);
+  }
+}
+
+void read_type_descriptors(trace_db_config& config, const json& descriptors) {
+  for (const json& element : descriptors) {
+    KOVAX_CONTRACT(element.contains("conditions"));
+    for (const json& condition : element.at("conditions")) {
+      type_descriptor descriptor;
+      if (condition.contains("trace_id")) {
+        descriptor.trace_id = to_u32(condition.at("trace_id"));
+      } else if (condition.contains("id_range")) {
+        const json& range = condition.at("id_range");
+        descriptor.id_range = {to_u32(forgiving_member(range, "max")),
+                               to_u32(forgiving_member(range, "min"))};
+      } else {
+        continue;
+      }
+      descriptor.type = strict_member(element, "type").get<std::string>();
+      config.type_descriptors.push_back(std::move(descriptor));
+    }
+  }
+}
+
+void read_peer_buffers(trace_db_config& config, json& root) {
+  if (root.contains("peer_buffer_layers")) {
+    for (const json& layer : root.at("peer_buffer_layers")) {
+      if (!layer.contains("id")) continue;
+      auto name = strict_member(layer, "name").get<std::string>();
+      config.peer_buffer_layers[to_u32(layer.at("id"))] = std::move(name);
+    }
+  }
+  if (root.contains("peer_buffers")) {
+    require_array(root.at("peer_buffers"));
+    config.peer_buffers = std::move(root.at("peer_buffers").get_ref<json::array_t&>());
+  }
+}
+
+void read_traces(trace_db_config& config, json& root) {
+  if (!root.contains("traces")) return;
+  for (json& trace : root.at("traces")) {
+    const std::uint32_t id = to_u32(strict_member(trace, "id"));
+    config.traces.try_emplace(id, std::move(trace));
+  }
+}
+
+void read_static_strings(trace_db_config& config, const json& root) {
+  if (!root.contains("static_data") || !root.at("static_data").contains("static_strings")) return;
+  for (const json& entry : root.at("static_data").at("static_strings")) {
+    const std::uint32_t id = to_u32(strict_member(entry, "id"));
+    config.static_strings.try_emplace(id, strict_member(entry, "value").get<std::string>());
+  }
+}
+
+std::string text_or(const json& meta, const char* key, const char* otherwise) {
+  return meta.contains(key) ? meta.at(key).get<std::string>() : otherwise;
+}
+
+}  // namespace
+
+void process_trace_db(database_collection& collection, const host_log& log, std::string_view text) {
+  json root = json::parse(text);
+  const json& meta = forgiving_member(root, "meta");
+  trace_db_config config;
+
+  read_identity(config, meta);
+  read_aliases(config, meta);
+  const decoder_configurations decoder = find_decoder_configurations(meta);
+  // Masters prefer the older place, the configuration text below the newer one.
+  read_masters(config, decoder);
+  config.type_mapping_by_id = forgiving_member(meta, "type_mapping") == "id";
+  const json& descriptors = require_array(forgiving_member(meta, "trace_type_descriptors"));
+  read_buffers(config, root);
+  if (meta.contains("min_data_size")) config.min_data_size = to_u32(meta.at("min_data_size"));
+  read_type_descriptors(config, descriptors);
+  read_peer_buffers(config, root);
+  read_traces(config, root);
+  read_static_strings(config, root);
+  if (const json* place = decoder.newer != nullptr ? decoder.newer : decoder.older) {
+    config.decoder_config = place->dump();
+  }
+  std::string uuid = text_or(meta, "uuid", "UUID_UNKNOWN");
+  config.name = text_or(meta, "name", "MCU");
+
+  build_conversion_index(config);
+  const std::string message = "processed config json: " + config.name;
+  collection.append(std::move(config));
+  collection.uuid = std::move(uuid);
+  log.progress(message);
+}
+
+}  // namespace veltra

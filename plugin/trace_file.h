@@ -1,0 +1,34 @@
+// trace_file.h - a recorded trace, read in chunks.
+#pragma once
+
+#include <cstdint>
+#include <fstream>
+#include <string>
+
+namespace veltra {
+
+// One thread.
+class trace_file {
+ public:
+  // Opens the file for binary reading. Throws std::runtime_error
+  // "trace_file could not be opened at " + path, and the file-system error of
+  // "file_size" when it has no size, as a directory.
+  void open(const std::string& utf8_path);
+
+  bool is_open() const { return stream_.is_open(); }
+
+  // Bytes in the file when it was opened.
+  std::uint64_t size() const { return size_; }
+
+  // Replaces `chunk` by the next `most` bytes, fewer at the end of the file.
+  // Returns true once a read has met the end. Throws std::runtime_error when
+  // the file cannot be read.
+  bool read_chunk(std::uint64_t most, std::string& chunk);
+
+ private:
+  std::string path_;
+  std::ifstream stream_;
+  std::uint64_t size_ = 0;
+};
+
+}  // namespace veltra

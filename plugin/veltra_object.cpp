@@ -1,0 +1,86 @@
+#include "plugin/veltra_object.h"
+
+#include <utility>
+
+#include "implementation/contract.h"
+#include "platform/file.h"
+#include "plugin/source_properties.h"
+
+namespace veltra {
+
+veltra_object::veltra_object(source_settings settings) : settings_(std::move(settings)) {}
+
+void veltra_object::set_trace_file(const std::string& utf8_path) {
+  if (utf8_path.empty()) {
+    KOVAX_CONTRACT(!settings_.serial_port.empty());
+    log().progress("Using serial port " + settings_.serial_port + " for tracing");
+    log().progress("Using serial port with settings: " + to_string(settings_.serial_settings));
+  } else {
+    file_.open(utf8_path);
+    delivery_.set_data_size(file_.size());
+  }
+  if (!settings_.database_file.empty()) {
+    load_database(std::filesystem::absolute(platform::path_from_utf8(settings_.database_file)));
+  }
+}
+
+void veltra_object::load_database(const std::filesystem::path& path) {
+  decoder_.load_database(path, settings_.log);
+  delivery_.set_database(decoder_.database_path(), decoder_.collection().uuid);
+}
+
+void veltra_object::run(void* packet_user_data, kovax_packet_callback callback) {
+  stop_requested_.exchange(0);
+  extract({handle(), packet_user_data, callback});
+}
+
+void veltra_object::stop() {
+  log().progress("veltra stop_extracting entry");
+  stop_requested_.exchange(1);
+  log().progress("veltra stop_extracting exit");
+}
+
+void veltra_object::extract(const packet_receiver& to) {
+  for (bool ended = false; !ended;) {
+    if (drain_decoder(to)) return;
+    const bool input_ended = read_chunk();
+    if (decoder_.ready() && !chunk_.empty()) decoder_.feed(chunk_);
+    // Decided before the chunk is delivered: a stop from inside its callback is
+    // seen in the next pass.
+    ended = ends_after_this_pass(input_ended);
+    delivery_.deliver_raw(to, chunk_);
+  }
+}
+
+// Delivers every trace that the decoder holds; true when a stop cut it short.
+bool veltra_object::drain_decoder(const packet_receiver& to) {
+  if (!decoder_.ready()) return false;
+  const packet_sink sink = [&](const kovax_stream_packet_t& packet) {
+    delivery_.deliver_decoded(to, packet);
+  };
+  while (const decoded_trace trace = decoder_.next_trace()) {
+    if (trace_db_config* config = decoder_.collection().find_config_for_master(trace->master_id)) {
+      convert_trace(*config, *trace, sink);
+    }
+    if (stop_requested()) return true;
+  }
+  return false;
+}
+
+bool veltra_object::ends_after_this_pass(bool input_ended) {
+  // Traces that are still in the decoder keep the loop going at the end.
+  if (input_ended) return !decoder_.ready() || !decoder_.has_pending_traces();
+  return stop_requested();
+}
+
+bool veltra_object::read_chunk() {
+  return file_.read_chunk(settings_.chunk_size, chunk_);
+}
+
+host_log veltra_object::log() {
+  host_log named = settings_.log;
+  named.source = handle();
+  return named;
+}
+
+}  // namespace veltra

@@ -1,0 +1,197 @@
+// The header of a trace: trace id in all widths and byte orders, peer layer id,
+// buffer id text; and traces that are too short for it.
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "tests/abi/conversion_fixture.h"
+
+namespace {
+
+using kovax::json;
+using test_support::build_trace;
+using test_support::number_bytes;
+
+class conversion_header_test : public conversion_fixture {
+ protected:
+  // Makes exactly this trace id one whose AT answer comes through.
+  void accept_trace_id(std::uint32_t trace_id) {
+    database["meta"]["trace_type_descriptors"] =
+        json::parse(R"([{"type": "peer_dump", "conditions": [{"trace_id": 0}]}])");
+    database["meta"]["trace_type_descriptors"][0]["conditions"][0]["trace_id"] = trace_id;
+  }
+
+  static constexpr auto found = "at|network|OK";
+  static std::string body() { return std::string("OK\0", 3); }
+};
+
+// --- trace ids -------------------------------------------------------------------------
+
+struct id_reading {
+  unsigned size;
+  const char* endianness;
+  const char* bytes;
+  std::uint32_t value;
+};
+
+class trace_id_test : public conversion_header_test,
+                      public testing::WithParamInterface<id_reading> {};
+
+TEST_P(trace_id_test, is_read_in_the_databases_byte_order) {
+  const auto& [size, endianness, bytes, value] = GetParam();
+  database["meta"]["trace_id_size"] = size;
+  database["meta"]["endianness"] = endianness;
+  accept_trace_id(value);
+  std::string trace(bytes, size);
+  trace += std::string("\0004\0", 3) + body();
+  EXPECT_EQ(conversion_of(trace), found);
+}
+
+INSTANTIATE_TEST_SUITE_P(readings, trace_id_test,
+                         testing::Values(id_reading{1, "little", "\xAB", 0xAB},
+                                         id_reading{1, "big", "\xAB", 0xAB},
+                                         id_reading{2, "little", "\x01\x02", 0x0201},
+                                         id_reading{2, "big", "\x01\x02", 0x0102},
+                                         id_reading{2, "big", "\xFF\xFE", 0xFFFE},
+                                         // three bytes are taken as they stand
+                                         id_reading{3, "little", "\x01\x02\x03", 0x030201},
+                                         id_reading{3, "big", "\x01\x02\x03", 0x030201},
+                                         id_reading{4, "little", "\x01\x02\x03\x04", 0x04030201},
+                                         id_reading{4, "big", "\x01\x02\x03\x04", 0x01020304},
+                                         id_reading{4, "big", "\xFF\xFE\xFD\xFC", 0xFFFEFDFC},
+                                         id_reading{0, "little", "", 0},
+                                         id_reading{0, "big", "", 0}));
+
+class endianness_test : public conversion_header_test,
+                        public testing::WithParamInterface<std::tuple<const char*, bool>> {};
+
+TEST_P(endianness_test, is_big_only_for_the_word_big) {
+  const auto& [word, big] = GetParam();
+  database["meta"]["endianness"] = word;
+  accept_trace_id(big ? 0x01020304 : 0x04030201);
+  EXPECT_EQ(conversion_of(std::string("\x01\x02\x03\x04\0004\0", 7) + body()), found);
+}
+
+INSTANTIATE_TEST_SUITE_P(words, endianness_test,
+                         testing::Values(std::tuple("big", true), std::tuple("little", false),
+                                         std::tuple("BIG", false), std::tuple("Big", false),
+                                         std::tuple("be", false), std::tuple("", false),
+                                         std::tuple("bi", false), std::tuple("bigger", false),
+                                         std::tuple(" big", false), std::tuple("big ", false)));
+
+TEST_F(conversion_header_test, big_with_a_nul_behind_it_is_little) {
+  database["meta"]["endianness"] = std::string("big\0", 4);
+  accept_trace_id(0x04030201);
+  EXPECT_EQ(conversion_of(std::string("\x01\x02\x03\x04\0004\0", 7) + body()), found);
+}
+
+// --- short traces ---------------------------------------------------------------------
+
+// Every cut of a good trace: nothing before the buffer id's text has ended.
+class cut_trace_test : public conversion_header_test,
+                       public testing::WithParamInterface<unsigned> {};
+
+TEST_P(cut_trace_test, never_reads_past_its_end) {
+  const unsigned id_size = GetParam();
+  database["meta"]["trace_id_size"] = id_size;
+  const auto whole = build_trace({.id = 7, .buffer_id = "1", .id_size = id_size}, "body");
+  std::vector<std::string> traces;
+  for (std::size_t length = 0; length <= whole.size(); ++length) {
+    traces.push_back(whole.substr(0, length));
+  }
+  const auto packets = convert(database, traces);
+  // The header is id, layer, "1" and a NUL; from there on it is an IP packet. One
+  // byte less and the NUL is missing, so there is no buffer.
+  const std::size_t header = id_size + 3;
+  ASSERT_EQ(packets.size(), whole.size() - header + 1);
+  for (std::size_t index = 0; index < packets.size(); ++index) {
+    EXPECT_EQ(packets[index].data, std::string("body").substr(0, index));
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(id_sizes, cut_trace_test, testing::Values(0U, 1U, 2U, 3U, 4U));
+
+TEST_F(conversion_header_test, a_trace_of_only_its_id_gives_nothing) {
+  EXPECT_EQ(conversion_of(number_bytes(test_support::id::peer_dump, 4)), "nothing");
+}
+
+TEST_F(conversion_header_test, a_trace_of_id_and_layer_gives_nothing) {
+  database["buffers"] = json::parse(R"([{"id": 0, "name": "EPDCP_UP_PACKET"}])");
+  EXPECT_EQ(conversion_of(number_bytes(5, 4) + "\x07"), "nothing");
+}
+
+// --- buffer ids ------------------------------------------------------------------------
+
+struct id_text {
+  const char* text;
+  std::uint32_t value;
+};
+
+class buffer_id_test : public conversion_header_test,
+                       public testing::WithParamInterface<id_text> {};
+
+TEST_P(buffer_id_test, is_read_as_the_c_library_reads_an_unsigned_number) {
+  database["buffers"] = json::parse(R"([{"id": 0, "name": "EPDCP_UP_PACKET"}])");
+  database["buffers"][0]["id"] = GetParam().value;
+  EXPECT_EQ(conversion_of(build_trace({.buffer_id = GetParam().text}, "x")), "ip|network|x");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    texts, buffer_id_test,
+    testing::Values(
+        id_text{"5", 5}, id_text{"005", 5}, id_text{" 5", 5}, id_text{"\t\n\v\f\r 5", 5},
+        id_text{"5 ", 5}, id_text{"5abc", 5}, id_text{"5.9", 5}, id_text{"+5", 5},
+        id_text{"-1", 4294967295}, id_text{"-5", 4294967291}, id_text{"4294967295", 4294967295},
+        id_text{"4294967296", 0}, id_text{"4294967301", 5},
+        // beyond 64 bits the library's conversion stays at the largest number
+        id_text{"18446744073709551615", 4294967295}, id_text{"18446744073709551616", 4294967295},
+        id_text{"99999999999999999999999", 4294967295},
+        id_text{"-99999999999999999999999", 4294967295}, id_text{"0x10", 0},
+        // no number at all
+        id_text{"", 0}, id_text{"abc", 0}, id_text{"x5", 0}, id_text{"+", 0}, id_text{"-", 0},
+        id_text{"- 5", 0}, id_text{"+-5", 0}, id_text{"--5", 0}, id_text{" ", 0}));
+
+TEST_F(conversion_header_test, an_unknown_buffer_id_gives_no_buffer_name) {
+  EXPECT_EQ(conversion_of(build_trace({.buffer_id = "999"}, "x")), "nothing");
+}
+
+TEST_F(conversion_header_test, a_buffer_id_text_of_254_characters_is_read) {
+  const std::string text = std::string(253, '0') + "1";
+  EXPECT_EQ(conversion_of(build_trace({.buffer_id = text}, "x")), "ip|network|x");
+}
+
+TEST_F(conversion_header_test, a_buffer_id_text_of_255_characters_is_read) {
+  const std::string text = std::string(254, '0') + "1";
+  EXPECT_EQ(conversion_of(build_trace({.buffer_id = text}, "x")), "ip|network|x");
+}
+
+TEST_F(conversion_header_test, a_longer_text_is_cut_and_one_byte_behind_the_cut_is_skipped) {
+  // 255 characters are the text, the 256th is taken for its NUL.
+  const std::string text = std::string(254, '0') + "1" + "Z";
+  EXPECT_EQ(conversion_of(build_trace({.buffer_id = text}, "x")),
+            std::string("ip|network|") + std::string("\0x", 2));
+}
+
+TEST_F(conversion_header_test, an_unterminated_text_has_no_buffer_name) {
+  EXPECT_EQ(conversion_of(number_bytes(5, 4) + std::string("\0001", 2)), "nothing");
+}
+
+TEST_F(conversion_header_test, an_unterminated_text_is_not_buffer_0_either) {
+  database["buffers"] = json::parse(R"([{"id": 0, "name": "EPDCP_UP_PACKET"},
+                                        {"id": 1, "name": "EPDCP_UP_PACKET"}])");
+  EXPECT_EQ(conversion_of(number_bytes(5, 4) + std::string("\0001", 2)), "nothing");
+}
+
+TEST_F(conversion_header_test, the_body_may_hold_any_bytes) {
+  const auto body = test_support::varied_bytes(3000);
+  EXPECT_EQ(conversion_of(build_trace({.buffer_id = "1"}, body)), "ip|network|" + body);
+}
+
+TEST_F(conversion_header_test, min_data_size_does_not_matter) {
+  database["meta"]["min_data_size"] = 1000;
+  EXPECT_EQ(conversion_of(build_trace({.buffer_id = "1"}, "x")), "ip|network|x");
+}
+
+}  // namespace

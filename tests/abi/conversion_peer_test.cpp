@@ -1,0 +1,224 @@
+// LTE RRC and NAS messages in peer dumps.
+#include <string>
+
+#include "tests/abi/conversion_fixture.h"
+
+namespace {
+
+using kovax::json;
+using test_support::build_trace;
+namespace id = test_support::id;
+
+class conversion_peer_test : public conversion_fixture {
+ protected:
+  // The conversion of a peer dump of this layer and buffer.
+  std::string dump(std::uint8_t layer, const std::string& buffer_id,
+                   const std::string& body = "body") {
+    return conversion_of(
+        build_trace({.id = id::peer_dump, .peer_layer = layer, .buffer_id = buffer_id}, body));
+  }
+
+  std::string dump_of_type(const json& type) {
+    database["peer_buffers"][0]["type"] = type;
+    return dump(id::rrc_layer, id::dl_dcch_buffer);
+  }
+};
+
+struct typing {
+  const char* type;
+  const char* layer;  // "nothing" for no packet
+};
+
+class peer_type_test : public conversion_peer_test, public testing::WithParamInterface<typing> {};
+
+TEST_P(peer_type_test, gives_the_layer) {
+  const std::string layer = GetParam().layer;
+  EXPECT_EQ(dump_of_type(GetParam().type), layer == "nothing" ? layer : layer + "|network|body");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    types, peer_type_test,
+    testing::Values(
+        // two tokens
+        typing{"ASN_PCCH_nb", "lte_rrc.PCCH.nb"}, typing{"ASN_PCCH_NB", "lte_rrc.PCCH_NB"},
+        typing{"ASN_PCCH_Message", "lte_rrc.PCCH_Message"}, typing{"ASN_a_b", "lte_rrc.a_b"},
+        typing{"ASN_PCCH_nbx", "lte_rrc.PCCH_nbx"}, typing{"ASN_PCCH_sch", "lte_rrc.PCCH_sch"},
+        // three tokens
+        typing{"ASN_DL_DCCH_Message", "lte_rrc.DL_DCCH.Message"},
+        typing{"ASN_BCCH_DL_sch", "lte_rrc.BCCH_DL_sch"},
+        typing{"ASN_BCCH_DL_SCH", "lte_rrc.BCCH_DL.SCH"},
+        typing{"ASN_UL_CCCH_nb", "lte_rrc.UL_CCCH.nb"},
+        typing{"ASN_BCCH_DL_schx", "lte_rrc.BCCH_DL.schx"},
+        // four tokens
+        typing{"ASN_BCCH_DL_SCH_Message", "lte_rrc.BCCH_DL_SCH.Message"},
+        typing{"ASN_BCCH_DL_SCH_nb", "lte_rrc.BCCH_DL_SCH.nb"},
+        typing{"ASN_a_b_c_sch", "lte_rrc.a_b_c.sch"},
+        // five and more say no more than the first
+        typing{"ASN_a_b_c_d_e", "lte_rrc.a"}, typing{"ASN_a_b_c_d_e_f_g", "lte_rrc.a"},
+        // too few
+        typing{"ASN_X", "nothing"}, typing{"ASN_", "nothing"}, typing{"ASN____", "nothing"},
+        typing{"ASN_X_", "nothing"}, typing{"ASN__X", "nothing"},
+        // runs of underscores separate like one
+        typing{"ASN__DL__DCCH___Message_", "lte_rrc.DL_DCCH.Message"},
+        typing{"ASN_PCCH__nb", "lte_rrc.PCCH.nb"},
+        // everything but the underscore belongs to a token
+        typing{"ASN_DL DCCH_Message-1.5", "lte_rrc.DL DCCH_Message-1.5"},
+        typing{"ASN_\xC3\xA4_\n", "lte_rrc.\xC3\xA4_\n"},
+        // the start must be exact
+        typing{"asn_DL_DCCH", "nothing"}, typing{"ASN", "nothing"}, typing{"ASNDL_DCCH", "nothing"},
+        typing{"xASN_DL_DCCH", "nothing"}, typing{" ASN_DL_DCCH", "nothing"},
+        // NAS
+        typing{"NAS_PDU", "nas-eps"}, typing{"NAS_PDU_PLAIN", "nas-eps"},
+        typing{"NAS_PDUx", "nas-eps"}, typing{"NAS_PD", "nothing"}, typing{"nas_pdu", "nothing"},
+        typing{"xNAS_PDU", "nothing"}, typing{"ASN_NAS_PDU", "lte_rrc.NAS_PDU"},
+        // neither
+        typing{"", "nothing"}, typing{"OTHER", "nothing"}));
+
+TEST_F(conversion_peer_test, a_long_type_keeps_its_tokens_whole) {
+  const std::string token(20000, 'T');
+  EXPECT_EQ(dump_of_type("ASN_" + token + "_Message"),
+            "lte_rrc." + token + "_Message|network|body");
+}
+
+TEST_F(conversion_peer_test, a_type_of_many_tokens_says_only_the_first) {
+  std::string type = "ASN_first";
+  for (int index = 0; index < 20000; ++index) type += "_t";
+  EXPECT_EQ(dump_of_type(type), "lte_rrc.first|network|body");
+}
+
+// --- which peer buffer ---------------------------------------------------------------------
+
+TEST_F(conversion_peer_test, rrc_and_nas_by_layer_and_buffer) {
+  const auto packets = convert(
+      database,
+      {build_trace({.id = id::peer_dump, .peer_layer = id::rrc_layer, .buffer_id = "70"}, "rrc"),
+       build_trace({.id = id::peer_dump, .peer_layer = id::nas_layer, .buffer_id = "80"}, "nas")});
+  ASSERT_EQ(packets.size(), 2U);
+  EXPECT_EQ(packets[0].format, "lte_rrc.DL_DCCH.Message");
+  EXPECT_EQ(packets[0].data, "rrc");
+  EXPECT_EQ(packets[1].format, "nas-eps");
+  EXPECT_EQ(packets[1].data, "nas");
+}
+
+TEST_F(conversion_peer_test, each_rrc_message_has_its_own_layer_name) {
+  database["peer_buffers"].push_back(
+      json::parse(R"({"id": 71, "layer": 7, "name": "x", "type": "ASN_UL_CCCH_Message"})"));
+  const auto packets = convert(
+      database,
+      {build_trace({.id = id::peer_dump, .peer_layer = id::rrc_layer, .buffer_id = "70"}, "1"),
+       build_trace({.id = id::peer_dump, .peer_layer = id::rrc_layer, .buffer_id = "71"}, "2"),
+       build_trace({.id = id::peer_dump, .peer_layer = id::rrc_layer, .buffer_id = "70"}, "3")});
+  ASSERT_EQ(packets.size(), 3U);
+  EXPECT_EQ(packets[0].format, "lte_rrc.DL_DCCH.Message");
+  EXPECT_EQ(packets[1].format, "lte_rrc.UL_CCCH.Message");
+  EXPECT_EQ(packets[2].format, "lte_rrc.DL_DCCH.Message");
+}
+
+TEST_F(conversion_peer_test, a_layer_that_is_not_listed_gives_nothing) {
+  database["peer_buffer_layers"] = json::parse(R"([{"id": 8, "name": "NAS"}])");
+  EXPECT_EQ(dump(id::rrc_layer, id::dl_dcch_buffer), "nothing");
+}
+
+TEST_F(conversion_peer_test, a_layer_listed_without_id_gives_nothing) {
+  database["peer_buffer_layers"] = json::parse(R"([{"name": "RRC"}])");
+  EXPECT_EQ(dump(id::rrc_layer, id::dl_dcch_buffer), "nothing");
+}
+
+TEST_F(conversion_peer_test, the_name_of_a_layer_does_not_matter) {
+  database["peer_buffer_layers"] = json::parse(R"([{"id": 7, "name": ""}])");
+  EXPECT_EQ(dump(id::rrc_layer, id::dl_dcch_buffer), "lte_rrc.DL_DCCH.Message|network|body");
+}
+
+TEST_F(conversion_peer_test, layer_255_is_a_layer) {
+  database["peer_buffer_layers"] = json::parse(R"([{"id": 255, "name": "x"}])");
+  database["peer_buffers"][0]["layer"] = 255;
+  EXPECT_EQ(dump(255, id::dl_dcch_buffer), "lte_rrc.DL_DCCH.Message|network|body");
+}
+
+TEST_F(conversion_peer_test, layer_0_is_a_layer) {
+  database["peer_buffer_layers"] = json::parse(R"([{"id": 0, "name": "x"}])");
+  database["peer_buffers"][0]["layer"] = 0;
+  EXPECT_EQ(dump(0, id::dl_dcch_buffer), "lte_rrc.DL_DCCH.Message|network|body");
+}
+
+TEST_F(conversion_peer_test, the_right_buffer_of_another_layer_gives_nothing) {
+  EXPECT_EQ(dump(id::nas_layer, id::dl_dcch_buffer), "nothing");
+}
+
+TEST_F(conversion_peer_test, an_unknown_buffer_gives_nothing) {
+  EXPECT_EQ(dump(id::rrc_layer, "71"), "nothing");
+}
+
+TEST_F(conversion_peer_test, a_peer_buffer_needs_no_entry_in_buffers) {
+  database.erase("buffers");
+  EXPECT_EQ(dump(id::rrc_layer, id::dl_dcch_buffer), "lte_rrc.DL_DCCH.Message|network|body");
+}
+
+TEST_F(conversion_peer_test, a_peer_buffer_may_have_any_name_in_buffers) {
+  database["buffers"] = json::parse(R"([{"id": 70, "name": "PLAIN"}])");
+  EXPECT_EQ(dump(id::rrc_layer, id::dl_dcch_buffer), "lte_rrc.DL_DCCH.Message|network|body");
+}
+
+TEST_F(conversion_peer_test, the_first_matching_peer_buffer_is_used) {
+  database["peer_buffers"].push_back(
+      json::parse(R"({"id": 70, "layer": 7, "name": "x", "type": "NAS_PDU"})"));
+  EXPECT_EQ(dump(id::rrc_layer, id::dl_dcch_buffer), "lte_rrc.DL_DCCH.Message|network|body");
+}
+
+TEST_F(conversion_peer_test, a_first_match_without_type_hides_the_second) {
+  auto second = database["peer_buffers"][0];
+  database["peer_buffers"][0].erase("type");
+  database["peer_buffers"].push_back(second);
+  EXPECT_EQ(dump(id::rrc_layer, id::dl_dcch_buffer), "nothing");
+}
+
+TEST_F(conversion_peer_test, a_peer_buffer_without_name_gives_nothing) {
+  database["peer_buffers"][0].erase("name");
+  EXPECT_EQ(dump(id::rrc_layer, id::dl_dcch_buffer), "nothing");
+}
+
+TEST_F(conversion_peer_test, elements_without_id_or_layer_are_passed_over) {
+  auto buffers = json::parse(R"([{}, {"id": 70}, {"layer": 7}, {"name": "x", "type": "NAS_PDU"}])");
+  buffers.push_back(database["peer_buffers"][0]);
+  database["peer_buffers"] = buffers;
+  EXPECT_EQ(dump(id::rrc_layer, id::dl_dcch_buffer), "lte_rrc.DL_DCCH.Message|network|body");
+}
+
+TEST_F(conversion_peer_test, elements_that_are_no_objects_are_passed_over) {
+  auto buffers = json::parse(R"([null, 70, "text", [70, 7], true, 0.5])");
+  buffers.push_back(database["peer_buffers"][0]);
+  database["peer_buffers"] = buffers;
+  EXPECT_EQ(dump(id::rrc_layer, id::dl_dcch_buffer), "lte_rrc.DL_DCCH.Message|network|body");
+}
+
+TEST_F(conversion_peer_test, ids_are_compared_as_unsigned_32_bit_numbers) {
+  database["peer_buffers"][0]["id"] = 4294967296 + 70;
+  database["peer_buffers"][0]["layer"] = 7.9;
+  EXPECT_EQ(dump(id::rrc_layer, id::dl_dcch_buffer), "lte_rrc.DL_DCCH.Message|network|body");
+}
+
+TEST_F(conversion_peer_test, a_wrong_type_behind_the_match_is_not_met) {
+  database["peer_buffers"].push_back(json::parse(R"({"id": "text", "layer": 7})"));
+  EXPECT_EQ(dump(id::rrc_layer, id::dl_dcch_buffer), "lte_rrc.DL_DCCH.Message|network|body");
+}
+
+TEST_F(conversion_peer_test, without_peer_buffers_there_is_nothing) {
+  database.erase("peer_buffers");
+  EXPECT_EQ(dump(id::rrc_layer, id::dl_dcch_buffer), "nothing");
+}
+
+TEST_F(conversion_peer_test, without_type_mapping_there_is_nothing) {
+  database["meta"].erase("type_mapping");
+  EXPECT_EQ(dump(id::rrc_layer, id::dl_dcch_buffer), "nothing");
+}
+
+TEST_F(conversion_peer_test, an_empty_body_is_an_empty_packet) {
+  EXPECT_EQ(dump(id::rrc_layer, id::dl_dcch_buffer, ""), "lte_rrc.DL_DCCH.Message|network|");
+}
+
+TEST_F(conversion_peer_test, nul_bytes_belong_to_the_body) {
+  const std::string body("\0\1\0\2", 4);
+  EXPECT_EQ(dump(id::nas_layer, id::nas_buffer, body), "nas-eps|network|" + body);
+}
+
+}  // namespace

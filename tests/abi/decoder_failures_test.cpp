@@ -1,0 +1,188 @@
+// A decoding library that fails: nothing escapes, nothing is left behind.
+#include <string>
+
+#include "tests/support/source_fixture.h"
+
+namespace {
+
+using kovax::json;
+using test_support::build_trace;
+using test_support::conversion_database;
+using test_support::database_master;
+using test_support::minimal_database;
+using test_support::reported_error;
+
+class setup_failure_test : public test_support::source_fixture,
+                           public testing::WithParamInterface<scripted_function> {
+ protected:
+  std::string fail() { return database_failure(minimal_database()); }
+};
+
+TEST_P(setup_failure_test, an_exception_is_reported_with_its_text) {
+  decoder.throw_from(GetParam(), "the decoder is broken");
+  EXPECT_EQ(fail(), "the decoder is broken");
+}
+
+TEST_P(setup_failure_test, anything_else_is_an_unknown_error) {
+  decoder.throw_int_from(GetParam());
+  EXPECT_EQ(fail(), "unknown error from veltra plugin");
+}
+
+TEST_P(setup_failure_test, the_decoder_is_deleted_once) {
+  decoder.throw_from(GetParam(), "the decoder is broken");
+  fail();
+  const auto made = decoder.calls_of(scripted_new);
+  const auto deleted = decoder.calls_of(scripted_delete);
+  ASSERT_EQ(made.size(), 1U);
+  ASSERT_EQ(deleted.size(), 1U);
+  EXPECT_EQ(deleted.front().handle, made.front().handle);
+}
+
+INSTANTIATE_TEST_SUITE_P(calls, setup_failure_test,
+                         testing::Values(scripted_set_timebase, scripted_reset,
+                                         scripted_set_configuration_json));
+
+class new_failure_test : public test_support::source_fixture {};
+
+TEST_F(new_failure_test, an_exception_is_reported_and_nothing_is_deleted) {
+  decoder.throw_from(scripted_new, "no memory for a decoder");
+  EXPECT_EQ(database_failure(minimal_database()), "no memory for a decoder");
+  EXPECT_TRUE(decoder.calls_of(scripted_delete).empty());
+}
+
+// No decoder is no database: either init refuses, or the run delivers raw bytes
+// alone. A null handle never reaches the library.
+TEST_F(new_failure_test, a_null_handle_is_never_used) {
+  decoder.return_no_handle();
+  const auto result = session.init(json{{"file_path", write_trace("abc")},
+                                        {"db_file_path", write_database(minimal_database())}});
+  if (result == 0) {
+    EXPECT_EQ(session.start(), 0);
+    EXPECT_EQ(session.raw_bytes(), "abc");
+    session.release();
+  } else {
+    ASSERT_EQ(session.errors.size(), 1U);
+    EXPECT_FALSE(session.errors.front().message.empty());
+  }
+  EXPECT_EQ(decoder.call_count(), 1U) << "a function was called with a null handle";
+}
+
+class refused_configuration_test : public test_support::source_fixture {};
+
+TEST_F(refused_configuration_test, fails_init_and_deletes_the_decoder_once) {
+  decoder.refuse_configuration();
+  EXPECT_EQ(database_failure(minimal_database()), "dekodrix config failed to set");
+  const auto deleted = decoder.calls_of(scripted_delete);
+  ASSERT_EQ(deleted.size(), 1U);
+  EXPECT_EQ(deleted.front().handle, decoder.calls_of(scripted_new).at(0).handle);
+}
+
+TEST_F(refused_configuration_test, a_missing_configuration_deletes_the_decoder_once) {
+  auto database = minimal_database();
+  database["meta"].erase("connection_configs");
+  EXPECT_EQ(database_failure(database), "dekodrix config not found");
+  EXPECT_EQ(decoder.calls_of(scripted_new).size(), 1U);
+  EXPECT_EQ(decoder.calls_of(scripted_delete).size(), 1U);
+}
+
+class run_failure_test : public test_support::source_fixture,
+                         public testing::WithParamInterface<scripted_function> {};
+
+TEST_P(run_failure_test, an_exception_ends_start_with_its_text) {
+  open_decoding("abc");
+  decoder.throw_from(GetParam(), "the decoder is broken");
+  EXPECT_EQ(session.start(), 100);
+  EXPECT_EQ(session.last_error(), (reported_error{"the decoder is broken", 100}));
+}
+
+TEST_P(run_failure_test, anything_else_is_an_unknown_error) {
+  open_decoding("abc");
+  decoder.throw_int_from(GetParam());
+  EXPECT_EQ(session.start(), 100);
+  EXPECT_EQ(session.last_error(), (reported_error{"unknown error", 100}));
+}
+
+TEST_P(run_failure_test, the_next_start_works) {
+  open_decoding(test_support::varied_bytes(5000));
+  decoder.throw_from(GetParam(), "the decoder is broken");
+  EXPECT_EQ(session.start(), 100);
+  EXPECT_EQ(session.start(), 0);
+  EXPECT_EQ(session.packets.back().metadata.find("\"data_offset\":"), 1U);
+  EXPECT_EQ(session.release(), 0);
+  EXPECT_EQ(decoder.calls_of(scripted_delete).size(), 1U);
+}
+
+INSTANTIATE_TEST_SUITE_P(calls, run_failure_test,
+                         testing::Values(scripted_append_buffer, scripted_parse, scripted_get_trace,
+                                         scripted_get_trace_count));
+
+// --- JSON type errors from definitions, met while traces are converted --------------------
+
+struct wrong_type {
+  const char* name;
+  void (*apply)(json& database);
+  std::uint32_t trace_id;
+  std::uint8_t peer_layer;
+  const char* buffer_id;
+  const char* type_name;
+};
+
+class definition_type_test : public test_support::source_fixture,
+                             public testing::WithParamInterface<wrong_type> {
+ protected:
+  void run() {
+    auto database = conversion_database();
+    GetParam().apply(database);
+    decoder.add_trace(1, database_master,
+                      build_trace({.id = GetParam().trace_id,
+                                   .peer_layer = GetParam().peer_layer,
+                                   .buffer_id = GetParam().buffer_id},
+                                  "body and enough of it"));
+    decoder.add_trace(1, database_master, build_trace({.buffer_id = "1"}, "next"));
+    open_decoding("abc", database);
+  }
+};
+
+TEST_P(definition_type_test, ends_start_with_the_type_error) {
+  run();
+  EXPECT_EQ(session.start(), 100);
+  const auto error = session.last_error();
+  EXPECT_EQ(error.code, 100);
+  EXPECT_THAT(error.message, testing::EndsWith(std::string("type must be number, but is ") +
+                                               GetParam().type_name));
+}
+
+TEST_P(definition_type_test, the_next_start_goes_on_with_the_next_trace) {
+  run();
+  EXPECT_EQ(session.start(), 100);
+  EXPECT_EQ(session.start(), 0);
+  ASSERT_EQ(session.decoded().size(), 1U);
+  EXPECT_EQ(session.decoded().front().data, "next");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    definitions, definition_type_test,
+    testing::Values(
+        wrong_type{"reference_text",
+                   [](json& d) { d["traces"][0]["format_items"][0]["reference"] = "900"; },
+                   test_support::id::formatted_at, 0, "0", "string"},
+        wrong_type{"reference_null",
+                   [](json& d) { d["traces"][0]["format_items"][0]["reference"] = nullptr; },
+                   test_support::id::formatted_at, 0, "0", "null"},
+        wrong_type{"peer_id_text", [](json& d) { d["peer_buffers"][0]["id"] = "70"; },
+                   test_support::id::peer_dump, test_support::id::rrc_layer, "70", "string"},
+        wrong_type{"peer_layer_array",
+                   [](json& d) { d["peer_buffers"][0]["layer"] = json::array(); },
+                   test_support::id::peer_dump, test_support::id::rrc_layer, "70", "array"},
+        wrong_type{"size_of_offset_text",
+                   [](json& d) { d["traces"][1]["format_items"][0]["size"] = "4"; },
+                   test_support::id::formatted_dropped, 0, "0", "string"},
+        wrong_type{"size_of_kernel_object",
+                   [](json& d) { d["traces"][1]["format_items"][1]["size"] = json::object(); },
+                   test_support::id::formatted_dropped, 0, "0", "object"},
+        wrong_type{"size_of_user_null",
+                   [](json& d) { d["traces"][1]["format_items"][2]["size"] = nullptr; },
+                   test_support::id::formatted_dropped, 0, "0", "null"}),
+    [](const auto& information) { return std::string(information.param.name); });
+
+}  // namespace

@@ -1,0 +1,141 @@
+// The exported functions that need no instance, and what the library files
+// show to the dynamic linker.
+#include <gmock/gmock.h>
+
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "platform/file.h"
+#include "tests/support/elf_file.h"
+#include "tests/support/source_fixture.h"
+
+namespace {
+
+using test_support::plugin;
+using testing::Contains;
+using testing::ElementsAre;
+
+TEST(exports_test, the_plugin_exports_exactly_seven_functions) {
+  const auto file =
+      test_support::read_elf_file(platform::path_from_utf8(test_support::plugin_file()));
+  EXPECT_EQ(file.exported, (std::set<std::string>{
+                               "kovax_source_init", "kovax_source_init_parameters",
+                               "kovax_source_start", "kovax_source_stop", "kovax_source_release",
+                               "kovax_source_version", "kovax_source_get_last_error"}));
+}
+
+TEST(exports_test, the_plugin_has_the_file_name_that_hosts_look_for) {
+  EXPECT_EQ(platform::path_from_utf8(test_support::plugin_file()).filename(),
+            "kovax-veltra-source.kovax");
+}
+
+TEST(exports_test, the_plugin_needs_the_decoder_by_its_bare_name) {
+  const auto file =
+      test_support::read_elf_file(platform::path_from_utf8(test_support::plugin_file()));
+  EXPECT_THAT(file.needed, Contains("libdekodrix.so"));
+}
+
+TEST(exports_test, the_plugin_looks_for_the_decoder_beside_itself) {
+  const auto file =
+      test_support::read_elf_file(platform::path_from_utf8(test_support::plugin_file()));
+  EXPECT_EQ(file.runpath, "$ORIGIN");
+}
+
+TEST(exports_test, the_open_decoder_has_the_soname_without_a_version) {
+  EXPECT_EQ(test_support::read_elf_file(VELTRA_DECODER_FILE).soname, "libdekodrix.so");
+}
+
+TEST(exports_test, the_open_decoder_exports_exactly_the_interface) {
+  EXPECT_EQ(test_support::read_elf_file(VELTRA_DECODER_FILE).exported,
+            (std::set<std::string>{"dekodrix_new", "dekodrix_delete", "dekodrix_set_timebase",
+                                   "dekodrix_reset", "dekodrix_set_configuration_json",
+                                   "dekodrix_append_buffer", "dekodrix_parse",
+                                   "dekodrix_get_trace_count", "dekodrix_get_trace"}));
+}
+
+TEST(exports_test, the_scripted_decoder_has_the_same_soname) {
+  EXPECT_EQ(test_support::read_elf_file(VELTRA_SCRIPTED_FILE).soname, "libdekodrix.so");
+}
+
+struct version_calls {
+  std::vector<std::vector<int>> versions;
+};
+
+void take_version(void* data, const kovax_version_t* version) {
+  static_cast<version_calls*>(data)->versions.push_back(
+      {version->major, version->minor, version->patch});
+}
+
+TEST(exports_test, version_reports_0_14_2_once) {
+  version_calls calls;
+  EXPECT_EQ(plugin().version(&calls, &take_version), 0);
+  EXPECT_THAT(calls.versions, ElementsAre(ElementsAre(0, 14, 2)));
+}
+
+TEST(exports_test, version_passes_null_user_data_on) {
+  static bool called;
+  called = false;
+  EXPECT_EQ(plugin().version(nullptr,
+                             [](void* data, const kovax_version_t*) {
+                               called = true;
+                               EXPECT_EQ(data, nullptr);
+                             }),
+            0);
+  EXPECT_TRUE(called);
+}
+
+TEST(exports_test, a_version_callback_that_throws_an_exception_gives_100) {
+  EXPECT_EQ(plugin().version(nullptr,
+                             [](void*, const kovax_version_t*) { throw std::runtime_error("no"); }),
+            100);
+}
+
+TEST(exports_test, a_version_callback_that_throws_anything_else_gives_100) {
+  EXPECT_EQ(plugin().version(nullptr, [](void*, const kovax_version_t*) { throw 7; }), 100);
+}
+
+TEST(exports_test, version_works_after_a_callback_threw) {
+  EXPECT_EQ(plugin().version(nullptr, [](void*, const kovax_version_t*) { throw 7; }), 100);
+  version_calls calls;
+  EXPECT_EQ(plugin().version(&calls, &take_version), 0);
+  EXPECT_EQ(calls.versions.size(), 1U);
+}
+
+TEST(exports_test, init_parameters_calls_back_once_with_its_user_data) {
+  std::vector<std::string> texts;
+  EXPECT_EQ(
+      plugin().init_parameters(&texts,
+                               [](void* data, const char* text) {
+                                 static_cast<std::vector<std::string>*>(data)->emplace_back(text);
+                               }),
+      0);
+  ASSERT_EQ(texts.size(), 1U);
+  EXPECT_FALSE(texts.front().empty());
+}
+
+TEST(exports_test, an_init_parameters_callback_that_throws_an_exception_gives_100) {
+  EXPECT_EQ(
+      plugin().init_parameters(nullptr, [](void*, const char*) { throw std::runtime_error("no"); }),
+      100);
+}
+
+TEST(exports_test, an_init_parameters_callback_that_throws_anything_else_gives_100) {
+  EXPECT_EQ(plugin().init_parameters(nullptr, [](void*, const char*) { throw 7; }), 100);
+}
+
+TEST(exports_test, release_of_a_null_handle_does_nothing) {
+  EXPECT_EQ(plugin().release(nullptr), 0);
+}
+
+class scripted_decoder_test : public test_support::source_fixture {};
+
+TEST_F(scripted_decoder_test, the_library_search_path_decides_which_decoder_is_used) {
+  open_decoding("");
+  const auto made = decoder.calls_of(scripted_new);
+  ASSERT_EQ(made.size(), 1U);
+  EXPECT_NE(made.front().handle, nullptr);
+}
+
+}  // namespace

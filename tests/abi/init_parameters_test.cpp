@@ -1,0 +1,353 @@
+// What kovax_source_init takes and refuses, and how it says so.
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+#include <tuple>
+
+#include "platform/file.h"
+#include "tests/support/source_fixture.h"
+
+namespace {
+
+using kovax::json;
+using test_support::plugin;
+using testing::AnyOf;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+constexpr auto missing_input = "veltra plugin missing trace file path or serialport";
+
+class init_parameters_test : public test_support::source_fixture {};
+
+// --- no input -------------------------------------------------------------------
+
+TEST_F(init_parameters_test, empty_text_is_refused) {
+  EXPECT_EQ(init_failure(std::string()), missing_input);
+}
+
+TEST_F(init_parameters_test, absent_text_is_refused) {
+  kovax_source* source = nullptr;
+  std::string message;
+  kovax_source_init_args arguments = {};
+  arguments.error_user_data = &message;
+  arguments.error = [](void* data, kovax_error_t error) {
+    *static_cast<std::string*>(data) = std::to_string(error.code) + " " + error.message;
+  };
+  EXPECT_EQ(plugin().init(&source, &arguments), 1);
+  EXPECT_EQ(message, std::string("1 ") + missing_input);
+  EXPECT_EQ(source, nullptr);
+}
+
+class no_input_test : public test_support::source_fixture,
+                      public testing::WithParamInterface<const char*> {};
+
+TEST_P(no_input_test, is_refused) {
+  EXPECT_EQ(init_failure(std::string(GetParam())), missing_input);
+}
+
+INSTANTIATE_TEST_SUITE_P(parameters, no_input_test,
+                         testing::Values("{}", "[]", "null", "5", "true", R"("text")", "  {}  ",
+                                         R"(["file_path"])", R"({"file_path": ""})",
+                                         R"({"file_path": "", "db_file_path": ""})",
+                                         R"({"serialport": {}})", R"({"serialport": {"path": ""}})",
+                                         R"({"serialport": "COM3"})", R"({"serialport": null})",
+                                         R"({"chunk_size": 5})", R"({"FILE_PATH": "/dev/null"})",
+                                         R"({"init_parameters": {"file_path": "/dev/null"}})"));
+
+// --- not JSON -------------------------------------------------------------------
+
+class broken_json_test : public test_support::source_fixture,
+                         public testing::WithParamInterface<const char*> {};
+
+TEST_P(broken_json_test, fails_with_the_parsers_message) {
+  EXPECT_THAT(init_failure(std::string(GetParam())),
+              StartsWith("[json.exception.parse_error.101] parse error at line 1, column "));
+}
+
+INSTANTIATE_TEST_SUITE_P(texts, broken_json_test,
+                         testing::Values(" ", "{", "}", "{]", "{} {}", "{},", "nul", "{'a': 1}",
+                                         R"({"a": 1,})", "/* comment */ {}", "{} // comment",
+                                         R"({"a": "\xff"})", "{\"a\": \"\xff\"}",
+                                         "{\"a\": \"tab\tinside\"}"));
+
+// --- results and callbacks --------------------------------------------------------
+
+TEST_F(init_parameters_test, success_writes_the_handle_and_reports_nothing) {
+  open_trace("x");
+  EXPECT_NE(session.handle(), nullptr);
+  EXPECT_TRUE(session.errors.empty());
+}
+
+TEST_F(init_parameters_test, a_failure_leaves_the_out_pointer_alone) {
+  char sentinel = 0;
+  auto* before = reinterpret_cast<kovax_source*>(&sentinel);
+  kovax_source* source = before;
+  kovax_source_init_args arguments = {};
+  arguments.parameters = "{}";
+  EXPECT_EQ(plugin().init(&source, &arguments), 1);
+  EXPECT_EQ(source, before);
+}
+
+TEST_F(init_parameters_test, a_null_error_function_is_tolerated) {
+  session.without_error = true;
+  EXPECT_EQ(session.init(std::string("{}")), 1);
+  EXPECT_EQ(session.handle(), nullptr);
+}
+
+TEST_F(init_parameters_test, a_null_log_function_is_tolerated) {
+  session.without_log = true;
+  open_decoding("x");
+  EXPECT_EQ(session.start(), 0);
+  EXPECT_EQ(session.stop(), 0);
+  EXPECT_EQ(session.release(), 0);
+}
+
+TEST_F(init_parameters_test, a_null_log_function_is_tolerated_with_a_serial_port) {
+  session.without_log = true;
+  open({{"serialport", {{"path", "/nowhere/veltra-tty"}}}});
+}
+
+TEST_F(init_parameters_test, an_error_function_that_throws_is_swallowed) {
+  session.on_error = [] { throw std::runtime_error("from the error function"); };
+  EXPECT_EQ(session.init(std::string("{}")), 1);
+  EXPECT_EQ(session.errors.size(), 1U);
+}
+
+TEST_F(init_parameters_test, an_error_function_that_throws_a_number_is_swallowed) {
+  session.on_error = [] { throw 5; };
+  EXPECT_EQ(session.init(std::string("{}")), 1);
+  EXPECT_EQ(session.errors.size(), 1U);
+}
+
+TEST_F(init_parameters_test, unknown_members_are_ignored) {
+  open({{"file_path", write_trace("abc")}, {"colour", "red"}, {"name", 5}});
+  EXPECT_EQ(session.start(), 0);
+  EXPECT_EQ(session.raw_bytes(), "abc");
+}
+
+TEST_F(init_parameters_test, an_instance_can_be_made_after_a_failed_one) {
+  EXPECT_EQ(init_failure(std::string("{}")), missing_input);
+  session.errors.clear();
+  open_trace("abc");
+}
+
+TEST_F(init_parameters_test, a_trace_file_alone_makes_no_decoder) {
+  open_trace("abc");
+  EXPECT_EQ(session.start(), 0);
+  session.release();
+  EXPECT_EQ(decoder.call_count(), 0U);
+}
+
+// --- trace file -------------------------------------------------------------------
+
+TEST_F(init_parameters_test, a_missing_trace_file_is_refused) {
+  EXPECT_EQ(init_failure({{"file_path", (directory.path() / "none.bin").string()}}),
+            "trace file does not exist");
+}
+
+TEST_F(init_parameters_test, a_trace_file_below_a_file_does_not_exist) {
+  EXPECT_EQ(init_failure({{"file_path", write_trace("x") + "/below"}}),
+            "trace file does not exist");
+}
+
+TEST_F(init_parameters_test, a_dangling_link_as_trace_file_does_not_exist) {
+  std::filesystem::create_symlink("nowhere", directory.path() / "link");
+  EXPECT_EQ(init_failure({{"file_path", (directory.path() / "link").string()}}),
+            "trace file does not exist");
+}
+
+TEST_F(init_parameters_test, a_directory_as_trace_file_exists_and_fails_later) {
+  const auto path = directory.path().string();
+  EXPECT_THAT(init_failure({{"file_path", path}}),
+              AnyOf("trace_file could not be opened at " + path, HasSubstr("file_size")));
+}
+
+TEST_F(init_parameters_test, a_device_without_a_size_fails_with_file_size) {
+  EXPECT_THAT(init_failure({{"file_path", "/dev/null"}}), HasSubstr("file_size"));
+}
+
+// A local socket exists and can be opened by nobody, not even by root.
+std::string make_unopenable_file(const std::filesystem::path& path) {
+  const int socket_file = socket(AF_UNIX, SOCK_STREAM, 0);
+  sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
+  EXPECT_EQ(bind(socket_file, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+  close(socket_file);
+  return path.string();
+}
+
+TEST_F(init_parameters_test, a_trace_file_that_cannot_be_opened_is_named_without_quotes) {
+  const auto path = make_unopenable_file(directory.path() / "unopenable.bin");
+  EXPECT_EQ(init_failure({{"file_path", path}}), "trace_file could not be opened at " + path);
+}
+
+TEST_F(init_parameters_test, a_relative_trace_file_is_reported_below_the_working_directory) {
+  make_unopenable_file(directory.path() / "unopenable.bin");
+  const test_support::working_directory inside(directory.path());
+  const auto expected = std::filesystem::current_path() / "unopenable.bin";
+  EXPECT_EQ(init_failure({{"file_path", "unopenable.bin"}}),
+            "trace_file could not be opened at " + expected.string());
+}
+
+// --- database file ------------------------------------------------------------------
+
+TEST_F(init_parameters_test, a_missing_database_file_is_refused) {
+  EXPECT_EQ(init_failure({{"file_path", write_trace("x")},
+                          {"db_file_path", (directory.path() / "none.json").string()}}),
+            "database file does not exist");
+}
+
+TEST_F(init_parameters_test, a_missing_database_file_makes_no_decoder) {
+  init_failure({{"file_path", write_trace("x")},
+                {"db_file_path", (directory.path() / "none.json").string()}});
+  EXPECT_EQ(decoder.call_count(), 0U);
+}
+
+TEST_F(init_parameters_test, a_database_that_cannot_be_opened_is_called_a_trace_file) {
+  const auto path = make_unopenable_file(directory.path() / "db.json");
+  EXPECT_EQ(init_failure({{"file_path", write_trace("x")}, {"db_file_path", path}}),
+            "veltra plugin cannot open trace file at " + path);
+}
+
+TEST_F(init_parameters_test, opening_the_database_comes_before_its_extension) {
+  const auto path = make_unopenable_file(directory.path() / "db.txt");
+  EXPECT_EQ(init_failure({{"file_path", write_trace("x")}, {"db_file_path", path}}),
+            "veltra plugin cannot open trace file at " + path);
+}
+
+TEST_F(init_parameters_test, a_directory_named_like_a_database_is_refused) {
+  std::filesystem::create_directory(directory.path() / "db.json");
+  const auto path = (directory.path() / "db.json").string();
+  EXPECT_THAT(init_failure({{"file_path", write_trace("x")}, {"db_file_path", path}}),
+              AnyOf("veltra plugin cannot open trace file at " + path,
+                    "Trace database has missing fields or is invalid"));
+}
+
+TEST_F(init_parameters_test, an_empty_database_path_loads_none) {
+  open({{"file_path", write_trace("x")}, {"db_file_path", ""}});
+  EXPECT_EQ(session.start(), 0);
+  EXPECT_EQ(decoder.call_count(), 0U);
+}
+
+// --- failing existence tests ----------------------------------------------------------
+
+class existence_test : public test_support::source_fixture,
+                       public testing::WithParamInterface<const char*> {
+ protected:
+  json parameters(const std::string& path) {
+    json result = {{"file_path", write_trace("x")}};
+    result[GetParam()] = path;
+    return result;
+  }
+};
+
+TEST_P(existence_test, a_name_too_long_fails_with_exists) {
+  EXPECT_THAT(init_failure(parameters((directory.path() / std::string(300, 'n')).string())),
+              HasSubstr("exists"));
+}
+
+TEST_P(existence_test, a_loop_of_links_fails_with_exists) {
+  std::filesystem::create_symlink("loop", directory.path() / "loop");
+  EXPECT_THAT(init_failure(parameters((directory.path() / "loop").string())), HasSubstr("exists"));
+}
+
+TEST_P(existence_test, a_hugely_long_path_fails_with_exists) {
+  EXPECT_THAT(init_failure(parameters(std::string(1 << 20, 'n'))), HasSubstr("exists"));
+}
+
+INSTANTIATE_TEST_SUITE_P(keys, existence_test, testing::Values("file_path", "db_file_path"));
+
+// --- types of path values ---------------------------------------------------------------
+
+struct typed_value {
+  const char* json_text;
+  const char* type_name;
+};
+
+class path_type_test : public test_support::source_fixture,
+                       public testing::WithParamInterface<std::tuple<const char*, typed_value>> {};
+
+TEST_P(path_type_test, must_be_a_string) {
+  const auto& [key, value] = GetParam();
+  json parameters = {{"file_path", write_trace("x")}};
+  parameters[key] = json::parse(value.json_text);
+  EXPECT_THAT(init_failure(parameters),
+              testing::EndsWith(std::string("type must be string, but is ") + value.type_name));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    values, path_type_test,
+    testing::Combine(testing::Values("file_path", "db_file_path"),
+                     testing::Values(typed_value{"5", "number"}, typed_value{"-5", "number"},
+                                     typed_value{"0.5", "number"}, typed_value{"true", "boolean"},
+                                     typed_value{"null", "null"}, typed_value{"{}", "object"},
+                                     typed_value{"[]", "array"})));
+
+// --- auto-detection --------------------------------------------------------------------
+
+TEST_F(init_parameters_test, a_named_database_overrides_auto_detection) {
+  const auto cache = directory.path() / "cache";
+  open({{"file_path", write_trace("x")},
+        {"db_file_path", write_database(test_support::minimal_database())},
+        {"auto_detect_db_config", {{"cache_directory", cache.string()}}}});
+  EXPECT_FALSE(std::filesystem::exists(cache));
+}
+
+TEST_F(init_parameters_test, a_named_database_overrides_even_a_broken_auto_detection) {
+  open({{"file_path", write_trace("x")},
+        {"db_file_path", write_database(test_support::minimal_database())},
+        {"auto_detect_db_config", {{"cache_directory", 5}}}});
+}
+
+TEST_F(init_parameters_test, an_empty_database_path_does_not_override_auto_detection) {
+  const auto cache = directory.path() / "cache";
+  EXPECT_THAT(init_failure({{"file_path", write_trace("x")},
+                            {"db_file_path", ""},
+                            {"auto_detect_db_config", {{"cache_directory", cache.string()}}}}),
+              StartsWith("cannot open file: "));
+  EXPECT_TRUE(std::filesystem::exists(cache));
+}
+
+class skipped_detection_test : public test_support::source_fixture,
+                               public testing::WithParamInterface<const char*> {};
+
+TEST_P(skipped_detection_test, is_skipped_in_silence) {
+  open({{"file_path", write_trace("abc")}, {"auto_detect_db_config", json::parse(GetParam())}});
+  EXPECT_TRUE(session.logs.empty());
+  EXPECT_EQ(session.start(), 0);
+  EXPECT_EQ(session.raw_bytes(), "abc");
+}
+
+INSTANTIATE_TEST_SUITE_P(values, skipped_detection_test,
+                         testing::Values("{}", "null", "5", "true", R"("cache_directory")", "[]",
+                                         R"(["cache_directory"])", R"({"update_cache": true})",
+                                         R"({"root": 5, "trace_db_locations": false})",
+                                         R"({"Cache_Directory": "x"})"));
+
+// --- both inputs -----------------------------------------------------------------------
+
+TEST_F(init_parameters_test, a_trace_file_is_read_rather_than_a_serial_port) {
+  open({{"file_path", write_trace("abc")}, {"serialport", {{"path", "/nowhere/veltra-tty"}}}});
+  session.logs.clear();
+  EXPECT_EQ(session.start(), 0);
+  EXPECT_EQ(session.raw_bytes(), "abc");
+  EXPECT_TRUE(session.logs.empty());
+}
+
+TEST_F(init_parameters_test, a_serial_port_is_not_opened_by_init) {
+  open({{"serialport", {{"path", "/nowhere/veltra-tty"}}}});
+}
+
+TEST_F(init_parameters_test, a_database_is_loaded_for_a_serial_port_too) {
+  open({{"serialport", {{"path", "/nowhere/veltra-tty"}}},
+        {"db_file_path", write_database(test_support::minimal_database())}});
+  EXPECT_EQ(decoder.calls_of(scripted_new).size(), 1U);
+}
+
+}  // namespace

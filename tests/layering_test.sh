@@ -1,0 +1,36 @@
+#!/usr/bin/env bash
+# Checks which room includes which: see "Rooms" in docs/architecture.md.
+#   layering_test.sh SOURCE_DIR
+set -euo pipefail
+cd "$1"
+status=0
+
+# room, then the first path components that its includes may not begin with
+forbid() {
+  local room=$1 pattern=$2 found
+  [ -n "$(find $room -name '*.h' -o -name '*.cpp' | head -n 1)" ] || {
+    echo "no sources in $room: this check checks nothing"
+    status=1
+  }
+  found=$(grep -rnE "^ *# *include *[<\"]($pattern)" $room --include='*.h' --include='*.cpp' \
+    --include='*.c') || return 0
+  printf '%s must not include from there:\n%s\n' "$room" "$found"
+  status=1
+}
+
+forbid 'include/kovax include/dekodrix' 'implementation|platform|plugin|decoder|host'
+forbid include/implementation 'plugin|decoder|host|kovax|dekodrix'
+forbid platform 'plugin|decoder|host|kovax|dekodrix|implementation'
+forbid decoder 'plugin|host|kovax|platform'
+forbid plugin 'decoder|host/'
+forbid plugin/database 'plugin/[a-z_]+\.h|dekodrix'
+forbid host 'plugin|decoder|dekodrix|implementation/zet'
+
+# The JSON library is tied to our assertion only when it comes through this header.
+direct=$(grep -rnE '^ *# *include *<nlohmann' include platform plugin decoder host tests fuzz bench \
+  --include='*.h' --include='*.cpp' | grep -v '^include/implementation/json.h:') || true
+[ -z "$direct" ] || {
+  printf 'include "implementation/json.h" instead:\n%s\n' "$direct"
+  status=1
+}
+exit $status

@@ -1,0 +1,56 @@
+#include "platform/file.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+namespace {
+
+struct closer {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using file_pointer = std::unique_ptr<std::FILE, closer>;
+
+TEST(file, replace_empties_what_was_there_and_can_be_read_back) {
+  const std::string path = ::testing::TempDir() + "platform_file_test.bin";
+  file_pointer(platform::open_file(path, platform::open_mode::replace)).reset();
+  {
+    const file_pointer file(platform::open_file(path, platform::open_mode::replace));
+    ASSERT_NE(file, nullptr);
+    std::fputs("a\r\nb\n", file.get());
+    ASSERT_EQ(platform::seek_file(file.get(), 1), 0);
+    char bytes[8] = {};
+    EXPECT_EQ(std::fread(bytes, 1, sizeof bytes, file.get()), 4U);
+    EXPECT_STREQ(bytes, "\r\nb\n");
+  }
+  EXPECT_EQ(std::filesystem::file_size(path), 5U);
+  std::filesystem::remove(path);
+}
+
+TEST(file, reading_needs_an_existing_file) {
+  errno = 0;
+  EXPECT_EQ(platform::open_file("/no/such/file", platform::open_mode::read), nullptr);
+  EXPECT_EQ(errno, ENOENT);
+}
+
+TEST(file, paths_are_utf_8_in_both_directions) {
+  const std::string text =
+      "/tr\xC3\xA4"
+      "ce dir/\xE2\x82\xAC.bin";
+  EXPECT_EQ(platform::path_to_utf8(platform::path_from_utf8(text)), text);
+}
+
+TEST(file, the_executable_is_this_program) {
+  EXPECT_EQ(platform::executable_path().filename(), "platform_test");
+}
+
+TEST(file, a_file_on_a_disk_is_no_terminal) {
+  const file_pointer file(std::tmpfile());
+  EXPECT_FALSE(platform::is_terminal(file.get()));
+}
+
+}  // namespace
