@@ -4,6 +4,8 @@
 
 #include "implementation/contract.h"
 #include "platform/file.h"
+#include "plugin/database/database_locator.h"
+#include "plugin/errors.h"
 #include "plugin/source_properties.h"
 
 namespace veltra {
@@ -31,13 +33,44 @@ void veltra_object::load_database(const std::filesystem::path& path) {
 
 void veltra_object::run(void* packet_user_data, kovax_packet_callback callback) {
   stop_requested_.exchange(0);
-  extract({handle(), packet_user_data, callback});
+  const packet_receiver to{handle(), packet_user_data, callback};
+  if (!decoder_.ready() && !settings_.database_directories.empty()) {
+    log().progress("dekodrix not set start waiting for db uuid");
+    locate_database();
+    delivery_.deliver_raw(to, uid_search_.cached_data());
+  }
+  extract(to);
 }
 
 void veltra_object::stop() {
   log().progress("veltra stop_extracting entry");
   stop_requested_.exchange(1);
   log().progress("veltra stop_extracting exit");
+}
+
+// Reads until the stream has named its database, sets the decoder up with it
+// and gives it everything read so far. Returns without a decoder on a stop.
+void veltra_object::locate_database() {
+  log().progress("start locating db UID from trace data");
+  const std::optional<std::string> uuid = search_uuid();
+  if (!uuid) return;
+  const std::filesystem::path directory =
+      locate_database_directory(settings_.database_directories, *uuid, log());
+  log().progress("db located at path: " + platform::path_to_utf8(directory));
+  load_database(find_database_file(directory));
+  decoder_.feed(uid_search_.cached_data());
+}
+
+std::optional<std::string> veltra_object::search_uuid() {
+  std::optional<std::string> uuid;
+  while (!uuid && !stop_requested()) {
+    if (read_chunk() && chunk_.empty()) {
+      throw veltra_exception(KOVAX_RESULT_NO_DATABASE_UID,
+                             "End of file reached while searching for the database UID");
+    }
+    uuid = uid_search_.search(chunk_, log());
+  }
+  return uuid;
 }
 
 void veltra_object::extract(const packet_receiver& to) {

@@ -6,11 +6,13 @@
 #include <atomic>
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "implementation/zet_serialport/zet_serialport_settings.h"
 #include "plugin/database/host_log.h"
+#include "plugin/database/uid_search.h"
 #include "plugin/decoder_adapter.h"
 #include "plugin/packet_delivery.h"
 #include "plugin/run_guarded.h"
@@ -71,6 +73,8 @@ class veltra_object {
   void load_database(const std::filesystem::path& path);
   bool stop_requested() const { return stop_requested_.load() != 0; }
 
+  void locate_database();
+  std::optional<std::string> search_uuid();
   void extract(const packet_receiver& to);
   bool drain_decoder(const packet_receiver& to);
   bool ends_after_this_pass(bool input_ended);
@@ -81,6 +85,7 @@ class veltra_object {
   source_settings settings_;
   decoder_adapter decoder_;
   trace_file file_;
+  uid_search uid_search_;
   packet_delivery delivery_;
   std::atomic<std::uint8_t> stop_requested_{0};
   std::string chunk_;  // kept between passes to save its allocation
