@@ -41,6 +41,13 @@ TEST(frame, every_truncation_is_damaged) {
   }
 }
 
+TEST(frame, a_short_frame_with_a_good_check_is_damaged) {
+  // The CRC of no bytes is 0; the other one is a frame without its last header byte.
+  EXPECT_FALSE(parse_frame(from_hex("00 00 00 00")));
+  EXPECT_FALSE(
+      parse_frame(from_hex("01 00000000 00000000 00000000000000") + from_hex("C4 DA D3 42")));
+}
+
 TEST(frame, every_flipped_bit_is_damage) {
   const bytes unstuffed = encode_unstuffed({.sequence = 5, .payload = to_bytes("payload")});
   for (std::size_t bit = 0; bit < unstuffed.size() * 8; ++bit) {

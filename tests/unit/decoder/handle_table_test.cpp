@@ -20,7 +20,6 @@ TEST(handle_table, each_handle_has_a_decoder_of_its_own) {
   table.remove(&second);
 }
 
-// A leak check sees whether the earlier decoder goes.
 TEST(handle_table, a_handle_at_the_same_address_replaces_the_earlier_decoder) {
   handle_table table;
   const int handle = 0;

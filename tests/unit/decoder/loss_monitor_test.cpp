@@ -45,6 +45,7 @@ TEST(loss_monitor, zero_is_a_restart) {
   EXPECT_EQ(missing_between(41, 0), 0U);
   EXPECT_EQ(missing_between(0, 0), 0U);
   EXPECT_EQ(missing_between(0xFFFFFFFF, 0), 0U);
+  EXPECT_EQ(missing_between(0xFFFFFFF0, 0), 0U);
 }
 
 TEST(loss_monitor, a_number_that_goes_backwards_is_a_restart) {
