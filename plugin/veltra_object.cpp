@@ -1,5 +1,7 @@
 #include "plugin/veltra_object.h"
 
+#include <algorithm>
+#include <stdexcept>
 #include <utility>
 
 #include "implementation/contract.h"
@@ -10,7 +12,14 @@
 
 namespace veltra {
 
-veltra_object::veltra_object(source_settings settings) : settings_(std::move(settings)) {}
+namespace {
+
+constexpr const char* stopped_while_reading = "stop extracting";
+
+}  // namespace
+
+veltra_object::veltra_object(source_settings settings)
+    : settings_(std::move(settings)), port_(settings_.serial_port) {}
 
 void veltra_object::set_trace_file(const std::string& utf8_path) {
   if (utf8_path.empty()) {
@@ -33,6 +42,7 @@ void veltra_object::load_database(const std::filesystem::path& path) {
 
 void veltra_object::run(void* packet_user_data, kovax_packet_callback callback) {
   stop_requested_.exchange(0);
+  if (!file_mode()) open_serial_port();
   const packet_receiver to{handle(), packet_user_data, callback};
   if (!decoder_.ready() && !settings_.database_directories.empty()) {
     log().progress("dekodrix not set start waiting for db uuid");
@@ -44,7 +54,7 @@ void veltra_object::run(void* packet_user_data, kovax_packet_callback callback) 
 
 void veltra_object::stop() {
   log().progress("veltra stop_extracting entry");
-  stop_requested_.exchange(1);
+  if (stop_requested_.exchange(1) == 0) port_.close();
   log().progress("veltra stop_extracting exit");
 }
 
@@ -101,13 +111,42 @@ bool veltra_object::drain_decoder(const packet_receiver& to) {
 }
 
 bool veltra_object::ends_after_this_pass(bool input_ended) {
+  if (!file_mode()) return !port_.is_open() || stop_requested();
   // Traces that are still in the decoder keep the loop going at the end.
   if (input_ended) return !decoder_.ready() || !decoder_.has_pending_traces();
   return stop_requested();
 }
 
+// Reads the next chunk; true once the file has met its end.
 bool veltra_object::read_chunk() {
-  return file_.read_chunk(settings_.chunk_size, chunk_);
+  if (file_mode()) return file_.read_chunk(settings_.chunk_size, chunk_);
+  read_serial_chunk();
+  return false;
+}
+
+void veltra_object::open_serial_port() {
+  if (port_.is_open()) return;
+  log().progress("open port");
+  port_.open(settings_.serial_settings, true);
+  // A stop that came before the port was open found nothing to close.
+  if (stop_requested()) {
+    port_.close();
+    throw std::runtime_error(stopped_while_reading);
+  }
+}
+
+void veltra_object::read_serial_chunk() {
+  using zet_serialport_lib::zet_serialport_exception;
+  chunk_.clear();
+  try {
+    const std::uint64_t received = port_.bytes_available();
+    port_.read(chunk_, static_cast<std::size_t>(std::max(received, settings_.chunk_size)));
+  } catch (const zet_serialport_exception& failure) {
+    // The stop's own closing of the port is how it wakes a read.
+    if (failure.error() != zet_serialport_lib::ERR_SERIALPORT_OPEN || !stop_requested()) throw;
+  }
+  if (stop_requested()) throw std::runtime_error(stopped_while_reading);
+  if (!port_.is_open()) throw std::runtime_error("serialcommunication error");
 }
 
 host_log veltra_object::log() {
