@@ -27,6 +27,10 @@ std::FILE* open_file(const std::filesystem::path& path, open_mode mode);
 // with errno set.
 int seek_file(std::FILE* file, std::uint64_t offset);
 
+// Hands everything written to `file` so far to the device and waits until it is
+// there, so that it survives a loss of power. Returns 0, or -1 with errno set.
+int sync_file(std::FILE* file);
+
 // Makes sure that no byte written to `file` is translated.
 void set_binary_mode(std::FILE* file);
 

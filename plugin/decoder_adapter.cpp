@@ -14,9 +14,6 @@ namespace veltra {
 
 namespace {
 
-// The size of a handle on the heap, which the library's contract fixes.
-constexpr std::size_t handle_size = 8;
-
 std::string read_database_file(const std::filesystem::path& path) {
   std::ifstream file(path, std::ios::binary);
   const auto refuse = [&path] {
@@ -69,9 +66,9 @@ void decoder_adapter::load_database(const std::filesystem::path& path, const hos
 
 void decoder_adapter::create_decoder() {
   dekodrix* created = dekodrix_new();
-  // An earlier decoder is given back as the plain heap object that its handle
-  // is; only the end of the instance calls dekodrix_delete.
-  ::operator delete(std::exchange(handle_, created), handle_size);
+  // An earlier decoder is given back as the plain 8-byte heap object that its
+  // handle is; only the end of the instance calls dekodrix_delete.
+  ::operator delete(std::exchange(handle_, created));
   if (handle_ == nullptr) throw std::runtime_error("dekodrix decoder could not be created");
   dekodrix_set_timebase(handle_, 0, true);
   dekodrix_reset(handle_);

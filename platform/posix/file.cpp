@@ -22,6 +22,10 @@ int seek_file(std::FILE* file, std::uint64_t offset) {
   return fseeko(file, static_cast<off_t>(offset), SEEK_SET);
 }
 
+int sync_file(std::FILE* file) {
+  return std::fflush(file) == 0 && fsync(fileno(file)) == 0 ? 0 : -1;
+}
+
 void set_binary_mode(std::FILE* /*file*/) {}
 
 unsigned long process_id() {

@@ -128,7 +128,7 @@ ustar_header parse_ustar_header(ustar_block block) {
 
   ustar_header result;
   result.name = normalize_member_name(header.name.data());
-  result.type_flag = static_cast<signed char>(header.typeflag);
+  result.type_flag = header.typeflag;
   result.size = size;
   return result;
 }

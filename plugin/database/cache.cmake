@@ -1,0 +1,16 @@
+# Keeping the cache of trace databases and finding the one that a stream needs.
+find_package(Curlpp REQUIRED)
+
+add_library(veltra_database_cache STATIC
+  cache_sync.cpp
+  catalogue.cpp
+  database_locator.cpp
+  digest.cpp
+  download.cpp
+  file_io.cpp
+  json_member.cpp
+  location.cpp
+  uid_search.cpp)
+target_link_libraries(veltra_database_cache
+  PUBLIC veltra_build veltra_platform nlohmann_json::nlohmann_json fmt::fmt
+  PRIVATE veltra_sha256 Curlpp::Curlpp)

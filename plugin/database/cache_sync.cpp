@@ -1,0 +1,156 @@
+#include "plugin/database/cache_sync.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <filesystem>
+#include <optional>
+#include <stdexcept>
+
+#include "platform/file.h"
+#include "plugin/database/catalogue.h"
+#include "plugin/database/digest.h"
+#include "plugin/database/download.h"
+#include "plugin/database/json_member.h"
+#include "plugin/database/location.h"
+
+namespace veltra {
+
+namespace {
+
+namespace fs = std::filesystem;
+using kovax::json;
+
+struct cache_settings {
+  fs::path cache_directory;
+  std::optional<bool> update_cache;
+  std::optional<std::vector<std::string>> locations;
+  std::optional<std::string> proxy;
+  std::string root;
+};
+
+template <typename Value>
+std::optional<Value> optional_member(const json& config, const char* key) {
+  if (!config.contains(key)) return std::nullopt;
+  return config[key].get<Value>();
+}
+
+cache_settings read_settings(const json& config, const text_expansion& expand) {
+  if (!config.contains("cache_directory")) throw std::runtime_error("cache_directory missing");
+  cache_settings settings;
+  settings.cache_directory = platform::path_from_utf8(expand(config["cache_directory"]));
+  settings.update_cache = optional_member<bool>(config, "update_cache");
+  settings.locations = optional_member<std::vector<std::string>>(config, "trace_db_locations");
+  settings.proxy = optional_member<std::string>(config, "proxy_setting");
+  if (config.contains("root")) settings.root = expand(config["root"]);
+  return settings;
+}
+
+// The standard library's own texts differ from one platform to the next.
+bool path_exists(const fs::path& path) {
+  std::error_code error;
+  const bool found = fs::exists(path, error);
+  if (error) throw fs::filesystem_error("exists", path, error);
+  return found;
+}
+
+void make_directories(const fs::path& path) {
+  std::error_code error;
+  fs::create_directories(path, error);
+  if (error) throw fs::filesystem_error("create_directories", path, error);
+}
+
+// One run over one cache.
+class synchronisation {
+ public:
+  synchronisation(const host_log& log, cache_settings settings, file_operations& operations)
+      : log_(log),
+        settings_(std::move(settings)),
+        catalogue_path_(catalogue_path(settings_.cache_directory)),
+        operations_(operations) {}
+
+  void run(std::vector<std::string>& directories) {
+    if (!path_exists(settings_.cache_directory)) make_directories(settings_.cache_directory);
+    if (settings_.update_cache.value_or(false)) refresh_catalogue();
+    const json catalogue = json::parse(read_file(catalogue_path_));
+    for_each_version(catalogue, [&](const std::string& type, const json& entry) {
+      const fs::path directory = version_directory(settings_.cache_directory, type, entry);
+      directories.push_back(platform::path_to_utf8(fs::absolute(directory)));
+      provide_database(database_directory(directory, entry), entry);
+    });
+  }
+
+ private:
+  void refresh_catalogue() const {
+    if (!settings_.locations) {
+      throw std::runtime_error("trace_db_locations when update_cache is true");
+    }
+    if (settings_.locations->empty()) throw std::runtime_error("trace_db_locations is empty");
+    const std::string content = download_catalogue();
+    if (content.empty()) {
+      throw std::runtime_error(
+          fmt::format("Unable to download configuration content from any of the following "
+                      "locations:\n\t{}",
+                      fmt::join(*settings_.locations, "\n\t")));
+    }
+    if (path_exists(catalogue_path_)) {
+      log_.progress("check if config.json is up-to-date");
+      if (cached_catalogue_is_as_new_as(content)) return;
+    }
+    log_.progress("write new config.json");
+    write_file(catalogue_path_, content, operations_);
+  }
+
+  // The first body that a location answers with, whatever it holds; empty if
+  // none answers.
+  std::string download_catalogue() const {
+    for (const std::string& location : *settings_.locations) {
+      const std::string address = resolve_location(settings_.root, location);
+      log_.progress("Trying to download database config.json");
+      try {
+        return download_to_string(address, settings_.proxy);
+      } catch (const std::exception& failure) {
+        log_.recoverable_failure(std::string("Failed to download config.json. Reason: ") +
+                                 failure.what());
+      }
+    }
+    return {};
+  }
+
+  bool cached_catalogue_is_as_new_as(const std::string& content) const {
+    const json cached = json::parse(read_file(catalogue_path_));
+    const json downloaded = json::parse(content);
+    const catalogue_time cached_time = updated_time(cached);
+    return cached_time >= updated_time(downloaded);
+  }
+
+  void provide_database(const fs::path& directory, const json& entry) const {
+    make_directories(directory);
+    const fs::path path = database_file(directory, entry);
+    log_.progress("check database at path: " + platform::path_to_utf8(path));
+    if (path_exists(path) && database_file_intact(read_file(path), expected_digest(entry))) return;
+    const std::string address =
+        resolve_location(settings_.root, text_member(member(entry, "database"), "path"));
+    log_.progress("try download database: " + text_member(entry, "uuid"));
+    write_file(path, download_to_string(address, settings_.proxy), operations_);
+  }
+
+  static std::string expected_digest(const json& entry) {
+    return text_member(member(entry, "database"), "sha256");
+  }
+
+  const host_log& log_;
+  const cache_settings settings_;
+  const fs::path catalogue_path_;
+  file_operations& operations_;
+};
+
+}  // namespace
+
+void sync_database_cache(const host_log& log, const json& config,
+                         std::vector<std::string>& directories, const text_expansion& expand,
+                         file_operations& operations) {
+  synchronisation(log, read_settings(config, expand), operations).run(directories);
+}
+
+}  // namespace veltra

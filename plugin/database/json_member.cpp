@@ -1,0 +1,20 @@
+#include "plugin/database/json_member.h"
+
+namespace veltra {
+
+const kovax::json& member(const kovax::json& object, const char* key) {
+  static const kovax::json missing;
+  if (object.is_null()) return missing;
+  if (object.is_object() && !object.contains(key)) return missing;
+  return object[key];  // throws if it is not an object
+}
+
+std::string text_member(const kovax::json& object, const char* key) {
+  return member(object, key).get<std::string>();
+}
+
+kovax::json::array_t array_member(const kovax::json& object, const char* key) {
+  return member(object, key).get<kovax::json::array_t>();
+}
+
+}  // namespace veltra

@@ -1,0 +1,52 @@
+#include "plugin/database/location.h"
+
+#include <stdexcept>
+
+#include "plugin/database/json_member.h"
+
+namespace veltra {
+
+namespace {
+
+constexpr std::string_view placeholder = "${root}";
+
+std::size_t find_placeholder(std::string_view text) {
+  const std::size_t found = text.find(placeholder);
+  return found != std::string_view::npos ? found : text.find("${ROOT}");
+}
+
+bool ends_with_separator(std::string_view text) {
+  return text.ends_with('/') || text.ends_with('\\');
+}
+
+// What follows a placeholder. A location with the placeholder further in may
+// not be shorter than one: it holds a whole one.
+std::string_view without_placeholder(std::string_view text) {
+  return text.substr(placeholder.size());
+}
+
+}  // namespace
+
+std::string resolve_location(std::string_view root, std::string_view location) {
+  const std::size_t found = find_placeholder(location);
+  if (found == std::string_view::npos) return std::string(location);
+  if (found == 0 && root.empty()) {
+    throw std::runtime_error("root missing from auto_detect_db_config");
+  }
+  std::string address(root);
+  if (!ends_with_separator(root)) address += '/';
+  address += without_placeholder(location);
+  return address;
+}
+
+std::string cache_file_name(const kovax::json& entry) {
+  const std::string path = text_member(member(entry, "database"), "path");
+  if (find_placeholder(path) == 0) return std::string(without_placeholder(path));
+  for (const char separator : {'/', '\\'}) {
+    const std::size_t last = path.rfind(separator);
+    if (last != std::string::npos) return path.substr(last + 1);
+  }
+  return path;
+}
+
+}  // namespace veltra
