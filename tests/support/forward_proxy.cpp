@@ -1,6 +1,6 @@
 #include "tests/support/forward_proxy.h"
 
-#include <regex>
+#include <string_view>
 
 namespace test_support {
 
@@ -14,23 +14,23 @@ std::vector<std::string> forward_proxy::targets() const {
 }
 
 void forward_proxy::serve(connection peer) {
-  static const std::regex request_line("GET ([^ ]+) HTTP/1\\.1\r\n");
-  static const std::regex loopback_url("http://127\\.0\\.0\\.1:([0-9]+)(/.*)");
+  constexpr std::string_view method = "GET ";
+  constexpr std::string_view loopback = "http://127.0.0.1:";
   const auto head = peer.read_head();
-  std::smatch request;
-  if (!head || !std::regex_search(*head, request, request_line)) return;
-  const std::string target = request[1];
+  if (!head || !head->starts_with(method)) return;
+  const std::string target =
+      head->substr(method.size(), head->find(' ', method.size()) - method.size());
   {
     const std::lock_guard lock(mutex_);
     targets_.push_back(target);
   }
-  std::smatch url;
-  if (!std::regex_match(target, url, loopback_url)) {
+  if (!target.starts_with(loopback)) {
     peer.send("HTTP/1.1 502 No such host\r\nContent-Length: 0\r\nConnection: close\r\n\r\n");
     return;
   }
-  connection server = connect_to(static_cast<std::uint16_t>(std::stoul(url[1])));
-  server.send("GET " + url[2].str() + " HTTP/1.1\r\nVia: 1.1 forward_proxy\r\n\r\n");
+  const std::string rest = target.substr(loopback.size());  // PORT/PATH
+  connection server = connect_to(static_cast<std::uint16_t>(std::stoul(rest)));
+  server.send("GET " + rest.substr(rest.find('/')) + " HTTP/1.1\r\nVia: 1.1 forward_proxy\r\n\r\n");
   peer.send(server.read_to_end());
 }
 

@@ -231,7 +231,7 @@ TEST_F(uid_search_test, results_and_messages_are_those_of_a_search_that_starts_o
   std::mt19937 random(20240501);
   int found_count = 0;
   std::ptrdiff_t rejection_count = 0;
-  for (int round = 0; round < 3000; ++round) {
+  for (int round = 0; round < 1500; ++round) {
     const std::string stream = random_stream(random);
     const std::size_t largest = 1 + random() % 70;
     uid_search search;
@@ -252,7 +252,7 @@ TEST_F(uid_search_test, results_and_messages_are_those_of_a_search_that_starts_o
     }
     ASSERT_EQ(search.cached_data(), stream);
   }
-  EXPECT_GT(found_count, 1000);  // or the streams show nothing
+  EXPECT_GT(found_count, 500);  // or the streams show nothing
   EXPECT_GT(rejection_count, 1000);
 }
 
