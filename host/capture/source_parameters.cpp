@@ -48,21 +48,34 @@ std::string literal_path(const std::filesystem::path& path) {
 }
 
 user_error explain_init_failure(const source_failure& failure, const std::string& input,
-                                const std::string& database) {
+                                const database_options& database) {
   for (const explanation& known : init_explanations) {
     if (failure.message.starts_with(known.message)) {
       return {exit_code::bad_input,
-              fmt::format(fmt::runtime(known.sentence), input, database, failure.message)};
+              fmt::format(fmt::runtime(known.sentence), input, database.file, failure.message)};
     }
   }
   return {exit_code::bad_input,
           fmt::format("the plug-in does not start: {}; check the parameters.", failure.message)};
 }
 
-user_error explain_run_failure(const source_failure& failure, const std::string& input) {
+user_error explain_run_failure(const source_failure& failure, const std::string& input,
+                               const database_options& /*database*/, bool kept) {
   return {exit_code::run_failed,
-          fmt::format("reading {} failed: {} (code {}); no capture was written.", input,
-                      failure.message, failure.code)};
+          fmt::format("reading {} failed: {} (code {}); {}.", input, failure.message, failure.code,
+                      kept ? "what came before is in the capture" : "no capture was written")};
+}
+
+user_error explain_nothing_decoded(const std::string& input, const database_options& database,
+                                   const std::string& database_uuid, std::uint64_t raw_bytes) {
+  if (raw_bytes == 0) {
+    return {exit_code::nothing_decoded, fmt::format("{} is empty; record the trace again.", input)};
+  }
+  return {
+      exit_code::nothing_decoded,
+      fmt::format("not one packet came out of {} with the database {} (UUID {}); check that it "
+                  "is the modem's raw trace and that the database belongs to its firmware.",
+                  input, database.file.empty() ? database.cache : database.file, database_uuid)};
 }
 
 }  // namespace veltra::host

@@ -1,9 +1,11 @@
 // source_parameters.h - what the host tells the plug-in, and what its refusals mean.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <string>
 
+#include "host/capture/run_options.h"
 #include "host/capture/source_session.h"
 #include "host/user_error.h"
 
@@ -13,12 +15,19 @@ namespace veltra::host {
 // absolute path and a whole text of the form ${env:NAME}.
 std::string literal_path(const std::filesystem::path& path);
 
-// Turns a refusal of kovax_source_init into a sentence with the next step; the
-// plug-in's own words stay in it.
-user_error explain_init_failure(const source_failure& failure, const std::string& input,
-                                const std::string& database);
+// Each of these turns a failure into a sentence with the next step. The plug-in's
+// own words stay in it; `input` is the input as the user knows it.
 
-// The same for a run that failed.
-user_error explain_run_failure(const source_failure& failure, const std::string& input);
+// A refusal of kovax_source_init.
+user_error explain_init_failure(const source_failure& failure, const std::string& input,
+                                const database_options& database);
+
+// A run that failed; `kept` when what came before the failure was written.
+user_error explain_run_failure(const source_failure& failure, const std::string& input,
+                               const database_options& database, bool kept);
+
+// A run that gave not one packet out of `raw_bytes` bytes.
+user_error explain_nothing_decoded(const std::string& input, const database_options& database,
+                                   const std::string& database_uuid, std::uint64_t raw_bytes);
 
 }  // namespace veltra::host

@@ -1,0 +1,123 @@
+#include "host/capture/capture_run.h"
+
+#include <fmt/format.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <utility>
+
+#include "host/capture/capture_writer.h"
+#include "host/capture/jsonl_writer.h"
+#include "host/capture/plugin_library.h"
+#include "host/capture/run_statistics.h"
+#include "host/capture/source_parameters.h"
+#include "host/capture/source_session.h"
+#include "host/capture/summary.h"
+#include "host/output_file.h"
+#include "host/user_error.h"
+#include "platform/file.h"
+#include "platform/interrupt.h"
+
+namespace veltra::host {
+
+namespace {
+
+std::string parameter_text(const capture_request& request) {
+  kovax::json parameters = request.parameters;
+  add_run_parameters(parameters, request.options);
+  try {
+    return parameters.dump();
+  } catch (const kovax::json::type_error&) {
+    throw user_error(exit_code::bad_input,
+                     "a name on the command line is not UTF-8; the plug-in can only be told names "
+                     "that are.");
+  }
+}
+
+source_session::log_handler log_to_stderr(bool verbose) {
+  if (!verbose) return {};
+  return [](std::int32_t level, std::string_view message) {
+    fmt::print(stderr, "[{}] {}\n", level, message);
+  };
+}
+
+// The output of a run with the writer that fills it.
+class capture_output {
+ public:
+  explicit capture_output(const output_options& options)
+      : path_(platform::path_from_utf8(options.file)),
+        file_(path_, options.format == "jsonl" ? output_file::access::sequential
+                                               : output_file::access::random) {
+    if (options.format == "jsonl") {
+      writer_ = std::make_unique<jsonl_writer>(file_, options.raw_packets);
+    } else {
+      writer_ = std::make_unique<capture_writer>(file_);
+    }
+  }
+
+  packet_consumer& writer() { return *writer_; }
+
+  void commit() {
+    writer_->finish();
+    file_.commit();
+  }
+
+  std::string name() const {
+    return path_ == "-" ? "standard output" : platform::path_to_utf8(path_);
+  }
+
+ private:
+  std::filesystem::path path_;
+  output_file file_;
+  std::unique_ptr<packet_consumer> writer_;
+};
+
+}  // namespace
+
+exit_code run_capture(capture_request request) {
+  const plugin_library plugin(platform::path_from_utf8(request.options.plugin));
+  source_session session(plugin, log_to_stderr(request.options.verbose));
+  if (const source_failure failure = session.init(parameter_text(request))) {
+    throw explain_init_failure(failure, request.input, request.options.database);
+  }
+  capture_output output(request.options.output);
+
+  run_statistics statistics;
+  std::atomic<bool> interrupted = false;
+  source_failure failure;
+  const auto begin = std::chrono::steady_clock::now();
+  {
+    const platform::interrupt_watch watch([&] {
+      interrupted = true;
+      session.stop();
+    });
+    failure = session.run([&](const packet& packet) {
+      statistics.add(packet);
+      output.writer().consume(packet);
+      if (request.observe) request.observe(packet);
+    });
+  }
+  request.observe = nullptr;  // takes its line off the terminal
+
+  // A stop ends the wait for a live input by a failure, by design.
+  if (request.live && interrupted) failure = {};
+  const bool keep = statistics.decoded_packets() != 0 && (!failure || request.live);
+  if (keep) {
+    output.commit();
+    fmt::print(stderr, "{}",
+               format_summary(statistics, {.output = output.name(),
+                                           .elapsed = std::chrono::steady_clock::now() - begin,
+                                           .interrupted = interrupted && !request.live}));
+  }
+  if (failure) throw explain_run_failure(failure, request.input, request.options.database, keep);
+  if (!keep) {
+    throw explain_nothing_decoded(request.input, request.options.database,
+                                  statistics.database_uuid(), statistics.raw_bytes());
+  }
+  return interrupted && !request.live ? exit_code::interrupted : exit_code::ok;
+}
+
+}  // namespace veltra::host

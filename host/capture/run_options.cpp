@@ -1,0 +1,66 @@
+#include "host/capture/run_options.h"
+
+#include <CLI/CLI.hpp>
+
+#include "host/capture/source_parameters.h"
+#include "platform/file.h"
+
+namespace veltra::host {
+
+namespace {
+
+constexpr std::uint64_t largest_chunk = std::uint64_t{1} << 30;
+
+void add_database_options(CLI::App& command, database_options& options) {
+  CLI::Option_group* group = command.add_option_group(
+      "Trace database", "which database decodes: a file, or the one the trace asks for");
+  group->add_option("--database,-d", options.file,
+                    "Trace database of the modem's firmware (.json or .tar.gz)");
+  CLI::Option* cache = group->add_option(
+      "--cache", options.cache, "Directory of databases, searched for the UUID in the trace");
+  group->require_option(1);
+  command
+      .add_option("--location", options.locations,
+                  "Where the cache's catalogue config.json is; may be given again, the best first")
+      ->needs(cache);
+  command.add_option("--root", options.root, "What ${root} in a location or the catalogue means")
+      ->needs(cache);
+  command.add_option("--proxy", options.proxy, "Proxy for downloads, address with port")
+      ->needs(cache);
+  command.add_flag("--update", options.update, "Fetch the catalogue before starting")->needs(cache);
+}
+
+}  // namespace
+
+void add_run_options(CLI::App& command, run_options& options) {
+  add_database_options(command, options.database);
+  command.add_option("--output,-o", options.output.file, "Capture file, - for standard output");
+  command.add_option("--format,-f", options.output.format, "What to write")
+      ->check(CLI::IsMember({"pcapng", "jsonl"}))
+      ->capture_default_str();
+  command.add_flag("--raw-packets", options.output.raw_packets,
+                   "With jsonl: write the raw chunks too");
+  command.add_option("--chunk-size", options.chunk_size, "Bytes per read")
+      ->check(CLI::Range(std::uint64_t{1}, largest_chunk))
+      ->capture_default_str();
+  command.add_option("--plugin", options.plugin,
+                     "Plug-in to load (default: the one that belongs to this program)");
+  command.add_flag("--verbose,-v", options.verbose, "Show the plug-in's messages");
+}
+
+void add_run_parameters(kovax::json& parameters, const run_options& options) {
+  parameters["chunk_size"] = options.chunk_size;
+  const database_options& database = options.database;
+  if (!database.file.empty()) {
+    parameters["db_file_path"] = literal_path(platform::path_from_utf8(database.file));
+    return;
+  }
+  kovax::json& automatic = parameters["auto_detect_db_config"];
+  automatic["cache_directory"] = literal_path(platform::path_from_utf8(database.cache));
+  automatic["update_cache"] = database.update;
+  if (!database.locations.empty()) automatic["trace_db_locations"] = database.locations;
+  if (!database.root.empty()) automatic["root"] = database.root;
+  if (!database.proxy.empty()) automatic["proxy_setting"] = database.proxy;
+}
+
+}  // namespace veltra::host
