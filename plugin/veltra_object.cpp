@@ -137,6 +137,8 @@ void veltra_object::open_serial_port() {
 
 void veltra_object::read_serial_chunk() {
   using zet_serialport_lib::zet_serialport_exception;
+  // A stop that met a finished read left its bytes to this run.
+  if (std::exchange(chunk_is_unread_, false)) return;
   chunk_.clear();
   try {
     const std::uint64_t received = port_.bytes_available();
@@ -145,7 +147,10 @@ void veltra_object::read_serial_chunk() {
     // The stop's own closing of the port is how it wakes a read.
     if (failure.error() != zet_serialport_lib::ERR_SERIALPORT_OPEN || !stop_requested()) throw;
   }
-  if (stop_requested()) throw std::runtime_error(stopped_while_reading);
+  if (stop_requested()) {
+    chunk_is_unread_ = !chunk_.empty();
+    throw std::runtime_error(stopped_while_reading);
+  }
   if (!port_.is_open()) throw std::runtime_error("serialcommunication error");
 }
 

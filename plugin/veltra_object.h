@@ -94,7 +94,8 @@ class veltra_object {
   uid_search uid_search_;
   packet_delivery delivery_;
   std::atomic<std::uint8_t> stop_requested_{0};
-  std::string chunk_;  // kept between passes to save its allocation
+  std::string chunk_;             // kept between passes to save its allocation
+  bool chunk_is_unread_ = false;  // received, but a stop came before it was used
 };
 
 }  // namespace veltra

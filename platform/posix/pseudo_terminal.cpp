@@ -124,7 +124,6 @@ short pseudo_terminal::state::wait(wanted what, std::optional<steady::time_point
       errno != EINTR) {
     fail("ppoll");
   }
-  // Opens before news: the news may be the new reader's.
   if (watched[1].revents != 0) note_opens();
   if ((watched[2].revents & POLLIN) != 0) note_news();
   return watched[2].revents;
@@ -147,7 +146,10 @@ void pseudo_terminal::state::note_news() {
   std::array<char, 4096> news;
   // The first byte tells what the rest is: with 0, bytes that the reader sent.
   const ssize_t size = read(modem.get(), news.data(), news.size());
-  if (size > 0 && (news[0] & TIOCPKT_FLUSHREAD) != 0) flushed = true;
+  if (size <= 0 || (news[0] & TIOCPKT_FLUSHREAD) == 0) return;
+  // It may be the news of a reader that has only just opened the device.
+  note_opens();
+  flushed = readers > 0;
 }
 
 bool pseudo_terminal::state::interrupted() const {
@@ -177,6 +179,8 @@ const std::filesystem::path& pseudo_terminal::device() const {
 
 pseudo_terminal::outcome pseudo_terminal::wait_for_reader(std::chrono::milliseconds settling) {
   std::optional<steady::time_point> settled;
+  // The reader that is known may have left since.
+  state_->wait(state::wanted::news, steady::now());
   for (;;) {
     if (state_->interrupted()) return outcome::interrupted;
     if (state_->readers == 0) {

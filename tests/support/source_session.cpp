@@ -88,7 +88,10 @@ void source_session::take_log(kovax_source* source, void* data, std::int32_t lev
                               const char* message) {
   source_session& session = session_of(data, role::log);
   const log_line line{source, level, message};
-  session.logs.push_back(line);
+  {
+    const std::lock_guard lock(session.log_mutex_);
+    session.logs.push_back(line);
+  }
   // A copy, since a hook may replace itself.
   if (const auto hook = session.on_log) hook(line);
 }

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -102,6 +103,7 @@ class source_session {
   user_data for_error_{role::error, this};
   user_data for_packet_{role::packet, this};
   kovax_source* handle_ = nullptr;
+  std::mutex log_mutex_;  // start and stop log on threads of their own
 };
 
 }  // namespace test_support

@@ -95,6 +95,19 @@ TEST(pseudo_terminal, a_reader_that_has_left_again_is_not_waited_for_any_more) {
   EXPECT_EQ(waiting.get(), outcome::done);
 }
 
+TEST(pseudo_terminal, a_reader_that_left_unseen_does_not_stand_for_the_next) {
+  pseudo_terminal line;
+  reader first(line);
+  first.drop_queues();
+  ASSERT_EQ(line.wait_for_reader(1h), outcome::done);
+  first.leave();
+  auto waiting = std::async(std::launch::async, [&] { return line.wait_for_reader(1h); });
+  EXPECT_EQ(waiting.wait_for(20ms), std::future_status::timeout);
+  const reader next(line);
+  next.drop_queues();
+  EXPECT_EQ(waiting.get(), outcome::done);
+}
+
 TEST(pseudo_terminal, every_byte_arrives_as_it_is) {
   pseudo_terminal line;
   const reader other(line);

@@ -1,0 +1,104 @@
+// serial_fixture.h - an instance that reads from a pseudo-terminal.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+
+#include "platform/file.h"
+#include "platform/pseudo_terminal.h"
+#include "tests/support/source_fixture.h"
+
+namespace test_support {
+
+class serial_fixture : public source_fixture {
+ protected:
+  using outcome = platform::pseudo_terminal::outcome;
+
+  serial_fixture() : line(std::make_unique<platform::pseudo_terminal>()) {
+    session.on_packet = [this](const received_packet& packet) { take(packet); };
+  }
+
+  ~serial_fixture() override {
+    if (running_.valid()) {
+      session.stop();
+      running_.wait();
+    }
+  }
+
+  std::string device() const { return platform::path_to_utf8(line->device()); }
+
+  // Initialises for the line, with `more` parameters.
+  void open_line(const kovax::json& more = kovax::json::object()) {
+    kovax::json parameters = more;
+    parameters["serialport"]["path"] = device();
+    open(parameters);
+  }
+
+  // Calls start on another thread; start_receiving() also waits until the port is
+  // open, so that nothing that is sent then is lost.
+  void begin_start() {
+    running_ = std::async(std::launch::async, [this] { return session.start(); });
+  }
+  void start_receiving() {
+    begin_start();
+    ASSERT_EQ(line->wait_for_reader(std::chrono::hours(1)), outcome::done);
+  }
+
+  // Waits for start to return.
+  std::int32_t result_of_start() { return running_.get(); }
+
+  // Stops and waits for start to return.
+  std::int32_t stop_and_wait() {
+    EXPECT_EQ(session.stop(), 0);
+    return result_of_start();
+  }
+
+  // The same where start may not have begun: a stop before it has no effect on it.
+  std::int32_t stop_until_start_returns() {
+    do {
+      EXPECT_EQ(session.stop(), 0);
+    } while (running_.wait_for(std::chrono::milliseconds(1)) != std::future_status::ready);
+    return result_of_start();
+  }
+
+  void send(std::string_view bytes) { ASSERT_EQ(line->write(bytes), outcome::done); }
+
+  // Sends and waits until the plug-in has taken the bytes from the line.
+  void send_and_drain(std::string_view bytes) {
+    send(bytes);
+    ASSERT_EQ(line->drain(std::chrono::milliseconds(0)), outcome::done);
+  }
+
+  // Waits until so many packets have come in all.
+  void wait_for_packets(std::size_t count) {
+    std::unique_lock lock(mutex_);
+    arrived_.wait(lock, [&] { return packets_ >= count; });
+  }
+
+  std::unique_ptr<platform::pseudo_terminal> line;
+  // Called for each packet within the callback; set before start.
+  std::function<void(const received_packet&)> in_callback;
+
+ private:
+  void take(const received_packet& packet) {
+    if (in_callback) in_callback(packet);
+    const std::lock_guard lock(mutex_);
+    ++packets_;
+    arrived_.notify_all();
+  }
+
+  std::mutex mutex_;
+  std::condition_variable arrived_;
+  std::size_t packets_ = 0;
+  std::future<std::int32_t> running_;
+};
+
+}  // namespace test_support

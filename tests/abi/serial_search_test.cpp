@@ -1,0 +1,105 @@
+// The search for the database UUID in what a serial port receives.
+#include <future>
+#include <string>
+
+#include "plugin/database/digest.h"
+#include "tests/abi/serial_fixture.h"
+
+namespace {
+
+using kovax::json;
+using test_support::build_trace;
+using test_support::conversion_database;
+using test_support::database_master;
+using test_support::log_line;
+using test_support::received_packet;
+using testing::Contains;
+using testing::Not;
+
+constexpr auto uuid = "01234567-89ab-cdef-0123-456789abcdef";
+
+class serial_search_test : public test_support::serial_fixture {
+ protected:
+  // A cache with one database, and the parameters that name it.
+  json cache() {
+    json database = conversion_database();
+    database["meta"]["uuid"] = uuid;
+    const std::string text = database.dump();
+    directory.write(std::string("cache/modem/1/") + uuid + "/db.json", text);
+    const json version = {
+        {"version", "1"},
+        {"uuid", uuid},
+        {"database", {{"path", "db.json"}, {"sha256", veltra::sha256_hex(text)}}}};
+    const json catalogue = {{"firmwares",
+                             {{"updated_timestamp", "2024-01-01T00:00:00Z"},
+                              {"devices", {{{"type", "modem"}, {"versions", {version}}}}}}}};
+    directory.write("cache/config.json", catalogue.dump());
+    return {{"chunk_size", 4},
+            {"auto_detect_db_config",
+             {{"cache_directory", platform::path_to_utf8(directory.path() / "cache")}}}};
+  }
+
+  std::string marker() const { return std::string("UID %s ") + uuid + "....."; }
+};
+
+TEST_F(serial_search_test, what_was_searched_is_one_raw_packet_and_decoded) {
+  decoder.add_trace(1, database_master, build_trace({.buffer_id = "1"}, "ip packet"));
+  open_line(cache());
+  start_receiving();
+  const std::string sent = "before" + marker();
+  ASSERT_EQ(sent.size() % 4, 2U);
+  send(sent + "..");
+  wait_for_packets(2);
+  send("next");
+  wait_for_packets(3);
+  EXPECT_EQ(stop_and_wait(), 100);
+  EXPECT_EQ(session.packets[0].data.substr(0, sent.size()), sent);
+  EXPECT_EQ(json::parse(session.packets[0].metadata).at("modem_db_uuid"), uuid);
+  EXPECT_EQ(session.decoded().at(0).data, "ip packet");
+  EXPECT_EQ(session.raw_bytes(), sent + "..next");
+  EXPECT_EQ(decoder.appended(), session.raw_bytes());
+}
+
+TEST_F(serial_search_test, a_stop_ends_the_search) {
+  open_line(cache());
+  start_receiving();
+  send_and_drain("no marker");
+  EXPECT_EQ(stop_and_wait(), 100);
+  EXPECT_EQ(session.last_error().message, "stop extracting");
+  EXPECT_TRUE(session.packets.empty());
+}
+
+TEST_F(serial_search_test, goes_on_where_a_stop_ended_it) {
+  open_line(cache());
+  start_receiving();
+  send_and_drain("before" + marker().substr(0, 20));
+  ASSERT_EQ(stop_and_wait(), 100);
+  start_receiving();
+  send(marker().substr(20) + "..");
+  wait_for_packets(1);
+  EXPECT_EQ(stop_and_wait(), 100);
+  EXPECT_EQ(session.raw_bytes(), "before" + marker() + "..");
+}
+
+// The port is open after its settings were refused, but nothing reads it, and an
+// open port is not opened again: only a stop ends such a run and closes the port.
+TEST_F(serial_search_test, after_refused_settings_a_second_start_waits_for_a_stop) {
+  json parameters = cache();
+  parameters["serialport"]["settings"]["stop_bits"] = 1.5;
+  open_line(parameters);
+  ASSERT_EQ(session.start(), 100);
+  session.logs.clear();
+  std::promise<void> searching;
+  session.on_log = [&](const log_line& logged) {
+    if (logged.text == "start locating db UID from trace data") searching.set_value();
+  };
+  begin_start();
+  searching.get_future().wait();
+  EXPECT_EQ(stop_and_wait(), 100);
+  EXPECT_THAT(session.log_texts(), Not(Contains("open port")));
+  EXPECT_EQ(session.last_error().message, "stop extracting");
+  EXPECT_EQ(session.start(), 100);
+  EXPECT_THAT(session.last_error().message, testing::HasSubstr("ERR_ASSIGN_SETTINGS"));
+}
+
+}  // namespace

@@ -1,0 +1,192 @@
+// A run over a serial port: what is received becomes packets, and how a run ends.
+#include <chrono>
+#include <filesystem>
+#include <future>
+#include <string>
+#include <utility>
+
+#include "tests/abi/serial_fixture.h"
+
+namespace {
+
+using kovax::json;
+using test_support::build_trace;
+using test_support::conversion_database;
+using test_support::database_master;
+using test_support::log_line;
+using test_support::received_packet;
+using test_support::varied_bytes;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+using serial_source_test = test_support::serial_fixture;
+
+TEST_F(serial_source_test, init_logs_the_port_and_its_settings_with_the_instance) {
+  open_line();
+  EXPECT_THAT(
+      session.logs,
+      ElementsAre(log_line{session.handle(), 2, "Using serial port " + device() + " for tracing"},
+                  log_line{session.handle(), 2,
+                           "Using serial port with settings: baud_rate: 1000000; "
+                           "character_size: 8; parity: none; stopbits: 1; "
+                           "flow_control: none "}));
+}
+
+TEST_F(serial_source_test, with_a_trace_file_as_well_the_port_is_neither_named_nor_opened) {
+  open_line({{"file_path", write_trace("abc")}});
+  EXPECT_EQ(session.start(), 0);
+  EXPECT_TRUE(session.logs.empty());
+  EXPECT_EQ(session.raw_bytes(), "abc");
+}
+
+TEST_F(serial_source_test, start_opens_the_port) {
+  open_line();
+  session.logs.clear();
+  start_receiving();
+  stop_and_wait();
+  EXPECT_EQ(session.logs.front(), (log_line{session.handle(), 2, "open port"}));
+}
+
+TEST_F(serial_source_test, a_port_that_does_not_exist_fails_start) {
+  open({{"serialport", {{"path", "/nowhere/veltra-tty"}}}});
+  EXPECT_EQ(session.start(), 100);
+  EXPECT_EQ(session.last_error().message,
+            "error: ERR_SERIALPORT_OPEN message: Win32 open serialport error: "
+            "No such file or directory");
+}
+
+TEST_F(serial_source_test, a_port_that_another_instance_reads_fails_start) {
+  open_line();
+  start_receiving();
+  test_support::source_session second;
+  ASSERT_EQ(second.init({{"serialport", {{"path", device()}}}}), 0);
+  EXPECT_EQ(second.start(), 100);
+  EXPECT_THAT(second.last_error().message, HasSubstr("Device or resource busy"));
+}
+
+TEST_F(serial_source_test, two_ports_in_one_process_do_not_disturb_each_other) {
+  open_line({{"chunk_size", 3}});
+  start_receiving();
+  platform::pseudo_terminal other_line;
+  test_support::source_session other;
+  ASSERT_EQ(other.init({{"serialport", {{"path", other_line.device().string()}}}}), 0);
+  auto other_run = std::async(std::launch::async, [&] { return other.start(); });
+  ASSERT_EQ(other_line.wait_for_reader(std::chrono::hours(1)), outcome::done);
+  EXPECT_EQ(other.stop(), 0);
+  EXPECT_EQ(other_run.get(), 100);
+  send("abc");
+  wait_for_packets(1);
+  EXPECT_EQ(stop_and_wait(), 100);
+  EXPECT_EQ(session.raw_bytes(), "abc");
+}
+
+TEST_F(serial_source_test, every_byte_becomes_raw_packets_in_order) {
+  open_line({{"chunk_size", 1}});
+  start_receiving();
+  const std::string sent = varied_bytes(200'000);
+  std::promise<void> complete;
+  std::size_t received = 0;
+  in_callback = [&](const received_packet& packet) {
+    received += packet.data.size();
+    if (received == sent.size()) complete.set_value();
+  };
+  send(sent);
+  complete.get_future().wait();
+  EXPECT_EQ(stop_and_wait(), 100);
+  EXPECT_EQ(session.raw_bytes(), sent);
+}
+
+TEST_F(serial_source_test, packets_name_no_data_size) {
+  open_line({{"chunk_size", 4}});
+  start_receiving();
+  send("abcd");
+  wait_for_packets(1);
+  stop_and_wait();
+  EXPECT_EQ(json::parse(session.packets.at(0).metadata),
+            (json{{"data_offset", 4}, {"modem_db_path", ""}, {"modem_db_uuid", ""}}));
+}
+
+TEST_F(serial_source_test, a_chunk_waits_until_it_is_whole) {
+  open_line({{"chunk_size", 8}});
+  start_receiving();
+  send_and_drain("abcde");
+  send("fgh");
+  wait_for_packets(1);
+  stop_and_wait();
+  ASSERT_EQ(session.packets.size(), 1U);
+  EXPECT_EQ(session.packets[0].data, "abcdefgh");
+}
+
+TEST_F(serial_source_test, the_default_chunk_is_1024_bytes) {
+  open_line();
+  start_receiving();
+  const std::string sent = varied_bytes(1024);
+  send_and_drain(sent.substr(0, 1023));
+  send(sent.substr(1023));
+  wait_for_packets(1);
+  stop_and_wait();
+  EXPECT_EQ(session.packets.at(0).data, sent);
+}
+
+TEST_F(serial_source_test, a_read_takes_everything_that_was_received_meanwhile) {
+  open_line({{"chunk_size", 4}});
+  std::promise<void> sent;
+  in_callback = [&, first = true](const received_packet&) mutable {
+    if (std::exchange(first, false)) sent.get_future().wait();
+  };
+  start_receiving();
+  send("abcd");
+  send(varied_bytes(3000));
+  // The worker has read the last byte; the moment is for putting it away.
+  ASSERT_EQ(line->drain(std::chrono::milliseconds(50)), outcome::done);
+  sent.set_value();
+  wait_for_packets(2);
+  stop_and_wait();
+  EXPECT_EQ(session.raw_bytes(), "abcd" + varied_bytes(3000));
+  EXPECT_LE(session.packets.size(), 3U) << "4 bytes a packet would be 751 of them";
+}
+
+TEST_F(serial_source_test, decoded_packets_come_without_waiting_for_the_next_chunk) {
+  decoder.add_trace(1, database_master, build_trace({.buffer_id = "1"}, "ip packet"), 7);
+  open_line({{"chunk_size", 3}, {"db_file_path", write_database(conversion_database())}});
+  start_receiving();
+  send("abc");
+  wait_for_packets(2);
+  stop_and_wait();
+  ASSERT_EQ(session.packets.size(), 2U);
+  EXPECT_EQ(session.packets[0].data, "abc");
+  EXPECT_EQ(session.packets[1].data, "ip packet");
+  EXPECT_FALSE(json::parse(session.packets[1].metadata).contains("data_size"));
+  EXPECT_EQ(decoder.appended(), "abc");
+}
+
+TEST_F(serial_source_test, a_device_that_is_lost_fails_start_with_a_text_that_says_so) {
+  open_line();
+  start_receiving();
+  line.reset();
+  EXPECT_EQ(result_of_start(), 100);
+  EXPECT_EQ(session.last_error(),
+            (test_support::reported_error{"port closed: No such device", 100}));
+}
+
+TEST_F(serial_source_test, a_lost_device_stays_lost_until_stop_and_is_then_opened_anew) {
+  open_line();
+  start_receiving();
+  line.reset();
+  result_of_start();
+  EXPECT_EQ(session.start(), 100);
+  EXPECT_EQ(session.last_error().message, "port closed: No such device");
+  session.stop();
+  EXPECT_EQ(session.start(), 100);
+  EXPECT_THAT(session.last_error().message, StartsWith("error: ERR_SERIALPORT_OPEN"));
+}
+
+TEST_F(serial_source_test, a_setting_that_the_line_cannot_hold_fails_start) {
+  open_line({{"serialport", {{"settings", {{"stop_bits", 1.5}}}}}});
+  EXPECT_EQ(session.start(), 100);
+  EXPECT_EQ(session.last_error().message,
+            "error: ERR_ASSIGN_SETTINGS message: Win32 SetCommState error: Invalid argument");
+}
+
+}  // namespace
