@@ -18,7 +18,9 @@ struct loss_trace {
   std::array<std::uint8_t, 4> id{};  // trace id as it stands in the trace
   std::size_t id_size = 0;           // bytes of `id` in use, 1 to 4
 
-  std::span<const std::uint8_t> id_bytes() const noexcept { return std::span(id).first(id_size); }
+  [[nodiscard]] std::span<const std::uint8_t> id_bytes() const noexcept {
+    return std::span(id).first(id_size);
+  }
 };
 
 struct configuration {
@@ -26,7 +28,7 @@ struct configuration {
   std::optional<open_decoder::loss_trace> loss_trace;
 
   // True if frames of this master are decoded.
-  bool accepts(std::uint32_t master_id) const noexcept;
+  [[nodiscard]] bool accepts(std::uint32_t master_id) const noexcept;
 };
 
 // Reads the JSON text (RFC 8259) that docs/frame-format.md describes. Returns

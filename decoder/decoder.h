@@ -46,7 +46,7 @@ class decoder {
   // as one that never arrived.
   void parse() noexcept;
 
-  std::uint64_t trace_count() const noexcept { return traces_.size(); }
+  [[nodiscard]] std::uint64_t trace_count() const noexcept { return traces_.size(); }
 
   // Takes the oldest trace; null when there is none.
   trace_pointer take_trace() noexcept { return traces_.pop(); }

@@ -12,7 +12,7 @@
 
 // One heap object of 8 bytes, which its user may give back by itself.
 struct dekodrix {
-  alignas(8) open_decoder::decoder* decoder;
+  alignas(8) open_decoder::decoder* implementation;
 };
 static_assert(sizeof(dekodrix) == 8);
 
@@ -26,7 +26,7 @@ dekodrix* dekodrix_new(void) {
   dekodrix* handle = nullptr;
   try {
     handle = new dekodrix{nullptr};
-    handle->decoder = handles.add(handle);
+    handle->implementation = handles.add(handle);
     return handle;
   } catch (...) {
     delete handle;
@@ -34,47 +34,47 @@ dekodrix* dekodrix_new(void) {
   }
 }
 
-void dekodrix_delete(dekodrix* handle) {
-  if (handle != nullptr) {
-    handles.remove(handle);
-    delete handle;
+void dekodrix_delete(dekodrix* decoder) {
+  if (decoder != nullptr) {
+    handles.remove(decoder);
+    delete decoder;
   }
 }
 
-void dekodrix_set_timebase(dekodrix* handle, uint64_t base, bool flag) {
-  handle->decoder->set_timebase(flag ? base : 0);
+void dekodrix_set_timebase(dekodrix* decoder, uint64_t base, bool flag) {
+  decoder->implementation->set_timebase(flag ? base : 0);
 }
 
-void dekodrix_reset(dekodrix* handle) {
-  handle->decoder->reset();
+void dekodrix_reset(dekodrix* decoder) {
+  decoder->implementation->reset();
 }
 
-bool dekodrix_set_configuration_json(dekodrix* handle, const char* text, size_t length) {
+bool dekodrix_set_configuration_json(dekodrix* decoder, const char* text, size_t length) {
   try {
-    return handle->decoder->set_configuration({text, length});
+    return decoder->implementation->set_configuration({text, length});
   } catch (...) {
     return false;
   }
 }
 
-void dekodrix_append_buffer(dekodrix* handle, const uint8_t* bytes, size_t count) {
+void dekodrix_append_buffer(dekodrix* decoder, const uint8_t* bytes, size_t count) {
   try {
-    handle->decoder->append({bytes, count});
+    decoder->implementation->append({bytes, count});
   } catch (...) {
     // See the top of the file.
   }
 }
 
-void dekodrix_parse(dekodrix* handle) {
-  handle->decoder->parse();
+void dekodrix_parse(dekodrix* decoder) {
+  decoder->implementation->parse();
 }
 
-uint64_t dekodrix_get_trace_count(dekodrix* handle) {
-  return handle->decoder->trace_count();
+uint64_t dekodrix_get_trace_count(dekodrix* decoder) {
+  return decoder->implementation->trace_count();
 }
 
-dekodrix_trace* dekodrix_get_trace(dekodrix* handle) {
-  return handle->decoder->take_trace().release();
+dekodrix_trace* dekodrix_get_trace(dekodrix* decoder) {
+  return decoder->implementation->take_trace().release();
 }
 
 }  // extern "C"

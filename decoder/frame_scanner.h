@@ -40,13 +40,16 @@ class frame_scanner {
   void unstuff(std::span<const std::uint8_t> stuffed) noexcept;
   void hold(std::span<const std::uint8_t> bytes) noexcept;
   void begin_frame() noexcept;
-  bool frame_has_begun() const noexcept { return held_size_ != 0 || escaping_ || too_long_; }
+  [[nodiscard]] bool frame_has_begun() const noexcept {
+    return held_size_ != 0 || escaping_ || too_long_;
+  }
 
-  std::unique_ptr<std::uint8_t[]> held_;  // the frame begun, unstuffed; largest_frame_size bytes
+  // The frame begun, unstuffed; largest_frame_size bytes, not cleared in advance.
+  std::unique_ptr<std::uint8_t[]> held_;
   std::size_t held_size_ = 0;
   bool synchronised_ = false;  // a flag was seen
   bool escaping_ = false;      // the last byte was an escape
-  bool too_long_ = false;      // the frame begun exceeds largest_frame_size; nothing is held
+  bool too_long_ = false;      // the frame begun exceeds largest_frame_size
 };
 
 }  // namespace open_decoder

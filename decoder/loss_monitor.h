@@ -10,7 +10,7 @@ namespace open_decoder {
 struct loss {
   std::uint64_t missing = 0;  // never seen at all
   std::uint64_t damaged = 0;  // seen, but not intact
-  bool any() const noexcept { return missing != 0 || damaged != 0; }
+  [[nodiscard]] bool any() const noexcept { return missing != 0 || damaged != 0; }
 };
 
 // Follows the one sequence counter of a stream. The counter is 0 for the first
@@ -31,7 +31,7 @@ class loss_monitor {
   void damaged_frame() noexcept;
 
   // The losses since the last call of `reported`.
-  const loss& unreported() const noexcept { return unreported_; }
+  [[nodiscard]] const loss& unreported() const noexcept { return unreported_; }
   void reported() noexcept { unreported_ = {}; }
 
   // Forgets the stream and all losses.

@@ -38,14 +38,14 @@ class trace_queue {
   // Takes the oldest trace; null when there is none.
   trace_pointer pop() noexcept;
 
-  std::uint64_t size() const noexcept { return size_; }
+  [[nodiscard]] std::uint64_t size() const noexcept { return size_; }
 
   void clear() noexcept;
 
  private:
   struct link;
-  friend trace_pointer make_trace(std::uint32_t, std::uint64_t,
-                                  std::span<const std::uint8_t>) noexcept;
+  friend trace_pointer make_trace(std::uint32_t master_id, std::uint64_t timestamp,
+                                  std::span<const std::uint8_t> data) noexcept;
 
   link* oldest_ = nullptr;
   link* newest_ = nullptr;

@@ -114,7 +114,7 @@ void edit(bytes& content, random_source& random) {
 
 void run(const bytes& input) {
   // An exact copy on the heap, so that AddressSanitizer sees every read beyond it.
-  const bytes copy(input);
+  const bytes copy(input);  // NOLINT(performance-unnecessary-copy-initialization)
   LLVMFuzzerTestOneInput(copy.data(), copy.size());
 }
 

@@ -6,6 +6,7 @@
 
 #include "implementation/json_numbers.h"
 #include "platform/file.h"
+#include "plugin/database/cache_sync.h"
 #include "plugin/path_parameter.h"
 
 namespace veltra {
@@ -37,6 +38,12 @@ std::uint64_t read_chunk_size(const json& parameters, std::uint64_t otherwise) {
   return size;
 }
 
+// A database that is named makes looking for one unnecessary.
+bool finds_database_itself(const json& parameters, const source_settings& settings) {
+  return settings.database_file.empty() && parameters.contains("auto_detect_db_config") &&
+         parameters.at("auto_detect_db_config").contains("cache_directory");
+}
+
 }  // namespace
 
 init_parameters read_init_parameters(const char* text, const host_log& log) {
@@ -52,6 +59,10 @@ init_parameters read_init_parameters(const char* text, const host_log& log) {
   settings.database_file =
       read_existing_file(parameters, "db_file_path", "database file does not exist");
   settings.chunk_size = read_chunk_size(parameters, settings.chunk_size);
+  if (finds_database_itself(parameters, settings)) {
+    sync_database_cache(log, parameters.at("auto_detect_db_config"), settings.database_directories,
+                        expand_env_variables);
+  }
   if (result.trace_file.empty() && settings.serial_port.empty()) {
     throw std::runtime_error(no_input);
   }

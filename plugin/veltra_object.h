@@ -6,11 +6,14 @@
 #include <atomic>
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "implementation/zet_serialport/zet_serialport.h"
 #include "implementation/zet_serialport/zet_serialport_settings.h"
 #include "plugin/database/host_log.h"
+#include "plugin/database/uid_search.h"
 #include "plugin/decoder_adapter.h"
 #include "plugin/packet_delivery.h"
 #include "plugin/run_guarded.h"
@@ -51,7 +54,8 @@ class veltra_object {
 
   // Reads the input and delivers packets until the file has ended and all its
   // traces were delivered, or stop() was called. Throws on failure. Packets that
-  // the decoder holds at a stop wait for the next run.
+  // the decoder holds at a stop wait for the next run. A stop that ends the wait
+  // for serial data is the std::runtime_error "stop extracting".
   void run(void* packet_user_data, kovax_packet_callback callback);
 
   // Makes a running run() end soon. Throws what the log callback throws.
@@ -71,6 +75,11 @@ class veltra_object {
   void load_database(const std::filesystem::path& path);
   bool stop_requested() const { return stop_requested_.load() != 0; }
 
+  void locate_database();
+  std::optional<std::string> search_uuid();
+  void open_serial_port();
+  void read_serial_chunk();
+  bool file_mode() const { return file_.is_open(); }
   void extract(const packet_receiver& to);
   bool drain_decoder(const packet_receiver& to);
   bool ends_after_this_pass(bool input_ended);
@@ -81,6 +90,8 @@ class veltra_object {
   source_settings settings_;
   decoder_adapter decoder_;
   trace_file file_;
+  zet_serialport_lib::zet_serialport port_;  // used only when not in file mode
+  uid_search uid_search_;
   packet_delivery delivery_;
   std::atomic<std::uint8_t> stop_requested_{0};
   std::string chunk_;  // kept between passes to save its allocation

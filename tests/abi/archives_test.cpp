@@ -1,10 +1,12 @@
 // Database archives as they come: sound, cut, damaged and hostile.
+#include <ostream>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "tests/support/source_fixture.h"
 #include "tests/support/tar_builder.h"
+#include "tests/support/test_names.h"
 
 namespace {
 
@@ -104,7 +106,8 @@ TEST_P(padding_test, is_rounded_up_to_whole_blocks) {
 }
 
 INSTANTIATE_TEST_SUITE_P(sizes, padding_test,
-                         testing::Values(511, 512, 513, 1023, 1024, 1025, 5000));
+                         testing::Values(511, 512, 513, 1023, 1024, 1025, 5000),
+                         test_support::named_by_value());
 
 TEST_F(archives_test, a_zlib_stream_is_accepted_as_well) {
   open(parameters(
@@ -164,7 +167,8 @@ TEST_P(rest_test, of_less_than_a_block_is_not_read_past) {
               ElementsAre("MCU"));
 }
 
-INSTANTIATE_TEST_SUITE_P(sizes, rest_test, testing::Values(1, 100, 257, 511, 512));
+INSTANTIATE_TEST_SUITE_P(sizes, rest_test, testing::Values(1, 100, 257, 511, 512),
+                         test_support::named_by_value());
 
 TEST_F(archives_test, a_last_member_without_its_padding_is_read) {
   const auto text = database_named("MCU");
@@ -204,18 +208,19 @@ TEST_P(not_gzip_test, is_invalid_gzip_data) {
   EXPECT_EQ(decoder.call_count(), 0U);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    bytes, not_gzip_test,
-    testing::Values(std::string(), minimal_database().dump(), std::string("{}"),
-                    std::string("hello, world"), std::string(1000, '\0'),
-                    std::string("\x1F\x8C rest"), std::string("\x8B\x1F rest"),
-                    std::string("PK\x03\x04 a zip archive"),
-                    // a compression method that does not exist
-                    std::string("\x1F\x8B\x07\0\0\0\0\0\0\0\0\0", 12),
-                    // a reserved header flag
-                    std::string("\x1F\x8B\x08\xE0\0\0\0\0\0\0\0\0", 12),
-                    // a reserved deflate block type
-                    std::string("\x1F\x8B\x08\0\0\0\0\0\0\0\xFF\xFF\xFF", 13)));
+INSTANTIATE_TEST_SUITE_P(bytes, not_gzip_test,
+                         testing::Values(std::string(), minimal_database().dump(),
+                                         std::string("{}"), std::string("hello, world"),
+                                         std::string(1000, '\0'), std::string("\x1F\x8C rest"),
+                                         std::string("\x8B\x1F rest"),
+                                         std::string("PK\x03\x04 a zip archive"),
+                                         // a compression method that does not exist
+                                         std::string("\x1F\x8B\x07\0\0\0\0\0\0\0\0\0", 12),
+                                         // a reserved header flag
+                                         std::string("\x1F\x8B\x08\xE0\0\0\0\0\0\0\0\0", 12),
+                                         // a reserved deflate block type
+                                         std::string("\x1F\x8B\x08\0\0\0\0\0\0\0\xFF\xFF\xFF", 13)),
+                         test_support::named_by_value());
 
 TEST_F(archives_test, a_tar_archive_that_is_not_compressed_is_invalid_gzip_data) {
   EXPECT_EQ(init_failure(parameters(tar_archive({{"a", database_named("MCU")}}))), not_gzip);
@@ -241,7 +246,8 @@ TEST_P(gzip_start_test, is_a_truncated_stream_without_databases) {
   EXPECT_THAT(names(), IsEmpty());
 }
 
-INSTANTIATE_TEST_SUITE_P(lengths, gzip_start_test, testing::Range(std::size_t{1}, std::size_t{12}));
+INSTANTIATE_TEST_SUITE_P(lengths, gzip_start_test, testing::Range(std::size_t{1}, std::size_t{12}),
+                         test_support::named_by_value());
 
 TEST_F(archives_test, a_stream_without_its_trailer_is_not_an_error) {
   const auto bytes = compress(tar_archive({{"a", database_named("MCU")}}));
@@ -275,6 +281,10 @@ struct odd_header {
   const char* name;
   void (*apply)(tar_header& header);
 };
+
+void PrintTo(const odd_header& value, std::ostream* out) {
+  *out << value.name;
+}
 
 // Such a header as the first entry leaves no database; as the second it leaves
 // the one before it.

@@ -2,10 +2,12 @@
 #include <gmock/gmock.h>
 
 #include <cstdint>
+#include <ostream>
 #include <string>
 #include <vector>
 
 #include "tests/support/source_fixture.h"
+#include "tests/support/test_names.h"
 
 namespace {
 
@@ -34,6 +36,10 @@ struct accepted_size {
   std::size_t file_size;
   std::uint32_t first_read;
 };
+
+void PrintTo(const accepted_size& value, std::ostream* out) {
+  *out << value.value;
+}
 
 class accepted_chunk_size_test : public chunk_size_test,
                                  public testing::WithParamInterface<accepted_size> {};
@@ -64,7 +70,8 @@ INSTANTIATE_TEST_SUITE_P(
                     accepted_size{"-1", 5000, 5000}, accepted_size{"-1024", 5000, 5000},
                     // beyond what an unsigned 64-bit number holds
                     accepted_size{"18446744073709551616", 5000, 5000},
-                    accepted_size{"1e19", 5000, 5000}, accepted_size{"1e300", 5000, 5000}));
+                    accepted_size{"1e19", 5000, 5000}, accepted_size{"1e300", 5000, 5000}),
+    test_support::named_by_value());
 
 class refused_chunk_size_test : public chunk_size_test,
                                 public testing::WithParamInterface<const char*> {};
@@ -76,12 +83,17 @@ TEST_P(refused_chunk_size_test, must_be_at_least_1) {
 }
 
 INSTANTIATE_TEST_SUITE_P(values, refused_chunk_size_test,
-                         testing::Values("0", "0.0", "0.9", "-0", "-0.5", "1e-300"));
+                         testing::Values("0", "0.0", "0.9", "-0", "-0.5", "1e-300"),
+                         test_support::named_by_value());
 
 struct typed_value {
   const char* value;
   const char* type_name;
 };
+
+void PrintTo(const typed_value& value, std::ostream* out) {
+  *out << value.value;
+}
 
 class chunk_size_type_test : public chunk_size_test,
                              public testing::WithParamInterface<typed_value> {};
@@ -97,7 +109,8 @@ INSTANTIATE_TEST_SUITE_P(values, chunk_size_type_test,
                                          typed_value{"false", "boolean"},
                                          typed_value{"\"1024\"", "string"},
                                          typed_value{"null", "null"}, typed_value{"{}", "object"},
-                                         typed_value{"[1024]", "array"}));
+                                         typed_value{"[1024]", "array"}),
+                         test_support::named_by_value());
 
 // A negative fraction has no defined value; it must be refused or taken, and
 // neither crash nor lose a byte.
@@ -132,7 +145,8 @@ TEST_P(file_size_test, comes_through_whole_in_full_chunks) {
 
 INSTANTIATE_TEST_SUITE_P(sizes, file_size_test,
                          testing::Combine(testing::Values(0, 1, 2, 1023, 1024, 1025, 2048, 3000),
-                                          testing::Values(1, 7, 1023, 1024, 2048, 65536)));
+                                          testing::Values(1, 7, 1023, 1024, 2048, 65536)),
+                         test_support::named_by_value());
 
 TEST_F(chunk_size_test, is_the_same_with_a_decoder) {
   open({{"file_path", write_trace_of(2500)},

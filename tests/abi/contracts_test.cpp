@@ -3,10 +3,12 @@
 
 #include <csignal>
 #include <cstddef>
+#include <ostream>
 #include <string>
 #include <tuple>
 
 #include "tests/support/source_fixture.h"
+#include "tests/support/test_names.h"
 
 namespace {
 
@@ -33,6 +35,10 @@ struct broken_database {
   void (*apply)(json& database);
   const char* contract;
 };
+
+void PrintTo(const broken_database& value, std::ostream* out) {
+  *out << value.name;
+}
 
 class database_contract_test : public contracts_test,
                                public testing::WithParamInterface<broken_database> {};
@@ -109,6 +115,10 @@ struct sound_database {
   void (*apply)(json& database);
 };
 
+void PrintTo(const sound_database& value, std::ostream* out) {
+  *out << value.name;
+}
+
 class no_contract_test : public contracts_test,
                          public testing::WithParamInterface<sound_database> {};
 
@@ -168,7 +178,8 @@ TEST_P(width_contract_test, stops_the_process) {
 
 INSTANTIATE_TEST_SUITE_P(widths, width_contract_test,
                          testing::Combine(testing::Values(std::size_t{1}, std::size_t{2}),
-                                          testing::Values("5", "8", "255", "4294967295")));
+                                          testing::Values("5", "8", "255", "4294967295")),
+                         test_support::named_by_value());
 
 TEST_F(contracts_test, the_text_of_a_contract_ends_the_process_even_without_callbacks) {
   session.without_log = true;

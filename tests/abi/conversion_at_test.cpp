@@ -1,7 +1,9 @@
 // AT strings in peer dumps.
+#include <ostream>
 #include <string>
 
 #include "tests/abi/conversion_fixture.h"
+#include "tests/support/test_names.h"
 
 namespace {
 
@@ -33,6 +35,10 @@ struct naming {
   const char* result;
 };
 
+void PrintTo(const naming& value, std::ostream* out) {
+  *out << value.buffer_name;
+}
+
 class at_buffer_test : public conversion_at_test, public testing::WithParamInterface<naming> {};
 
 TEST_P(at_buffer_test, decides) {
@@ -48,7 +54,8 @@ INSTANTIATE_TEST_SUITE_P(
                     // it must stand at the start
                     naming{"REQ_AT_STRING", "nothing"}, naming{"xAT_STRING", "nothing"},
                     naming{" AT_STRING", "nothing"}, naming{"at_string", "nothing"},
-                    naming{"AT_STRIN", "nothing"}, naming{"REQ", "nothing"}));
+                    naming{"AT_STRIN", "nothing"}, naming{"REQ", "nothing"}),
+    test_support::named_by_value());
 
 TEST_F(conversion_at_test, the_text_ends_at_its_nul) {
   EXPECT_EQ(at("AT_STRING", std::string("OK\0ERROR", 8)), "at|network|OK");

@@ -1,8 +1,10 @@
 // Formatted traces: AT strings and the warning about dropped traces.
 #include <cstdint>
+#include <ostream>
 #include <string>
 
 #include "tests/abi/conversion_fixture.h"
+#include "tests/support/test_names.h"
 
 namespace {
 
@@ -43,6 +45,10 @@ struct arrow {
   bool request;
 };
 
+void PrintTo(const arrow& value, std::ostream* out) {
+  *out << value.static_string;
+}
+
 class arrow_test : public conversion_formatted_test, public testing::WithParamInterface<arrow> {};
 
 TEST_P(arrow_test, decides_about_the_at_in_front) {
@@ -53,7 +59,8 @@ TEST_P(arrow_test, decides_about_the_at_in_front) {
 INSTANTIATE_TEST_SUITE_P(strings, arrow_test,
                          testing::Values(arrow{"=>", true}, arrow{"<=", false}, arrow{"", false},
                                          arrow{"=> ", false}, arrow{" =>", false},
-                                         arrow{"=", false}, arrow{"==>", false}));
+                                         arrow{"=", false}, arrow{"==>", false}),
+                         test_support::named_by_value());
 
 TEST_F(conversion_formatted_test, an_unknown_static_string_counts_as_empty) {
   definition["format_items"][0]["reference"] = 12345;
@@ -70,6 +77,10 @@ struct format_text {
   bool at;
 };
 
+void PrintTo(const format_text& value, std::ostream* out) {
+  *out << value.format;
+}
+
 class at_format_test : public conversion_formatted_test,
                        public testing::WithParamInterface<format_text> {};
 
@@ -83,7 +94,8 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(format_text{"AT_STRING", true}, format_text{"x AT_STRING %s", true},
                     format_text{"AT_DEBUG_STRING", true}, format_text{"[AT_DEBUG_STRING] %s", true},
                     format_text{"AT_STRIN", false}, format_text{"", false},
-                    format_text{"at_string", false}, format_text{"AT_DEBUG", false}));
+                    format_text{"at_string", false}, format_text{"AT_DEBUG", false}),
+    test_support::named_by_value());
 
 TEST_F(conversion_formatted_test, the_first_item_with_a_reference_is_used) {
   definition["format_items"] = json::parse(
@@ -191,6 +203,10 @@ struct counting {
   const char* count;
 };
 
+void PrintTo(const counting& value, std::ostream* out) {
+  *out << value.name;
+}
+
 class dropped_count_test : public conversion_formatted_test,
                            public testing::WithParamInterface<counting> {};
 
@@ -240,6 +256,10 @@ struct near_miss {
   const char* name;
   void (*apply)(json& definition);
 };
+
+void PrintTo(const near_miss& value, std::ostream* out) {
+  *out << value.name;
+}
 
 class no_warning_test : public conversion_formatted_test,
                         public testing::WithParamInterface<near_miss> {};

@@ -2,11 +2,13 @@
 // buffer id text; and traces that are too short for it.
 #include <cstddef>
 #include <cstdint>
+#include <ostream>
 #include <string>
 #include <tuple>
 #include <vector>
 
 #include "tests/abi/conversion_fixture.h"
+#include "tests/support/test_names.h"
 
 namespace {
 
@@ -36,6 +38,10 @@ struct id_reading {
   std::uint32_t value;
 };
 
+void PrintTo(const id_reading& value, std::ostream* out) {
+  *out << value.size << value.endianness;
+}
+
 class trace_id_test : public conversion_header_test,
                       public testing::WithParamInterface<id_reading> {};
 
@@ -62,7 +68,8 @@ INSTANTIATE_TEST_SUITE_P(readings, trace_id_test,
                                          id_reading{4, "big", "\x01\x02\x03\x04", 0x01020304},
                                          id_reading{4, "big", "\xFF\xFE\xFD\xFC", 0xFFFEFDFC},
                                          id_reading{0, "little", "", 0},
-                                         id_reading{0, "big", "", 0}));
+                                         id_reading{0, "big", "", 0}),
+                         test_support::named_by_value());
 
 class endianness_test : public conversion_header_test,
                         public testing::WithParamInterface<std::tuple<const char*, bool>> {};
@@ -79,7 +86,8 @@ INSTANTIATE_TEST_SUITE_P(words, endianness_test,
                                          std::tuple("BIG", false), std::tuple("Big", false),
                                          std::tuple("be", false), std::tuple("", false),
                                          std::tuple("bi", false), std::tuple("bigger", false),
-                                         std::tuple(" big", false), std::tuple("big ", false)));
+                                         std::tuple(" big", false), std::tuple("big ", false)),
+                         test_support::named_by_value());
 
 TEST_F(conversion_header_test, big_with_a_nul_behind_it_is_little) {
   database["meta"]["endianness"] = std::string("big\0", 4);
@@ -111,7 +119,8 @@ TEST_P(cut_trace_test, never_reads_past_its_end) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(id_sizes, cut_trace_test, testing::Values(0U, 1U, 2U, 3U, 4U));
+INSTANTIATE_TEST_SUITE_P(id_sizes, cut_trace_test, testing::Values(0U, 1U, 2U, 3U, 4U),
+                         test_support::named_by_value());
 
 TEST_F(conversion_header_test, a_trace_of_only_its_id_gives_nothing) {
   EXPECT_EQ(conversion_of(number_bytes(test_support::id::peer_dump, 4)), "nothing");
@@ -128,6 +137,10 @@ struct id_text {
   const char* text;
   std::uint32_t value;
 };
+
+void PrintTo(const id_text& value, std::ostream* out) {
+  *out << value.text;
+}
 
 class buffer_id_test : public conversion_header_test,
                        public testing::WithParamInterface<id_text> {};
@@ -151,7 +164,8 @@ INSTANTIATE_TEST_SUITE_P(
         id_text{"-99999999999999999999999", 4294967295}, id_text{"0x10", 0},
         // no number at all
         id_text{"", 0}, id_text{"abc", 0}, id_text{"x5", 0}, id_text{"+", 0}, id_text{"-", 0},
-        id_text{"- 5", 0}, id_text{"+-5", 0}, id_text{"--5", 0}, id_text{" ", 0}));
+        id_text{"- 5", 0}, id_text{"+-5", 0}, id_text{"--5", 0}, id_text{" ", 0}),
+    test_support::named_by_value());
 
 TEST_F(conversion_header_test, an_unknown_buffer_id_gives_no_buffer_name) {
   EXPECT_EQ(conversion_of(build_trace({.buffer_id = "999"}, "x")), "nothing");

@@ -1,7 +1,9 @@
 // The rules that go by the buffer's name alone: IP packets and TLS key material.
+#include <ostream>
 #include <string>
 
 #include "tests/abi/conversion_fixture.h"
+#include "tests/support/test_names.h"
 
 namespace {
 
@@ -15,6 +17,10 @@ struct naming {
   const char* buffer_name;
   const char* result;  // layer and category, or "nothing"
 };
+
+void PrintTo(const naming& value, std::ostream* out) {
+  *out << value.buffer_name;
+}
 
 class buffer_name_test : public conversion_fixture, public testing::WithParamInterface<naming> {};
 
@@ -41,12 +47,17 @@ INSTANTIATE_TEST_SUITE_P(
         naming{"TLS_SESSION_MASTER EPDCP_UP_PACKET", "ip|network"},
         naming{"TLS_HANDSHAKE_RANDBYTES EPDCP_UP_PACKET", "ip|network"},
         naming{"TLS_SESSION_MASTER TLS_HANDSHAKE_RANDBYTES", "handshake_randbytes|tls"},
-        naming{"", "nothing"}));
+        naming{"", "nothing"}),
+    test_support::named_by_value());
 
 struct rule {
   const char* buffer_id;
   const char* result;
 };
+
+void PrintTo(const rule& value, std::ostream* out) {
+  *out << value.result;
+}
 
 class fast_rule_test : public conversion_fixture, public testing::WithParamInterface<rule> {
  protected:
@@ -90,7 +101,8 @@ TEST_P(fast_rule_test, gives_an_empty_packet_for_an_empty_body) {
 INSTANTIATE_TEST_SUITE_P(rules, fast_rule_test,
                          testing::Values(rule{id::ip_buffer, "ip|network"},
                                          rule{id::randbytes_buffer, "handshake_randbytes|tls"},
-                                         rule{id::session_master_buffer, "session_master|tls"}));
+                                         rule{id::session_master_buffer, "session_master|tls"}),
+                         test_support::named_by_value());
 
 TEST_F(conversion_network_tls_test, other_buffers_make_no_packet_by_their_name) {
   EXPECT_EQ(conversion_of(build_trace({.buffer_id = id::plain_buffer}, "x")), "nothing");

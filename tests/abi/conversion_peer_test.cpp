@@ -1,7 +1,9 @@
 // LTE RRC and NAS messages in peer dumps.
+#include <ostream>
 #include <string>
 
 #include "tests/abi/conversion_fixture.h"
+#include "tests/support/test_names.h"
 
 namespace {
 
@@ -28,6 +30,10 @@ struct typing {
   const char* type;
   const char* layer;  // "nothing" for no packet
 };
+
+void PrintTo(const typing& value, std::ostream* out) {
+  *out << value.type;
+}
 
 class peer_type_test : public conversion_peer_test, public testing::WithParamInterface<typing> {};
 
@@ -72,7 +78,8 @@ INSTANTIATE_TEST_SUITE_P(
         typing{"NAS_PDUx", "nas-eps"}, typing{"NAS_PD", "nothing"}, typing{"nas_pdu", "nothing"},
         typing{"xNAS_PDU", "nothing"}, typing{"ASN_NAS_PDU", "lte_rrc.NAS_PDU"},
         // neither
-        typing{"", "nothing"}, typing{"OTHER", "nothing"}));
+        typing{"", "nothing"}, typing{"OTHER", "nothing"}),
+    test_support::named_by_value());
 
 TEST_F(conversion_peer_test, a_long_type_keeps_its_tokens_whole) {
   const std::string token(20000, 'T');

@@ -1,9 +1,11 @@
 // The fields of a trace database: which are needed, of which types, and what
 // they come to when they are missing or repeated.
+#include <ostream>
 #include <string>
 #include <vector>
 
 #include "tests/support/source_fixture.h"
+#include "tests/support/test_names.h"
 
 namespace {
 
@@ -37,6 +39,10 @@ struct fault {
   const char* name;
   void (*apply)(json& database);
 };
+
+void PrintTo(const fault& value, std::ostream* out) {
+  *out << value.name;
+}
 
 class invalid_database_test : public database_fields_test,
                               public testing::WithParamInterface<fault> {};
@@ -129,7 +135,8 @@ TEST_P(not_json_test, is_refused_with_the_general_message) {
 INSTANTIATE_TEST_SUITE_P(texts, not_json_test,
                          testing::Values("", " ", "{", "no json", "{} {}", "{\"meta\": }",
                                          "{\"meta\": {\"name\": \"\xFF\"}}",
-                                         "/* comment */ {\"meta\": {}}", "\x1F\x8B\x08"));
+                                         "/* comment */ {\"meta\": {}}", "\x1F\x8B\x08"),
+                         test_support::named_by_value());
 
 TEST_F(database_fields_test, comments_in_a_sound_database_are_refused) {
   const auto path = directory.write("db.json", "// comment\n" + minimal_database().dump());
@@ -168,7 +175,8 @@ TEST_P(trace_id_size_test, above_4_is_refused_as_invalid) {
 
 INSTANTIATE_TEST_SUITE_P(sizes, trace_id_size_test,
                          testing::Values("5", "6", "8", "255", "256", "65536", "4294967295", "-1",
-                                         "5.9"));
+                                         "5.9"),
+                         test_support::named_by_value());
 
 // --- the decoder's configuration -----------------------------------------------------------
 
@@ -292,6 +300,10 @@ struct mapping {
   bool by_id;
 };
 
+void PrintTo(const mapping& value, std::ostream* out) {
+  *out << value.value;
+}
+
 class type_mapping_test : public database_fields_test,
                           public testing::WithParamInterface<mapping> {};
 
@@ -307,7 +319,8 @@ INSTANTIATE_TEST_SUITE_P(values, type_mapping_test,
                                          mapping{"[\"id\"]", false}, mapping{"\"id \"", false},
                                          mapping{"\"\"", false}, mapping{"null", false},
                                          mapping{"true", false}, mapping{"1", false},
-                                         mapping{"{\"id\": \"id\"}", false}));
+                                         mapping{"{\"id\": \"id\"}", false}),
+                         test_support::named_by_value());
 
 TEST_F(database_fields_test, without_type_mapping_no_type_is_looked_up) {
   auto database = conversion_database();
@@ -324,6 +337,10 @@ struct matching {
   bool is_peer_dump;
 };
 
+void PrintTo(const matching& value, std::ostream* out) {
+  *out << value.name;
+}
+
 class descriptor_test : public database_fields_test,
                         public testing::WithParamInterface<matching> {};
 
@@ -334,42 +351,44 @@ TEST_P(descriptor_test, gives_the_type) {
             GetParam().is_peer_dump ? "at" : "");
 }
 
-#define RANGE R"([{"type": "peer_dump", "conditions": [{"id_range": {"max": 20, "min": 10}}]}])"
-#define BOTH \
-  R"([{"type": "peer_dump", "conditions": [
-       {"trace_id": 5, "id_range": {"max": 20, "min": 10}}]}])"
-#define SEVERAL \
-  R"([{"type": "peer_dump", "conditions": [
-       {"trace_id": 5}, {"other": 1}, {}, {"id_range": {"max": 20, "min": 10}}]}])"
-#define OVERLAP \
-  R"([{"type": "other", "conditions": [{"trace_id": 15}]},
-      {"type": "peer_dump", "conditions": [{"id_range": {"max": 20, "min": 10}}]},
-      {"type": "other", "conditions": [{"id_range": {"max": 30, "min": 18}}]}])"
-#define FULL \
-  R"([{"type": "peer_dump", "conditions": [{"id_range": {"max": 4294967295, "min": 0}}]}])"
-#define REVERSED R"([{"type": "peer_dump", "conditions": [{"id_range": {"max": 10, "min": 20}}]}])"
-#define CAPITALS R"([{"type": "Peer_Dump", "conditions": [{"trace_id": 5}]}])"
-#define LONGER R"([{"type": "peer_dump2", "conditions": [{"trace_id": 5}]}])"
+constexpr auto range =
+    R"([{"type": "peer_dump", "conditions": [{"id_range": {"max": 20, "min": 10}}]}])";
+constexpr auto both =
+    R"([{"type": "peer_dump", "conditions": [
+          {"trace_id": 5, "id_range": {"max": 20, "min": 10}}]}])";
+constexpr auto several =
+    R"([{"type": "peer_dump", "conditions": [
+          {"trace_id": 5}, {"other": 1}, {}, {"id_range": {"max": 20, "min": 10}}]}])";
+constexpr auto overlap =
+    R"([{"type": "other", "conditions": [{"trace_id": 15}]},
+        {"type": "peer_dump", "conditions": [{"id_range": {"max": 20, "min": 10}}]},
+        {"type": "other", "conditions": [{"id_range": {"max": 30, "min": 18}}]}])";
+constexpr auto full =
+    R"([{"type": "peer_dump", "conditions": [{"id_range": {"max": 4294967295, "min": 0}}]}])";
+constexpr auto reversed =
+    R"([{"type": "peer_dump", "conditions": [{"id_range": {"max": 10, "min": 20}}]}])";
+constexpr auto capitals = R"([{"type": "Peer_Dump", "conditions": [{"trace_id": 5}]}])";
+constexpr auto longer = R"([{"type": "peer_dump2", "conditions": [{"trace_id": 5}]}])";
 
 INSTANTIATE_TEST_SUITE_P(
     conditions, descriptor_test,
     testing::Values(
-        matching{"below_a_range", RANGE, 9, false}, matching{"start_of_a_range", RANGE, 10, true},
-        matching{"inside_a_range", RANGE, 15, true}, matching{"end_of_a_range", RANGE, 20, true},
-        matching{"above_a_range", RANGE, 21, false}, matching{"single_id_of_both", BOTH, 5, true},
-        matching{"range_of_both_is_not_used", BOTH, 15, false},
-        matching{"first_of_several", SEVERAL, 5, true},
-        matching{"last_of_several", SEVERAL, 12, true},
-        matching{"none_of_several", SEVERAL, 0, false},
-        matching{"earlier_single_id_wins", OVERLAP, 15, false},
-        matching{"earlier_range_wins", OVERLAP, 18, true},
-        matching{"later_range_beyond_the_earlier", OVERLAP, 21, false},
-        matching{"next_to_the_single_id", OVERLAP, 14, true},
-        matching{"full_range_lowest", FULL, 0, true},
-        matching{"full_range_highest", FULL, 0xFFFFFFFF, true},
-        matching{"reversed_range_is_empty", REVERSED, 15, false},
-        matching{"reversed_range_has_no_ends", REVERSED, 10, false},
-        matching{"type_in_capitals", CAPITALS, 5, false}, matching{"longer_type", LONGER, 5, false},
+        matching{"below_a_range", range, 9, false}, matching{"start_of_a_range", range, 10, true},
+        matching{"inside_a_range", range, 15, true}, matching{"end_of_a_range", range, 20, true},
+        matching{"above_a_range", range, 21, false}, matching{"single_id_of_both", both, 5, true},
+        matching{"range_of_both_is_not_used", both, 15, false},
+        matching{"first_of_several", several, 5, true},
+        matching{"last_of_several", several, 12, true},
+        matching{"none_of_several", several, 0, false},
+        matching{"earlier_single_id_wins", overlap, 15, false},
+        matching{"earlier_range_wins", overlap, 18, true},
+        matching{"later_range_beyond_the_earlier", overlap, 21, false},
+        matching{"next_to_the_single_id", overlap, 14, true},
+        matching{"full_range_lowest", full, 0, true},
+        matching{"full_range_highest", full, 0xFFFFFFFF, true},
+        matching{"reversed_range_is_empty", reversed, 15, false},
+        matching{"reversed_range_has_no_ends", reversed, 10, false},
+        matching{"type_in_capitals", capitals, 5, false}, matching{"longer_type", longer, 5, false},
         matching{"no_descriptors", "[]", 5, false}),
     [](const auto& information) { return std::string(information.param.name); });
 

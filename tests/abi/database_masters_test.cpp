@@ -1,9 +1,11 @@
 // The ids under which a database accepts traces: its own, its aliases, and the
 // aliases of its masters.
 #include <cstdint>
+#include <ostream>
 #include <string>
 
 #include "tests/support/source_fixture.h"
+#include "tests/support/test_names.h"
 
 namespace {
 
@@ -44,6 +46,10 @@ struct number {
   std::uint32_t value;
 };
 
+void PrintTo(const number& value, std::ostream* out) {
+  *out << value.text;
+}
+
 class id_number_test : public database_masters_test, public testing::WithParamInterface<number> {};
 
 TEST_P(id_number_test, is_read_as_an_unsigned_32_bit_number) {
@@ -55,7 +61,8 @@ TEST_P(id_number_test, is_read_as_an_unsigned_32_bit_number) {
 INSTANTIATE_TEST_SUITE_P(values, id_number_test,
                          testing::Values(number{"0", 0}, number{"33.9", 33},
                                          number{"4294967295", 4294967295}, number{"4294967301", 5},
-                                         number{"-1", 4294967295}, number{"-4294967290", 6}));
+                                         number{"-1", 4294967295}, number{"-4294967290", 6}),
+                         test_support::named_by_value());
 
 TEST_F(database_masters_test, a_fraction_far_beyond_32_bits_does_no_harm) {
   meta["id"] = 1e300;
@@ -155,7 +162,8 @@ TEST_P(master_aliases_test, must_be_an_array_of_numbers) {
 
 INSTANTIATE_TEST_SUITE_P(values, master_aliases_test,
                          testing::Values("5", "\"5\"", "null", "{}", "{\"a\": 5}", "true",
-                                         "[\"5\"]", "[null]", "[5, {}]"));
+                                         "[\"5\"]", "[null]", "[5, {}]"),
+                         test_support::named_by_value());
 
 TEST_F(database_masters_test, aliases_of_another_master_are_not_read) {
   meta["decoder_config"] = json::parse(R"({"masters": [{"id": 34, "aliases": "text"}]})");
@@ -174,6 +182,7 @@ TEST_P(master_test, must_be_an_object_with_a_numeric_id) {
 INSTANTIATE_TEST_SUITE_P(values, master_test,
                          testing::Values("5", "\"text\"", "[]", "true",
                                          R"({"id": "33", "aliases": []})",
-                                         R"({"id": null, "aliases": []})"));
+                                         R"({"id": null, "aliases": []})"),
+                         test_support::named_by_value());
 
 }  // namespace

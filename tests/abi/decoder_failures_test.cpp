@@ -1,7 +1,9 @@
 // A decoding library that fails: nothing escapes, nothing is left behind.
+#include <ostream>
 #include <string>
 
 #include "tests/support/source_fixture.h"
+#include "tests/support/test_names.h"
 
 namespace {
 
@@ -40,7 +42,8 @@ TEST_P(setup_failure_test, the_decoder_is_deleted_once) {
 
 INSTANTIATE_TEST_SUITE_P(calls, setup_failure_test,
                          testing::Values(scripted_set_timebase, scripted_reset,
-                                         scripted_set_configuration_json));
+                                         scripted_set_configuration_json),
+                         test_support::named_by_value());
 
 class new_failure_test : public test_support::source_fixture {};
 
@@ -114,7 +117,8 @@ TEST_P(run_failure_test, the_next_start_works) {
 
 INSTANTIATE_TEST_SUITE_P(calls, run_failure_test,
                          testing::Values(scripted_append_buffer, scripted_parse, scripted_get_trace,
-                                         scripted_get_trace_count));
+                                         scripted_get_trace_count),
+                         test_support::named_by_value());
 
 // --- JSON type errors from definitions, met while traces are converted --------------------
 
@@ -126,6 +130,10 @@ struct wrong_type {
   const char* buffer_id;
   const char* type_name;
 };
+
+void PrintTo(const wrong_type& value, std::ostream* out) {
+  *out << value.name;
+}
 
 class definition_type_test : public test_support::source_fixture,
                              public testing::WithParamInterface<wrong_type> {

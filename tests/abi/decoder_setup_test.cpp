@@ -5,6 +5,7 @@
 
 #include "tests/support/source_fixture.h"
 #include "tests/support/tar_builder.h"
+#include "tests/support/test_names.h"
 
 namespace {
 
@@ -103,7 +104,8 @@ TEST_P(refused_name_test, is_no_core_that_configures_a_decoder) {
 
 INSTANTIATE_TEST_SUITE_P(names, refused_name_test,
                          testing::Values("mcu", "Mcu", "MC", "MCU ", " MCU", "MCU2", "m4", "M",
-                                         "M44", "", "APP"));
+                                         "M44", "", "APP"),
+                         test_support::named_by_value());
 
 TEST_F(decoder_setup_test, a_name_with_a_nul_in_it_is_another_name) {
   auto database = database_named("", "x");
@@ -238,7 +240,8 @@ INSTANTIATE_TEST_SUITE_P(names, refused_extension_test,
                          testing::Values("db.JSON", "db.Json", "db.GZ", "db.json.bak", "db.gz.old",
                                          "db", "db.", "db.json.", "db.jso", "db.jsonx", "db.tgz",
                                          "db.tar", "db.zip", ".json", ".gz", "json", "db.json ",
-                                         "db.json/db"));
+                                         "db.json/db"),
+                         test_support::named_by_value());
 
 class accepted_name_test : public decoder_setup_test,
                            public testing::WithParamInterface<const char*> {};
@@ -251,7 +254,8 @@ TEST_P(accepted_name_test, is_read_as_json) {
 
 INSTANTIATE_TEST_SUITE_P(names, accepted_name_test,
                          testing::Values("db.json", "db.gz.json", "db.tar.gz.json", "a b.json",
-                                         "..json", "d\xC3\xA4t.json", ".hidden.json"));
+                                         "..json", "d\xC3\xA4t.json", ".hidden.json"),
+                         test_support::named_by_value());
 
 class accepted_archive_name_test : public decoder_setup_test,
                                    public testing::WithParamInterface<const char*> {};
@@ -265,6 +269,7 @@ TEST_P(accepted_archive_name_test, is_read_as_an_archive) {
 }
 
 INSTANTIATE_TEST_SUITE_P(names, accepted_archive_name_test,
-                         testing::Values("db.tar.gz", "db.gz", "db.json.gz", "db.GZ.gz"));
+                         testing::Values("db.tar.gz", "db.gz", "db.json.gz", "db.GZ.gz"),
+                         test_support::named_by_value());
 
 }  // namespace

@@ -193,7 +193,7 @@ TEST_F(extraction_loop_test, the_decoder_is_asked_for_its_count_only_at_the_end_
 }
 
 TEST_F(extraction_loop_test, a_count_that_is_not_0_keeps_the_loop_going) {
-  for (const std::uint64_t count : {3, 2, 1, 0}) decoder.add_trace_count(count);
+  for (const std::uint64_t count : {3U, 2U, 1U, 0U}) decoder.add_trace_count(count);
   const auto begin = open_run("abc");
   EXPECT_EQ(session.start(), 0);
   EXPECT_THAT(decoder.sequence(begin),
@@ -213,7 +213,7 @@ TEST_F(extraction_loop_test, a_huge_count_counts_as_not_0) {
 }
 
 TEST_F(extraction_loop_test, waiting_for_the_decoder_delivers_no_empty_chunks) {
-  for (const std::uint64_t count : {1, 1, 1, 0}) decoder.add_trace_count(count);
+  for (const std::uint64_t count : {1U, 1U, 1U, 0U}) decoder.add_trace_count(count);
   open_run("abc");
   EXPECT_EQ(session.start(), 0);
   EXPECT_THAT(formats(), ElementsAre("modem_trace"));

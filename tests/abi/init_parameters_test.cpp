@@ -5,12 +5,14 @@
 
 #include <cstring>
 #include <filesystem>
+#include <ostream>
 #include <stdexcept>
 #include <string>
 #include <tuple>
 
 #include "platform/file.h"
 #include "tests/support/source_fixture.h"
+#include "tests/support/test_names.h"
 
 namespace {
 
@@ -57,7 +59,8 @@ INSTANTIATE_TEST_SUITE_P(parameters, no_input_test,
                                          R"({"serialport": {}})", R"({"serialport": {"path": ""}})",
                                          R"({"serialport": "COM3"})", R"({"serialport": null})",
                                          R"({"chunk_size": 5})", R"({"FILE_PATH": "/dev/null"})",
-                                         R"({"init_parameters": {"file_path": "/dev/null"}})"));
+                                         R"({"init_parameters": {"file_path": "/dev/null"}})"),
+                         test_support::named_by_value());
 
 // --- not JSON -------------------------------------------------------------------
 
@@ -73,7 +76,8 @@ INSTANTIATE_TEST_SUITE_P(texts, broken_json_test,
                          testing::Values(" ", "{", "}", "{]", "{} {}", "{},", "nul", "{'a': 1}",
                                          R"({"a": 1,})", "/* comment */ {}", "{} // comment",
                                          R"({"a": "\xff"})", "{\"a\": \"\xff\"}",
-                                         "{\"a\": \"tab\tinside\"}"));
+                                         "{\"a\": \"tab\tinside\"}"),
+                         test_support::named_by_value());
 
 // --- results and callbacks --------------------------------------------------------
 
@@ -261,7 +265,8 @@ TEST_P(existence_test, a_hugely_long_path_fails_with_exists) {
   EXPECT_THAT(init_failure(parameters(std::string(1 << 20, 'n'))), HasSubstr("exists"));
 }
 
-INSTANTIATE_TEST_SUITE_P(keys, existence_test, testing::Values("file_path", "db_file_path"));
+INSTANTIATE_TEST_SUITE_P(keys, existence_test, testing::Values("file_path", "db_file_path"),
+                         test_support::named_by_value());
 
 // --- types of path values ---------------------------------------------------------------
 
@@ -269,6 +274,10 @@ struct typed_value {
   const char* json_text;
   const char* type_name;
 };
+
+void PrintTo(const typed_value& value, std::ostream* out) {
+  *out << value.type_name;
+}
 
 class path_type_test : public test_support::source_fixture,
                        public testing::WithParamInterface<std::tuple<const char*, typed_value>> {};
@@ -287,7 +296,8 @@ INSTANTIATE_TEST_SUITE_P(
                      testing::Values(typed_value{"5", "number"}, typed_value{"-5", "number"},
                                      typed_value{"0.5", "number"}, typed_value{"true", "boolean"},
                                      typed_value{"null", "null"}, typed_value{"{}", "object"},
-                                     typed_value{"[]", "array"})));
+                                     typed_value{"[]", "array"})),
+    test_support::named_by_value());
 
 // --- auto-detection --------------------------------------------------------------------
 
@@ -328,7 +338,8 @@ INSTANTIATE_TEST_SUITE_P(values, skipped_detection_test,
                          testing::Values("{}", "null", "5", "true", R"("cache_directory")", "[]",
                                          R"(["cache_directory"])", R"({"update_cache": true})",
                                          R"({"root": 5, "trace_db_locations": false})",
-                                         R"({"Cache_Directory": "x"})"));
+                                         R"({"Cache_Directory": "x"})"),
+                         test_support::named_by_value());
 
 // --- both inputs -----------------------------------------------------------------------
 

@@ -5,6 +5,7 @@
 #include "platform/file.h"
 #include "tests/support/environment_variable.h"
 #include "tests/support/source_fixture.h"
+#include "tests/support/test_names.h"
 
 namespace {
 
@@ -91,7 +92,8 @@ TEST_P(timestamp_test, is_passed_on_unchanged) {
 
 INSTANTIATE_TEST_SUITE_P(values, timestamp_test,
                          testing::Values(0, 1, 0xFFFFFFFF, 0x100000000, 0x7FFFFFFFFFFFFFFF,
-                                         0xFFFFFFFFFFFFFFFF));
+                                         0xFFFFFFFFFFFFFFFF),
+                         test_support::named_by_value());
 
 TEST_F(packets_test, an_empty_payload_with_a_layer_is_a_packet_of_size_0) {
   queue_ip(1, "");
@@ -113,7 +115,7 @@ TEST_F(packets_test, a_large_payload_comes_whole) {
 // --- sequence ----------------------------------------------------------------------------
 
 TEST_F(packets_test, raw_and_decoded_packets_share_one_sequence) {
-  for (const std::uint64_t parses : {1, 1, 2, 3, 3}) queue_ip(parses, "ip");
+  for (const std::uint64_t parses : {1U, 1U, 2U, 3U, 3U}) queue_ip(parses, "ip");
   open_decoding(test_support::varied_bytes(3000), conversion_database());
   EXPECT_EQ(session.start(), 0);
   ASSERT_EQ(session.packets.size(), 8U);

@@ -6,6 +6,7 @@
 #include "platform/file.h"
 #include "tests/support/environment_variable.h"
 #include "tests/support/source_fixture.h"
+#include "tests/support/test_names.h"
 
 namespace {
 
@@ -52,7 +53,8 @@ TEST_P(env_spelling_test, the_word_env_is_taken_in_any_case) {
 }
 
 INSTANTIATE_TEST_SUITE_P(words, env_spelling_test,
-                         testing::Values("env", "ENV", "Env", "eNv", "enV"));
+                         testing::Values("env", "ENV", "Env", "eNv", "enV"),
+                         test_support::named_by_value());
 
 TEST_F(path_parameters_test, the_name_of_a_variable_keeps_its_case) {
   const environment_variable variable("VELTRA_TRACE", write_trace("named"));
@@ -132,7 +134,8 @@ INSTANTIATE_TEST_SUITE_P(texts, literal_test,
                                          "${env:TRACE", "${env TRACE}", "${ env:TRACE}",
                                          "${environment:TRACE}", "$TRACE", "%TRACE%",
                                          "${env:TR\nACE}", "${env:TR\rACE}", "${env:TRACE}\n",
-                                         "${root}trace.bin"));
+                                         "${root}trace.bin"),
+                         test_support::named_by_value());
 
 // --- relative paths -----------------------------------------------------------------
 

@@ -1,6 +1,7 @@
 // The schema that kovax_source_init_parameters publishes.
 #include <gtest/gtest.h>
 
+#include <ostream>
 #include <string>
 
 #include "implementation/json.h"
@@ -43,6 +44,10 @@ struct expectation {
   const char* pointer;
   const char* value;
 };
+
+void PrintTo(const expectation& value, std::ostream* out) {
+  *out << value.name;
+}
 
 constexpr auto entry = "/properties";
 constexpr auto parameters = "/properties/init_parameters/properties";

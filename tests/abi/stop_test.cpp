@@ -138,7 +138,7 @@ TEST_F(stop_test, leaves_waiting_traces_for_the_next_start) {
 }
 
 TEST_F(stop_test, at_the_end_of_the_file_does_not_shorten_the_wait_for_the_decoder) {
-  for (const std::uint64_t count : {1, 1, 0}) decoder.add_trace_count(count);
+  for (const std::uint64_t count : {1U, 1U, 0U}) decoder.add_trace_count(count);
   open_decoding("abc");
   stop_at_packet(1);
   EXPECT_EQ(session.start(), 0);

@@ -89,13 +89,14 @@ void source_session::take_log(kovax_source* source, void* data, std::int32_t lev
   source_session& session = session_of(data, role::log);
   const log_line line{source, level, message};
   session.logs.push_back(line);
-  if (session.on_log) session.on_log(line);
+  // A copy, since a hook may replace itself.
+  if (const auto hook = session.on_log) hook(line);
 }
 
 void source_session::take_error(void* data, kovax_error_t error) {
   source_session& session = session_of(data, role::error);
   session.errors.push_back({error.message, error.code});
-  if (session.on_error) session.on_error();
+  if (const auto hook = session.on_error) hook();
 }
 
 void source_session::take_packet(kovax_source* source, void* data, kovax_stream_packet_t packet) {
@@ -117,7 +118,7 @@ void source_session::take_packet(kovax_source* source, void* data, kovax_stream_
   copy.field_64 = packet.field_64;
   copy.decoder_calls = scripted_decoder::instance().call_count();
   session.packets.push_back(copy);
-  if (session.on_packet) session.on_packet(copy);
+  if (const auto hook = session.on_packet) hook(copy);
 }
 
 }  // namespace test_support

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <zlib.h>
 
+#include <algorithm>
 #include <stdexcept>
 
 namespace test_support {
@@ -29,7 +30,8 @@ tar_header::tar_header(std::string_view name, std::size_t size, char type_flag)
 }
 
 tar_header& tar_header::set(std::size_t offset, std::string_view bytes) {
-  block_.replace(offset, bytes.size(), bytes);
+  if (offset + bytes.size() > block_size) throw std::out_of_range("tar header field");
+  std::copy(bytes.begin(), bytes.end(), block_.begin() + static_cast<std::ptrdiff_t>(offset));
   return *this;
 }
 

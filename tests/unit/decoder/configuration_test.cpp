@@ -34,16 +34,16 @@ TEST(configuration, the_whole_of_it_is_read) {
   ASSERT_TRUE(parsed);
   EXPECT_EQ(parsed->masters, (std::vector<std::uint32_t>{3, 19, 35}));
   ASSERT_TRUE(parsed->loss_trace);
-  EXPECT_EQ(parsed->loss_trace->master_id, 3u);
+  EXPECT_EQ(parsed->loss_trace->master_id, 3U);
 }
 
 TEST(configuration, ids_and_aliases_are_accepted_alike_and_others_are_not) {
   const auto parsed = parse_configuration(test_configuration);
   ASSERT_TRUE(parsed);
-  for (const std::uint32_t id : {3u, 19u, 35u}) {
+  for (const std::uint32_t id : {3U, 19U, 35U}) {
     EXPECT_TRUE(parsed->accepts(id)) << id;
   }
-  for (const std::uint32_t id : {0u, 2u, 4u, 36u, 0xFFFFFFFFu}) {
+  for (const std::uint32_t id : {0U, 2U, 4U, 36U, 0xFFFFFFFFU}) {
     EXPECT_FALSE(parsed->accepts(id)) << id;
   }
 }

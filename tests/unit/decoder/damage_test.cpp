@@ -57,13 +57,13 @@ TEST(damage, every_flipped_bit_costs_only_the_frame_it_hits) {
   const bytes after = frames(4, 5);
   for (std::size_t bit = 0; bit < hit.size() * 8; ++bit) {
     bytes flipped = hit;
-    flipped[bit / 8] = static_cast<std::uint8_t>(flipped[bit / 8] ^ (1u << (bit % 8)));
+    flipped[bit / 8] = static_cast<std::uint8_t>(flipped[bit / 8] ^ (1U << (bit % 8)));
     const auto result = separate(decode(before + flipped + after));
     EXPECT_EQ(result.traces, expected_without(1, 5, {3})) << "bit " << bit;
     // A byte that turned into a flag cuts the frame in two damaged ones.
-    EXPECT_GE(result.damaged, 1u) << "bit " << bit;
-    EXPECT_LE(result.damaged, 2u) << "bit " << bit;
-    EXPECT_EQ(result.missing, 0u) << "bit " << bit;
+    EXPECT_GE(result.damaged, 1U) << "bit " << bit;
+    EXPECT_LE(result.damaged, 2U) << "bit " << bit;
+    EXPECT_EQ(result.missing, 0U) << "bit " << bit;
   }
 }
 
@@ -73,10 +73,10 @@ TEST(damage, a_flipped_bit_in_a_shared_flag_costs_the_two_frames_it_joins) {
   const bytes second = encode(numbered(3));
   for (unsigned bit = 0; bit < 8; ++bit) {
     bytes merged = second;
-    merged.front() = static_cast<std::uint8_t>(merged.front() ^ (1u << bit));
+    merged.front() = static_cast<std::uint8_t>(merged.front() ^ (1U << bit));
     const auto result = separate(decode(frames(1, 1) + first + merged + frames(4, 5)));
     EXPECT_EQ(result.traces, expected_without(1, 5, {2, 3}));
-    EXPECT_EQ(result.damaged + result.missing, 2u);
+    EXPECT_EQ(result.damaged + result.missing, 2U);
   }
 }
 
@@ -89,7 +89,7 @@ TEST(damage, lost_bytes_cost_only_the_frames_they_belong_to) {
     for (std::size_t to = from + 1; to <= hit.size(); ++to) {
       const auto result = separate(decode(before + without(hit, from, to) + after));
       std::vector<std::uint32_t> lost;
-      for (const std::uint32_t sequence : {3u, 4u}) {
+      for (const std::uint32_t sequence : {3U, 4U}) {
         if (std::find(result.traces.begin(), result.traces.end(), expected(numbered(sequence))) ==
             result.traces.end()) {
           lost.push_back(sequence);
@@ -101,10 +101,10 @@ TEST(damage, lost_bytes_cost_only_the_frames_they_belong_to) {
       // A frame is hit by what is cut from it, or if both flags between the two go.
       const bool joined = from < border && to > border;
       if (!joined && to <= border + 1) {
-        ASSERT_EQ(std::count(lost.begin(), lost.end(), 4u), 0) << "lost " << from << " to " << to;
+        ASSERT_EQ(std::count(lost.begin(), lost.end(), 4U), 0) << "lost " << from << " to " << to;
       }
       if (!joined && from >= border - 1) {
-        ASSERT_EQ(std::count(lost.begin(), lost.end(), 3u), 0) << "lost " << from << " to " << to;
+        ASSERT_EQ(std::count(lost.begin(), lost.end(), 3U), 0) << "lost " << from << " to " << to;
       }
     }
   }
@@ -171,12 +171,12 @@ TEST(damage, the_sequence_number_of_an_unknown_master_counts) {
 }
 
 TEST(damage, a_restart_of_the_sender_is_no_loss) {
-  EXPECT_EQ(decode(frames(7, 8) + frames(0, 2)).size(), 5u);
-  EXPECT_EQ(decode(frames(7, 8) + frames(3, 4)).size(), 4u);
+  EXPECT_EQ(decode(frames(7, 8) + frames(0, 2)).size(), 5U);
+  EXPECT_EQ(decode(frames(7, 8) + frames(3, 4)).size(), 4U);
 }
 
 TEST(damage, the_counter_goes_from_its_largest_number_to_1) {
-  EXPECT_EQ(decode(encode(numbered(0xFFFFFFFF)) + frames(1, 2)).size(), 3u);
+  EXPECT_EQ(decode(encode(numbered(0xFFFFFFFF)) + frames(1, 2)).size(), 3U);
 }
 
 TEST(damage, without_a_loss_trace_in_the_configuration_losses_stay_silent) {
@@ -209,7 +209,7 @@ TEST(damage, a_big_endian_trace_id_leads_little_endian_counts) {
   subject.append(frames(1, 1) + frames(0x103, 0x103));
   subject.parse();
   const auto taken = take_all(subject);
-  ASSERT_EQ(taken.size(), 3u);
+  ASSERT_EQ(taken.size(), 3U);
   EXPECT_EQ(taken[1].data, from_hex("00001234 01010000 00000000"));
 }
 
@@ -221,8 +221,8 @@ TEST(damage, random_noise_gives_no_trace_but_loss_reports) {
   const auto in_one = decode(noise);
   const auto result = separate(in_one);
   EXPECT_TRUE(result.traces.empty());
-  EXPECT_EQ(result.missing, 0u);
-  EXPECT_GT(result.damaged, 100u);
+  EXPECT_EQ(result.missing, 0U);
+  EXPECT_GT(result.damaged, 100U);
   EXPECT_EQ(decode(noise, 1), in_one);
   EXPECT_EQ(decode(noise, 1024), in_one);
 }

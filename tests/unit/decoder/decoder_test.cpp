@@ -30,7 +30,7 @@ bytes varied_stream() {
 
 traces varied_traces() {
   const auto in_one = decode(varied_stream());
-  EXPECT_EQ(in_one.size(), 7u);  // five payloads, two losses
+  EXPECT_EQ(in_one.size(), 7U);  // five payloads, two losses
   return in_one;
 }
 
@@ -54,7 +54,7 @@ TEST(decoder, an_empty_payload_is_a_trace_without_data) {
   const auto taken = subject.take_trace();
   ASSERT_NE(taken, nullptr);
   EXPECT_EQ(taken->data, nullptr);
-  EXPECT_EQ(taken->data_length, 0u);
+  EXPECT_EQ(taken->data_length, 0U);
 }
 
 TEST(decoder, the_largest_payload_is_decoded) {
@@ -91,7 +91,7 @@ TEST(decoder, several_appends_before_a_parse_give_the_same_traces) {
   for (const std::uint8_t byte : stream) {
     subject.append({&byte, 1});
   }
-  EXPECT_EQ(subject.trace_count(), 0u);
+  EXPECT_EQ(subject.trace_count(), 0U);
   subject.parse();
   EXPECT_EQ(take_all(subject), varied_traces());
 }
@@ -102,21 +102,21 @@ TEST(decoder, parsing_again_without_new_bytes_gives_nothing_new) {
   subject.append(encode({.sequence = 0, .payload = to_bytes("a")}));
   subject.parse();
   subject.parse();
-  EXPECT_EQ(subject.trace_count(), 1u);
+  EXPECT_EQ(subject.trace_count(), 1U);
 }
 
 TEST(decoder, the_count_is_of_the_traces_not_taken_yet) {
   decoder subject;
   ASSERT_TRUE(subject.set_configuration(test_configuration));
-  EXPECT_EQ(subject.trace_count(), 0u);
+  EXPECT_EQ(subject.trace_count(), 0U);
   EXPECT_EQ(subject.take_trace(), nullptr);
   subject.append(encode({.sequence = 0, .payload = {}}) + encode({.sequence = 1, .payload = {}}));
   subject.parse();
-  EXPECT_EQ(subject.trace_count(), 2u);
+  EXPECT_EQ(subject.trace_count(), 2U);
   EXPECT_NE(subject.take_trace(), nullptr);
-  EXPECT_EQ(subject.trace_count(), 1u);
+  EXPECT_EQ(subject.trace_count(), 1U);
   EXPECT_NE(subject.take_trace(), nullptr);
-  EXPECT_EQ(subject.trace_count(), 0u);
+  EXPECT_EQ(subject.trace_count(), 0U);
   EXPECT_EQ(subject.take_trace(), nullptr);
 }
 
@@ -125,14 +125,14 @@ TEST(decoder, frames_of_unknown_masters_are_dropped_without_a_report) {
                    encode({.sequence = 2, .payload = {}, .master_id = unknown_master}) +
                    encode({.sequence = 3, .payload = {}}))
                 .size(),
-            2u);
+            2U);
 }
 
 TEST(decoder, without_a_configuration_nothing_is_decoded) {
   decoder subject;
   subject.append(encode({.sequence = 0, .payload = to_bytes("a")}) + to_bytes("damaged~"));
   subject.parse();
-  EXPECT_EQ(subject.trace_count(), 0u);
+  EXPECT_EQ(subject.trace_count(), 0U);
 }
 
 TEST(decoder, a_refused_configuration_leaves_the_earlier_one) {
@@ -144,7 +144,7 @@ TEST(decoder, a_refused_configuration_leaves_the_earlier_one) {
   subject.append(encode({.sequence = 0, .payload = {}}) +
                  encode({.sequence = 1, .payload = {}, .master_id = unknown_master}));
   subject.parse();
-  ASSERT_EQ(subject.trace_count(), 1u);
+  ASSERT_EQ(subject.trace_count(), 1U);
   EXPECT_EQ(subject.take_trace()->master_id, known_master);
 }
 
@@ -159,7 +159,7 @@ TEST(decoder, a_new_configuration_holds_for_what_is_parsed_from_then_on) {
                  encode({.sequence = 2, .payload = {}, .master_id = unknown_master}));
   subject.parse();
   const auto taken = take_all(subject);
-  ASSERT_EQ(taken.size(), 2u);
+  ASSERT_EQ(taken.size(), 2U);
   EXPECT_EQ(taken[0].master_id, known_master);
   EXPECT_EQ(taken[1].master_id, unknown_master);
 }
@@ -172,10 +172,10 @@ TEST(decoder, the_timebase_is_added_to_every_timestamp) {
                  encode({.sequence = 3, .payload = {}, .timestamp = 6}) + to_bytes("damaged~"));
   subject.parse();
   const auto taken = take_all(subject);
-  ASSERT_EQ(taken.size(), 4u);
-  EXPECT_EQ(taken[0].timestamp, 1005u);
+  ASSERT_EQ(taken.size(), 4U);
+  EXPECT_EQ(taken[0].timestamp, 1005U);
   EXPECT_EQ(taken[1], loss_report(1, 0, 1006));
-  EXPECT_EQ(taken[2].timestamp, 1006u);
+  EXPECT_EQ(taken[2].timestamp, 1006U);
   EXPECT_EQ(taken[3], loss_report(0, 1, 1006));
 }
 
@@ -185,8 +185,8 @@ TEST(decoder, a_timestamp_beyond_64_bits_wraps) {
   subject.set_timebase(3);
   subject.append(encode({.sequence = 1, .payload = {}, .timestamp = 0xFFFFFFFFFFFFFFFF}));
   subject.parse();
-  ASSERT_EQ(subject.trace_count(), 1u);
-  EXPECT_EQ(subject.take_trace()->timestamp, 2u);
+  ASSERT_EQ(subject.trace_count(), 1U);
+  EXPECT_EQ(subject.take_trace()->timestamp, 2U);
 }
 
 TEST(decoder, a_reset_forgets_bytes_traces_and_the_place_in_the_stream) {
@@ -196,7 +196,7 @@ TEST(decoder, a_reset_forgets_bytes_traces_and_the_place_in_the_stream) {
   subject.parse();
   subject.append(to_bytes("~"));
   subject.reset();
-  EXPECT_EQ(subject.trace_count(), 0u);
+  EXPECT_EQ(subject.trace_count(), 0U);
   // Neither a flag nor a sequence number is known any more: this is no damage, and
   // no gap follows from it.
   subject.append(to_bytes("cut off") + encode({.sequence = 9, .payload = to_bytes("a")}));
@@ -211,8 +211,8 @@ TEST(decoder, a_reset_keeps_the_configuration_and_the_timebase) {
   subject.reset();
   subject.append(encode({.sequence = 0, .payload = {}, .timestamp = 1}));
   subject.parse();
-  ASSERT_EQ(subject.trace_count(), 1u);
-  EXPECT_EQ(subject.take_trace()->timestamp, 51u);
+  ASSERT_EQ(subject.trace_count(), 1U);
+  EXPECT_EQ(subject.take_trace()->timestamp, 51U);
 }
 
 TEST(decoder, a_reset_forgets_the_time_of_the_last_frame) {
@@ -236,8 +236,8 @@ TEST(decoder, decoders_are_independent) {
   other.append(stream);
   one.parse();
   other.parse();
-  EXPECT_EQ(one.trace_count(), 0u);
-  EXPECT_EQ(other.trace_count(), 1u);
+  EXPECT_EQ(one.trace_count(), 0U);
+  EXPECT_EQ(other.trace_count(), 1U);
 }
 
 }  // namespace

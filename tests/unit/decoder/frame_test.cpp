@@ -14,20 +14,21 @@ bytes payload_of(const frame& parsed) {
 }
 
 TEST(frame, the_fields_are_read_little_endian) {
-  const auto parsed = parse_frame(encode_unstuffed({.sequence = 0x11223344,
-                                                    .payload = {0xAA, 0xBB},
-                                                    .master_id = 0xFEDCBA98,
-                                                    .timestamp = 0x0102030405060708}));
+  const bytes unstuffed = encode_unstuffed({.sequence = 0x11223344,
+                                            .payload = {0xAA, 0xBB},
+                                            .master_id = 0xFEDCBA98,
+                                            .timestamp = 0x0102030405060708});
+  const auto parsed = parse_frame(unstuffed);
   ASSERT_TRUE(parsed);
-  EXPECT_EQ(parsed->sequence, 0x11223344u);
-  EXPECT_EQ(parsed->master_id, 0xFEDCBA98u);
-  EXPECT_EQ(parsed->timestamp, 0x0102030405060708u);
+  EXPECT_EQ(parsed->sequence, 0x11223344U);
+  EXPECT_EQ(parsed->master_id, 0xFEDCBA98U);
+  EXPECT_EQ(parsed->timestamp, 0x0102030405060708U);
   EXPECT_EQ(payload_of(*parsed), (bytes{0xAA, 0xBB}));
 }
 
 TEST(frame, an_empty_payload_is_a_frame_of_21_bytes) {
   const bytes unstuffed = encode_unstuffed({.sequence = 5, .payload = {}});
-  EXPECT_EQ(unstuffed.size(), 21u);
+  EXPECT_EQ(unstuffed.size(), 21U);
   const auto parsed = parse_frame(unstuffed);
   ASSERT_TRUE(parsed);
   EXPECT_TRUE(parsed->payload.empty());
@@ -40,11 +41,18 @@ TEST(frame, every_truncation_is_damaged) {
   }
 }
 
+TEST(frame, a_short_frame_with_a_good_check_is_damaged) {
+  // The CRC of no bytes is 0; the other one is a frame without its last header byte.
+  EXPECT_FALSE(parse_frame(from_hex("00 00 00 00")));
+  EXPECT_FALSE(
+      parse_frame(from_hex("01 00000000 00000000 00000000000000") + from_hex("C4 DA D3 42")));
+}
+
 TEST(frame, every_flipped_bit_is_damage) {
   const bytes unstuffed = encode_unstuffed({.sequence = 5, .payload = to_bytes("payload")});
   for (std::size_t bit = 0; bit < unstuffed.size() * 8; ++bit) {
     bytes flipped = unstuffed;
-    flipped[bit / 8] = static_cast<std::uint8_t>(flipped[bit / 8] ^ (1u << (bit % 8)));
+    flipped[bit / 8] = static_cast<std::uint8_t>(flipped[bit / 8] ^ (1U << (bit % 8)));
     EXPECT_FALSE(parse_frame(flipped)) << "bit " << bit;
   }
 }
@@ -61,7 +69,7 @@ TEST(frame, another_version_with_a_good_check_is_damaged) {
 TEST(frame, the_largest_frame_is_taken_and_one_byte_more_is_not) {
   const bytes largest =
       encode_unstuffed({.sequence = 0, .payload = bytes(largest_payload_size, 0x55)});
-  EXPECT_EQ(largest.size(), 131072u);
+  EXPECT_EQ(largest.size(), 131072U);
   EXPECT_TRUE(parse_frame(largest));
   EXPECT_FALSE(parse_frame(
       encode_unstuffed({.sequence = 0, .payload = bytes(largest_payload_size + 1, 0x55)})));

@@ -20,7 +20,6 @@ TEST(handle_table, each_handle_has_a_decoder_of_its_own) {
   table.remove(&second);
 }
 
-// A leak check sees whether the earlier decoder goes.
 TEST(handle_table, a_handle_at_the_same_address_replaces_the_earlier_decoder) {
   handle_table table;
   const int handle = 0;
@@ -29,7 +28,7 @@ TEST(handle_table, a_handle_at_the_same_address_replaces_the_earlier_decoder) {
   earlier->append(encode({.sequence = 0, .payload = to_bytes("a")}));
   earlier->parse();
   decoder* later = table.add(&handle);
-  EXPECT_EQ(later->trace_count(), 0u);
+  EXPECT_EQ(later->trace_count(), 0U);
   table.remove(&handle);
 }
 
@@ -39,7 +38,7 @@ TEST(handle_table, an_unknown_handle_is_passed_over) {
   table.remove(&handle);
   decoder* made = table.add(&handle);
   table.remove(&made);
-  EXPECT_EQ(made->trace_count(), 0u);
+  EXPECT_EQ(made->trace_count(), 0U);
   table.remove(&handle);
 }
 

@@ -50,11 +50,11 @@ TEST(library, traces_come_through_the_c_interface) {
   const frame_fields first = {.sequence = 1, .payload = to_bytes("one"), .timestamp = 10};
   const frame_fields second = {.sequence = 3, .payload = to_bytes("three"), .timestamp = 30};
   feed(handle, encode(first) + encode(second));
-  EXPECT_EQ(dekodrix_get_trace_count(handle.get()), 3u);
+  EXPECT_EQ(dekodrix_get_trace_count(handle.get()), 3U);
   EXPECT_EQ(take(handle), expected(first));
   EXPECT_EQ(take(handle), loss_report(1, 0, 30));
   EXPECT_EQ(take(handle), expected(second));
-  EXPECT_EQ(dekodrix_get_trace_count(handle.get()), 0u);
+  EXPECT_EQ(dekodrix_get_trace_count(handle.get()), 0U);
   EXPECT_EQ(dekodrix_get_trace(handle.get()), nullptr);
 }
 
@@ -64,7 +64,7 @@ TEST(library, a_trace_taken_outlives_its_decoder) {
   dekodrix_trace* taken = dekodrix_get_trace(handle.get());
   handle.reset();
   ASSERT_NE(taken, nullptr);
-  ASSERT_EQ(taken->data_length, 4u);
+  ASSERT_EQ(taken->data_length, 4U);
   EXPECT_EQ(bytes(taken->data, taken->data + taken->data_length), to_bytes("kept"));
   std::free(taken->data);
   std::free(taken);
@@ -73,7 +73,7 @@ TEST(library, a_trace_taken_outlives_its_decoder) {
 TEST(library, deleting_a_decoder_frees_the_traces_it_holds) {
   const auto handle = configured();
   feed(handle, encode({.sequence = 0, .payload = to_bytes("never taken")}) + to_bytes("begun"));
-  EXPECT_EQ(dekodrix_get_trace_count(handle.get()), 1u);
+  EXPECT_EQ(dekodrix_get_trace_count(handle.get()), 1U);
 }
 
 TEST(library, deleting_null_does_nothing) {
@@ -84,7 +84,7 @@ TEST(library, appending_null_with_no_bytes_does_nothing) {
   const auto handle = configured();
   dekodrix_append_buffer(handle.get(), nullptr, 0);
   dekodrix_parse(handle.get());
-  EXPECT_EQ(dekodrix_get_trace_count(handle.get()), 0u);
+  EXPECT_EQ(dekodrix_get_trace_count(handle.get()), 0U);
   const bytes stream = encode({.sequence = 0, .payload = to_bytes("a")});
   dekodrix_append_buffer(handle.get(), stream.data(), 5);
   dekodrix_append_buffer(handle.get(), nullptr, 0);
@@ -126,18 +126,18 @@ TEST(library, the_timebase_counts_only_with_its_flag) {
   feed(handle, stream);
   dekodrix_set_timebase(handle.get(), 0, true);
   feed(handle, stream);
-  EXPECT_EQ(take(handle).timestamp, 105u);
-  EXPECT_EQ(take(handle).timestamp, 5u);
-  EXPECT_EQ(take(handle).timestamp, 5u);
+  EXPECT_EQ(take(handle).timestamp, 105U);
+  EXPECT_EQ(take(handle).timestamp, 5U);
+  EXPECT_EQ(take(handle).timestamp, 5U);
 }
 
 TEST(library, a_reset_forgets_the_stream_and_keeps_the_configuration) {
   const auto handle = configured();
   feed(handle, encode({.sequence = 1, .payload = to_bytes("a")}) + to_bytes("~begun"));
   dekodrix_reset(handle.get());
-  EXPECT_EQ(dekodrix_get_trace_count(handle.get()), 0u);
+  EXPECT_EQ(dekodrix_get_trace_count(handle.get()), 0U);
   feed(handle, encode({.sequence = 5, .payload = to_bytes("b")}));
-  ASSERT_EQ(dekodrix_get_trace_count(handle.get()), 1u);
+  ASSERT_EQ(dekodrix_get_trace_count(handle.get()), 1U);
   EXPECT_EQ(take(handle).data, to_bytes("b"));
 }
 
@@ -147,11 +147,11 @@ TEST(library, a_handle_may_be_given_back_as_an_8_byte_object) {
   for (int i = 0; i < 100; ++i) {
     auto handle = configured();
     feed(handle, encode({.sequence = 0, .payload = to_bytes("waiting")}));
-    ::operator delete (static_cast<void*>(handle.release()), std::size_t{8});
+    delete reinterpret_cast<std::uint64_t*>(handle.release());
   }
   // Handles at addresses that were used before are fresh ones.
   const handle_pointer fresh(dekodrix_new());
-  EXPECT_EQ(dekodrix_get_trace_count(fresh.get()), 0u);
+  EXPECT_EQ(dekodrix_get_trace_count(fresh.get()), 0U);
 }
 
 TEST(library, handles_may_be_made_and_deleted_on_different_threads) {

@@ -10,12 +10,12 @@ std::uint64_t missing_between(std::uint32_t earlier, std::uint32_t later) {
   loss_monitor monitor;
   monitor.intact_frame(earlier);
   monitor.intact_frame(later);
-  EXPECT_EQ(monitor.unreported().damaged, 0u);
+  EXPECT_EQ(monitor.unreported().damaged, 0U);
   return monitor.unreported().missing;
 }
 
 TEST(loss_monitor, the_first_frame_only_sets_where_counting_begins) {
-  for (const std::uint32_t first : {0u, 1u, 12345u, 0xFFFFFFFFu}) {
+  for (const std::uint32_t first : {0U, 1U, 12345U, 0xFFFFFFFFU}) {
     loss_monitor monitor;
     monitor.intact_frame(first);
     EXPECT_FALSE(monitor.unreported().any()) << first;
@@ -23,46 +23,47 @@ TEST(loss_monitor, the_first_frame_only_sets_where_counting_begins) {
 }
 
 TEST(loss_monitor, frames_in_sequence_are_no_loss) {
-  EXPECT_EQ(missing_between(0, 1), 0u);
-  EXPECT_EQ(missing_between(1, 2), 0u);
-  EXPECT_EQ(missing_between(0x7FFFFFFF, 0x80000000), 0u);
+  EXPECT_EQ(missing_between(0, 1), 0U);
+  EXPECT_EQ(missing_between(1, 2), 0U);
+  EXPECT_EQ(missing_between(0x7FFFFFFF, 0x80000000), 0U);
 }
 
 TEST(loss_monitor, a_gap_counts_the_numbers_between) {
-  EXPECT_EQ(missing_between(0, 2), 1u);
-  EXPECT_EQ(missing_between(7, 10), 2u);
-  EXPECT_EQ(missing_between(5, 1000005), 999999u);
+  EXPECT_EQ(missing_between(0, 2), 1U);
+  EXPECT_EQ(missing_between(7, 10), 2U);
+  EXPECT_EQ(missing_between(5, 1000005), 999999U);
 }
 
 TEST(loss_monitor, one_follows_the_largest_number) {
-  EXPECT_EQ(missing_between(0xFFFFFFFF, 1), 0u);
-  EXPECT_EQ(missing_between(0xFFFFFFFF, 2), 1u);
-  EXPECT_EQ(missing_between(0xFFFFFFFE, 1), 1u);
-  EXPECT_EQ(missing_between(0xFFFFFFF0, 0x10), 30u);
+  EXPECT_EQ(missing_between(0xFFFFFFFF, 1), 0U);
+  EXPECT_EQ(missing_between(0xFFFFFFFF, 2), 1U);
+  EXPECT_EQ(missing_between(0xFFFFFFFE, 1), 1U);
+  EXPECT_EQ(missing_between(0xFFFFFFF0, 0x10), 30U);
 }
 
 TEST(loss_monitor, zero_is_a_restart) {
-  EXPECT_EQ(missing_between(41, 0), 0u);
-  EXPECT_EQ(missing_between(0, 0), 0u);
-  EXPECT_EQ(missing_between(0xFFFFFFFF, 0), 0u);
+  EXPECT_EQ(missing_between(41, 0), 0U);
+  EXPECT_EQ(missing_between(0, 0), 0U);
+  EXPECT_EQ(missing_between(0xFFFFFFFF, 0), 0U);
+  EXPECT_EQ(missing_between(0xFFFFFFF0, 0), 0U);
 }
 
 TEST(loss_monitor, a_number_that_goes_backwards_is_a_restart) {
-  EXPECT_EQ(missing_between(1000, 3), 0u);
-  EXPECT_EQ(missing_between(2, 1), 0u);
-  EXPECT_EQ(missing_between(3, 0xFFFFFFFF), 0u);
+  EXPECT_EQ(missing_between(1000, 3), 0U);
+  EXPECT_EQ(missing_between(2, 1), 0U);
+  EXPECT_EQ(missing_between(3, 0xFFFFFFFF), 0U);
 }
 
 TEST(loss_monitor, the_same_number_again_is_a_restart) {
-  EXPECT_EQ(missing_between(9, 9), 0u);
-  EXPECT_EQ(missing_between(0xFFFFFFFF, 0xFFFFFFFF), 0u);
+  EXPECT_EQ(missing_between(9, 9), 0U);
+  EXPECT_EQ(missing_between(0xFFFFFFFF, 0xFFFFFFFF), 0U);
 }
 
 TEST(loss_monitor, a_step_below_half_the_range_is_forwards_and_half_of_it_is_backwards) {
-  EXPECT_EQ(missing_between(1, 0x80000000), 0x7FFFFFFEu);
-  EXPECT_EQ(missing_between(1, 0x80000001), 0u);
-  EXPECT_EQ(missing_between(0, 0x7FFFFFFF), 0x7FFFFFFEu);
-  EXPECT_EQ(missing_between(0, 0x80000000), 0u);
+  EXPECT_EQ(missing_between(1, 0x80000000), 0x7FFFFFFEU);
+  EXPECT_EQ(missing_between(1, 0x80000001), 0U);
+  EXPECT_EQ(missing_between(0, 0x7FFFFFFF), 0x7FFFFFFEU);
+  EXPECT_EQ(missing_between(0, 0x80000000), 0U);
 }
 
 TEST(loss_monitor, counting_goes_on_from_a_restart) {
@@ -70,14 +71,14 @@ TEST(loss_monitor, counting_goes_on_from_a_restart) {
   monitor.intact_frame(1000);
   monitor.intact_frame(3);
   monitor.intact_frame(5);
-  EXPECT_EQ(monitor.unreported().missing, 1u);
+  EXPECT_EQ(monitor.unreported().missing, 1U);
 }
 
 TEST(loss_monitor, a_damaged_frame_is_counted_at_once) {
   loss_monitor monitor;
   monitor.damaged_frame();
-  EXPECT_EQ(monitor.unreported().damaged, 1u);
-  EXPECT_EQ(monitor.unreported().missing, 0u);
+  EXPECT_EQ(monitor.unreported().damaged, 1U);
+  EXPECT_EQ(monitor.unreported().missing, 0U);
 }
 
 TEST(loss_monitor, a_gap_that_damaged_frames_explain_is_not_counted_again) {
@@ -86,8 +87,8 @@ TEST(loss_monitor, a_gap_that_damaged_frames_explain_is_not_counted_again) {
   monitor.damaged_frame();
   monitor.damaged_frame();
   monitor.intact_frame(13);
-  EXPECT_EQ(monitor.unreported().damaged, 2u);
-  EXPECT_EQ(monitor.unreported().missing, 0u);
+  EXPECT_EQ(monitor.unreported().damaged, 2U);
+  EXPECT_EQ(monitor.unreported().missing, 0U);
 }
 
 TEST(loss_monitor, what_a_gap_exceeds_the_damaged_frames_is_missing) {
@@ -95,8 +96,8 @@ TEST(loss_monitor, what_a_gap_exceeds_the_damaged_frames_is_missing) {
   monitor.intact_frame(10);
   monitor.damaged_frame();
   monitor.intact_frame(15);
-  EXPECT_EQ(monitor.unreported().damaged, 1u);
-  EXPECT_EQ(monitor.unreported().missing, 3u);
+  EXPECT_EQ(monitor.unreported().damaged, 1U);
+  EXPECT_EQ(monitor.unreported().missing, 3U);
 }
 
 TEST(loss_monitor, more_damaged_frames_than_the_gap_explains_stay_counted) {
@@ -105,8 +106,8 @@ TEST(loss_monitor, more_damaged_frames_than_the_gap_explains_stay_counted) {
   monitor.damaged_frame();
   monitor.damaged_frame();
   monitor.intact_frame(11);
-  EXPECT_EQ(monitor.unreported().damaged, 2u);
-  EXPECT_EQ(monitor.unreported().missing, 0u);
+  EXPECT_EQ(monitor.unreported().damaged, 2U);
+  EXPECT_EQ(monitor.unreported().missing, 0U);
 }
 
 TEST(loss_monitor, damaged_frames_before_an_intact_one_do_not_explain_a_later_gap) {
@@ -116,8 +117,8 @@ TEST(loss_monitor, damaged_frames_before_an_intact_one_do_not_explain_a_later_ga
   monitor.intact_frame(12);
   monitor.reported();
   monitor.intact_frame(14);
-  EXPECT_EQ(monitor.unreported().missing, 1u);
-  EXPECT_EQ(monitor.unreported().damaged, 0u);
+  EXPECT_EQ(monitor.unreported().missing, 1U);
+  EXPECT_EQ(monitor.unreported().damaged, 0U);
 }
 
 TEST(loss_monitor, losses_add_up_until_they_are_reported) {
@@ -125,7 +126,7 @@ TEST(loss_monitor, losses_add_up_until_they_are_reported) {
   monitor.intact_frame(1);
   monitor.intact_frame(3);
   monitor.intact_frame(6);
-  EXPECT_EQ(monitor.unreported().missing, 3u);
+  EXPECT_EQ(monitor.unreported().missing, 3U);
   monitor.reported();
   EXPECT_FALSE(monitor.unreported().any());
 }

@@ -7,6 +7,7 @@
 #include <new>
 
 #include "decoder/decoder.h"
+#include "decoder/handle_table.h"
 #include "tests/unit/decoder/stream.h"
 
 namespace {
@@ -98,6 +99,19 @@ TEST(memory, the_room_of_a_large_append_is_given_back) {
   EXPECT_GE(live_bytes - before, large.size());
   subject.parse();
   EXPECT_LE(live_bytes - before, allowed);
+}
+
+TEST(memory, decoders_of_handles_given_back_alone_do_not_pile_up) {
+  handle_table table;
+  const int handle = 0;
+  table.add(&handle);
+  const std::size_t with_one = live_bytes;
+  for (int i = 0; i < 10; ++i) {
+    table.add(&handle);
+  }
+  EXPECT_EQ(live_bytes, with_one);
+  table.remove(&handle);
+  EXPECT_LT(live_bytes, with_one);
 }
 
 }  // namespace

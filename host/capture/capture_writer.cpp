@@ -1,0 +1,123 @@
+#include "host/capture/capture_writer.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "host/capture/dropped_traces.h"
+#include "host/capture/exported_pdu.h"
+#include "host/capture/pcapng_blocks.h"
+
+namespace veltra::host {
+
+namespace {
+
+// Wireshark refuses packets with more bytes than this.
+constexpr std::size_t largest_packet = 262144;
+
+constexpr std::string_view randbytes_layer = "handshake_randbytes";
+constexpr std::string_view master_layer = "session_master";
+
+struct kind_description {
+  const char* name;
+  const char* description;
+};
+
+// In the order of packet_kind.
+constexpr kind_description descriptions[] = {
+    {"ip", "IP traffic of the modem"},     {"rrc", "LTE RRC messages"},
+    {"nas", "NAS EPS messages"},           {"at", "AT commands and answers"},
+    {"other", "messages of other layers"},
+};
+
+bool is_at_command(std::string_view text) {
+  constexpr auto upper = [](char c) { return c >= 'a' && c <= 'z' ? c - 'a' + 'A' : c; };
+  return text.size() >= 2 && upper(text[0]) == 'A' && upper(text[1]) == 'T';
+}
+
+std::string_view as_text(std::span<const std::uint8_t> bytes) {
+  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+}  // namespace
+
+capture_writer::capture_writer(output_file& file) : file_(file) {
+  pcapng::append_section_header(block_, "LTE modem trace", "veltra " VELTRA_VERSION);
+  file_.write(block_);
+}
+
+void capture_writer::consume(const packet& packet) {
+  if (is_raw(packet)) return;
+  if (packet.layer == randbytes_layer) {
+    key_log_.add_randbytes(packet.payload);
+    return;
+  }
+  if (packet.layer == master_layer) {
+    key_log_.add_session_master(packet.payload);
+    return;
+  }
+
+  const layer_format& format = format_of(packet.layer);
+  if (format.kind == packet_kind::ip && !secrets_.reserved()) secrets_.reserve(file_);
+  interface& on = interface_of(format.kind);
+  ++on.received;
+  on.dropped += dropped_traces(packet);
+  last_time_ = std::max(last_time_, packet.time);
+
+  pcapng::enhanced_packet block;
+  block.interface = on.number;
+  block.time = packet.time;
+  block.header = format.header;
+  block.payload =
+      packet.payload.first(std::min(packet.payload.size(), largest_packet - format.header.size()));
+  block.full_payload_size = packet.payload.size();
+  block.way = format.way;
+  block.comment = format.comment;
+  if (format.kind == packet_kind::at) {
+    // Told in a comment only: a direction would change what Wireshark's columns show.
+    block.comment = is_at_command(as_text(packet.payload)) ? "AT command" : "AT answer";
+  }
+  block_.clear();
+  pcapng::append_packet(block_, block);
+  file_.write(block_);
+}
+
+void capture_writer::finish() {
+  block_.clear();
+  for (const std::optional<interface>& on : interfaces_) {
+    if (on) pcapng::append_statistics(block_, on->number, last_time_, on->received, on->dropped);
+  }
+  file_.write(block_);
+  secrets_.fill(file_, key_log_.text());
+}
+
+const capture_writer::layer_format& capture_writer::format_of(std::string_view layer) {
+  if (const auto known = formats_.find(layer); known != formats_.end()) return known->second;
+  layer_format format{packet_kind::other, direction::unknown, {}, {}};
+  if (const dissector* found = find_dissector(layer)) {
+    format.kind = found->kind;
+    format.way = found->way;
+    if (found->kind != packet_kind::ip) {
+      format.header = exported_pdu_header(found->name, found->way);
+    }
+  } else {
+    format.header = exported_pdu_header("data", direction::unknown, layer);
+    format.comment = "no dissector for layer " + std::string(layer);
+  }
+  return formats_.emplace(layer, std::move(format)).first->second;
+}
+
+capture_writer::interface& capture_writer::interface_of(packet_kind kind) {
+  const auto index = static_cast<std::size_t>(kind);
+  std::optional<interface>& found = interfaces_[index];
+  if (!found) {
+    found = interface { interface_count_++ };
+    block_.clear();
+    pcapng::append_interface(
+        block_, kind == packet_kind::ip ? pcapng::link_type_raw_ip : pcapng::link_type_exported_pdu,
+        descriptions[index].name, descriptions[index].description);
+    file_.write(block_);
+  }
+  return *found;
+}
+
+}  // namespace veltra::host

@@ -1,0 +1,61 @@
+// capture_writer.h - decoded packets into a pcapng capture (docs/capture-format.md).
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "host/capture/dissector_names.h"
+#include "host/capture/packet_consumer.h"
+#include "host/capture/secrets_slot.h"
+#include "host/capture/tls_key_log.h"
+#include "host/output_file.h"
+
+namespace veltra::host {
+
+// Writes IP packets as they are and every other layer as an exported PDU, which
+// Wireshark dissects without a plug-in; TLS key material becomes the capture's
+// decryption secrets. Raw packets are passed over. One thread.
+class capture_writer : public packet_consumer {
+ public:
+  // `file` must have random access and outlive the writer.
+  explicit capture_writer(output_file& file);
+
+  void consume(const packet& packet) override;
+  void finish() override;
+
+ private:
+  static constexpr std::size_t kinds = 5;
+
+  // What is the same for all packets of a layer.
+  struct layer_format {
+    packet_kind kind;
+    direction way;
+    std::string header;   // exported PDU header; empty for IP
+    std::string comment;  // empty: none
+  };
+  struct interface {
+    std::uint32_t number;
+    std::uint64_t received = 0;
+    std::uint64_t dropped = 0;
+  };
+
+  const layer_format& format_of(std::string_view layer);
+  interface& interface_of(packet_kind kind);
+
+  output_file& file_;
+  std::map<std::string, layer_format, std::less<>> formats_;
+  std::array<std::optional<interface>, kinds> interfaces_;
+  std::uint32_t interface_count_ = 0;
+  std::uint64_t last_time_ = 0;
+  secrets_slot secrets_;
+  tls_key_log key_log_;
+  std::string block_;  // kept between packets to save its allocation
+};
+
+}  // namespace veltra::host

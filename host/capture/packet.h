@@ -1,0 +1,42 @@
+// packet.h - one packet as the host's own code sees it.
+#pragma once
+
+#include <kovax/source.h>
+
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+namespace veltra::host {
+
+// A view of a plug-in's packet record; valid as long as the record, that is
+// during the packet callback. Null texts and a null payload read as empty.
+struct packet {
+  std::uint64_t sequence = 0;
+  std::uint64_t time = 0;     // nanoseconds on the modem's clock; 0 for raw packets
+  std::string_view layer;     // "modem_trace" for raw packets
+  std::string_view category;  // "binary", "network" or "tls"
+  std::string_view metadata;  // compact JSON object
+  std::span<const std::uint8_t> payload;
+};
+
+// The layer of packets that hold the input's bytes as they came.
+inline constexpr std::string_view raw_layer = "modem_trace";
+
+inline bool is_raw(const packet& packet) {
+  return packet.layer == raw_layer;
+}
+
+inline packet make_packet(const kovax_stream_packet_t& record) {
+  const auto text = [](const char* value) {
+    return value != nullptr ? std::string_view(value) : std::string_view();
+  };
+  return {.sequence = record.sequence_number,
+          .time = record.timestamp,
+          .layer = text(record.format),
+          .category = text(record.category),
+          .metadata = text(record.metadata),
+          .payload = {record.data, record.data != nullptr ? record.data_size : 0}};
+}
+
+}  // namespace veltra::host

@@ -1,0 +1,25 @@
+// packet_consumer.h - what takes the packets of a run.
+#pragma once
+
+#include "host/capture/packet.h"
+
+namespace veltra::host {
+
+// Takes every packet of a run in order, on the thread of the run. Failures are
+// user_errors; after one the consumer is only destroyed.
+class packet_consumer {
+ public:
+  packet_consumer() = default;
+  packet_consumer(const packet_consumer&) = delete;
+  packet_consumer& operator=(const packet_consumer&) = delete;
+  virtual ~packet_consumer() = default;
+
+  // One packet, raw or decoded. Its views end with the call.
+  virtual void consume(const packet& packet) = 0;
+
+  // No more packets follow: everything still held goes to the output. Called
+  // once; the output itself is committed by its owner.
+  virtual void finish() = 0;
+};
+
+}  // namespace veltra::host

@@ -1,0 +1,31 @@
+// plugin_library.h - the plug-in, loaded as any host loads it.
+#pragma once
+
+#include <kovax/source.h>
+
+#include <filesystem>
+
+#include "platform/dynamic_library.h"
+
+namespace veltra::host {
+
+// The seven functions of a loaded plug-in, valid while the object lives.
+class plugin_library {
+ public:
+  // Loads the plug-in `named`, or, when that is empty, the one that belongs to
+  // this program: beside the executable, or where an installation puts it.
+  // Throws user_error (bad_input) when there is none or it cannot be loaded.
+  explicit plugin_library(const std::filesystem::path& named);
+
+ private:
+  platform::dynamic_library library_;  // before the functions, which come from it
+
+ public:
+  const kovax_source_init_fn init;
+  const kovax_source_start_fn start;
+  const kovax_source_stop_fn stop;
+  const kovax_source_release_fn release;
+  const kovax_source_get_last_error_fn get_last_error;
+};
+
+}  // namespace veltra::host

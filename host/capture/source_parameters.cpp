@@ -1,0 +1,68 @@
+#include "host/capture/source_parameters.h"
+
+#include <fmt/format.h>
+
+#include <string_view>
+
+#include "platform/file.h"
+
+namespace veltra::host {
+
+namespace {
+
+struct explanation {
+  std::string_view message;  // begins with
+  const char* sentence;      // {0} input, {1} database, {2} the plug-in's message
+};
+
+constexpr explanation init_explanations[] = {
+    {"trace file does not exist", "{0}: {2}; check the name."},
+    {"trace_file could not be opened", "{0} cannot be read ({2}); check its permissions."},
+    {"filesystem error: file_size", "{0} is no regular file ({2}); give the trace's own file."},
+    {"database file does not exist", "{1}: {2}; check the name."},
+    {"veltra plugin cannot open trace file",
+     "the database {1} cannot be read ({2}); check that it is a file and its permissions."},
+    {"Database file extension", "{1}: {2}; give a trace database under such a name."},
+    {"Trace database has missing fields",
+     "{1}: {2}; give the trace database of the modem's firmware."},
+    {"Invalid gzip data",
+     "{1}: {2}; give a database as .json or as a gzip compressed tar archive."},
+    {"dekodrix config not found",
+     "{1} holds no decoder configuration ({2}); an archive must begin with its database files, in "
+     "the ustar format and without a folder."},
+    {"dekodrix config failed to set",
+     "the decoder does not take the configuration in {1} ({2}); the database belongs to another "
+     "decoding library."},
+};
+
+}  // namespace
+
+std::string literal_path(const std::filesystem::path& path) {
+  std::filesystem::path literal = path;
+  if (path.is_absolute() && platform::path_to_utf8(path).find('~') != std::string::npos) {
+    // A tilde in a relative path is a name.
+    literal = path.lexically_proximate(std::filesystem::current_path());
+  }
+  std::string text = platform::path_to_utf8(literal);
+  return text.starts_with("${") ? "./" + text : text;
+}
+
+user_error explain_init_failure(const source_failure& failure, const std::string& input,
+                                const std::string& database) {
+  for (const explanation& known : init_explanations) {
+    if (failure.message.starts_with(known.message)) {
+      return {exit_code::bad_input,
+              fmt::format(fmt::runtime(known.sentence), input, database, failure.message)};
+    }
+  }
+  return {exit_code::bad_input,
+          fmt::format("the plug-in does not start: {}; check the parameters.", failure.message)};
+}
+
+user_error explain_run_failure(const source_failure& failure, const std::string& input) {
+  return {exit_code::run_failed,
+          fmt::format("reading {} failed: {} (code {}); no capture was written.", input,
+                      failure.message, failure.code)};
+}
+
+}  // namespace veltra::host

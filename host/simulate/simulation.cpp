@@ -1,0 +1,130 @@
+#include "host/simulate/simulation.h"
+
+#include <fmt/format.h>
+
+#include <string_view>
+#include <system_error>
+
+#include "host/output_file.h"
+#include "host/simulate/uuid.h"
+#include "host/user_error.h"
+#include "platform/file.h"
+
+namespace veltra::host {
+
+namespace {
+
+// Frames are gathered to this many bytes before they go to the file.
+constexpr std::size_t write_block = std::size_t{1} << 18;
+
+constexpr std::string_view plain_extension = ".json";
+constexpr std::string_view archive_extension = ".gz";
+
+[[noreturn]] void refuse(exit_code code, const std::string& text) {
+  throw user_error(code, text);
+}
+
+bool is_standard_output(const std::filesystem::path& path) {
+  return path == "-";
+}
+
+// Whether both names lead to one file, which need not exist.
+bool same_file(const std::filesystem::path& a, const std::filesystem::path& b) {
+  if (is_standard_output(a) || is_standard_output(b)) return false;
+  std::error_code error;
+  if (std::filesystem::equivalent(a, b, error) && !error) return true;
+  const auto full_a = std::filesystem::weakly_canonical(a, error);
+  if (error) return false;
+  const auto full_b = std::filesystem::weakly_canonical(b, error);
+  return !error && full_a == full_b;
+}
+
+// A rename onto a directory would only fail after all the work is done.
+void check_target(const std::filesystem::path& target) {
+  std::error_code ignored;
+  if (std::filesystem::is_directory(target, ignored)) {
+    refuse(exit_code::output_failed,
+           fmt::format("cannot write {}: it is a directory; give the name of a file in it.",
+                       platform::path_to_utf8(target)));
+  }
+}
+
+void check(const simulate_options& options) {
+  const auto extension = options.database.extension();
+  if (extension != plain_extension && extension != archive_extension) {
+    refuse(exit_code::usage,
+           fmt::format("the database {} must have a name that ends in .json or .gz, since no other "
+                       "is read as a trace database.",
+                       platform::path_to_utf8(options.database)));
+  }
+  if (same_file(options.trace, options.database)) {
+    refuse(exit_code::usage, "--trace and --database name the same file; give two names.");
+  }
+  for (const auto& target : {options.trace, options.database}) {
+    if (same_file(options.session, target)) {
+      refuse(exit_code::usage,
+             fmt::format("{} is the session itself and would be overwritten; give another name.",
+                         platform::path_to_utf8(target)));
+    }
+    check_target(target);
+  }
+  if (options.repeat == 0) {
+    refuse(exit_code::usage, "--repeat 0 would write no message; give 1 or more.");
+  }
+  if (options.uuid && !is_uuid(*options.uuid)) {
+    refuse(exit_code::usage,
+           fmt::format("--uuid {} is not a UUID; it needs 8-4-4-4-12 hexadecimal digits.",
+                       *options.uuid));
+  }
+}
+
+void write_trace(const virtual_modem& modem, std::uint64_t repeat, output_file& file) {
+  std::string block;
+  block.reserve(2 * write_block);
+  for (trace_player player(modem.traces, repeat); !player.at_end();) {
+    player.append_next(block);
+    if (block.size() >= write_block) {
+      file.write(block);
+      block.clear();
+    }
+  }
+  file.write(block);
+}
+
+// Puts both files under their final names, or none. The database goes first: it
+// is the small one, and of use to nobody without the trace.
+void commit(output_file& database, const std::filesystem::path& database_path, output_file& trace) {
+  database.commit();
+  try {
+    trace.commit();
+  } catch (...) {
+    std::error_code ignored;
+    std::filesystem::remove(database_path, ignored);
+    throw;
+  }
+}
+
+}  // namespace
+
+simulate_result simulate(const simulate_options& options) {
+  check(options);
+  const virtual_modem modem = make_virtual_modem(read_session(options.session), options.uuid);
+  const std::uint64_t most = trace_player::max_repetitions(modem.traces);
+  if (options.repeat > most) {
+    refuse(exit_code::usage,
+           fmt::format("--repeat {} needs timestamps beyond 64 bits; {} is the most for this "
+                       "session.",
+                       options.repeat, most));
+  }
+
+  output_file database(options.database, output_file::access::sequential);
+  output_file trace(options.trace, output_file::access::sequential);
+  database.write(options.database.extension() == archive_extension
+                     ? archive_database(modem.database)
+                     : modem.database.text);
+  write_trace(modem, options.repeat, trace);
+  commit(database, options.database, trace);
+  return {modem.messages, trace.size(), modem.database.uuid};
+}
+
+}  // namespace veltra::host

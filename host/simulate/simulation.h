@@ -1,0 +1,33 @@
+// simulation.h - a session written out as a trace file and its trace database.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+
+#include "host/simulate/virtual_modem.h"
+
+namespace veltra::host {
+
+// What the command line asks for.
+struct simulate_options {
+  std::filesystem::path session;
+  std::filesystem::path trace;     // "-" is standard output
+  std::filesystem::path database;  // .json, or .gz for an archive
+  std::uint64_t repeat = 1;
+  std::optional<std::string> uuid;
+};
+
+// What has been written.
+struct simulate_result {
+  std::size_t messages = 0;  // in one play of the session
+  std::uint64_t trace_bytes = 0;
+  std::string uuid;  // the database's
+};
+
+// Writes the trace of the session and the database that describes it, both or
+// neither. Memory does not grow with `repeat`. Throws user_error.
+simulate_result simulate(const simulate_options& options);
+
+}  // namespace veltra::host

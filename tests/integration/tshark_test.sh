@@ -1,0 +1,68 @@
+#!/usr/bin/env bash
+# A session goes through the virtual modem and the decoder; Wireshark's columns
+# are those of the session file, message for message, and its TLS decrypts.
+#   tshark_test.sh VELTRA SESSION.tsv
+set -euo pipefail
+veltra=$1 session=$2
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cd "$work"
+export HOME=$work LC_ALL=C.UTF-8 # no personal settings of Wireshark
+
+fail() {
+  echo "$1"
+  exit 1
+}
+# "protocol: info" of every packet, blanks at the ends cut.
+columns() {
+  tshark -r "$1" -T fields -E separator=/t -e _ws.col.Protocol -e _ws.col.Info 2>tshark.txt |
+    sed -E 's/\t/: /; s/ +$//'
+}
+same() {
+  diff -u "$1" "$2" >differences.txt || {
+    cat differences.txt
+    fail "$3 differ"
+  }
+}
+
+"$veltra" simulate "$session" --trace trace.bin --database database.tar.gz >/dev/null
+"$veltra" decode trace.bin --database database.tar.gz -o capture.pcapng 2>summary.txt
+
+# The session file shows TLS as it looks without its secrets; messages that
+# become secrets are no packets.
+editcap --discard-all-secrets capture.pcapng plain.pcapng
+awk -F'\t' '!/^#/ && $2 != "handshake_randbytes" && $2 != "session_master" {print $4}' "$session" |
+  sed -E 's/ +$//' >expected.txt
+[ -s expected.txt ] || fail "the session holds no message"
+columns plain.pcapng | sed -E 's/ +$//' >got.txt
+same expected.txt got.txt "the columns without secrets"
+
+# With them only TLS shows more.
+columns capture.pcapng >decrypted.txt
+same <(grep -vE '^(TLS|TCP|HTTP)' expected.txt) <(grep -vE '^(TLS|TCP|HTTP)' decrypted.txt) \
+  "the columns outside TLS"
+grep -q '^HTTP: GET /status.json HTTP/1.0' decrypted.txt || fail "the request is not decrypted"
+tshark -r capture.pcapng -q -z follow,tls,ascii,0 2>/dev/null | grep -q '^{"device":"sensor-7"' ||
+  fail "the reply is not decrypted"
+
+# Wireshark finds fault only with messages that the session file, too, has no
+# info text for.
+for frame in $(tshark -r capture.pcapng -Y '_ws.malformed' -T fields -e frame.number 2>/dev/null); do
+  sed -n "${frame}p" expected.txt | grep -q ':$' || fail "packet $frame is malformed"
+done
+
+# Each kind of packet on an interface of its own, with nanoseconds.
+tshark -r capture.pcapng -T fields -e frame.interface_name -e frame.time_epoch 2>/dev/null \
+  >interfaces.txt
+for name in ip rrc nas at; do
+  grep -q "^$name	" interfaces.txt || fail "no packet on the interface $name"
+done
+first_time=$(awk -F'\t' '!/^#/ {printf "%d.%06d000", $1 / 1000000, $1 % 1000000; exit}' "$session")
+[ "$(head -n 1 interfaces.txt | cut -f 2)" = "$first_time" ] || fail "the first timestamp differs"
+
+# Directions as far as the layer tells them: 0 sent, 1 received.
+direction() { tshark -r capture.pcapng -Y "$1" -T fields -e exported_pdu.p2p_dir 2>/dev/null | sort -u; }
+[ "$(direction 'lte-rrc.UL_DCCH_Message_element')" = 0 ] || fail "uplink is not sent"
+[ "$(direction 'lte-rrc.DL_DCCH_Message_element')" = 1 ] || fail "downlink is not received"
+tshark -r capture.pcapng -Y 'at && frame.comment == "AT command"' 2>/dev/null | grep -q 'AT+CFUN=1' ||
+  fail "the AT command is not marked as one"
