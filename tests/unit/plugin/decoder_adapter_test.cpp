@@ -24,9 +24,9 @@ class adapter : public ::testing::Test {
     return directory / name;
   }
 
-  static std::string database(const std::string& uuid, const std::string& configuration) {
+  static std::string database(const std::string& uuid, const std::string& decoder) {
     return R"({"meta": {"id": 3, "endianness": "little", "trace_id_size": 2, "uuid": ")" + uuid +
-           R"(", "trace_type_descriptors": [], "decoder_config": )" + configuration + "}}";
+           R"(", "trace_type_descriptors": [], "decoder_config": )" + decoder + "}}";
   }
 
   static constexpr const char* configuration =
