@@ -4,11 +4,13 @@
 #include <charconv>
 #include <cstdint>
 #include <cstdio>
+#include <limits>
 #include <memory>
 #include <string>
 #include <system_error>
 
 #include "host/command.h"
+#include "host/live/live_simulation.h"
 #include "host/simulate/simulation.h"
 #include "platform/file.h"
 
@@ -26,42 +28,102 @@ std::string check_repetitions(const std::string& text) {
   return fmt::format("\"{}\" is not a number of repetitions; give 1 or more", text);
 }
 
+std::string played(std::uint64_t repeat) {
+  return repeat == 1 ? std::string("played once") : fmt::format("played {} times", repeat);
+}
+
 // Says what was written, on stdout unless the trace itself went there.
 void report(const simulate_options& options, const simulate_result& result) {
   const bool to_stdout = options.trace == "-";
   const std::string line = fmt::format(
-      "{} messages, played {}: {} bytes of trace in {}; database {} in {}\n", result.messages,
-      options.repeat == 1 ? std::string("once") : fmt::format("{} times", options.repeat),
-      result.trace_bytes,
+      "{} messages, {}: {} bytes of trace in {}; database {} in {}\n", result.messages,
+      played(options.repeat), result.trace_bytes,
       to_stdout ? std::string("standard output") : platform::path_to_utf8(options.trace),
       result.uuid, platform::path_to_utf8(options.database));
   std::fputs(line.c_str(), to_stdout ? stderr : stdout);
 }
 
+struct arguments {
+  std::string session;
+  std::string trace;
+  std::string database;
+  std::uint64_t repeat = 1;
+  std::string uuid;
+  std::string link;
+  std::string speed = "line";
+  std::uint32_t baud_rate = play_pace().baud_rate;
+};
+
+play_speed speed_named(const std::string& name) {
+  if (name == "max") return play_speed::fastest;
+  return name == "session" ? play_speed::session : play_speed::line;
+}
+
+// What the options of both outputs have in common.
+simulate_options make_options(const arguments& given, bool with_uuid) {
+  simulate_options options;
+  options.session = platform::path_from_utf8(given.session);
+  options.trace = platform::path_from_utf8(given.trace);
+  options.database = platform::path_from_utf8(given.database);
+  options.repeat = given.repeat;
+  if (with_uuid) options.uuid = given.uuid;
+  return options;
+}
+
+exit_code run_live(const live_simulate_options& options) {
+  const live_simulate_result result =
+      simulate_live(options, [](const std::filesystem::path& device) {
+        // The only line on stdout, so that a script can read the name.
+        fmt::print("{}\n", platform::path_to_utf8(device));
+        std::fflush(stdout);
+      });
+  fmt::print(stderr, "{} messages, {}: {} bytes sent; database {}\n", result.messages,
+             result.interrupted ? std::string("interrupted") : played(options.source.repeat),
+             result.trace_bytes, result.uuid);
+  return result.interrupted ? exit_code::interrupted : exit_code::ok;
+}
+
+// The options of playing to a line instead of a file.
+CLI::Option* add_line_options(CLI::App& app, arguments& given) {
+  CLI::Option* const pty =
+      app.add_option("--pty", given.link,
+                     "Play to a pseudo-terminal, whose name is printed, instead of a file; LINK "
+                     "becomes a symbolic link to it")
+          ->expected(0, 1)
+          ->type_name("[LINK]");
+  app.add_option("--baud-rate", given.baud_rate, "Bits per second of the line")
+      ->capture_default_str()
+      ->check(CLI::Range(std::uint32_t{1}, std::numeric_limits<std::uint32_t>::max()))
+      ->needs(pty);
+  app.add_option("--speed", given.speed,
+                 "line: back to back at the line's speed; session: each message at its time; max: "
+                 "as fast as the reader takes it")
+      ->capture_default_str()
+      ->check(CLI::IsMember({"line", "session", "max"}))
+      ->type_name("")
+      ->needs(pty);
+  return pty;
+}
+
 }  // namespace
 
 void add_simulate_command(CLI::App& app, command& chosen) {
-  struct arguments {
-    std::string session;
-    std::string trace;
-    std::string database;
-    std::uint64_t repeat = 1;
-    std::string uuid;
-  };
   const auto given = std::make_shared<arguments>();
 
   CLI::App* const simulate_app = app.add_subcommand(
-      "simulate", "Writes the trace that a modem would send for a session, and its database");
+      "simulate", "Plays a session as a modem's trace, to a file or a line, with its database");
   simulate_app->add_option("SESSION", given->session, "The session, one message a line (.tsv)")
       ->required();
-  simulate_app->add_option("--trace", given->trace, "Where the trace goes; - is standard output")
-      ->required()
-      ->type_name("FILE");
-  simulate_app
-      ->add_option("--database", given->database,
-                   "Where the trace database goes: .json, or .gz for a compressed archive")
-      ->required()
-      ->type_name("FILE");
+  CLI::Option* const trace =
+      simulate_app
+          ->add_option("--trace", given->trace, "Where the trace goes; - is standard output")
+          ->type_name("FILE");
+  const CLI::Option* const pty = add_line_options(*simulate_app, *given)->excludes(trace);
+  const CLI::Option* const database =
+      simulate_app
+          ->add_option("--database", given->database,
+                       "Where the trace database goes: .json, or .gz for a compressed archive")
+          ->type_name("FILE");
   simulate_app->add_option("--repeat", given->repeat, "How often the session is played")
       ->capture_default_str()
       ->check(check_repetitions, "")
@@ -72,13 +134,19 @@ void add_simulate_command(CLI::App& app, command& chosen) {
                        "The database's UUID; without it, one that follows from its content")
           ->type_name("UUID");
 
-  simulate_app->callback([given, uuid, &chosen] {
-    simulate_options options;
-    options.session = platform::path_from_utf8(given->session);
-    options.trace = platform::path_from_utf8(given->trace);
-    options.database = platform::path_from_utf8(given->database);
-    options.repeat = given->repeat;
-    if (uuid->count() > 0) options.uuid = given->uuid;
+  simulate_app->callback([given, trace, pty, database, uuid, &chosen] {
+    const bool live = pty->count() > 0;
+    if (!live && trace->count() == 0) throw CLI::RequiredError("--trace or --pty");
+    if (!live && database->count() == 0) throw CLI::RequiredError("--database");
+    const simulate_options options = make_options(*given, uuid->count() > 0);
+    if (live) {
+      chosen = [source = options, given] {
+        return run_live({.source = source,
+                         .link = platform::path_from_utf8(given->link),
+                         .pace = {speed_named(given->speed), given->baud_rate}});
+      };
+      return;
+    }
     chosen = [options] {
       report(options, simulate(options));
       return exit_code::ok;

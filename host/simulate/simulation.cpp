@@ -51,16 +51,17 @@ void check_target(const std::filesystem::path& target) {
 
 void check(const simulate_options& options) {
   const auto extension = options.database.extension();
-  if (extension != plain_extension && extension != archive_extension) {
+  if (!options.database.empty() && extension != plain_extension && extension != archive_extension) {
     refuse(exit_code::usage,
            fmt::format("the database {} must have a name that ends in .json or .gz, since no other "
                        "is read as a trace database.",
                        platform::path_to_utf8(options.database)));
   }
-  if (same_file(options.trace, options.database)) {
+  if (!options.trace.empty() && same_file(options.trace, options.database)) {
     refuse(exit_code::usage, "--trace and --database name the same file; give two names.");
   }
   for (const auto& target : {options.trace, options.database}) {
+    if (target.empty()) continue;
     if (same_file(options.session, target)) {
       refuse(exit_code::usage,
              fmt::format("{} is the session itself and would be overwritten; give another name.",
@@ -104,11 +105,16 @@ void commit(output_file& database, const std::filesystem::path& database_path, o
   }
 }
 
+std::string database_bytes(const simulate_options& options, const database_document& database) {
+  return options.database.extension() == archive_extension ? archive_database(database)
+                                                           : database.text;
+}
+
 }  // namespace
 
-simulate_result simulate(const simulate_options& options) {
+virtual_modem load_virtual_modem(const simulate_options& options) {
   check(options);
-  const virtual_modem modem = make_virtual_modem(read_session(options.session), options.uuid);
+  virtual_modem modem = make_virtual_modem(read_session(options.session), options.uuid);
   const std::uint64_t most = trace_player::max_repetitions(modem.traces);
   if (options.repeat > most) {
     refuse(exit_code::usage,
@@ -116,12 +122,21 @@ simulate_result simulate(const simulate_options& options) {
                        "session.",
                        options.repeat, most));
   }
+  return modem;
+}
 
+void write_database(const simulate_options& options, const database_document& database) {
+  if (options.database.empty()) return;
+  output_file file(options.database, output_file::access::sequential);
+  file.write(database_bytes(options, database));
+  file.commit();
+}
+
+simulate_result simulate(const simulate_options& options) {
+  const virtual_modem modem = load_virtual_modem(options);
   output_file database(options.database, output_file::access::sequential);
   output_file trace(options.trace, output_file::access::sequential);
-  database.write(options.database.extension() == archive_extension
-                     ? archive_database(modem.database)
-                     : modem.database.text);
+  database.write(database_bytes(options, modem.database));
   write_trace(modem, options.repeat, trace);
   commit(database, options.database, trace);
   return {modem.messages, trace.size(), modem.database.uuid};

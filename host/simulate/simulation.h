@@ -13,8 +13,8 @@ namespace veltra::host {
 // What the command line asks for.
 struct simulate_options {
   std::filesystem::path session;
-  std::filesystem::path trace;     // "-" is standard output
-  std::filesystem::path database;  // .json, or .gz for an archive
+  std::filesystem::path trace;     // "-" is standard output; empty when there is no file
+  std::filesystem::path database;  // .json, or .gz for an archive; empty: none is written
   std::uint64_t repeat = 1;
   std::optional<std::string> uuid;
 };
@@ -27,7 +27,16 @@ struct simulate_result {
 };
 
 // Writes the trace of the session and the database that describes it, both or
-// neither. Memory does not grow with `repeat`. Throws user_error.
+// neither. Both must be named. Memory does not grow with `repeat`. Throws user_error.
 simulate_result simulate(const simulate_options& options);
+
+// The two steps that playing a session to something else than a file shares with
+// it. Both throw user_error.
+
+// Checks the options and builds the modem.
+virtual_modem load_virtual_modem(const simulate_options& options);
+
+// Writes the database; nothing when none is named.
+void write_database(const simulate_options& options, const database_document& database);
 
 }  // namespace veltra::host
