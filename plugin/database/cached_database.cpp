@@ -59,6 +59,7 @@ std::vector<cached_database> list_cached_databases(const fs::path& cache_directo
     database.device = type;
     database.version = text_member(entry, "version");
     database.uuid = text_member(entry, "uuid");
+    database.location = text_member(member(entry, "database"), "path");
     database.file = database_file(directory, entry);
     look_at_file(database, directory, entry);
     databases.push_back(std::move(database));

@@ -27,6 +27,7 @@ struct cached_database {
   std::string device;  // the catalogue's "type"
   std::string version;
   std::string uuid;
+  std::string location;  // where the catalogue says it comes from, as it stands there
   std::filesystem::path file;
   database_state state = database_state::missing;
   std::string reason;  // of the states unreadable and hidden

@@ -47,6 +47,7 @@ TEST_F(cached_database_test, an_intact_database_is_named_with_its_file) {
   EXPECT_EQ(database.device, "modem-a");
   EXPECT_EQ(database.version, "1.0");
   EXPECT_EQ(database.uuid, "uuid-1.0");
+  EXPECT_EQ(database.location, "${root}fw.json");
   EXPECT_EQ(database.file, file);
   EXPECT_EQ(database.state, database_state::intact);
   EXPECT_THAT(database.reason, IsEmpty());
