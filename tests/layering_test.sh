@@ -27,7 +27,7 @@ forbid plugin/database 'plugin/[a-z_]+\.h|dekodrix'
 forbid host 'decoder|dekodrix|implementation/zet'
 # The database commands use the plug-in's own code for databases; all else knows
 # the plug-in only through its interface.
-forbid "$(find host -mindepth 1 -maxdepth 1 ! -name database ! -name CMakeLists.txt)" plugin
+forbid "$(find host -mindepth 1 -maxdepth 1 ! -name database ! -name CMakeLists.txt | tr '\n' ' ')" plugin
 beyond=$(grep -rnE '^ *# *include *[<"]plugin/' host/database |
   grep -vE '"plugin/(database/[a-z_]+|database_collection|path_parameter|trace_db_[a-z]+)\.h"') || true
 [ -z "$beyond" ] || {
