@@ -1,0 +1,81 @@
+#include "host/database/sync_progress.h"
+
+#include <gmock/gmock.h>
+
+#include <cstdio>
+#include <memory>
+#include <string>
+
+namespace veltra::host {
+namespace {
+
+class sync_progress_test : public testing::Test {
+ protected:
+  void take(std::initializer_list<const char*> messages) {
+    for (const char* message : messages) progress.take(2, message);
+  }
+
+  // What has been shown so far.
+  std::string shown() {
+    std::rewind(file.get());
+    std::string text;
+    for (int c = std::fgetc(file.get()); c != EOF; c = std::fgetc(file.get())) {
+      text += static_cast<char>(c);
+    }
+    std::fseek(file.get(), 0, SEEK_END);
+    return text;
+  }
+
+  std::unique_ptr<std::FILE, decltype(&std::fclose)> file{std::tmpfile(), &std::fclose};
+  sync_progress progress{"cache", file.get()};
+};
+
+TEST_F(sync_progress_test, an_intact_database_gets_a_line_below_the_cache) {
+  take({"check database at path: cache/a/1/u/fw.json"});
+  EXPECT_EQ(shown(), "a/1/u/fw.json: ");
+  progress.finish(false);
+  EXPECT_EQ(shown(), "a/1/u/fw.json: intact\n");
+  EXPECT_EQ(progress.databases(), 1U);
+  EXPECT_EQ(progress.downloads(), 0U);
+}
+
+TEST_F(sync_progress_test, the_next_line_ends_the_one_before) {
+  take({"check database at path: cache/a", "try download database: u",
+        "check database at path: cache/b"});
+  EXPECT_EQ(shown(), "a: downloaded\nb: ");
+  EXPECT_EQ(progress.downloads(), 1U);
+}
+
+TEST_F(sync_progress_test, a_file_outside_the_cache_keeps_its_whole_name) {
+  take({"check database at path: /dbs/fw.json"});
+  progress.finish(false);
+  EXPECT_EQ(shown(), "/dbs/fw.json: intact\n");
+}
+
+TEST_F(sync_progress_test, a_failure_ends_the_line_that_it_hit) {
+  take({"check database at path: cache/a", "try download database: u"});
+  progress.finish(true);
+  EXPECT_EQ(shown(), "a: failed\n");
+}
+
+TEST_F(sync_progress_test, each_location_of_the_catalogue_has_its_line) {
+  take({"Trying to download database config.json", "Failed to download config.json. Reason: gone",
+        "Trying to download database config.json", "check if config.json is up-to-date",
+        "write new config.json"});
+  progress.finish(false);
+  EXPECT_EQ(shown(), "config.json: not fetched: gone\nconfig.json: new\n");
+}
+
+TEST_F(sync_progress_test, a_catalogue_that_is_no_newer_is_up_to_date) {
+  take({"Trying to download database config.json", "check if config.json is up-to-date"});
+  progress.finish(false);
+  EXPECT_EQ(shown(), "config.json: up to date\n");
+}
+
+TEST_F(sync_progress_test, nothing_is_shown_when_nothing_began) {
+  progress.finish(true);
+  EXPECT_EQ(shown(), "");
+}
+
+}  // namespace
+}  // namespace veltra::host
