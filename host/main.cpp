@@ -15,6 +15,8 @@ int main(int argc, char** argv) {
   app.require_subcommand(1);
   veltra::host::command chosen;
   veltra::host::add_decode_command(app, chosen);
+  veltra::host::add_capture_command(app, chosen);
+  veltra::host::add_devices_command(app, chosen);
   veltra::host::add_db_command(app, chosen);
   veltra::host::add_simulate_command(app, chosen);
 

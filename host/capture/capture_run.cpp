@@ -6,7 +6,10 @@
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
+#include <functional>
 #include <memory>
+#include <optional>
+#include <thread>
 #include <utility>
 
 #include "host/capture/capture_writer.h"
@@ -38,13 +41,31 @@ std::string parameter_text(const capture_request& request) {
   }
 }
 
-// What the plug-in tells is remembered, to explain a failure by it.
-source_session::log_handler log_to(database_log& log, bool verbose) {
-  return [&log, verbose](std::int32_t level, std::string_view message) {
-    log.take(message);
-    if (verbose) fmt::print(stderr, "[{}] {}\n", level, message);
-  };
-}
+// Ends a run on Ctrl-C, however early it comes.
+class run_end {
+ public:
+  explicit run_end(source_session& session) : session_(session) {}
+
+  // On the thread that watches for Ctrl-C.
+  void interrupt() {
+    interrupted_ = true;
+    session_.stop();
+  }
+
+  // On the run's thread, from within the run. A stop before the start has no effect
+  // on it, so the first sign of life after one stops again.
+  void repeat_early_stop() {
+    if (!interrupted_ || std::exchange(repeated_, true)) return;
+    session_.stop();
+  }
+
+  bool interrupted() const { return interrupted_; }
+
+ private:
+  source_session& session_;
+  std::atomic<bool> interrupted_ = false;
+  bool repeated_ = false;
+};
 
 user_error explain_init(const source_failure& failure, const capture_request& request,
                         const database_log& log) {
@@ -58,6 +79,9 @@ user_error explain_init(const source_failure& failure, const capture_request& re
 user_error explain_run(const source_failure& failure, const capture_request& request,
                        const database_log& log, bool kept) {
   const database_options& database = request.options.database;
+  if (request.explain_failure) {
+    if (auto known = request.explain_failure(failure, kept)) return *known;
+  }
   if (database.file.empty()) {
     auto known = explain_search_failure(failure.message, request.input, database, log);
     if (known) return *known;
@@ -96,50 +120,82 @@ class capture_output {
   std::unique_ptr<packet_consumer> writer_;
 };
 
+user_error explain_nothing(const capture_request& request, const run_statistics& statistics) {
+  if (request.explain_nothing) return request.explain_nothing(statistics.raw_bytes());
+  return explain_nothing_decoded(request.input, request.options.database,
+                                 statistics.database_uuid(), statistics.raw_bytes());
+}
+
+// The output; null when there is nothing to write.
+std::unique_ptr<capture_output> open_output(const output_options& options) {
+  return options.file.empty() ? nullptr : std::make_unique<capture_output>(options);
+}
+
 }  // namespace
 
 exit_code run_capture(capture_request request) {
   const plugin_library plugin(platform::path_from_utf8(request.options.plugin));
   database_log log;
-  source_session session(plugin, log_to(log, request.options.verbose));
+  std::function<void()> on_message;  // on the run's thread
+  const auto run_thread = std::this_thread::get_id();
+  source_session session(plugin, [&](std::int32_t level, std::string_view message) {
+    if (request.options.verbose) fmt::print(stderr, "[{}] {}\n", level, message);
+    // The thread that stops the run is told of it, too.
+    if (std::this_thread::get_id() != run_thread) return;
+    log.take(message);
+    if (request.observe_log) request.observe_log(message);
+    if (on_message) on_message();
+  });
   if (const source_failure failure = session.init(parameter_text(request))) {
     throw explain_init(failure, request, log);
   }
-  capture_output output(request.options.output);
+  const std::unique_ptr<capture_output> output = open_output(request.options.output);
 
   run_statistics statistics;
-  std::atomic<bool> interrupted = false;
-  source_failure failure;
+  run_end end(session);
   const auto begin = std::chrono::steady_clock::now();
-  {
-    const platform::interrupt_watch watch([&] {
-      interrupted = true;
-      session.stop();
-    });
+  const auto keep_capture = [&] {
+    if (!output) return;
+    output->commit();
+    fmt::print(stderr, "{}",
+               format_summary(statistics, {.output = output->name(),
+                                           .elapsed = std::chrono::steady_clock::now() - begin,
+                                           .interrupted = end.interrupted() && !request.live}));
+  };
+  const auto leave_terminal = [&] {
+    request.observe = nullptr;
+    request.observe_log = nullptr;
+  };
+
+  source_failure failure;
+  try {
+    const platform::interrupt_watch watch([&] { end.interrupt(); });
+    on_message = [&] { end.repeat_early_stop(); };
     failure = session.run([&](const packet& packet) {
+      end.repeat_early_stop();
       statistics.add(packet);
-      output.writer().consume(packet);
       if (request.observe) request.observe(packet);
+      if (output) output->writer().consume(packet);
     });
+    on_message = nullptr;
+  } catch (const user_error&) {
+    on_message = nullptr;
+    leave_terminal();
+    // A live input does not come a second time.
+    if (request.live && statistics.decoded_packets() != 0) keep_capture();
+    throw;
   }
-  request.observe = nullptr;  // takes its line off the terminal
+  leave_terminal();
 
   // A stop ends the wait for a live input by a failure, by design.
-  if (request.live && interrupted) failure = {};
-  const bool keep = statistics.decoded_packets() != 0 && (!failure || request.live);
-  if (keep) {
-    output.commit();
-    fmt::print(stderr, "{}",
-               format_summary(statistics, {.output = output.name(),
-                                           .elapsed = std::chrono::steady_clock::now() - begin,
-                                           .interrupted = interrupted && !request.live}));
-  }
-  if (failure) throw explain_run(failure, request, log, keep);
-  if (!keep) {
-    throw explain_nothing_decoded(request.input, request.options.database,
-                                  statistics.database_uuid(), statistics.raw_bytes());
-  }
-  return interrupted && !request.live ? exit_code::interrupted : exit_code::ok;
+  if (request.live && end.interrupted()) failure = {};
+  const bool something =
+      statistics.decoded_packets() != 0 || (!output && statistics.raw_bytes() != 0);
+  const bool keep = something && (!failure || request.live);
+  if (keep) keep_capture();
+  if (failure) throw explain_run(failure, request, log, keep && output != nullptr);
+  if (!keep) throw explain_nothing(request, statistics);
+  return end.interrupted() && !request.live ? exit_code::interrupted : exit_code::ok;
 }
 
 }  // namespace veltra::host

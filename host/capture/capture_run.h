@@ -1,12 +1,17 @@
 // capture_run.h - one run of the plug-in from its parameters to the summary.
 #pragma once
 
+#include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
+#include <string_view>
 
 #include "host/capture/packet.h"
 #include "host/capture/run_options.h"
+#include "host/capture/source_session.h"
 #include "host/exit_code.h"
+#include "host/user_error.h"
 #include "implementation/json.h"
 
 namespace veltra::host {
@@ -14,11 +19,22 @@ namespace veltra::host {
 struct capture_request {
   kovax::json parameters;  // the input's init parameters; the options' are added
   std::string input;       // the input as the user knows it
-  run_options options;     // with an output file
+  // With an output file, but for a live run without a database: there is nothing to
+  // write then, and the packets only go to `observe`.
+  run_options options;
   // True for an input that has no end of its own: Ctrl-C is how such a run ends,
   // and what was captured before a failure is kept.
   bool live = false;
-  std::function<void(const packet&)> observe;  // sees every packet; may be empty
+
+  // Each may be empty, and is called on the thread of run_capture() only. The first
+  // two go away before the summary is printed.
+  std::function<void(const packet&)> observe = {};  // every packet, before it is written
+  std::function<void(std::string_view message)> observe_log = {};  // the plug-in's messages
+  // A failed run in the input's own words; `kept` when there is a capture all the
+  // same. Nothing: the general words.
+  std::function<std::optional<user_error>(const source_failure&, bool kept)> explain_failure = {};
+  // A run that gave not one packet, in the input's own words.
+  std::function<user_error(std::uint64_t raw_bytes)> explain_nothing = {};
 };
 
 // Runs the plug-in, writes the capture under its final name and prints the

@@ -11,21 +11,21 @@ namespace {
 
 constexpr std::uint64_t largest_chunk = std::uint64_t{1} << 30;
 
-void add_database_options(CLI::App& command, database_options& options) {
+void add_database_options(CLI::App& command, database_options& options, database_need need) {
   CLI::Option_group* group = command.add_option_group(
       "Trace database", "which database decodes: a file, or the one the trace asks for");
   group->add_option("--database,-d", options.file,
                     "Trace database of the modem's firmware (.json or .tar.gz)");
   CLI::Option* cache = group->add_option(
       "--cache", options.cache, "Directory of databases, searched for the UUID in the trace");
-  group->require_option(1);
+  group->require_option(need == database_need::required ? 1 : 0, 1);
   add_catalogue_options(command, options, cache);
 }
 
 }  // namespace
 
-void add_run_options(CLI::App& command, run_options& options) {
-  add_database_options(command, options.database);
+void add_run_options(CLI::App& command, run_options& options, database_need need) {
+  add_database_options(command, options.database, need);
   command.add_option("--output,-o", options.output.file, "Capture file, - for standard output");
   command.add_option("--format,-f", options.output.format, "What to write")
       ->check(CLI::IsMember({"pcapng", "jsonl"}))
@@ -45,9 +45,9 @@ void add_run_parameters(kovax::json& parameters, const run_options& options) {
   const database_options& database = options.database;
   if (!database.file.empty()) {
     parameters["db_file_path"] = literal_path(platform::path_from_utf8(database.file));
-    return;
+  } else if (!database.cache.empty()) {
+    parameters["auto_detect_db_config"] = cache_parameters(database);
   }
-  parameters["auto_detect_db_config"] = cache_parameters(database);
 }
 
 }  // namespace veltra::host

@@ -27,12 +27,15 @@ struct run_options {
   bool verbose = false;          // show the plug-in's messages
 };
 
+enum class database_need { required, optional };
+
 // Adds the options to a subcommand; `options` must outlive the parsing, and holds
 // the defaults.
-void add_run_options(CLI::App& command, run_options& options);
+void add_run_options(CLI::App& command, run_options& options,
+                     database_need need = database_need::required);
 
-// Puts "db_file_path" or "auto_detect_db_config", and "chunk_size", into the
-// plug-in's init parameters.
+// Puts "db_file_path" or "auto_detect_db_config", if a database or a cache is named,
+// and "chunk_size" into the plug-in's init parameters.
 void add_run_parameters(kovax::json& parameters, const run_options& options);
 
 }  // namespace veltra::host

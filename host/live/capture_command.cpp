@@ -1,0 +1,180 @@
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+#include "host/capture/capture_run.h"
+#include "host/capture/summary.h"
+#include "host/command.h"
+#include "host/live/line_options.h"
+#include "host/live/live_monitor.h"
+#include "host/live/port_failure.h"
+#include "host/live/raw_recorder.h"
+#include "host/user_error.h"
+#include "platform/file.h"
+
+namespace veltra::host {
+
+namespace {
+
+struct capture_options {
+  line_options line;
+  run_options run;
+  std::string raw;  // file; empty: none
+};
+
+bool decodes(const capture_options& options) {
+  return !options.run.database.file.empty() || !options.run.database.cache.empty();
+}
+
+void write_to_stderr(std::string_view text) {
+  std::fwrite(text.data(), 1, text.size(), stderr);
+  std::fflush(stderr);
+}
+
+void refuse_same_file(const std::string& output, const std::string& other, const char* what) {
+  std::error_code error;
+  const auto a = std::filesystem::weakly_canonical(platform::path_from_utf8(output), error);
+  const auto b = std::filesystem::weakly_canonical(platform::path_from_utf8(other), error);
+  if (output.empty() || other.empty() || error || a != b) return;
+  throw user_error(exit_code::usage,
+                   fmt::format("{} would be replaced, as {} too; give two names.", output, what));
+}
+
+void check(const capture_options& options) {
+  if (!decodes(options) && options.raw.empty()) {
+    throw user_error(exit_code::usage,
+                     "there is nothing to write: name the trace database with --database or "
+                     "--cache to decode, or a file with --raw to keep the raw trace.");
+  }
+  refuse_same_file(options.run.output.file, options.raw, "the raw trace");
+  refuse_same_file(options.run.output.file, options.run.database.file, "the trace database");
+  refuse_same_file(options.raw, options.run.database.file, "the trace database");
+}
+
+// What a person is told who got no packet.
+user_error explain_nothing(const capture_options& options, std::uint64_t raw_bytes,
+                           std::uint64_t searched_bytes) {
+  const std::string& port = options.line.port;
+  const auto nothing = [](std::string text) {
+    return user_error(exit_code::nothing_decoded, std::move(text));
+  };
+  if (raw_bytes == 0 && searched_bytes == 0) {
+    return nothing(
+        fmt::format("nothing arrived on {}; no capture was written. Check the port, its baud rate "
+                    "and that the modem's trace is enabled.",
+                    port));
+  }
+  if (raw_bytes == 0) {
+    return nothing(fmt::format(
+        "{} received on {} held no database UUID and were not kept; name the database with "
+        "--database, or keep the raw trace with --raw alone, without --cache.",
+        format_bytes(static_cast<double>(searched_bytes)), port));
+  }
+  return nothing(fmt::format(
+      "not one packet came out of {} received on {}; no capture was written. Check the baud rate "
+      "and that the database belongs to the modem's firmware.",
+      format_bytes(static_cast<double>(raw_bytes)), port));
+}
+
+// The raw trace of a run, if it is kept; its line comes however the run ends.
+class raw_trace {
+ public:
+  explicit raw_trace(const std::string& file) : name_(file) {
+    if (!file.empty()) recorder_.emplace(platform::path_from_utf8(file));
+  }
+
+  void take(const packet& packet) {
+    if (recorder_) recorder_->take(packet);
+  }
+
+  void finish() {
+    if (!recorder_) return;
+    recorder_->finish();
+    if (recorder_->bytes() == 0) return;
+    fmt::print(stderr, "{}: {} of raw trace\n", name_,
+               format_bytes(static_cast<double>(recorder_->bytes())));
+  }
+
+ private:
+  const std::string name_;
+  std::optional<raw_recorder> recorder_;
+};
+
+exit_code capture(capture_options options) {
+  check(options);
+  std::string& output = options.run.output.file;
+  if (!decodes(options)) {
+    output.clear();
+  } else if (output.empty()) {
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    output =
+        default_capture_name(options.line, std::chrono::floor<std::chrono::seconds>(now).count(),
+                             options.run.output.format);
+  }
+
+  raw_trace raw(options.raw);
+  // Messages of the plug-in would tear the line.
+  const bool counters = platform::is_terminal(stderr) && !options.run.verbose;
+  auto monitor = std::make_shared<live_monitor>(
+      live_status_options{.port = options.line.port, .with_counters = counters}, write_to_stderr);
+  std::uint64_t searched = 0;
+  capture_request request{.parameters = {{"serialport", serial_parameters(options.line)}},
+                          .input = options.line.port,
+                          .options = options.run,
+                          .live = true};
+  request.observe = [monitor, &raw](const packet& packet) {
+    raw.take(packet);
+    monitor->take(packet);
+  };
+  request.observe_log = [monitor, &searched](std::string_view message) {
+    searched = searched_bytes(message).value_or(searched);
+    monitor->take_message(message);
+  };
+  request.explain_failure = [&](const source_failure& failure, bool kept) {
+    return explain_port_failure(
+        failure, options.line.port, kept,
+        platform::find_device_holders(platform::path_from_utf8(options.line.port)));
+  };
+  request.explain_nothing = [&](std::uint64_t raw_bytes) {
+    return explain_nothing(options, raw_bytes, searched);
+  };
+  monitor = nullptr;  // the request's observers are its last users
+  try {
+    const exit_code code = run_capture(std::move(request));
+    raw.finish();
+    return code;
+  } catch (const user_error&) {
+    raw.finish();
+    throw;
+  }
+}
+
+}  // namespace
+
+void add_capture_command(CLI::App& app, command& chosen) {
+  auto options = std::make_shared<capture_options>();
+  // One byte is enough for a read, which takes everything that is there: nothing
+  // waits in the plug-in for a chunk to fill, least of all at Ctrl-C.
+  options->run.chunk_size = 1;
+  CLI::App* capture_app =
+      app.add_subcommand("capture", "Record and decode a modem's trace live from a serial port");
+  add_line_options(*capture_app, options->line);
+  capture_app
+      ->add_option("--raw", options->raw,
+                   "Keep the raw trace in this file as it comes, for a later \"veltra decode\"; "
+                   "alone, without a database, nothing is decoded")
+      ->type_name("FILE");
+  add_run_options(*capture_app, options->run, database_need::optional);
+  capture_app->callback([options, &chosen] { chosen = [options] { return capture(*options); }; });
+}
+
+}  // namespace veltra::host

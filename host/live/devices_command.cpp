@@ -1,0 +1,25 @@
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <string>
+
+#include "host/command.h"
+#include "host/live/device_list.h"
+
+namespace veltra::host {
+
+void add_devices_command(CLI::App& app, command& chosen) {
+  CLI::App* const devices_app = app.add_subcommand(
+      "devices", "List the serial ports, what is behind them and who has them open");
+  devices_app->callback([&chosen] {
+    chosen = [] {
+      const std::string list = format_devices(platform::list_serial_devices(), {});
+      if (list.empty()) {
+        std::fputs("veltra: there is no serial port; plug the modem or its adapter in.\n", stderr);
+      }
+      std::fputs(list.c_str(), stdout);
+      return exit_code::ok;
+    };
+  });
+}
+
+}  // namespace veltra::host

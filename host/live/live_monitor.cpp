@@ -1,0 +1,77 @@
+#include "host/live/live_monitor.h"
+
+#include <algorithm>
+#include <charconv>
+#include <chrono>
+#include <string>
+#include <system_error>
+#include <utility>
+
+namespace veltra::host {
+
+namespace {
+
+using steady = std::chrono::steady_clock;
+
+constexpr std::string_view opening_message = "open port";
+constexpr std::string_view searching_message = "Cached data for locating database UID: ";
+// Stands for never: waits until the end of time overflow in some libraries.
+constexpr std::chrono::hours longest_wait{24};
+
+}  // namespace
+
+std::optional<std::uint64_t> searched_bytes(std::string_view message) {
+  if (!message.starts_with(searching_message)) return std::nullopt;
+  message.remove_prefix(searching_message.size());
+  std::uint64_t bytes = 0;
+  const auto [end, error] = std::from_chars(message.data(), message.data() + message.size(), bytes);
+  if (error != std::errc()) return std::nullopt;
+  return bytes;
+}
+
+live_monitor::live_monitor(live_status_options options, writer write)
+    : status_(std::move(options)),
+      write_(std::move(write)),
+      thread_([this] { show_until_ended(); }) {}
+
+live_monitor::~live_monitor() {
+  {
+    const std::lock_guard lock(mutex_);
+    ended_ = true;
+    changed_.notify_all();
+  }
+  thread_.join();
+  if (const std::string text = status_.clear(); !text.empty()) write_(text);
+}
+
+void live_monitor::take(const packet& packet) {
+  const std::lock_guard lock(mutex_);
+  if (status_.take(packet, steady::now())) changed_.notify_all();
+}
+
+void live_monitor::take_message(std::string_view message) {
+  const std::lock_guard lock(mutex_);
+  if (message == opening_message) {
+    status_.begin(steady::now());
+    changed_.notify_all();
+  } else if (const auto bytes = searched_bytes(message)) {
+    if (status_.take_searched(*bytes, steady::now())) changed_.notify_all();
+  }
+}
+
+void live_monitor::show_until_ended() {
+  std::unique_lock lock(mutex_);
+  while (!ended_) {
+    const auto now = steady::now();
+    if (const std::string text = status_.show(now); !text.empty()) {
+      // A terminal that has been stopped must not stop the capture.
+      lock.unlock();
+      write_(text);
+      lock.lock();
+      if (ended_) return;
+    }
+    changed_.wait_until(lock, std::min(status_.next(), now + longest_wait));
+  }
+}
+
+}  // namespace veltra::host

@@ -1,0 +1,53 @@
+// live_monitor.h - shows the state of a capture while the run waits for its input.
+#pragma once
+
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <string_view>
+#include <thread>
+
+#include "host/capture/packet.h"
+#include "host/live/live_status.h"
+
+namespace veltra::host {
+
+// The bytes that the search for the database's UUID has, if the plug-in's message
+// tells them.
+std::optional<std::uint64_t> searched_bytes(std::string_view message);
+
+// A thread that writes what a live_status has to say when its time has come, since
+// the run itself may wait for a byte for ever. The functions may be called on any
+// thread.
+class live_monitor {
+ public:
+  // Puts text on the terminal; called on one thread at a time.
+  using writer = std::function<void(std::string_view)>;
+
+  live_monitor(live_status_options options, writer write);
+  live_monitor(const live_monitor&) = delete;
+  live_monitor& operator=(const live_monitor&) = delete;
+
+  // Ends the thread and takes the line off the terminal.
+  ~live_monitor();
+
+  void take(const packet& packet);
+
+  // One of the plug-in's messages: they tell when the port is opened, and how much
+  // came while the database's UUID is searched.
+  void take_message(std::string_view message);
+
+ private:
+  void show_until_ended();
+
+  std::mutex mutex_;  // guards all that follows but the thread
+  std::condition_variable changed_;
+  live_status status_;
+  const writer write_;
+  bool ended_ = false;
+  std::thread thread_;
+};
+
+}  // namespace veltra::host

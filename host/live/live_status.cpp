@@ -1,0 +1,128 @@
+#include "host/live/live_status.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <iterator>
+#include <string_view>
+#include <utility>
+
+#include "host/capture/summary.h"
+
+namespace veltra::host {
+
+namespace {
+
+constexpr std::chrono::milliseconds redraw_interval{250};
+constexpr std::chrono::seconds speed_interval{1};
+// Carriage return, then the control sequence that erases to the end of the line
+// (ECMA-48, EL).
+constexpr const char* start_of_clear_line = "\r\x1b[K";
+
+struct layer_kind {
+  const char* name;
+  std::string_view prefixes[2];  // of the layers' names
+};
+
+constexpr layer_kind kinds[] = {{"ip", {"ip", "ip"}},
+                                {"rrc", {"lte_rrc", "lte-rrc"}},
+                                {"nas", {"nas", "nas"}},
+                                {"at", {"at", "at"}},
+                                {"tls", {"handshake_", "session_"}}};
+
+std::uint64_t packets_of(const layer_kind& kind, const run_statistics& statistics) {
+  std::uint64_t packets = 0;
+  for (const auto& [layer, count] : statistics.packets_by_layer()) {
+    if (layer.starts_with(kind.prefixes[0]) || layer.starts_with(kind.prefixes[1])) {
+      packets += count;
+    }
+  }
+  return packets;
+}
+
+std::string format_elapsed(std::chrono::steady_clock::duration elapsed) {
+  const auto seconds = std::chrono::floor<std::chrono::seconds>(elapsed).count();
+  return fmt::format("{:02}:{:02}:{:02}", seconds / 3600, seconds / 60 % 60, seconds % 60);
+}
+
+}  // namespace
+
+live_status::live_status(live_status_options options) : options_(std::move(options)) {}
+
+void live_status::begin(time_point now) {
+  running_ = true;
+  begin_ = last_arrival_ = next_draw_ = mark_ = now;
+}
+
+bool live_status::take(const packet& packet, time_point now) {
+  statistics_.add(packet);
+  if (!is_raw(packet)) return false;
+  // What was searched comes as one packet.
+  searched_ = 0;
+  return arrived(now);
+}
+
+bool live_status::take_searched(std::uint64_t bytes, time_point now) {
+  searched_ = bytes;
+  return arrived(now);
+}
+
+bool live_status::arrived(time_point now) {
+  last_arrival_ = now;
+  return std::exchange(silent_, false);
+}
+
+std::uint64_t live_status::bytes() const {
+  return statistics_.raw_bytes() + searched_;
+}
+
+std::string live_status::counters(time_point now) {
+  if (now - mark_ >= speed_interval) {
+    speed_ = static_cast<double>(bytes() - bytes_at_mark_) /
+             std::chrono::duration<double>(now - mark_).count();
+    mark_ = now;
+    bytes_at_mark_ = bytes();
+  }
+  std::string text = fmt::format("{}  {}  {}/s", format_elapsed(now - begin_),
+                                 format_bytes(static_cast<double>(bytes())), format_bytes(speed_));
+  if (searched_ > 0) return text + "  searching for the database's UUID";
+  for (const layer_kind& kind : kinds) {
+    fmt::format_to(std::back_inserter(text), "  {} {}", kind.name, packets_of(kind, statistics_));
+  }
+  fmt::format_to(std::back_inserter(text), "  dropped {}", statistics_.dropped_traces());
+  return text;
+}
+
+std::string live_status::show(time_point now) {
+  std::string text;
+  if (!running_) return text;
+  if (!silent_ && now - last_arrival_ >= options_.silence) {
+    silent_ = true;
+    text = clear();
+    fmt::format_to(
+        std::back_inserter(text),
+        "veltra: nothing has arrived on {} for {} seconds. Usual causes: the wrong port (\"veltra "
+        "devices\" lists them), a baud rate that is not the modem's, or a trace that is not "
+        "enabled in the modem. Still waiting; Ctrl-C ends.\n",
+        options_.port, std::chrono::floor<std::chrono::seconds>(options_.silence).count());
+    next_draw_ = now;
+  }
+  if (options_.with_counters && now >= next_draw_) {
+    next_draw_ = now + redraw_interval;
+    text += start_of_clear_line + counters(now);
+    drawn_ = true;
+  }
+  return text;
+}
+
+live_status::time_point live_status::next() const {
+  if (!running_) return time_point::max();
+  const time_point told = silent_ ? time_point::max() : last_arrival_ + options_.silence;
+  return options_.with_counters ? std::min(next_draw_, told) : told;
+}
+
+std::string live_status::clear() {
+  return std::exchange(drawn_, false) ? start_of_clear_line : "";
+}
+
+}  // namespace veltra::host

@@ -1,0 +1,68 @@
+// live_status.h - what a terminal shows while a capture runs.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+
+#include "host/capture/packet.h"
+#include "host/capture/run_statistics.h"
+
+namespace veltra::host {
+
+struct live_status_options {
+  std::string port;                         // as the user knows it
+  bool with_counters = true;                // a line that is redrawn, for a terminal
+  std::chrono::milliseconds silence{5000};  // after which a person is told
+};
+
+// Counts what comes and decides what to show and when. It knows no clock and
+// writes nothing itself: the time comes with every call and never goes back. Not
+// synchronised.
+class live_status {
+ public:
+  using time_point = std::chrono::steady_clock::time_point;
+
+  explicit live_status(live_status_options options);
+
+  // The port is about to be open; nothing is shown before.
+  void begin(time_point now);
+
+  // A packet came. Returns true when next() may be earlier than before.
+  bool take(const packet& packet, time_point now);
+
+  // The search for the database's UUID has `bytes` of the trace so far. Returns as
+  // take() does.
+  bool take_searched(std::uint64_t bytes, time_point now);
+
+  // What to write to the terminal now, control characters included; often nothing.
+  std::string show(time_point now);
+
+  // When show() has something to say at the latest if nothing comes;
+  // time_point::max() for never.
+  time_point next() const;
+
+  // Takes the line off the terminal.
+  std::string clear();
+
+ private:
+  bool arrived(time_point now);
+  std::uint64_t bytes() const;
+  std::string counters(time_point now);
+
+  const live_status_options options_;
+  run_statistics statistics_;
+  std::uint64_t searched_ = 0;  // bytes, not delivered yet
+  bool running_ = false;
+  bool silent_ = false;  // and a person was told
+  bool drawn_ = false;
+  time_point begin_{};
+  time_point last_arrival_{};
+  time_point next_draw_{};
+  // The speed is that of the time since the mark, which moves on every second.
+  time_point mark_{};
+  std::uint64_t bytes_at_mark_ = 0;
+  double speed_ = 0;  // bytes per second
+};
+
+}  // namespace veltra::host
