@@ -110,7 +110,8 @@ exit_code run_capture(capture_request request) {
     fmt::print(stderr, "{}",
                format_summary(statistics, {.output = output.name(),
                                            .elapsed = std::chrono::steady_clock::now() - begin,
-                                           .interrupted = interrupted && !request.live}));
+                                           .interrupted = interrupted && !request.live,
+                                           .left_out = output.writer().left_out()}));
   }
   if (failure) throw explain_run_failure(failure, request.input, request.options.database, keep);
   if (!keep) {
