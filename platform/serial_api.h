@@ -102,8 +102,7 @@ static_assert(sizeof(DCB) == 28 && offsetof(DCB, XonLim) == 14 && offsetof(DCB, 
 
 // What the driver holds, in bytes.
 struct COMSTAT {
-  DWORD cbInQue;   // received and not yet read
-  DWORD cbOutQue;  // written and not yet sent
+  DWORD cbInQue;  // received and not yet read
 };
 
 // One read under way. It belongs to the layer from ReadFile() until the read is

@@ -91,11 +91,8 @@ DWORD port::purge(DWORD flags) {
 
 DWORD port::get_status(COMSTAT& status) const {
   int received = 0;
-  int unsent = 0;
   if (ioctl(descriptor_, FIONREAD, &received) != 0) return device_error(descriptor_);
-  if (ioctl(descriptor_, TIOCOUTQ, &unsent) != 0) return device_error(descriptor_);
   status.cbInQue = static_cast<DWORD>(received);
-  status.cbOutQue = static_cast<DWORD>(unsent);
   return 0;
 }
 

@@ -3,11 +3,11 @@
 #include <fmt/format.h>
 
 #include <array>
-#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <fstream>
 #include <memory>
+#include <random>
 
 #include "platform/file.h"
 
@@ -45,10 +45,12 @@ fs::path behind_link(const fs::path& path) {
   return error ? path : target;
 }
 
+// Random, because a cache may be shared by machines or containers in which process
+// numbers repeat.
 fs::path new_part_path(const fs::path& target) {
-  static std::atomic<unsigned> count = 0;  // a process may hold several instances
+  std::random_device random;
   return target.parent_path() /
-         fmt::format("{}{}-{}{}", part_prefix, platform::process_id(), ++count, part_extension);
+         fmt::format("{}{:08x}{:08x}{}", part_prefix, random(), random(), part_extension);
 }
 
 bool is_part(const fs::path& path) {

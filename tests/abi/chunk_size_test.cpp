@@ -58,7 +58,8 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(accepted_size{"1", 5, 1}, accepted_size{"100", 250, 100},
                     accepted_size{"100.9", 250, 100}, accepted_size{"100.0", 250, 100},
                     accepted_size{"1.999", 3, 1}, accepted_size{"1e2", 250, 100},
-                    accepted_size{"4096", 5000, 4096},
+                    accepted_size{"4096", 5000, 4096}, accepted_size{"1500000", 4000000, 1500000},
+                    accepted_size{"2097152", 4000000, 2097152},
                     // larger than the file, without so much memory being taken
                     accepted_size{"1000000", 5000, 5000}, accepted_size{"4294967296", 5000, 5000},
                     accepted_size{"4294967297", 5000, 5000},

@@ -195,6 +195,25 @@ TEST_F(serial_read, several_threads_share_the_bytes_and_lose_none) {
   EXPECT_EQ(port.bytes_available(), 0U);
 }
 
+TEST_F(serial_read, a_read_of_little_is_not_held_up_by_one_of_much) {
+  zet_serialport port("COM1");
+  port.open(std::nullopt, false);
+  for (int round = 0; round < 200 && !HasFailure(); ++round) {
+    std::string little;
+    std::string much;
+    std::thread first([&] { EXPECT_NO_THROW(port.read(little, 1, milliseconds(5000))); });
+    std::thread second([&] { port.read(much, 100, milliseconds(20000)); });
+    // Rounds differ in how far both reads have come before the bytes do.
+    for (int pause = 0; pause < round; ++pause) std::this_thread::yield();
+    script_.deliver("x");
+    first.join();
+    EXPECT_EQ(little, "x");
+    script_.deliver(std::string(100, 'y'));
+    second.join();
+    EXPECT_EQ(much.size(), 100U);
+  }
+}
+
 TEST_F(serial_read, closing_ends_a_worker_on_a_line_that_never_falls_silent) {
   zet_serialport port("COM1");
   script_.never_fall_silent();

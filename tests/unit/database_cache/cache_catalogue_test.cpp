@@ -1,0 +1,184 @@
+// Where the catalogue comes from and when it is kept.
+#include "tests/unit/database_cache/cache_sync_fixture.h"
+
+namespace veltra {
+namespace {
+
+TEST_F(cache_sync_test, locations_are_needed_for_an_update) {
+  config_.erase("trace_db_locations");
+  EXPECT_EQ(error_of_sync(), "trace_db_locations when update_cache is true");
+}
+
+TEST_F(cache_sync_test, an_empty_list_of_locations_is_refused) {
+  config_["trace_db_locations"] = json::array();
+  EXPECT_EQ(error_of_sync(), "trace_db_locations is empty");
+}
+
+TEST_F(cache_sync_test, without_an_update_the_cached_catalogue_is_used) {
+  const auto listed = database("fw.json", cached_);
+  for (const char* update : {"absent", "false"}) {
+    cache_catalogue(old_time, {listed});
+    config_.erase("update_cache");
+    if (update == std::string("false")) config_["update_cache"] = false;
+    fs::remove_all(path("modem"));
+    sync();
+    EXPECT_EQ(cached_file("modem/1.0/uuid-of-fw.json/fw.json"), cached_) << update;
+  }
+  EXPECT_THAT(server_.targets(), ElementsAre("/fw.json", "/fw.json"));
+}
+
+TEST_F(cache_sync_test, without_an_update_the_list_of_locations_may_be_empty_or_absent) {
+  cache_catalogue(old_time, {});
+  config_["update_cache"] = false;
+  config_["trace_db_locations"] = json::array();
+  sync();
+  config_.erase("trace_db_locations");
+  sync();
+  EXPECT_THAT(log_.lines(), IsEmpty());
+}
+
+TEST_F(cache_sync_test, without_an_update_a_cache_without_catalogue_is_refused) {
+  config_["update_cache"] = false;
+  EXPECT_EQ(error_of_sync(), "cannot open file: " + path("config.json"));
+  EXPECT_THAT(server_.targets(), IsEmpty());
+}
+
+TEST_F(cache_sync_test, the_first_catalogue_is_kept_as_it_came) {
+  const std::string text = catalogue_of(old_time, {}).dump(4) + "\r\n";
+  server_.answer("/config.json", text);
+  sync();
+  EXPECT_EQ(cached_file("config.json"), text);
+  EXPECT_THAT(log_.lines(), ElementsAre(progress("Trying to download database config.json"),
+                                        progress("write new config.json")));
+}
+
+TEST_F(cache_sync_test, a_newer_catalogue_replaces_the_cached_one) {
+  cache_catalogue(old_time, {database("old.json", "old")});
+  publish(new_time, {});
+  sync();
+  EXPECT_EQ(cached_file("config.json"), catalogue_of(new_time, {}).dump());
+  EXPECT_THAT(log_.lines(), ElementsAre(progress("Trying to download database config.json"),
+                                        progress("check if config.json is up-to-date"),
+                                        progress("write new config.json")));
+}
+
+TEST_F(cache_sync_test, a_catalogue_of_the_same_time_or_older_does_not_replace_the_cached_one) {
+  for (const char* published : {new_time, old_time}) {
+    cache_catalogue(new_time, {});
+    publish(published, {database("fw.json", cached_)});
+    sync();
+    EXPECT_EQ(cached_file("config.json"), catalogue_of(new_time, {}).dump());
+    EXPECT_THAT(log_.lines(), ElementsAre(progress("Trying to download database config.json"),
+                                          progress("check if config.json is up-to-date")));
+  }
+}
+
+TEST_F(cache_sync_test, a_time_that_cannot_be_read_is_older_than_any_other) {
+  cache_catalogue("unknown", {});
+  publish(old_time, {});
+  sync();
+  EXPECT_EQ(cached_file("config.json"), catalogue_of(old_time, {}).dump());
+}
+
+TEST_F(cache_sync_test, a_location_that_fails_is_told_and_the_next_one_tried) {
+  publish(old_time, {});
+  server_.answer("/third", catalogue_of(new_time, {}).dump());
+  config_["trace_db_locations"] = {"file:///no/such/config.json", "${root}config.json",
+                                   server_.url("/third")};
+  sync();
+  EXPECT_THAT(log_.lines(), ElementsAre(progress("Trying to download database config.json"),
+                                        log_line{5,
+                                                 "Failed to download config.json. Reason: "
+                                                 "Couldn't open file /no/such/config.json"},
+                                        progress("Trying to download database config.json"),
+                                        progress("write new config.json")));
+  EXPECT_THAT(server_.targets(), ElementsAre("/config.json"));
+  EXPECT_EQ(cached_file("config.json"), catalogue_of(old_time, {}).dump());
+}
+
+TEST_F(cache_sync_test, a_catalogue_that_is_cut_off_counts_as_failed) {
+  http_response response;
+  response.body = catalogue_of(new_time, {}).dump();
+  response.cut_off_after = 10;
+  server_.answer("/cut", response);
+  publish(old_time, {});
+  config_["trace_db_locations"] = {"${root}cut", "${root}config.json"};
+  sync();
+  EXPECT_THAT(log_.lines()[1].message,
+              StartsWith("Failed to download config.json. Reason: transfer closed with"));
+  EXPECT_EQ(cached_file("config.json"), catalogue_of(old_time, {}).dump());
+}
+
+TEST_F(cache_sync_test, locations_that_all_fail_are_listed_as_they_were_written) {
+  config_["root"] = "file:///no/such";
+  config_["trace_db_locations"] = {"${root}a/config.json", "file:///none"};
+  EXPECT_EQ(error_of_sync(),
+            "Unable to download configuration content from any of the following locations:\n"
+            "\t${root}a/config.json\n\tfile:///none");
+  EXPECT_EQ(log_.lines().size(), 4U);
+  EXPECT_FALSE(fs::exists(path("config.json")));
+}
+
+TEST_F(cache_sync_test, an_update_that_fails_does_not_fall_back_to_the_cached_catalogue) {
+  cache_catalogue(old_time, {});
+  config_["trace_db_locations"] = {"file:///none"};
+  EXPECT_THAT(error_of_sync(), StartsWith("Unable to download configuration content"));
+  EXPECT_EQ(cached_file("config.json"), catalogue_of(old_time, {}).dump());
+}
+
+TEST_F(cache_sync_test, an_empty_body_ends_the_search_for_a_catalogue) {
+  server_.answer("/empty", "");
+  publish(old_time, {});
+  config_["trace_db_locations"] = {"${root}empty", "${root}config.json"};
+  EXPECT_EQ(error_of_sync(),
+            "Unable to download configuration content from any of the following locations:\n"
+            "\t${root}empty\n\t${root}config.json");
+  EXPECT_THAT(server_.targets(), ElementsAre("/empty"));
+}
+
+TEST_F(cache_sync_test, a_location_with_placeholder_and_no_root_ends_the_operation) {
+  config_.erase("root");
+  config_["trace_db_locations"] = {"${root}config.json", server_.url("/config.json")};
+  EXPECT_EQ(error_of_sync(), "root missing from auto_detect_db_config");
+  EXPECT_THAT(log_.lines(), IsEmpty());
+  EXPECT_THAT(server_.targets(), IsEmpty());
+}
+
+TEST_F(cache_sync_test, a_location_may_do_without_a_root) {
+  publish(old_time, {});
+  config_.erase("root");
+  config_["trace_db_locations"] = {server_.url("/config.json")};
+  sync();
+  EXPECT_TRUE(fs::exists(path("config.json")));
+}
+
+TEST_F(cache_sync_test, an_error_page_is_content_and_no_catalogue) {
+  config_["trace_db_locations"] = {"${root}missing", "${root}config.json"};
+  EXPECT_THROW(sync(), json::parse_error);
+  EXPECT_EQ(cached_file("config.json"), "not here\n");  // nothing was there to compare it with
+}
+
+TEST_F(cache_sync_test, an_error_page_does_not_replace_a_cached_catalogue) {
+  cache_catalogue(old_time, {});
+  config_["trace_db_locations"] = {"${root}missing"};
+  EXPECT_THROW(sync(), json::parse_error);
+  EXPECT_EQ(cached_file("config.json"), catalogue_of(old_time, {}).dump());
+}
+
+TEST_F(cache_sync_test, a_cached_catalogue_that_cannot_be_parsed_is_an_error) {
+  cache_.write("config.json", "{");
+  publish(new_time, {});
+  EXPECT_THROW(sync(), json::parse_error);
+}
+
+TEST_F(cache_sync_test, a_catalogue_without_devices_is_refused) {
+  for (const char* devices : {"{}", R"({"devices":null})"}) {
+    json catalogue = {{"firmwares", json::parse(devices)}};
+    cache_.write("config.json", catalogue.dump());
+    config_["update_cache"] = false;
+    EXPECT_THAT(error_of_sync(), HasSubstr("type must be array, but is null"));
+  }
+}
+
+}  // namespace
+}  // namespace veltra

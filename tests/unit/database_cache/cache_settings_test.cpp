@@ -1,0 +1,122 @@
+// The settings of a synchronisation, and its cache directory.
+#include "tests/unit/database_cache/cache_sync_fixture.h"
+
+namespace veltra {
+namespace {
+
+// --- settings ---------------------------------------------------------------
+
+TEST_F(cache_sync_test, settings_without_cache_directory_are_refused) {
+  config_.erase("cache_directory");
+  EXPECT_EQ(error_of_sync(), "cache_directory missing");
+}
+
+TEST_F(cache_sync_test, cache_directory_and_root_are_expanded_and_nothing_else) {
+  publish(old_time, {database("fw.json", cached_)});
+  config_["cache_directory"] = "CACHE";
+  config_["root"] = "ROOT";
+  config_["proxy_setting"] = "";
+  std::vector<std::string> expanded;
+  expand_ = [&](const json& value) {
+    expanded.push_back(value);
+    return value == "CACHE" ? path("") : server_.url("");
+  };
+  sync();
+  EXPECT_THAT(expanded, ElementsAre("CACHE", "ROOT"));
+  EXPECT_EQ(cached_file("modem/1.0/uuid-of-fw.json/fw.json"), cached_);
+}
+
+TEST_F(cache_sync_test, a_failure_of_the_expansion_passes_through) {
+  expand_ = [](const json&) -> std::string { throw std::logic_error("not set"); };
+  EXPECT_THROW(sync(), std::logic_error);
+}
+
+TEST_F(cache_sync_test, settings_of_the_wrong_type_are_type_errors) {
+  const auto error_with = [&](const char* key, const json& value) {
+    const json before = config_;
+    config_[key] = value;
+    const std::string error = error_of_sync();
+    config_ = before;
+    return error;
+  };
+  EXPECT_THAT(error_with("update_cache", "yes"), HasSubstr("type must be boolean, but is string"));
+  EXPECT_THAT(error_with("update_cache", nullptr), HasSubstr("type must be boolean, but is null"));
+  EXPECT_THAT(error_with("trace_db_locations", "url"),
+              HasSubstr("type must be array, but is string"));
+  EXPECT_THAT(error_with("trace_db_locations", {1}),
+              HasSubstr("type must be string, but is number"));
+  EXPECT_THAT(error_with("proxy_setting", 8080), HasSubstr("type must be string, but is number"));
+  EXPECT_THAT(error_with("root", nullptr), HasSubstr("type must be string, but is null"));
+  EXPECT_THAT(error_with("cache_directory", true),
+              HasSubstr("type must be string, but is boolean"));
+  EXPECT_THAT(server_.targets(), IsEmpty());
+}
+
+TEST_F(cache_sync_test, settings_are_read_before_anything_is_created) {
+  config_["cache_directory"] = path("new");
+  config_["root"] = 7;
+  EXPECT_THROW(sync(), json::type_error);
+  EXPECT_FALSE(fs::exists(path("new")));
+}
+
+// --- the cache directory ----------------------------------------------------
+
+TEST_F(cache_sync_test, a_missing_cache_directory_is_created_with_its_parents) {
+  publish(old_time, {});
+  config_["cache_directory"] = path("a/b/c");
+  sync();
+  EXPECT_TRUE(fs::exists(path("a/b/c/config.json")));
+}
+
+TEST_F(cache_sync_test, the_cache_directory_is_created_before_locations_are_missed) {
+  config_["cache_directory"] = path("new");
+  config_.erase("trace_db_locations");
+  EXPECT_EQ(error_of_sync(), "trace_db_locations when update_cache is true");
+  EXPECT_TRUE(fs::is_directory(path("new")));
+}
+
+TEST_F(cache_sync_test, a_cache_directory_that_cannot_be_created_is_a_file_system_error) {
+  cache_.write("file", "");
+  config_["cache_directory"] = path("file/below");
+  try {
+    sync();
+    FAIL() << "no error";
+  } catch (const fs::filesystem_error& error) {
+    EXPECT_THAT(error.what(), HasSubstr("create_directories"));
+    EXPECT_EQ(error.path1(), fs::path(path("file/below")));
+  }
+}
+
+TEST_F(cache_sync_test, a_cache_directory_that_cannot_be_tested_is_a_file_system_error) {
+  config_["cache_directory"] = path(std::string(300, 'x'));
+  try {
+    sync();
+    FAIL() << "no error";
+  } catch (const fs::filesystem_error& error) {
+    EXPECT_THAT(error.what(), HasSubstr("exists"));
+    EXPECT_EQ(error.code(), std::errc::filename_too_long);
+  }
+}
+
+TEST_F(cache_sync_test, a_file_in_place_of_the_cache_directory_holds_no_catalogue) {
+  cache_.write("file", "");
+  config_["cache_directory"] = path("file");
+  config_["update_cache"] = false;
+  EXPECT_EQ(error_of_sync(), "cannot open file: " + path("file/config.json"));
+}
+
+TEST_F(cache_sync_test, a_catalogue_cannot_be_written_into_a_file) {
+  publish(old_time, {});
+  cache_.write("file", "");
+  config_["cache_directory"] = path("file");
+  EXPECT_EQ(error_of_sync(), "unable to open file to write: " + path("file/config.json"));
+}
+
+TEST_F(cache_sync_test, a_database_directory_that_cannot_be_created_is_a_file_system_error) {
+  publish(old_time, {database("fw.json", cached_)});
+  cache_.write("modem", "a file");
+  EXPECT_THAT(error_of_sync(), HasSubstr("create_directories"));
+}
+
+}  // namespace
+}  // namespace veltra
