@@ -115,6 +115,11 @@ exit_code run_capture(capture_request request) {
   }
   if (failure) throw explain_run_failure(failure, request.input, request.options.database, keep);
   if (!keep) {
+    if (interrupted) {
+      throw user_error(exit_code::interrupted,
+                       fmt::format("interrupted before {} gave a packet; no capture was written.",
+                                   request.input));
+    }
     throw explain_nothing_decoded(request.input, request.options.database,
                                   statistics.database_uuid(), statistics.raw_bytes());
   }
