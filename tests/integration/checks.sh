@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # checks.sh - what the scripts here share; to be sourced. Leads into a directory
 # of the test's own, which goes away with it.
 set -euo pipefail
