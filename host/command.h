@@ -17,6 +17,7 @@ using command = std::function<exit_code()>;
 // Each of these adds one subcommand to `app`. When the command line is parsed
 // and names that subcommand, `chosen` is set to its work; nothing runs before
 // main() calls it. `chosen` must outlive the parsing.
+void add_db_command(CLI::App& app, command& chosen);
 void add_decode_command(CLI::App& app, command& chosen);
 void add_simulate_command(CLI::App& app, command& chosen);
 

@@ -29,6 +29,7 @@ int main(int argc, char** argv) {
   app.failure_message(usage_failure);
   veltra::host::command chosen;
   veltra::host::add_decode_command(app, chosen);
+  veltra::host::add_db_command(app, chosen);
   veltra::host::add_simulate_command(app, chosen);
 
   try {

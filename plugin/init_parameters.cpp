@@ -2,11 +2,11 @@
 
 #include <filesystem>
 #include <stdexcept>
-#include <system_error>
 
 #include "implementation/json_numbers.h"
 #include "platform/file.h"
 #include "plugin/database/cache_sync.h"
+#include "plugin/database/file_io.h"
 #include "plugin/path_parameter.h"
 
 namespace veltra {
@@ -17,17 +17,10 @@ using kovax::json;
 
 constexpr const char* no_input = "veltra plugin missing trace file path or serialport";
 
-bool is_there(const std::filesystem::path& path) {
-  std::error_code error;
-  const bool found = std::filesystem::exists(path, error);
-  if (error) throw std::filesystem::filesystem_error("exists", path, error);
-  return found;
-}
-
 // The file that `key` names, UTF-8, or an empty text when none is named.
 std::string read_existing_file(const json& parameters, const char* key, const char* if_missing) {
   const std::filesystem::path path = resolve_path_parameter(parameters, key);
-  if (!path.empty() && !is_there(path)) throw std::runtime_error(if_missing);
+  if (!path.empty() && !path_exists(path)) throw std::runtime_error(if_missing);
   return platform::path_to_utf8(path);
 }
 

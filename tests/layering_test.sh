@@ -24,7 +24,16 @@ forbid platform 'plugin|decoder|host|kovax|dekodrix|implementation'
 forbid decoder 'plugin|host|kovax|platform'
 forbid plugin 'decoder|host/'
 forbid plugin/database 'plugin/[a-z_]+\.h|dekodrix'
-forbid host 'plugin|decoder|dekodrix|implementation/zet'
+forbid host 'decoder|dekodrix|implementation/zet'
+# The database commands use the plug-in's own code for databases; all else knows
+# the plug-in only through its interface.
+forbid "$(find host -mindepth 1 -maxdepth 1 ! -name database ! -name CMakeLists.txt)" plugin
+beyond=$(grep -rnE '^ *# *include *[<"]plugin/' host/database |
+  grep -vE '"plugin/(database/[a-z_]+|database_collection|path_parameter|trace_db_[a-z]+)\.h"') || true
+[ -z "$beyond" ] || {
+  printf 'host/database must not include beyond the libraries for databases:\n%s\n' "$beyond"
+  status=1
+}
 
 # The JSON library is tied to our assertion only when it comes through this header.
 direct=$(grep -rnE '^ *# *include *<nlohmann' include platform plugin decoder host tests fuzz bench \

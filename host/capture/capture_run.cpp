@@ -16,6 +16,7 @@
 #include "host/capture/source_parameters.h"
 #include "host/capture/source_session.h"
 #include "host/capture/summary.h"
+#include "host/database/database_failure.h"
 #include "host/output_file.h"
 #include "host/user_error.h"
 #include "platform/file.h"
@@ -37,11 +38,31 @@ std::string parameter_text(const capture_request& request) {
   }
 }
 
-source_session::log_handler log_to_stderr(bool verbose) {
-  if (!verbose) return {};
-  return [](std::int32_t level, std::string_view message) {
-    fmt::print(stderr, "[{}] {}\n", level, message);
+// What the plug-in tells is remembered, to explain a failure by it.
+source_session::log_handler log_to(database_log& log, bool verbose) {
+  return [&log, verbose](std::int32_t level, std::string_view message) {
+    log.take(message);
+    if (verbose) fmt::print(stderr, "[{}] {}\n", level, message);
   };
+}
+
+user_error explain_init(const source_failure& failure, const capture_request& request,
+                        const database_log& log) {
+  const database_options& database = request.options.database;
+  if (database.file.empty()) {
+    if (auto known = explain_sync_failure(failure.message, database, log)) return *known;
+  }
+  return explain_init_failure(failure, request.input, database);
+}
+
+user_error explain_run(const source_failure& failure, const capture_request& request,
+                       const database_log& log, bool kept) {
+  const database_options& database = request.options.database;
+  if (database.file.empty()) {
+    auto known = explain_search_failure(failure.message, request.input, database, log);
+    if (known) return *known;
+  }
+  return explain_run_failure(failure, request.input, database, kept);
 }
 
 // The output of a run with the writer that fills it.
@@ -79,9 +100,10 @@ class capture_output {
 
 exit_code run_capture(capture_request request) {
   const plugin_library plugin(platform::path_from_utf8(request.options.plugin));
-  source_session session(plugin, log_to_stderr(request.options.verbose));
+  database_log log;
+  source_session session(plugin, log_to(log, request.options.verbose));
   if (const source_failure failure = session.init(parameter_text(request))) {
-    throw explain_init_failure(failure, request.input, request.options.database);
+    throw explain_init(failure, request, log);
   }
   capture_output output(request.options.output);
 
@@ -113,7 +135,7 @@ exit_code run_capture(capture_request request) {
                                            .interrupted = interrupted && !request.live,
                                            .left_out = output.writer().left_out()}));
   }
-  if (failure) throw explain_run_failure(failure, request.input, request.options.database, keep);
+  if (failure) throw explain_run(failure, request, log, keep);
   if (!keep) {
     if (interrupted) {
       throw user_error(exit_code::interrupted,

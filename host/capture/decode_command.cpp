@@ -9,8 +9,8 @@
 
 #include "host/capture/capture_run.h"
 #include "host/capture/progress.h"
-#include "host/capture/source_parameters.h"
 #include "host/command.h"
+#include "host/literal_path.h"
 #include "host/user_error.h"
 #include "platform/file.h"
 

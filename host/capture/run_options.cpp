@@ -2,7 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
-#include "host/capture/source_parameters.h"
+#include "host/literal_path.h"
 #include "platform/file.h"
 
 namespace veltra::host {
@@ -19,15 +19,7 @@ void add_database_options(CLI::App& command, database_options& options) {
   CLI::Option* cache = group->add_option(
       "--cache", options.cache, "Directory of databases, searched for the UUID in the trace");
   group->require_option(1);
-  command
-      .add_option("--location", options.locations,
-                  "Where the cache's catalogue config.json is; may be given again, the best first")
-      ->needs(cache);
-  command.add_option("--root", options.root, "What ${root} in a location or the catalogue means")
-      ->needs(cache);
-  command.add_option("--proxy", options.proxy, "Proxy for downloads, address with port")
-      ->needs(cache);
-  command.add_flag("--update", options.update, "Fetch the catalogue before starting")->needs(cache);
+  add_catalogue_options(command, options, cache);
 }
 
 }  // namespace
@@ -55,12 +47,7 @@ void add_run_parameters(kovax::json& parameters, const run_options& options) {
     parameters["db_file_path"] = literal_path(platform::path_from_utf8(database.file));
     return;
   }
-  kovax::json& automatic = parameters["auto_detect_db_config"];
-  automatic["cache_directory"] = literal_path(platform::path_from_utf8(database.cache));
-  automatic["update_cache"] = database.update;
-  if (!database.locations.empty()) automatic["trace_db_locations"] = database.locations;
-  if (!database.root.empty()) automatic["root"] = database.root;
-  if (!database.proxy.empty()) automatic["proxy_setting"] = database.proxy;
+  parameters["auto_detect_db_config"] = cache_parameters(database);
 }
 
 }  // namespace veltra::host

@@ -3,8 +3,8 @@
 
 #include <cstdint>
 #include <string>
-#include <vector>
 
+#include "host/database/database_options.h"
 #include "implementation/json.h"
 
 namespace CLI {
@@ -12,17 +12,6 @@ class App;
 }
 
 namespace veltra::host {
-
-// Which trace database decodes: one that is named, or one that is found in a
-// cache by the UUID in the stream. Exactly one of the two is set.
-struct database_options {
-  std::string file;
-  std::string cache;                   // directory of the cache
-  std::vector<std::string> locations;  // of the catalogue, the best first
-  std::string root;                    // what ${root} in locations stands for
-  std::string proxy;
-  bool update = false;  // fetch the catalogue
-};
 
 struct output_options {
   std::string file;  // "-" is standard output; may be empty while it has a default

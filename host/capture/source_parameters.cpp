@@ -4,8 +4,6 @@
 
 #include <string_view>
 
-#include "platform/file.h"
-
 namespace veltra::host {
 
 namespace {
@@ -36,16 +34,6 @@ constexpr explanation init_explanations[] = {
 };
 
 }  // namespace
-
-std::string literal_path(const std::filesystem::path& path) {
-  std::filesystem::path literal = path;
-  if (path.is_absolute() && platform::path_to_utf8(path).find('~') != std::string::npos) {
-    // A tilde in a relative path is a name.
-    literal = path.lexically_proximate(std::filesystem::current_path());
-  }
-  std::string text = platform::path_to_utf8(literal);
-  return text.starts_with("${") ? "./" + text : text;
-}
 
 user_error explain_init_failure(const source_failure& failure, const std::string& input,
                                 const database_options& database) {

@@ -1,8 +1,7 @@
-// source_parameters.h - what the host tells the plug-in, and what its refusals mean.
+// source_parameters.h - what the plug-in's refusals mean.
 #pragma once
 
 #include <cstdint>
-#include <filesystem>
 #include <string>
 
 #include "host/capture/run_options.h"
@@ -10,10 +9,6 @@
 #include "host/user_error.h"
 
 namespace veltra::host {
-
-// A path in a form that the plug-in takes literally: it would replace "~" in an
-// absolute path and a whole text of the form ${env:NAME}.
-std::string literal_path(const std::filesystem::path& path);
 
 // Each of these turns a failure into a sentence with the next step. The plug-in's
 // own words stay in it; `input` is the input as the user knows it.

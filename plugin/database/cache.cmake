@@ -3,6 +3,7 @@ find_package(Curlpp REQUIRED)
 
 add_library(veltra_database_cache STATIC
   cache_sync.cpp
+  cached_database.cpp
   catalogue.cpp
   database_locator.cpp
   digest.cpp

@@ -8,8 +8,8 @@
 #include <stdexcept>
 
 #include "platform/file.h"
+#include "plugin/database/cached_database.h"
 #include "plugin/database/catalogue.h"
-#include "plugin/database/digest.h"
 #include "plugin/database/download.h"
 #include "plugin/database/json_member.h"
 #include "plugin/database/location.h"
@@ -44,14 +44,6 @@ cache_settings read_settings(const json& config, const text_expansion& expand) {
   settings.proxy = optional_member<std::string>(config, "proxy_setting");
   if (config.contains("root")) settings.root = expand(config["root"]);
   return settings;
-}
-
-// The standard library's own texts differ from one platform to the next.
-bool path_exists(const fs::path& path) {
-  std::error_code error;
-  const bool found = fs::exists(path, error);
-  if (error) throw fs::filesystem_error("exists", path, error);
-  return found;
 }
 
 void make_directories(const fs::path& path) {
@@ -128,15 +120,11 @@ class synchronisation {
     make_directories(directory);
     const fs::path path = database_file(directory, entry);
     log_.progress("check database at path: " + platform::path_to_utf8(path));
-    if (path_exists(path) && database_file_intact(read_file(path), expected_digest(entry))) return;
+    if (check_database(path, entry) == database_state::intact) return;
     const std::string address =
         resolve_location(settings_.root, text_member(member(entry, "database"), "path"));
     log_.progress("try download database: " + text_member(entry, "uuid"));
     write_file(path, download_to_string(address, settings_.proxy), operations_);
-  }
-
-  static std::string expected_digest(const json& entry) {
-    return text_member(member(entry, "database"), "sha256");
   }
 
   const host_log& log_;

@@ -138,6 +138,13 @@ file_operations& system_file_operations() {
   return operations;
 }
 
+bool path_exists(const fs::path& path) {
+  std::error_code error;
+  const bool found = fs::exists(path, error);
+  if (error) throw fs::filesystem_error("exists", path, error);
+  return found;
+}
+
 std::string read_file(const fs::path& path) {
   errno = 0;
   const open_file file(platform::open_file(path, platform::open_mode::read));

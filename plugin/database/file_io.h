@@ -46,6 +46,11 @@ class file_operations {
 // The operations as the system has them. Lives as long as the program.
 file_operations& system_file_operations();
 
+// True if there is a file or directory. Throws std::filesystem::filesystem_error
+// naming "exists" if that cannot be told: the standard library's own texts differ
+// from one platform to the next.
+bool path_exists(const std::filesystem::path& path);
+
 // Returns all bytes of a file. Throws file_error "cannot open file: " + path if
 // it cannot be opened or read to its end.
 std::string read_file(const std::filesystem::path& path);

@@ -1,0 +1,36 @@
+#include "host/database/database_log.h"
+
+namespace veltra::host {
+
+bool split_message(std::string_view message, std::string_view start, std::string_view& rest) {
+  if (!message.starts_with(start)) return false;
+  rest = message.substr(start.size());
+  return true;
+}
+
+void database_log::take(std::string_view message) {
+  std::string_view rest;
+  if (split_message(message, "Failed to download config.json. Reason: ", rest)) {
+    failed_locations_.emplace_back(rest);
+  } else if (split_message(message, "check database at path: ", rest)) {
+    file_ = rest;
+    downloading_.clear();
+  } else if (split_message(message, "try download database: ", rest)) {
+    downloading_ = rest;
+  } else if (message.starts_with("Cached data for locating database UID: ")) {
+    // Every pass of the search names all candidates again.
+    uuid_.clear();
+    rejected_ = 0;
+  } else if (split_message(message, "found UID: ", rest)) {
+    uuid_ = rest;
+  } else if (message == "uuid does not match regex, continue searching ") {
+    uuid_.clear();
+    ++rejected_;
+  } else if (split_message(message, "try to locate db directory ", rest)) {
+    directories_.emplace_back(rest);
+  } else if (split_message(message, "db located at path: ", rest)) {
+    located_ = rest;
+  }
+}
+
+}  // namespace veltra::host

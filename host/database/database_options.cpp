@@ -1,0 +1,62 @@
+#include "host/database/database_options.h"
+
+#include <CLI/CLI.hpp>
+#include <string_view>
+
+#include "host/literal_path.h"
+#include "platform/file.h"
+
+namespace veltra::host {
+
+void add_catalogue_options(CLI::App& command, database_options& options, CLI::Option* cache) {
+  CLI::Option* const location = command.add_option(
+      "--location", options.locations,
+      "Where the cache's catalogue config.json is; may be given again, the best first");
+  const std::vector<CLI::Option*> others = {
+      location,
+      command.add_option("--root", options.root,
+                         "What ${root} in a location or the catalogue means"),
+      command.add_option("--proxy", options.proxy, "Proxy for downloads, address with port"),
+      command.add_flag("--update", options.update, "Fetch the catalogue before starting")
+          ->needs(location)};
+  if (cache == nullptr) return;
+  for (CLI::Option* const option : others) option->needs(cache);
+}
+
+kovax::json cache_parameters(const database_options& options) {
+  kovax::json parameters = {
+      {"cache_directory", literal_path(platform::path_from_utf8(options.cache))},
+      {"update_cache", options.update}};
+  if (!options.locations.empty()) parameters["trace_db_locations"] = options.locations;
+  if (!options.root.empty()) parameters["root"] = options.root;
+  if (!options.proxy.empty()) parameters["proxy_setting"] = options.proxy;
+  return parameters;
+}
+
+std::string sync_command_line(const database_options& options) {
+  std::string line = "veltra db sync --cache " + shell_word(options.cache) + " --update";
+  if (options.locations.empty()) line += " --location URL";
+  for (const std::string& location : options.locations) {
+    line += " --location " + shell_word(location);
+  }
+  if (!options.root.empty()) line += " --root " + shell_word(options.root);
+  if (!options.proxy.empty()) line += " --proxy " + shell_word(options.proxy);
+  return line;
+}
+
+std::string shell_word(const std::string& text) {
+  constexpr std::string_view plain =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_-+./:,@%";
+  if (!text.empty() && text.find_first_not_of(plain) == std::string::npos) return text;
+  std::string word = "'";
+  for (const char c : text) {
+    if (c == '\'') {
+      word += "'\\''";
+    } else {
+      word += c;
+    }
+  }
+  return word + "'";
+}
+
+}  // namespace veltra::host

@@ -1,0 +1,42 @@
+// database_options.h - the options that say which trace database decodes.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "implementation/json.h"
+
+namespace CLI {
+class App;
+class Option;
+}  // namespace CLI
+
+namespace veltra::host {
+
+// Which trace database decodes: one that is named, or one that is found in a
+// cache by the UUID in the stream. Exactly one of the two is set.
+struct database_options {
+  std::string file;
+  std::string cache;                   // directory of the cache
+  std::vector<std::string> locations;  // of the catalogue, the best first
+  std::string root;                    // what ${root} in locations stands for
+  std::string proxy;
+  bool update = false;  // fetch the catalogue
+};
+
+// Adds the options that say where a cache is kept from. They need the option
+// `cache`, if there is one. `options` must outlive the parsing.
+void add_catalogue_options(CLI::App& command, database_options& options, CLI::Option* cache);
+
+// The cache's options as the plug-in's parameter "auto_detect_db_config".
+kovax::json cache_parameters(const database_options& options);
+
+// The `veltra db sync` command line that keeps this cache, with the catalogue
+// fetched anew: ready to be pasted into a shell, "URL" in place of a location
+// that is not known.
+std::string sync_command_line(const database_options& options);
+
+// `text` as one word of a POSIX shell.
+std::string shell_word(const std::string& text);
+
+}  // namespace veltra::host

@@ -1,0 +1,54 @@
+#include "host/database/sync_progress.h"
+
+#include <fmt/format.h>
+
+#include <utility>
+
+#include "platform/file.h"
+
+namespace veltra::host {
+
+sync_progress::sync_progress(std::filesystem::path cache, std::FILE* out)
+    : cache_(std::move(cache)), out_(out) {}
+
+void sync_progress::take(std::int32_t /*level*/, std::string_view message) {
+  log_.take(message);
+  std::string_view rest;
+  if (message == "Trying to download database config.json") {
+    begin_line("config.json", "fetched");
+  } else if (split_message(message, "Failed to download config.json. Reason: ", rest)) {
+    outcome_ = fmt::format("not fetched: {}", rest);
+  } else if (message == "check if config.json is up-to-date") {
+    outcome_ = "up to date";
+  } else if (message == "write new config.json") {
+    outcome_ = "new";
+  } else if (split_message(message, "check database at path: ", rest)) {
+    ++databases_;
+    begin_line(below_cache(rest), "intact");
+  } else if (message.starts_with("try download database: ")) {
+    ++downloads_;
+    outcome_ = "downloaded";
+  }
+}
+
+void sync_progress::finish(bool failed) {
+  if (outcome_.empty()) return;
+  fmt::print(out_, "{}\n", failed ? "failed" : outcome_);
+  std::fflush(out_);
+  outcome_.clear();
+}
+
+void sync_progress::begin_line(const std::string& subject, const char* outcome) {
+  finish(false);
+  fmt::print(out_, "{}: ", subject);
+  std::fflush(out_);
+  outcome_ = outcome;
+}
+
+std::string sync_progress::below_cache(std::string_view file) const {
+  const std::filesystem::path path = platform::path_from_utf8(file);
+  const std::filesystem::path below = path.lexically_relative(cache_);
+  return platform::path_to_utf8(below.empty() || *below.begin() == ".." ? path : below);
+}
+
+}  // namespace veltra::host

@@ -1,0 +1,70 @@
+#include "plugin/database/cached_database.h"
+
+#include <exception>
+
+#include "platform/file.h"
+#include "plugin/database/catalogue.h"
+#include "plugin/database/database_locator.h"
+#include "plugin/database/digest.h"
+#include "plugin/database/file_io.h"
+#include "plugin/database/json_member.h"
+
+namespace veltra {
+
+namespace {
+
+namespace fs = std::filesystem;
+using kovax::json;
+
+// Why the search for a UUID would not come upon `file`; empty if it would.
+std::string reason_hidden(const fs::path& directory, const fs::path& file) {
+  try {
+    const fs::path found = find_database_file(directory);
+    if (found == file) return {};
+    return "the search takes " + platform::path_to_utf8(found.filename()) + " instead";
+  } catch (const std::exception&) {
+    return "the search looks for .json and .gz right in " + platform::path_to_utf8(directory);
+  }
+}
+
+void look_at_file(cached_database& database, const fs::path& directory, const json& entry) {
+  try {
+    database.state = check_database(database.file, entry);
+  } catch (const std::exception& failure) {
+    database.state = database_state::unreadable;
+    database.reason = failure.what();
+  }
+  if (database.state != database_state::intact) return;
+  database.reason = reason_hidden(directory, database.file);
+  if (!database.reason.empty()) database.state = database_state::hidden;
+}
+
+}  // namespace
+
+database_state check_database(const fs::path& file, const json& entry) {
+  if (!path_exists(file)) return database_state::missing;
+  const std::string bytes = read_file(file);
+  return database_file_intact(bytes, text_member(member(entry, "database"), "sha256"))
+             ? database_state::intact
+             : database_state::damaged;
+}
+
+std::vector<cached_database> list_cached_databases(const fs::path& cache_directory) {
+  std::vector<cached_database> databases;
+  const json catalogue = json::parse(read_file(catalogue_path(cache_directory)));
+  for_each_version(catalogue, [&](const std::string& type, const json& entry) {
+    const fs::path directory =
+        database_directory(version_directory(cache_directory, type, entry), entry);
+    cached_database database;
+    database.device = type;
+    database.version = text_member(entry, "version");
+    database.uuid = text_member(entry, "uuid");
+    database.location = text_member(member(entry, "database"), "path");
+    database.file = database_file(directory, entry);
+    look_at_file(database, directory, entry);
+    databases.push_back(std::move(database));
+  });
+  return databases;
+}
+
+}  // namespace veltra

@@ -1,0 +1,152 @@
+// What a cache is found to hold: nothing is changed and nothing downloaded.
+#include "plugin/database/cached_database.h"
+
+#include <gmock/gmock.h>
+
+#include "plugin/database/database_locator.h"
+#include "plugin/database/digest.h"
+#include "plugin/database/file_io.h"
+#include "tests/support/catalogue_builder.h"
+#include "tests/support/temp_directory.h"
+
+namespace veltra {
+namespace {
+
+namespace fs = std::filesystem;
+using test_support::catalogue_of;
+using test_support::listed_database;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+class cached_database_test : public testing::Test {
+ protected:
+  static listed_database listed(const std::string& version, const std::string& path,
+                                const std::string& content) {
+    return {"modem-a", version, "uuid-" + version, path, sha256_hex(content)};
+  }
+
+  void write_catalogue(const std::vector<listed_database>& databases) {
+    cache.write("config.json", catalogue_of("2024-05-01 12:00:00", databases).dump());
+  }
+
+  // The only database of a catalogue that lists one.
+  cached_database only() {
+    const std::vector<cached_database> all = list_cached_databases(cache.path());
+    EXPECT_THAT(all, SizeIs(1));
+    return all.empty() ? cached_database{} : all.front();
+  }
+
+  test_support::temp_directory cache;
+};
+
+TEST_F(cached_database_test, an_intact_database_is_named_with_its_file) {
+  write_catalogue({listed("1.0", "${root}fw.json", "content")});
+  const fs::path file = cache.write("modem-a/1.0/uuid-1.0/fw.json", "content");
+  const cached_database database = only();
+  EXPECT_EQ(database.device, "modem-a");
+  EXPECT_EQ(database.version, "1.0");
+  EXPECT_EQ(database.uuid, "uuid-1.0");
+  EXPECT_EQ(database.location, "${root}fw.json");
+  EXPECT_EQ(database.file, file);
+  EXPECT_EQ(database.state, database_state::intact);
+  EXPECT_THAT(database.reason, IsEmpty());
+}
+
+TEST_F(cached_database_test, a_database_without_a_file_is_missing) {
+  write_catalogue({listed("1.0", "${root}fw.json", "content")});
+  EXPECT_EQ(only().state, database_state::missing);
+}
+
+TEST_F(cached_database_test, a_file_with_another_digest_is_damaged) {
+  write_catalogue({listed("1.0", "${root}fw.json", "content")});
+  cache.write("modem-a/1.0/uuid-1.0/fw.json", "conten");
+  EXPECT_EQ(only().state, database_state::damaged);
+}
+
+TEST_F(cached_database_test, a_directory_in_a_databases_place_is_unreadable_with_the_reason) {
+  write_catalogue({listed("1.0", "${root}fw.json", "content")});
+  fs::create_directories(cache.path() / "modem-a/1.0/uuid-1.0/fw.json");
+  const cached_database database = only();
+  EXPECT_EQ(database.state, database_state::unreadable);
+  EXPECT_THAT(database.reason, HasSubstr("cannot open file: "));
+}
+
+TEST_F(cached_database_test, an_intact_database_under_another_extension_is_hidden) {
+  write_catalogue({listed("1.0", "${root}fw.tgz", "content")});
+  cache.write("modem-a/1.0/uuid-1.0/fw.tgz", "content");
+  const cached_database database = only();
+  EXPECT_EQ(database.state, database_state::hidden);
+  EXPECT_THAT(database.reason, HasSubstr(".json and .gz"));
+}
+
+TEST_F(cached_database_test, an_intact_database_outside_the_cache_is_hidden) {
+  const test_support::temp_directory elsewhere;
+  const fs::path file = elsewhere.write("fw.json", "content");
+  write_catalogue({listed("1.0", "${root}" + file.string(), "content")});
+  const cached_database database = only();
+  EXPECT_EQ(database.file, file);
+  EXPECT_EQ(database.state, database_state::hidden);
+}
+
+TEST_F(cached_database_test, a_file_from_an_earlier_catalogue_that_may_be_found_first_is_told) {
+  write_catalogue({listed("1.0", "${root}new.json", "content")});
+  cache.write("modem-a/1.0/uuid-1.0/new.json", "content");
+  cache.write("modem-a/1.0/uuid-1.0/old.json", "older content");
+  const cached_database database = only();
+  // Which of the two comes first is the file system's choice.
+  const fs::path first = find_database_file(cache.path() / "modem-a/1.0/uuid-1.0");
+  EXPECT_EQ(database.state,
+            first == database.file ? database_state::intact : database_state::hidden);
+  EXPECT_EQ(database.reason, first == database.file ? "" : "the search takes old.json instead");
+}
+
+TEST_F(cached_database_test, every_entry_is_listed_in_the_catalogues_order) {
+  write_catalogue({listed("2.0", "${root}b.json", "b"),
+                   listed("1.0", "${root}a.json", "a"),
+                   {"modem-b", "1.0", "uuid-b", "${root}c.json", sha256_hex("c")}});
+  cache.write("modem-a/1.0/uuid-1.0/a.json", "a");
+  const std::vector<cached_database> all = list_cached_databases(cache.path());
+  ASSERT_THAT(all, SizeIs(3));
+  EXPECT_EQ(all[0].uuid, "uuid-2.0");
+  EXPECT_EQ(all[0].state, database_state::missing);
+  EXPECT_EQ(all[1].uuid, "uuid-1.0");
+  EXPECT_EQ(all[1].state, database_state::intact);
+  EXPECT_EQ(all[2].device, "modem-b");
+}
+
+TEST_F(cached_database_test, nothing_is_made_in_the_cache) {
+  write_catalogue({listed("1.0", "${root}fw.json", "content")});
+  list_cached_databases(cache.path());
+  EXPECT_FALSE(fs::exists(cache.path() / "modem-a"));
+}
+
+TEST_F(cached_database_test, a_cache_without_catalogue_is_an_error_that_names_the_file) {
+  try {
+    list_cached_databases(cache.path());
+    FAIL() << "nothing was thrown";
+  } catch (const file_error& failure) {
+    EXPECT_EQ(failure.what(), "cannot open file: " + (cache.path() / "config.json").string());
+  }
+}
+
+TEST_F(cached_database_test, a_catalogue_that_is_none_is_an_error) {
+  cache.write("config.json", "not here");
+  EXPECT_THROW(list_cached_databases(cache.path()), kovax::json::parse_error);
+  cache.write("config.json", "{}");
+  EXPECT_THROW(list_cached_databases(cache.path()), kovax::json::type_error);
+}
+
+TEST_F(cached_database_test, a_file_without_digest_in_the_catalogue_is_unreadable) {
+  auto catalogue =
+      catalogue_of("2024-05-01 12:00:00", {listed("1.0", "${root}fw.json", "content")});
+  catalogue["firmwares"]["devices"][0]["versions"][0]["database"].erase("sha256");
+  cache.write("config.json", catalogue.dump());
+  cache.write("modem-a/1.0/uuid-1.0/fw.json", "content");
+  const cached_database database = only();
+  EXPECT_EQ(database.state, database_state::unreadable);
+  EXPECT_THAT(database.reason, HasSubstr("type must be string, but is null"));
+}
+
+}  // namespace
+}  // namespace veltra
