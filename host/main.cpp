@@ -13,9 +13,12 @@ namespace {
 
 // What is wrong with the command line, as one line like every other failure.
 std::string usage_failure(const CLI::App* app, const CLI::Error& error) {
-  const auto chosen = app->get_subcommands();
-  const std::string command = chosen.empty() ? "" : " " + chosen.front()->get_name();
-  return fmt::format("veltra: {}; see veltra{} --help.\n", error.what(), command);
+  std::string command = "veltra";
+  while (!app->get_subcommands().empty()) {
+    app = app->get_subcommands().front();
+    command += " " + app->get_name();
+  }
+  return fmt::format("veltra: {}; see {} --help.\n", error.what(), command);
 }
 
 }  // namespace

@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <string>
 
-#include "host/capture/source_parameters.h"
+#include "host/literal_path.h"
 #include "implementation/json.h"
 #include "platform/file.h"
 #include "tests/support/temp_directory.h"
