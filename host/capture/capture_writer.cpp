@@ -63,7 +63,8 @@ void capture_writer::consume(const packet& packet) {
   if (format.kind == packet_kind::ip && !secrets_.reserved()) secrets_.reserve(file_);
   interface& on = interface_of(format.kind);
   ++on.received;
-  on.dropped += dropped_traces(packet);
+  const std::optional<std::uint64_t> dropped = dropped_traces(packet);
+  on.dropped += dropped.value_or(0);
   last_time_ = std::max(last_time_, packet.time);
 
   pcapng::enhanced_packet block;
@@ -78,7 +79,9 @@ void capture_writer::consume(const packet& packet) {
   block.comment = format.comment;
   if (format.kind == packet_kind::at) {
     // Told in a comment only: a direction would change what Wireshark's columns show.
-    block.comment = is_at_command(as_text(packet.payload)) ? "AT command" : "AT answer";
+    block.comment = dropped                                  ? "dropped traces"
+                    : is_at_command(as_text(packet.payload)) ? "AT command"
+                                                             : "AT answer";
   }
   block_.clear();
   pcapng::append_packet(block_, block);

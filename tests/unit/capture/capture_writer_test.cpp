@@ -97,8 +97,9 @@ TEST_F(capture_writer_test, messages_carry_dissector_and_direction) {
   EXPECT_EQ(packets[2].flags, 0U);
 }
 
-TEST_F(capture_writer_test, an_at_text_is_told_as_command_or_answer) {
-  for (const char* text : {"AT+CFUN=1\r\n", "at", "aT", "OK", "A", "", "+CME ERROR: 3"}) {
+TEST_F(capture_writer_test, an_at_text_is_told_as_command_answer_or_warning) {
+  for (const char* text :
+       {"AT+CFUN=1\r\n", "at", "aT", "OK", "A", "", "+CME ERROR: 3", "Dropped traces count: 7"}) {
     put("at", text);
   }
   std::vector<std::string> comments;
@@ -108,7 +109,7 @@ TEST_F(capture_writer_test, an_at_text_is_told_as_command_or_answer) {
     EXPECT_EQ(packet.data.substr(0, 12), pdu("at", direction::unknown, ""));
   }
   EXPECT_THAT(comments, ElementsAre("AT command", "AT command", "AT command", "AT answer",
-                                    "AT answer", "AT answer", "AT answer"));
+                                    "AT answer", "AT answer", "AT answer", "dropped traces"));
 }
 
 TEST_F(capture_writer_test, an_unknown_layer_shows_its_name_and_its_bytes) {

@@ -1,10 +1,11 @@
+#include "host/literal_path.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <string>
 
-#include "host/literal_path.h"
 #include "implementation/json.h"
 #include "platform/file.h"
 #include "tests/support/temp_directory.h"

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
+
 #include "host/capture/dropped_traces.h"
 
 namespace veltra::host {
@@ -42,7 +44,7 @@ TEST(packet, modem_trace_is_raw) {
   EXPECT_TRUE(is_raw({.layer = "modem_trace", .category = {}, .metadata = {}, .payload = {}}));
 }
 
-std::uint64_t dropped(std::string_view layer, std::string_view text) {
+std::optional<std::uint64_t> dropped(std::string_view layer, std::string_view text) {
   return dropped_traces(
       {.layer = layer,
        .category = {},
@@ -56,13 +58,17 @@ TEST(dropped_traces, the_count_of_a_warning_is_read) {
   EXPECT_EQ(dropped("at", "Dropped traces count: 12 more"), 12U);
 }
 
-TEST(dropped_traces, other_packets_and_counts_that_are_none_count_nothing) {
-  EXPECT_EQ(dropped("ip", "Dropped traces count: 7"), 0U);
-  EXPECT_EQ(dropped("at", "dropped traces count: 7"), 0U);
-  EXPECT_EQ(dropped("at", "Dropped traces count: "), 0U);
-  EXPECT_EQ(dropped("at", "Dropped traces count: x"), 0U);
-  EXPECT_EQ(dropped("at", "Dropped traces count: 18446744073709551616"), 0U);
-  EXPECT_EQ(dropped("at", ""), 0U);
+TEST(dropped_traces, a_count_of_zero_is_a_warning_too) {
+  EXPECT_EQ(dropped("at", "Dropped traces count: 0"), 0U);
+}
+
+TEST(dropped_traces, other_packets_and_counts_that_are_none_are_no_warning) {
+  EXPECT_EQ(dropped("ip", "Dropped traces count: 7"), std::nullopt);
+  EXPECT_EQ(dropped("at", "dropped traces count: 7"), std::nullopt);
+  EXPECT_EQ(dropped("at", "Dropped traces count: "), std::nullopt);
+  EXPECT_EQ(dropped("at", "Dropped traces count: x"), std::nullopt);
+  EXPECT_EQ(dropped("at", "Dropped traces count: 18446744073709551616"), std::nullopt);
+  EXPECT_EQ(dropped("at", ""), std::nullopt);
 }
 
 }  // namespace
