@@ -132,10 +132,16 @@ exit_code run_capture(capture_request request) {
     fmt::print(stderr, "{}",
                format_summary(statistics, {.output = output.name(),
                                            .elapsed = std::chrono::steady_clock::now() - begin,
-                                           .interrupted = interrupted && !request.live}));
+                                           .interrupted = interrupted && !request.live,
+                                           .left_out = output.writer().left_out()}));
   }
   if (failure) throw explain_run(failure, request, log, keep);
   if (!keep) {
+    if (interrupted) {
+      throw user_error(exit_code::interrupted,
+                       fmt::format("interrupted before {} gave a packet; no capture was written.",
+                                   request.input));
+    }
     throw explain_nothing_decoded(request.input, request.options.database,
                                   statistics.database_uuid(), statistics.raw_bytes());
   }

@@ -51,7 +51,7 @@ void add_simulate_command(CLI::App& app, command& chosen) {
   const auto given = std::make_shared<arguments>();
 
   CLI::App* const simulate_app = app.add_subcommand(
-      "simulate", "Writes the trace that a modem would send for a session, and its database");
+      "simulate", "Write the trace that a modem would send for a session, and its database");
   simulate_app->add_option("SESSION", given->session, "The session, one message a line (.tsv)")
       ->required();
   simulate_app->add_option("--trace", given->trace, "Where the trace goes; - is standard output")
