@@ -1,18 +1,35 @@
 // veltra - turns a modem trace into a capture.
-#include <kovax/source.h>
+#include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
+#include <string>
 
 #include "host/command.h"
 #include "host/user_error.h"
 
+namespace {
+
+// What is wrong with the command line, as one line like every other failure.
+std::string usage_failure(const CLI::App* app, const CLI::Error& error) {
+  std::string command = "veltra";
+  while (!app->get_subcommands().empty()) {
+    app = app->get_subcommands().front();
+    command += " " + app->get_name();
+  }
+  return fmt::format("veltra: {}; see {} --help.\n", error.what(), command);
+}
+
+}  // namespace
+
 int main(int argc, char** argv) {
   using veltra::host::exit_code;
 
-  CLI::App app{"veltra - turns the trace of an LTE modem into a capture that Wireshark dissects"};
+  CLI::App app{"veltra - turns the trace of an LTE modem into a capture that Wireshark dissects",
+               "veltra"};
   app.require_subcommand(1);
+  app.failure_message(usage_failure);
   veltra::host::command chosen;
   veltra::host::add_decode_command(app, chosen);
   veltra::host::add_capture_command(app, chosen);

@@ -20,22 +20,29 @@ constexpr std::size_t copy_block = std::size_t{1} << 20;
 }  // namespace
 
 output_file::output_file(std::filesystem::path target, access how) : target_(std::move(target)) {
+  std::error_code ignored;
   if (target_ == "-") {
     platform::set_binary_mode(stdout);
-    if (how == access::random) {
-      file_.reset(std::tmpfile());
-      if (!file_) fail("cannot make a temporary file for", errno);
+    file_.reset(stdout);
+  } else if (std::filesystem::is_directory(target_, ignored)) {
+    throw user_error(
+        exit_code::output_failed,
+        fmt::format("cannot write {}: it is a directory; give the name of a file in it.",
+                    platform::path_to_utf8(target_)));
+  } else if (std::filesystem::is_other(target_, ignored)) {
+    file_ = checked(platform::open_file(target_, platform::open_mode::write));
+  } else {
+    if (std::filesystem::is_symlink(target_, ignored)) {
+      auto leads_to = std::filesystem::weakly_canonical(target_, ignored);
+      if (!ignored) target_ = std::move(leads_to);
     }
+    std::filesystem::path temporary = target_;
+    temporary += fmt::format(".{}.part", platform::process_id());
+    file_ = checked(platform::open_file(temporary, platform::open_mode::replace));
+    temporary_ = std::move(temporary);
     return;
   }
-  temporary_ = target_;
-  temporary_ += fmt::format(".{}.part", platform::process_id());
-  file_.reset(platform::open_file(temporary_, platform::open_mode::replace));
-  if (!file_) {
-    const int error = errno;
-    temporary_.clear();
-    fail("cannot write", error);
-  }
+  if (how == access::random) copy_to_ = std::exchange(file_, checked(std::tmpfile()));
 }
 
 output_file::~output_file() {
@@ -46,18 +53,13 @@ output_file::~output_file() {
 }
 
 void output_file::write(std::string_view bytes) {
-  std::FILE* file = file_ ? file_.get() : stdout;
-  if (std::fwrite(bytes.data(), 1, bytes.size(), file) != bytes.size()) {
-    fail("cannot write", errno);
-  }
+  put(file_.get(), bytes);
   size_ += bytes.size();
 }
 
 void output_file::write_at(std::uint64_t offset, std::string_view bytes) {
   seek(offset);
-  if (std::fwrite(bytes.data(), 1, bytes.size(), file_.get()) != bytes.size()) {
-    fail("cannot write", errno);
-  }
+  put(file_.get(), bytes);
   seek(size_);
 }
 
@@ -71,39 +73,55 @@ void output_file::insert(std::uint64_t offset, std::string_view bytes) {
     const auto count = static_cast<std::size_t>(end - begin);
     if (read_at(begin, block.data(), count) != count) fail("cannot re-read", errno);
     seek(begin + bytes.size());
-    if (std::fwrite(block.data(), 1, count, file_.get()) != count) fail("cannot write", errno);
+    put(file_.get(), {block.data(), count});
     end = begin;
   }
   size_ += bytes.size();
   write_at(offset, bytes);
 }
 
+void output_file::finish() {
+  if (copy_to_) {
+    copy_to(copy_to_.get());
+    file_ = std::move(copy_to_);
+  }
+  if (file_) close(std::move(file_));
+}
+
 void output_file::commit() {
-  if (!file_) {
-    if (std::fflush(stdout) != 0) fail("cannot write", errno);
-    return;
-  }
-  if (std::fflush(file_.get()) != 0) fail("cannot write", errno);
-  if (temporary_.empty()) {
-    copy_to_standard_output();
-    return;
-  }
-  if (std::fclose(file_.release()) != 0) fail("cannot write", errno);
+  finish();
+  if (temporary_.empty()) return;
   std::error_code error;
   std::filesystem::rename(temporary_, target_, error);
   if (error) fail("cannot write", error.value());
   temporary_.clear();
 }
 
-void output_file::copy_to_standard_output() {
+void output_file::copy_to(std::FILE* target) {
   std::vector<char> block(copy_block);
   for (std::uint64_t offset = 0; offset < size_;) {
     const std::size_t count = read_at(offset, block.data(), block.size());
     if (count == 0) fail("cannot re-read", errno);
-    if (std::fwrite(block.data(), 1, count, stdout) != count) fail("cannot write", errno);
+    put(target, {block.data(), count});
     offset += count;
   }
-  if (std::fflush(stdout) != 0) fail("cannot write", errno);
+}
+
+void output_file::close(file_handle file) {
+  // Standard output is not ours to close.
+  if (std::fflush(file.get()) != 0) fail("cannot write", errno);
+  if (file.get() != stdout && std::fclose(file.release()) != 0) fail("cannot write", errno);
+}
+
+output_file::file_handle output_file::checked(std::FILE* opened) const {
+  if (opened == nullptr) fail("cannot write", errno);
+  return file_handle(opened);
+}
+
+void output_file::put(std::FILE* into, std::string_view bytes) {
+  if (std::fwrite(bytes.data(), 1, bytes.size(), into) != bytes.size()) {
+    fail("cannot write", errno);
+  }
 }
 
 std::size_t output_file::read_at(std::uint64_t offset, char* into, std::size_t count) {

@@ -10,9 +10,13 @@
 namespace veltra::host {
 
 // Writes to a temporary file beside the target and renames it on commit(), so
-// that neither a failure nor a kill leaves half a file under the final name.
-// The name "-" is standard output: with `random` access the bytes wait in an
-// unnamed temporary file until commit(), with `sequential` they go out at once.
+// that neither a failure nor a kill leaves half a file under the final name. A
+// link stays a link: the file that it leads to is replaced.
+//
+// Standard output (the name "-") and whatever else is not a regular file - a
+// device, a named pipe - get the bytes themselves: with `sequential` access at
+// once, with `random` access when they are complete, until when they wait in an
+// unnamed temporary file.
 //
 // One thread at a time. Every failure is a user_error (output_failed) with the
 // file's name and the system's reason.
@@ -20,6 +24,8 @@ class output_file {
  public:
   enum class access { sequential, random };
 
+  // Opens the output; a named pipe waits here for its reader. A directory is
+  // refused.
   output_file(std::filesystem::path target, access how);
   output_file(const output_file&) = delete;
   output_file& operator=(const output_file&) = delete;
@@ -40,22 +46,34 @@ class output_file {
   // Bytes written so far.
   std::uint64_t size() const noexcept { return size_; }
 
-  // Flushes, checks, and puts the file under its final name.
+  // Hands all bytes to the system, checks that it took them, and closes the
+  // file; nothing can be written afterwards. What still can fail then is only
+  // the rename, so that several outputs can be made to appear together.
+  void finish();
+
+  // finish(), unless that was done, then puts the file under its final name.
   void commit();
 
  private:
   struct closer {
-    void operator()(std::FILE* file) const noexcept { std::fclose(file); }
+    void operator()(std::FILE* file) const noexcept {
+      if (file != stdout) std::fclose(file);
+    }
   };
+  using file_handle = std::unique_ptr<std::FILE, closer>;
 
   [[noreturn]] void fail(const char* what, int error) const;
+  file_handle checked(std::FILE* opened) const;
+  void put(std::FILE* into, std::string_view bytes);
   void seek(std::uint64_t offset);
   std::size_t read_at(std::uint64_t offset, char* into, std::size_t count);
-  void copy_to_standard_output();
+  void copy_to(std::FILE* target);
+  void close(file_handle file);
 
   std::filesystem::path target_;
-  std::filesystem::path temporary_;          // empty for standard output
-  std::unique_ptr<std::FILE, closer> file_;  // null when bytes go straight to stdout
+  std::filesystem::path temporary_;  // to be renamed; empty if there is none
+  file_handle file_;                 // takes the bytes; null after finish()
+  file_handle copy_to_;              // gets a copy of file_ in the end; null: file_ is the output
   std::uint64_t size_ = 0;
 };
 

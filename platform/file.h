@@ -17,6 +17,7 @@ std::string path_to_utf8(const std::filesystem::path& path);
 enum class open_mode {
   read,     // an existing file, from its start
   replace,  // a new or emptied file, for writing and reading back
+  write,    // for writing only, as devices and pipes want it
 };
 
 // Opens a file in binary mode. Returns null and sets errno on failure; the

@@ -120,8 +120,14 @@ class capture_output {
   std::unique_ptr<packet_consumer> writer_;
 };
 
-user_error explain_nothing(const capture_request& request, const run_statistics& statistics) {
+user_error explain_nothing(const capture_request& request, const run_statistics& statistics,
+                           bool interrupted) {
   if (request.explain_nothing) return request.explain_nothing(statistics.raw_bytes());
+  if (interrupted) {
+    return {
+        exit_code::interrupted,
+        fmt::format("interrupted before {} gave a packet; no capture was written.", request.input)};
+  }
   return explain_nothing_decoded(request.input, request.options.database,
                                  statistics.database_uuid(), statistics.raw_bytes());
 }
@@ -160,7 +166,8 @@ exit_code run_capture(capture_request request) {
     fmt::print(stderr, "{}",
                format_summary(statistics, {.output = output->name(),
                                            .elapsed = std::chrono::steady_clock::now() - begin,
-                                           .interrupted = end.interrupted() && !request.live}));
+                                           .interrupted = end.interrupted() && !request.live,
+                                           .left_out = output->writer().left_out()}));
   };
   const auto leave_terminal = [&] {
     request.observe = nullptr;
@@ -194,7 +201,7 @@ exit_code run_capture(capture_request request) {
   const bool keep = something && (!failure || request.live);
   if (keep) keep_capture();
   if (failure) throw explain_run(failure, request, log, keep && output != nullptr);
-  if (!keep) throw explain_nothing(request, statistics);
+  if (!keep) throw explain_nothing(request, statistics, end.interrupted());
   return end.interrupted() && !request.live ? exit_code::interrupted : exit_code::ok;
 }
 

@@ -1,6 +1,9 @@
 #include "host/capture/capture_writer.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "host/capture/dropped_traces.h"
@@ -48,11 +51,11 @@ capture_writer::capture_writer(output_file& file) : file_(file) {
 void capture_writer::consume(const packet& packet) {
   if (is_raw(packet)) return;
   if (packet.layer == randbytes_layer) {
-    key_log_.add_randbytes(packet.payload);
+    if (!key_log_.add_randbytes(packet.payload)) ++refused_key_material_;
     return;
   }
   if (packet.layer == master_layer) {
-    key_log_.add_session_master(packet.payload);
+    if (!key_log_.add_session_master(packet.payload)) ++refused_key_material_;
     return;
   }
 
@@ -60,7 +63,8 @@ void capture_writer::consume(const packet& packet) {
   if (format.kind == packet_kind::ip && !secrets_.reserved()) secrets_.reserve(file_);
   interface& on = interface_of(format.kind);
   ++on.received;
-  on.dropped += dropped_traces(packet);
+  const std::optional<std::uint64_t> dropped = dropped_traces(packet);
+  on.dropped += dropped.value_or(0);
   last_time_ = std::max(last_time_, packet.time);
 
   pcapng::enhanced_packet block;
@@ -70,11 +74,14 @@ void capture_writer::consume(const packet& packet) {
   block.payload =
       packet.payload.first(std::min(packet.payload.size(), largest_packet - format.header.size()));
   block.full_payload_size = packet.payload.size();
+  if (block.payload.size() < packet.payload.size()) ++cut_packets_;
   block.way = format.way;
   block.comment = format.comment;
   if (format.kind == packet_kind::at) {
     // Told in a comment only: a direction would change what Wireshark's columns show.
-    block.comment = is_at_command(as_text(packet.payload)) ? "AT command" : "AT answer";
+    block.comment = dropped                                  ? "dropped traces"
+                    : is_at_command(as_text(packet.payload)) ? "AT command"
+                                                             : "AT answer";
   }
   block_.clear();
   pcapng::append_packet(block_, block);
@@ -88,6 +95,19 @@ void capture_writer::finish() {
   }
   file_.write(block_);
   secrets_.fill(file_, key_log_.text());
+}
+
+std::string capture_writer::left_out() const {
+  std::string text;
+  const auto add = [&text](std::uint64_t count, std::string_view thing, std::string_view why) {
+    if (count == 0) return;
+    fmt::format_to(std::back_inserter(text), "{}{} {}{} {}", text.empty() ? "" : ", ", count, thing,
+                   count == 1 ? "" : "s", why);
+  };
+  add(refused_key_material_, "TLS key trace", "of a wrong size");
+  add(key_log_.unused_masters(), "TLS master secret", "without a handshake");
+  add(cut_packets_, "packet", fmt::format("cut to {} bytes", largest_packet));
+  return text;
 }
 
 const capture_writer::layer_format& capture_writer::format_of(std::string_view layer) {

@@ -29,6 +29,9 @@ class capture_writer : public packet_consumer {
   void consume(const packet& packet) override;
   void finish() override;
 
+  // Key material that makes no secrets, and packets that had to be cut.
+  std::string left_out() const override;
+
  private:
   static constexpr std::size_t kinds = 5;
 
@@ -55,6 +58,8 @@ class capture_writer : public packet_consumer {
   std::uint64_t last_time_ = 0;
   secrets_slot secrets_;
   tls_key_log key_log_;
+  std::uint64_t refused_key_material_ = 0;
+  std::uint64_t cut_packets_ = 0;
   std::string block_;  // kept between packets to save its allocation
 };
 

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <memory>
 #include <system_error>
+#include <utility>
 
 #include "host/capture/capture_run.h"
 #include "host/capture/progress.h"
@@ -45,12 +46,13 @@ exit_code decode(decode_options options) {
   refuse_to_overwrite(output, options.trace);
   refuse_to_overwrite(output, options.run.database.file);
 
-  const auto bar = std::make_shared<progress_bar>(platform::is_terminal(stderr) ? stderr : nullptr);
+  // Held by the observer alone: with it, the bar goes away before the summary comes.
+  auto bar = std::make_shared<progress_bar>(platform::is_terminal(stderr) ? stderr : nullptr);
   return run_capture(
       {.parameters = {{"file_path", literal_path(platform::path_from_utf8(options.trace))}},
        .input = options.trace,
        .options = options.run,
-       .observe = [bar](const packet& packet) { bar->update(packet); }});
+       .observe = [bar = std::move(bar)](const packet& packet) { bar->update(packet); }});
 }
 
 }  // namespace

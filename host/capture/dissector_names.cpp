@@ -48,7 +48,7 @@ char lower(char c) {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
-// The words of a name in lower case, each followed by one blank.
+// The words of a name in lower case, each followed by one dot.
 std::string key_of(std::string_view name) {
   constexpr std::string_view separators = "._-";
   std::string key;
@@ -60,7 +60,7 @@ std::string key_of(std::string_view name) {
     if (!word.empty() &&
         std::find(empty_words.begin(), empty_words.end(), word) == empty_words.end()) {
       key += word;
-      key += ' ';
+      key += '.';
     }
     name.remove_prefix(std::min(length + 1, name.size()));
   }

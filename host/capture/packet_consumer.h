@@ -1,6 +1,8 @@
 // packet_consumer.h - what takes the packets of a run.
 #pragma once
 
+#include <string>
+
 #include "host/capture/packet.h"
 
 namespace veltra::host {
@@ -20,6 +22,10 @@ class packet_consumer {
   // No more packets follow: everything still held goes to the output. Called
   // once; the output itself is committed by its owner.
   virtual void finish() = 0;
+
+  // What the output did not take of the packets, in words for the summary; empty
+  // if nothing. After finish().
+  virtual std::string left_out() const { return {}; }
 };
 
 }  // namespace veltra::host

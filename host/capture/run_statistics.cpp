@@ -12,7 +12,7 @@ void run_statistics::add(const packet& packet) {
     return;
   }
   ++decoded_packets_;
-  dropped_traces_ += host::dropped_traces(packet);
+  dropped_traces_ += host::dropped_traces(packet).value_or(0);
   const auto known = packets_by_layer_.find(packet.layer);
   if (known != packets_by_layer_.end()) {
     ++known->second;

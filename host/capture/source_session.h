@@ -28,7 +28,8 @@ class source_session {
   using packet_handler = std::function<void(const packet&)>;
   using log_handler = std::function<void(std::int32_t level, std::string_view message)>;
 
-  // Receives the plug-in's messages; may be empty.
+  // `log` receives the plug-in's messages and may be empty; what it throws is
+  // ignored. `plugin` must outlive the session.
   source_session(const plugin_library& plugin, log_handler log);
   source_session(const source_session&) = delete;
   source_session& operator=(const source_session&) = delete;

@@ -17,9 +17,9 @@ const char* plural(std::uint64_t count) {
 
 std::string format_bytes(double bytes) {
   constexpr const char* units[] = {"kB", "MB", "GB", "TB"};
-  if (bytes < 1000) return fmt::format("{:.0f} B", bytes);
+  // 999.5 would be printed as 1000, and below as 1000.0 what is 999.95.
+  if (bytes < 999.5) return fmt::format("{:.0f} B", bytes);
   std::size_t unit = 0;
-  // 999.95 would be printed as 1000.0.
   for (bytes /= 1000; bytes >= 999.95 && unit + 1 < std::size(units); ++unit) bytes /= 1000;
   return fmt::format("{:.1f} {}", bytes, units[unit]);
 }
@@ -35,6 +35,9 @@ std::string format_summary(const run_statistics& statistics, const summary_facts
     fmt::format_to(out, "  {:<22}{:>9}\n", layer, count);
   }
   fmt::format_to(out, "  {:<22}{:>9}\n", "dropped traces", statistics.dropped_traces());
+  if (!facts.left_out.empty()) {
+    fmt::format_to(out, "  {:<22}{}\n", "left out", facts.left_out);
+  }
   fmt::format_to(out, "  {:<22}{}\n", "database UUID",
                  statistics.database_uuid().empty() ? "none" : statistics.database_uuid());
   const double seconds = std::max(facts.elapsed.count(), 1e-6);

@@ -111,7 +111,7 @@ void add_simulate_command(CLI::App& app, command& chosen) {
   const auto given = std::make_shared<arguments>();
 
   CLI::App* const simulate_app = app.add_subcommand(
-      "simulate", "Plays a session as a modem's trace, to a file or a line, with its database");
+      "simulate", "Play a session as a modem's trace, to a file or a line, with its database");
   simulate_app->add_option("SESSION", given->session, "The session, one message a line (.tsv)")
       ->required();
   CLI::Option* const trace =

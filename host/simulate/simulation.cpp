@@ -39,16 +39,6 @@ bool same_file(const std::filesystem::path& a, const std::filesystem::path& b) {
   return !error && full_a == full_b;
 }
 
-// A rename onto a directory would only fail after all the work is done.
-void check_target(const std::filesystem::path& target) {
-  std::error_code ignored;
-  if (std::filesystem::is_directory(target, ignored)) {
-    refuse(exit_code::output_failed,
-           fmt::format("cannot write {}: it is a directory; give the name of a file in it.",
-                       platform::path_to_utf8(target)));
-  }
-}
-
 void check(const simulate_options& options) {
   const auto extension = options.database.extension();
   if (!options.database.empty() && extension != plain_extension && extension != archive_extension) {
@@ -67,7 +57,6 @@ void check(const simulate_options& options) {
              fmt::format("{} is the session itself and would be overwritten; give another name.",
                          platform::path_to_utf8(target)));
     }
-    check_target(target);
   }
   if (options.repeat == 0) {
     refuse(exit_code::usage, "--repeat 0 would write no message; give 1 or more.");
@@ -90,19 +79,6 @@ void write_trace(const virtual_modem& modem, std::uint64_t repeat, output_file& 
     }
   }
   file.write(block);
-}
-
-// Puts both files under their final names, or none. The database goes first: it
-// is the small one, and of use to nobody without the trace.
-void commit(output_file& database, const std::filesystem::path& database_path, output_file& trace) {
-  database.commit();
-  try {
-    trace.commit();
-  } catch (...) {
-    std::error_code ignored;
-    std::filesystem::remove(database_path, ignored);
-    throw;
-  }
 }
 
 std::string database_bytes(const simulate_options& options, const database_document& database) {
@@ -138,7 +114,11 @@ simulate_result simulate(const simulate_options& options) {
   output_file trace(options.trace, output_file::access::sequential);
   database.write(database_bytes(options, modem.database));
   write_trace(modem, options.repeat, trace);
-  commit(database, options.database, trace);
+  // Both files appear, or none.
+  database.finish();
+  trace.finish();
+  database.commit();
+  trace.commit();
   return {modem.messages, trace.size(), modem.database.uuid};
 }
 

@@ -15,7 +15,15 @@ std::string path_to_utf8(const std::filesystem::path& path) {
 
 std::FILE* open_file(const std::filesystem::path& path, open_mode mode) {
   // "e": not inherited by programs that are started later.
-  return std::fopen(path.c_str(), mode == open_mode::read ? "rbe" : "w+be");
+  switch (mode) {
+    case open_mode::read:
+      return std::fopen(path.c_str(), "rbe");
+    case open_mode::write:
+      return std::fopen(path.c_str(), "wbe");
+    case open_mode::replace:
+      break;
+  }
+  return std::fopen(path.c_str(), "w+be");
 }
 
 int seek_file(std::FILE* file, std::uint64_t offset) {

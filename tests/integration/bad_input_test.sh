@@ -1,0 +1,99 @@
+#!/usr/bin/env bash
+# Every bad input ends with one line that tells the reason, an exit code of its
+# kind, and no file.
+#   bad_input_test.sh VELTRA SESSION.tsv
+. "$(dirname "$0")/checks.sh"
+veltra=$1 session=$2
+usage=2 bad_input=3 nothing_decoded=4 output_failed=6
+
+"$veltra" simulate "$session" --trace trace.bin --database database.json >/dev/null
+"$veltra" simulate "$session" --trace other.bin --database archive.tar.gz >/dev/null
+rm other.bin
+mkdir directory directory.json directory.gz
+: >empty.bin
+: >empty.json
+: >empty.gz
+echo 'no JSON' >text.json
+echo 'no gzip' >text.gz
+echo '{}' >object.json
+cp database.json database.txt
+# The start of a gzip stream, and one with a wrong byte in its middle.
+head -c 100 archive.tar.gz >short.gz
+cp archive.tar.gz broken.gz
+printf '\377\377\377\377\377\377\377\377' | dd of=broken.gz bs=1 seek=200 conv=notrunc 2>/dev/null
+sed 's/"format": "veltra-frames"/"format": "other-frames"/' database.json >foreign.json
+sed 's/"dekodrix_config"/"no_config"/' database.json >unconfigured.json
+# Another firmware's: its core has another master id.
+sed -E 's/"(id|master_id)": 3\b/"\1": 9999/' database.json >firmware.json
+for name in foreign unconfigured firmware; do
+  ! cmp -s $name.json database.json || fail "$name.json is the database itself"
+done
+
+decode() { refused "$1" "$2" "$veltra" decode "${@:3}"; }
+
+# The trace.
+decode $bad_input "no.bin: trace file does not exist" no.bin --database database.json
+decode $bad_input "directory is no regular file" directory --database database.json
+decode $nothing_decoded "empty.bin is empty" empty.bin --database database.json
+decode $nothing_decoded "not one packet came out of $session" "$session" --database database.json
+
+# The database.
+decode $bad_input "no.json: database file does not exist" trace.bin --database no.json
+for name in directory directory.json directory.gz; do
+  decode $bad_input "database $name cannot be read" trace.bin --database $name
+done
+decode $bad_input "database.txt: Database file extension needs to be .gz or .json" \
+  trace.bin --database database.txt
+for name in empty.json text.json object.json; do
+  decode $bad_input "$name: Trace database has missing fields or is invalid" \
+    trace.bin --database $name
+done
+for name in empty.gz text.gz broken.gz; do
+  decode $bad_input "$name: Invalid gzip data" trace.bin --database $name
+done
+decode $bad_input "short.gz holds no decoder configuration" trace.bin --database short.gz
+decode $bad_input "unconfigured.json holds no decoder configuration" \
+  trace.bin --database unconfigured.json
+decode $bad_input "the decoder does not take the configuration in foreign.json" \
+  trace.bin --database foreign.json
+decode $nothing_decoded "that the database belongs to its firmware" \
+  trace.bin --database firmware.json
+
+# The output.
+decode $output_failed "cannot write no/out.pcapng" trace.bin --database database.json -o no/out.pcapng
+decode $output_failed "cannot write directory: it is a directory" \
+  trace.bin --database database.json -o directory
+decode $usage "the output would replace the input trace.bin" \
+  trace.bin --database database.json -o ./trace.bin
+decode $usage "the output would replace the input database.json" \
+  trace.bin --database database.json -o database.json
+if [ -e /dev/full ]; then
+  decode $output_failed "cannot write /dev/full: No space left on device" \
+    trace.bin --database database.json -o /dev/full
+  [ -c /dev/full ] || fail "/dev/full is no device any more"
+fi
+
+# The command line.
+decode $usage "--format: xml not in {pcapng,jsonl}" trace.bin --database database.json --format xml
+decode $usage "--chunk-size: Value 0 not in range" trace.bin --database database.json --chunk-size 0
+decode $usage "--chunk-size: Value many not in range" \
+  trace.bin --database database.json --chunk-size many
+decode $usage "TRACE is required; see veltra decode --help" --database database.json
+decode $usage "Exactly 1 option from" trace.bin
+decode $usage "was not expected: more" trace.bin more --database database.json
+refused $usage "A subcommand is required; see veltra --help" "$veltra"
+
+# The plug-in.
+decode $bad_input "cannot load the plug-in" trace.bin --database database.json --plugin no.kovax
+decode $bad_input "cannot load the plug-in" trace.bin --database database.json --plugin text.json
+
+# The session.
+refused $bad_input no.tsv "$veltra" simulate no.tsv --trace t.bin --database d.json
+refused $bad_input text.json "$veltra" simulate text.json --trace t.bin --database d.json
+refused $output_failed "no/t.bin" "$veltra" simulate "$session" --trace no/t.bin --database d.json
+refused $output_failed "directory" "$veltra" simulate "$session" --trace directory --database d.json
+refused $usage "the same file" "$veltra" simulate "$session" --trace d.json --database d.json
+
+# None of this is because nothing ever works.
+"$veltra" decode trace.bin --database archive.tar.gz -o out.pcapng 2>summary.txt
+[ -s out.pcapng ] || fail "a good input gives no capture"

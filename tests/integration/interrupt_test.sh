@@ -1,0 +1,36 @@
+#!/usr/bin/env bash
+# Ctrl-C in the middle of a run leaves a whole capture of what came before.
+#   interrupt_test.sh VELTRA SESSION.tsv
+. "$(dirname "$0")/checks.sh"
+veltra=$1 session=$2
+set -m # or what runs in the background would ignore Ctrl-C
+
+# Long enough that the run cannot be over before the signal comes.
+"$veltra" simulate "$session" --trace trace.bin --database database.json --repeat 20000 >/dev/null
+
+for signal in INT TERM; do
+  for format in pcapng jsonl; do
+    "$veltra" decode trace.bin --database database.json --chunk-size 16 --format $format \
+      -o out.$format 2>summary.txt &
+    running=$!
+    # The run is under way once packets reach the file.
+    until part=$(ls out.$format.*.part 2>/dev/null) && [ "$(stat -c %s "$part")" -gt 100000 ]; do
+      kill -0 $running 2>/dev/null || fail "the run ended too early" "$(cat summary.txt)"
+      sleep 0.005
+    done
+    kill -$signal $running
+    code=0
+    wait $running || code=$?
+    [ $code = 130 ] || fail "exit code $code after SIG$signal" "$(cat summary.txt)"
+    grep -q 'of trace, interrupted before its end' summary.txt || fail "no word of the interruption"
+    [ "$(ls out.*)" = out.$format ] || fail "other files were left" "$(ls)"
+    mv out.$format $signal.$format
+  done
+  tshark -r $signal.pcapng -c 2000 -T fields -e _ws.col.Protocol >protocols.txt 2>tshark.txt ||
+    fail "tshark does not read the capture" "$(cat tshark.txt)"
+  [ "$(wc -l <protocols.txt)" = 2000 ] || fail "the capture has only $(wc -l <protocols.txt) packets"
+  # Not cut in its last packet, either.
+  capinfos -c $signal.pcapng >capinfos.txt 2>&1 || fail "the capture is not whole" "$(cat capinfos.txt)"
+  [ "$(tail -c 1 $signal.jsonl | od -An -tx1 | tr -d ' ')" = 0a ] || fail "the last line is cut"
+  tail -n 1 $signal.jsonl | grep -q '^{"sequence":.*}}$' || fail "the last line is not whole"
+done

@@ -1,0 +1,301 @@
+#include "host/capture/capture_run.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/command.h"
+#include "host/user_error.h"
+#include "platform/file.h"
+#include "tests/support/temp_directory.h"
+#include "tests/unit/capture/capture_reader.h"
+#include "tests/unit/capture/fake_plugin.h"
+#include "tests/unit/capture/file_content.h"
+#include "tests/unit/simulate/refusal.h"
+
+namespace veltra::host {
+namespace {
+
+using kovax::json;
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
+
+json packet_step(const char* layer, const std::string& text) {
+  return {{"layer", layer},
+          {"category", "network"},
+          {"text", text},
+          {"metadata",
+           R"({"data_offset":1,"data_size":2,"modem_db_path":"/d","modem_db_uuid":"u-1"})"}};
+}
+
+const json raw_step = packet_step("modem_trace", "12345");
+const json wait_step = {{"wait_for_stop", true}};
+const json failed_start = {{"result", 100}, {"message", "device lost"}, {"code", 100}};
+
+// A directory with a script where a trace would be.
+class capture_run_test : public testing::Test {
+ protected:
+  std::filesystem::path at(const char* name) const { return directory_.path() / name; }
+  std::string name_of(const char* name) const { return platform::path_to_utf8(at(name)); }
+  std::vector<std::string> names() const { return names_in(directory_.path()); }
+
+  void script(const json& text) { directory_.write("trace.bin", text.dump()); }
+
+  // Runs `veltra decode` on the script and keeps what it prints on stderr.
+  exit_code decode(std::vector<std::string> more) {
+    std::vector<std::string> arguments = {"decode",     name_of("trace.bin"),
+                                          "--database", "database.json",
+                                          "--plugin",   platform::path_to_utf8(fake_plugin_file())};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    std::reverse(arguments.begin(), arguments.end());
+    CLI::App app;
+    command chosen;
+    add_decode_command(app, chosen);
+    app.parse(arguments);
+    return printing([&] { return chosen(); });
+  }
+
+  // A run without the command line.
+  capture_request request() const {
+    capture_request made;
+    made.parameters = {{"file_path", name_of("trace.bin")}};
+    made.input = "the input";
+    made.options.database.file = "database.json";
+    made.options.output.file = name_of("out.pcapng");
+    made.options.chunk_size = 1;
+    made.options.plugin = platform::path_to_utf8(fake_plugin_file());
+    return made;
+  }
+
+  exit_code run(capture_request made) {
+    return printing([&] { return run_capture(std::move(made)); });
+  }
+
+  template <typename Work>
+  exit_code printing(Work&& work) {
+    testing::internal::CaptureStderr();
+    try {
+      const exit_code code = work();
+      printed_ = testing::internal::GetCapturedStderr();
+      return code;
+    } catch (...) {
+      printed_ = testing::internal::GetCapturedStderr();
+      throw;
+    }
+  }
+
+  test_support::temp_directory directory_;
+  std::string printed_;
+};
+
+TEST_F(capture_run_test, packets_become_a_capture_beside_the_trace) {
+  script({{"steps", {raw_step, packet_step("ip", "E"), packet_step("at", "OK")}}});
+  EXPECT_EQ(decode({}), exit_code::ok);
+  EXPECT_THAT(names(), ElementsAre("trace.bin", "trace.pcapng"));
+  const auto packets = read_packets(content(at("trace.pcapng")));
+  ASSERT_EQ(packets.size(), 2U);
+  EXPECT_EQ(packets[0].data, "E");
+}
+
+TEST_F(capture_run_test, the_summary_is_all_that_is_printed) {
+  script({{"logs", {"quiet"}}, {"steps", {raw_step, packet_step("ip", "E")}}});
+  decode({"-o", name_of("out.pcapng")});
+  EXPECT_THAT(printed_, StartsWith(name_of("out.pcapng") + ": 1 packet from 5 B of trace\n"));
+  EXPECT_THAT(printed_, HasSubstr("database UUID         u-1\n"));
+  EXPECT_THAT(printed_, AllOf(Not(HasSubstr("quiet")), Not(HasSubstr("\r"))));
+}
+
+TEST_F(capture_run_test, the_plug_ins_messages_are_shown_on_request) {
+  script({{"logs", {"what it does"}}, {"steps", {packet_step("ip", "E")}}});
+  decode({"--verbose"});
+  EXPECT_THAT(printed_, StartsWith("[2] what it does\n"));
+}
+
+TEST_F(capture_run_test, json_lines_have_their_own_name) {
+  script({{"steps", {raw_step, packet_step("ip", "E")}}});
+  EXPECT_EQ(decode({"--format", "jsonl"}), exit_code::ok);
+  EXPECT_THAT(names(), ElementsAre("trace.bin", "trace.jsonl"));
+  EXPECT_EQ(json::parse(content(at("trace.jsonl"))).at("payload"), "45");
+}
+
+TEST_F(capture_run_test, raw_packets_join_json_lines_on_request) {
+  script({{"steps", {raw_step, packet_step("ip", "E")}}});
+  decode({"--format", "jsonl", "--raw-packets"});
+  const std::string lines = content(at("trace.jsonl"));
+  EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 2);
+}
+
+TEST_F(capture_run_test, standard_output_gets_the_capture_and_nothing_else) {
+  script({{"steps", {packet_step("ip", "E")}}});
+  testing::internal::CaptureStdout();
+  decode({"-o", "-"});
+  EXPECT_EQ(read_packets(testing::internal::GetCapturedStdout()).size(), 1U);
+  EXPECT_THAT(printed_, StartsWith("standard output: 1 packet"));
+  EXPECT_THAT(names(), ElementsAre("trace.bin"));
+}
+
+TEST_F(capture_run_test, what_the_capture_left_out_is_in_the_summary) {
+  script({{"steps", {packet_step("ip", "E"), packet_step("session_master", "short")}}});
+  decode({});
+  EXPECT_THAT(printed_, HasSubstr("left out              1 TLS key trace of a wrong size\n"));
+}
+
+TEST_F(capture_run_test, an_input_is_never_replaced) {
+  script({{"steps", {packet_step("ip", "E")}}});
+  directory_.write("database.json", "{}");
+  const std::string before = content(at("trace.bin"));
+  std::filesystem::create_symlink("trace.bin", at("link"));
+  for (const char* name : {"trace.bin", "link"}) {
+    EXPECT_THAT(refusal_of(
+                    [&] {
+                      decode({"-o", name_of(name)});
+                    },
+                    exit_code::usage),
+                HasSubstr("would replace the input"));
+  }
+  const test_support::working_directory here(directory_.path());
+  EXPECT_THAT(refusal_of(
+                  [&] {
+                    decode({"-o", "database.json"});
+                  },
+                  exit_code::usage),
+              HasSubstr("would replace the input database.json"));
+  EXPECT_EQ(content(at("trace.bin")), before);
+  EXPECT_EQ(content(at("database.json")), "{}");
+}
+
+TEST_F(capture_run_test, a_refused_init_leaves_an_earlier_capture_alone) {
+  script({{"init", {{"result", 1}, {"message", "wrong weather"}, {"code", 1}}}});
+  directory_.write("out.pcapng", "before");
+  EXPECT_EQ(refusal_of([&] {
+              decode({"-o", name_of("out.pcapng")});
+            }),
+            "the plug-in does not start: wrong weather; check the parameters.");
+  EXPECT_EQ(content(at("out.pcapng")), "before");
+  EXPECT_THAT(printed_, IsEmpty());
+}
+
+TEST_F(capture_run_test, a_run_that_fails_leaves_no_capture) {
+  script({{"steps", {packet_step("ip", "E")}}, {"start", failed_start}});
+  EXPECT_THAT(refusal_of([&] { decode({}); }, exit_code::run_failed),
+              AllOf(HasSubstr("trace.bin failed: device lost (code 100)"),
+                    HasSubstr("no capture was written")));
+  EXPECT_THAT(names(), ElementsAre("trace.bin"));
+}
+
+TEST_F(capture_run_test, a_trace_without_packets_gives_no_capture) {
+  script({{"steps", {raw_step}}});
+  EXPECT_THAT(refusal_of([&] { decode({}); }, exit_code::nothing_decoded),
+              AllOf(StartsWith("not one packet came out of "), HasSubstr("database.json"),
+                    HasSubstr("u-1")));
+  EXPECT_THAT(names(), ElementsAre("trace.bin"));
+}
+
+TEST_F(capture_run_test, an_empty_trace_is_told_so) {
+  script(json::object());
+  EXPECT_THAT(refusal_of([&] { decode({}); }, exit_code::nothing_decoded), HasSubstr("is empty"));
+}
+
+TEST_F(capture_run_test, an_output_that_cannot_be_made_is_an_error) {
+  script({{"steps", {packet_step("ip", "E")}}});
+  EXPECT_THAT(refusal_of(
+                  [&] {
+                    decode({"-o", name_of("no/out")});
+                  },
+                  exit_code::output_failed),
+              HasSubstr("no/out"));
+}
+
+TEST_F(capture_run_test, an_output_that_is_full_ends_the_run) {
+  if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "needs a device that is always full";
+  json large = packet_step("ip", std::string(100'000, 'E'));
+  script({{"steps", {large, wait_step}}});
+  EXPECT_THAT(refusal_of(
+                  [&] {
+                    decode({"--format", "jsonl", "-o", "/dev/full"});
+                  },
+                  exit_code::output_failed),
+              HasSubstr("No space left on device"));
+}
+
+TEST_F(capture_run_test, a_name_that_is_not_utf_8_is_refused) {
+  capture_request made = request();
+  made.parameters["file_path"] = "\xff";
+  EXPECT_THAT(refusal_of([&] { run(made); }), HasSubstr("not UTF-8"));
+}
+
+TEST_F(capture_run_test, every_packet_is_observed) {
+  script({{"steps", {raw_step, packet_step("ip", "E"), packet_step("at", "OK")}}});
+  std::vector<std::string> layers;
+  capture_request made = request();
+  made.observe = [&](const packet& each) { layers.emplace_back(each.layer); };
+  EXPECT_EQ(run(made), exit_code::ok);
+  EXPECT_THAT(layers, ElementsAre("modem_trace", "ip", "at"));
+}
+
+void press_ctrl_c() {
+  kill(getpid(), SIGINT);
+}
+
+TEST_F(capture_run_test, ctrl_c_leaves_a_whole_capture_of_what_came_before) {
+  script({{"steps", {packet_step("ip", "E"), wait_step, packet_step("at", "OK")}}});
+  capture_request made = request();
+  made.observe = [](const packet&) { press_ctrl_c(); };
+  EXPECT_EQ(run(made), exit_code::interrupted);
+  EXPECT_EQ(read_packets(content(at("out.pcapng"))).size(), 1U);
+  EXPECT_THAT(printed_, HasSubstr("interrupted before its end"));
+}
+
+TEST_F(capture_run_test, ctrl_c_before_the_first_packet_is_told_so) {
+  script({{"steps", {raw_step, wait_step, packet_step("at", "OK")}}});
+  capture_request made = request();
+  made.observe = [](const packet&) { press_ctrl_c(); };
+  EXPECT_EQ(refusal_of([&] { run(made); }, exit_code::interrupted),
+            "interrupted before the input gave a packet; no capture was written.");
+  EXPECT_THAT(names(), ElementsAre("trace.bin"));
+}
+
+TEST_F(capture_run_test, ctrl_c_is_how_a_live_run_ends) {
+  script({{"steps", {packet_step("ip", "E"), wait_step}}, {"start", failed_start}});
+  capture_request made = request();
+  made.live = true;
+  made.observe = [](const packet&) { press_ctrl_c(); };
+  EXPECT_EQ(run(made), exit_code::ok);
+  EXPECT_EQ(read_packets(content(at("out.pcapng"))).size(), 1U);
+  EXPECT_THAT(printed_, Not(HasSubstr("interrupted")));
+}
+
+TEST_F(capture_run_test, a_live_run_that_fails_keeps_what_came_before) {
+  script({{"steps", {packet_step("ip", "E")}}, {"start", failed_start}});
+  capture_request made = request();
+  made.live = true;
+  EXPECT_THAT(refusal_of([&] { run(made); }, exit_code::run_failed),
+              AllOf(HasSubstr("device lost"), HasSubstr("is in the capture")));
+  EXPECT_EQ(read_packets(content(at("out.pcapng"))).size(), 1U);
+}
+
+TEST_F(capture_run_test, the_line_on_the_terminal_goes_before_the_summary_comes) {
+  script({{"steps", {packet_step("ip", "E")}}});
+  struct line {
+    ~line() { std::fputs("wiped ", stderr); }
+  };
+  capture_request made = request();
+  made.observe = [held = std::make_shared<line>()](const packet&) {};
+  run(std::move(made));
+  EXPECT_THAT(printed_, StartsWith("wiped " + name_of("out.pcapng")));
+}
+
+}  // namespace
+}  // namespace veltra::host

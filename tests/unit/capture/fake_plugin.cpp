@@ -1,0 +1,134 @@
+// fake_plugin.cpp - a source plug-in that plays what a script says.
+//
+// The file named by the init parameter "file_path" holds the script:
+//   { "init": {"result": 1, "message": "..", "code": 1},   absent: init succeeds
+//     "logs": ["..", null],                                told by init
+//     "steps": [
+//       {"layer": "ip", "category": "network", "text": "..", "time": 5,
+//        "metadata": "{}"},                                one packet; what is missing is null
+//       {"times": 3, "layer": ..},                         the same packet several times
+//       {"wait_for_stop": true} ],
+//     "start": {"result": 100, "message": "..", "code": 100} }  absent: start succeeds
+// A message of null, or none at all, is reported as a null pointer; without a
+// "code" member nothing is reported.
+#include <kovax/source.h>
+
+#include <condition_variable>
+#include <fstream>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "implementation/json.h"
+
+using kovax::json;
+
+struct kovax_source {
+  json script;
+  std::mutex mutex;
+  std::condition_variable changed;
+  bool stopped = false;
+  std::uint64_t sequence = 0;
+};
+
+namespace {
+
+// Null for what is missing or no text.
+const char* text_of(const json& object, const char* key) {
+  const auto found = object.find(key);
+  return found != object.end() && found->is_string() ? found->get_ptr<const std::string*>()->c_str()
+                                                     : nullptr;
+}
+
+std::int32_t report(const json& ending, void* user_data, kovax_error_callback callback) {
+  if (ending.contains("code")) {
+    callback(user_data, {text_of(ending, "message"), ending.at("code").get<std::int32_t>()});
+  }
+  return ending.at("result").get<std::int32_t>();
+}
+
+bool is_stopped(kovax_source& source) {
+  const std::lock_guard lock(source.mutex);
+  return source.stopped;
+}
+
+void play(kovax_source& source, const json& step, void* user_data, kovax_packet_callback callback) {
+  if (step.contains("wait_for_stop")) {
+    std::unique_lock lock(source.mutex);
+    source.changed.wait(lock, [&] { return source.stopped; });
+    return;
+  }
+  kovax_stream_packet_t packet{};
+  const std::string payload = step.value("text", std::string());
+  if (step.contains("text")) packet.data = reinterpret_cast<const std::uint8_t*>(payload.data());
+  packet.data_size = static_cast<std::uint32_t>(payload.size());
+  packet.format = text_of(step, "layer");
+  packet.category = text_of(step, "category");
+  packet.metadata = text_of(step, "metadata");
+  packet.timestamp = step.value("time", std::uint64_t{0});
+  for (std::uint64_t left = step.value("times", std::uint64_t{1}); left != 0; --left) {
+    packet.sequence_number = ++source.sequence;
+    callback(&source, user_data, packet);
+  }
+}
+
+}  // namespace
+
+std::int32_t kovax_source_init(kovax_source** source, const kovax_source_init_args* args) {
+  auto made = std::make_unique<kovax_source>();
+  std::ifstream file(json::parse(args->parameters).at("file_path").get<std::string>());
+  made->script = json::parse(file);
+  if (made->script.contains("logs")) {
+    for (const json& line : made->script.at("logs")) {
+      args->log(nullptr, args->log_user_data, KOVAX_LOG_PROGRESS,
+                line.is_string() ? line.get_ptr<const std::string*>()->c_str() : nullptr);
+    }
+  }
+  if (made->script.contains("init")) {
+    const std::int32_t result = report(made->script.at("init"), args->error_user_data, args->error);
+    if (result != KOVAX_RESULT_OK) return result;
+  }
+  *source = made.release();
+  return KOVAX_RESULT_OK;
+}
+
+std::int32_t kovax_source_init_parameters(void* user_data, kovax_text_callback callback) {
+  callback(user_data, "{}");
+  return KOVAX_RESULT_OK;
+}
+
+std::int32_t kovax_source_start(kovax_source* source, void* user_data,
+                                kovax_packet_callback callback) {
+  if (source->script.contains("steps")) {
+    for (const json& step : source->script.at("steps")) {
+      if (is_stopped(*source)) break;
+      play(*source, step, user_data, callback);
+    }
+  }
+  return source->script.contains("start")
+             ? source->script.at("start").at("result").get<std::int32_t>()
+             : KOVAX_RESULT_OK;
+}
+
+std::int32_t kovax_source_stop(kovax_source* source) {
+  const std::lock_guard lock(source->mutex);
+  source->stopped = true;
+  source->changed.notify_all();
+  return KOVAX_RESULT_OK;
+}
+
+std::int32_t kovax_source_release(kovax_source* source) {
+  delete source;
+  return KOVAX_RESULT_OK;
+}
+
+std::int32_t kovax_source_version(void* user_data, kovax_version_callback callback) {
+  const kovax_version_t version{0, 0, 0};
+  callback(user_data, &version);
+  return KOVAX_RESULT_OK;
+}
+
+void kovax_source_get_last_error(kovax_source* source, void* user_data,
+                                 kovax_error_callback callback) {
+  report(source->script.at("start"), user_data, callback);
+}
