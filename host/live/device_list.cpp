@@ -59,8 +59,10 @@ std::string format_devices(const std::vector<platform::serial_device>& devices,
   }
   std::string text;
   for (const row& each : rows) {
-    fmt::format_to(std::back_inserter(text), "{:<{}}  {:<{}}  {}\n", each.port, port_width,
+    fmt::format_to(std::back_inserter(text), "{:<{}}  {:<{}}  {}", each.port, port_width,
                    each.state, state_width, each.device);
+    text.erase(text.find_last_not_of(' ') + 1);
+    text += '\n';
   }
   return text;
 }
