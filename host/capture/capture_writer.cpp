@@ -41,6 +41,22 @@ std::string_view as_text(std::span<const std::uint8_t> bytes) {
   return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
+// False for what a dissector could only call malformed: an empty message, or an
+// IP packet without a version (RFC 791, RFC 8200) in its first four bits.
+bool is_dissectable(packet_kind kind, std::span<const std::uint8_t> payload) {
+  switch (kind) {
+    case packet_kind::ip:
+      return !payload.empty() && (payload[0] >> 4 == 4 || payload[0] >> 4 == 6);
+    case packet_kind::rrc:
+    case packet_kind::nas:
+      return !payload.empty();
+    case packet_kind::at:
+    case packet_kind::other:
+      break;
+  }
+  return true;
+}
+
 }  // namespace
 
 capture_writer::capture_writer(output_file& file) : file_(file) {
@@ -60,8 +76,13 @@ void capture_writer::consume(const packet& packet) {
   }
 
   const layer_format& format = format_of(packet.layer);
-  if (format.kind == packet_kind::ip && !secrets_.reserved()) secrets_.reserve(file_);
-  interface& on = interface_of(format.kind);
+  const bool dissectable = is_dissectable(format.kind, packet.payload);
+  const std::string& header = dissectable ? format.header : format.data_header;
+  // Without a header there would be no telling on the interface for IP.
+  const packet_kind kind =
+      format.kind == packet_kind::ip && !dissectable ? packet_kind::other : format.kind;
+  if (kind == packet_kind::ip && !secrets_.reserved()) secrets_.reserve(file_);
+  interface& on = interface_of(kind);
   ++on.received;
   const std::optional<std::uint64_t> dropped = dropped_traces(packet);
   on.dropped += dropped.value_or(0);
@@ -70,13 +91,13 @@ void capture_writer::consume(const packet& packet) {
   pcapng::enhanced_packet block;
   block.interface = on.number;
   block.time = packet.time;
-  block.header = format.header;
+  block.header = header;
   block.payload =
-      packet.payload.first(std::min(packet.payload.size(), largest_packet - format.header.size()));
+      packet.payload.first(std::min(packet.payload.size(), largest_packet - header.size()));
   block.full_payload_size = packet.payload.size();
   if (block.payload.size() < packet.payload.size()) ++cut_packets_;
   block.way = format.way;
-  block.comment = format.comment;
+  block.comment = dissectable ? std::string_view(format.comment) : "no message of its layer";
   if (format.kind == packet_kind::at) {
     // Told in a comment only: a direction would change what Wireshark's columns show.
     block.comment = dropped                                  ? "dropped traces"
@@ -112,7 +133,8 @@ std::string capture_writer::left_out() const {
 
 const capture_writer::layer_format& capture_writer::format_of(std::string_view layer) {
   if (const auto known = formats_.find(layer); known != formats_.end()) return known->second;
-  layer_format format{packet_kind::other, direction::unknown, {}, {}};
+  layer_format format{packet_kind::other, direction::unknown, {}, {}, {}};
+  format.data_header = exported_pdu_header("data", direction::unknown, layer);
   if (const dissector* found = find_dissector(layer)) {
     format.kind = found->kind;
     format.way = found->way;
@@ -120,7 +142,7 @@ const capture_writer::layer_format& capture_writer::format_of(std::string_view l
       format.header = exported_pdu_header(found->name, found->way);
     }
   } else {
-    format.header = exported_pdu_header("data", direction::unknown, layer);
+    format.header = format.data_header;
     format.comment = "no dissector for layer " + std::string(layer);
   }
   return formats_.emplace(layer, std::move(format)).first->second;

@@ -39,8 +39,9 @@ class capture_writer : public packet_consumer {
   struct layer_format {
     packet_kind kind;
     direction way;
-    std::string header;   // exported PDU header; empty for IP
-    std::string comment;  // empty: none
+    std::string header;       // exported PDU header; empty for IP
+    std::string data_header;  // for a payload that its dissector would call malformed
+    std::string comment;      // empty: none
   };
   struct interface {
     std::uint32_t number;

@@ -1,9 +1,11 @@
 #include "platform/posix/serial_handles.h"
 
 #include <cerrno>
+#include <cstddef>
 #include <cstdint>
+#include <map>
 #include <mutex>
-#include <unordered_map>
+#include <new>
 #include <utility>
 
 namespace platform::serial {
@@ -20,13 +22,15 @@ struct object {
 
 struct handle_table {
   std::mutex mutex;
-  std::unordered_map<HANDLE, object> objects;
+  std::map<HANDLE, object> objects;  // holds no memory while it is empty
   std::uintptr_t last_value = 0;
 };
 
-// Never destroyed: handles may be closed by destructors that run at exit.
+// Never destroyed: handles may be closed by destructors that run at exit. In
+// static storage, so that a host that unloads the plug-in gets all memory back.
 handle_table& handles() {
-  static auto& table = *new handle_table;
+  alignas(handle_table) static std::byte storage[sizeof(handle_table)];
+  static auto& table = *new (storage) handle_table;
   return table;
 }
 

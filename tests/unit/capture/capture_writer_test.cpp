@@ -128,13 +128,25 @@ TEST_F(capture_writer_test, a_layer_without_a_name_is_a_packet_too) {
   EXPECT_EQ(packets[0].interface, "other");
 }
 
-TEST_F(capture_writer_test, an_empty_payload_is_a_packet) {
+TEST_F(capture_writer_test, an_empty_payload_is_a_packet_that_no_dissector_calls_malformed) {
   put("ip", "");
   put("nas-eps", "");
+  put("lte_rrc.pcch", "");
   const auto packets = read_packets(written());
-  ASSERT_EQ(packets.size(), 2U);
-  EXPECT_THAT(packets[0].data, IsEmpty());
-  EXPECT_EQ(packets[1].data, exported_pdu_header("nas-eps", direction::unknown));
+  EXPECT_THAT(interfaces(packets), ElementsAre("other", "nas", "rrc"));
+  EXPECT_EQ(packets[0].data, exported_pdu_header("data", direction::unknown, "ip"));
+  EXPECT_EQ(packets[1].data, exported_pdu_header("data", direction::unknown, "nas-eps"));
+  EXPECT_EQ(packets[2].data, exported_pdu_header("data", direction::unknown, "lte_rrc.pcch"));
+  EXPECT_EQ(packets[0].comment, "no message of its layer");
+}
+
+TEST_F(capture_writer_test, an_ip_packet_of_no_known_version_is_data) {
+  put("ip", "\x60 six");
+  put("ip", "\x50 five");
+  const auto packets = read_packets(written());
+  EXPECT_THAT(interfaces(packets), ElementsAre("ip", "other"));
+  EXPECT_EQ(packets[0].data, "\x60 six");
+  EXPECT_EQ(packets[1].data, exported_pdu_header("data", direction::unknown, "ip") + "\x50 five");
 }
 
 TEST_F(capture_writer_test, raw_packets_are_passed_over) {
