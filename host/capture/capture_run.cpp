@@ -175,8 +175,9 @@ exit_code run_capture(capture_request request) {
   };
 
   source_failure failure;
+  // Until all is written: a second Ctrl-C must not cost what the first one kept.
+  const platform::interrupt_watch watch([&] { end.interrupt(); });
   try {
-    const platform::interrupt_watch watch([&] { end.interrupt(); });
     on_message = [&] { end.repeat_early_stop(); };
     failure = session.run([&](const packet& packet) {
       end.repeat_early_stop();

@@ -30,9 +30,7 @@ std::optional<std::uint64_t> searched_bytes(std::string_view message) {
 }
 
 live_monitor::live_monitor(live_status_options options, writer write)
-    : status_(std::move(options)),
-      write_(std::move(write)),
-      thread_([this] { show_until_ended(); }) {}
+    : status_(std::move(options)), write_(std::move(write)) {}
 
 live_monitor::~live_monitor() {
   {
@@ -40,7 +38,7 @@ live_monitor::~live_monitor() {
     ended_ = true;
     changed_.notify_all();
   }
-  thread_.join();
+  if (thread_.joinable()) thread_.join();
   if (const std::string text = status_.clear(); !text.empty()) write_(text);
 }
 
@@ -53,7 +51,7 @@ void live_monitor::take_message(std::string_view message) {
   const std::lock_guard lock(mutex_);
   if (message == opening_message) {
     status_.begin(steady::now());
-    changed_.notify_all();
+    if (!thread_.joinable()) thread_ = std::thread([this] { show_until_ended(); });
   } else if (const auto bytes = searched_bytes(message)) {
     if (status_.take_searched(*bytes, steady::now())) changed_.notify_all();
   }

@@ -18,9 +18,10 @@ namespace veltra::host {
 // tells them.
 std::optional<std::uint64_t> searched_bytes(std::string_view message);
 
-// A thread that writes what a live_status has to say when its time has come, since
-// the run itself may wait for a byte for ever. The functions may be called on any
-// thread.
+// Writes what a live_status has to say when its time has come, on a thread of its
+// own, since the run itself may wait for a byte for ever. The thread begins when the
+// port is opened, and so within the run and what watches over it. The functions may
+// be called on any thread.
 class live_monitor {
  public:
   // Puts text on the terminal; called on one thread at a time.

@@ -18,7 +18,7 @@ namespace {
 // How long a reader that drops nothing after it opened the port is given to set it
 // up, and how long one that has read everything is given to use it.
 constexpr std::chrono::milliseconds settling{500};
-constexpr std::chrono::milliseconds grace{1000};
+constexpr std::chrono::milliseconds grace{500};
 
 play_end end_of(platform::pseudo_terminal::outcome outcome) {
   switch (outcome) {

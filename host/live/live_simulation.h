@@ -25,7 +25,7 @@ struct live_simulate_result {
 
 // Opens a pseudo-terminal, writes the database if one is named, tells the device to
 // `announce`, waits for a reader and plays the session to it. Returns when the reader
-// has had all of it and closed the port, or had a second's time for it, or on Ctrl-C.
+// has had all of it and closed the port, or had half a second's time for it, or on Ctrl-C.
 // The link is there while it runs; one that an earlier run left behind is replaced.
 // Throws user_error; run_failed when the reader leaves before the end.
 live_simulate_result simulate_live(

@@ -1,0 +1,23 @@
+#!/usr/bin/env bash
+# Without a database the raw trace alone is kept, whatever is in it.
+#   raw_only_test.sh VELTRA SESSION.tsv
+. "$(dirname "$0")/line.sh"
+veltra=$1 session=$2
+
+"$veltra" simulate "$session" --trace trace.bin --database database.json --repeat 10 >/dev/null
+modem --repeat 10 --speed max
+"$veltra" capture --port line --raw raw.bin 2>capture.txt &
+ended $! 5 capture.txt
+ended $modem 0 modem.err
+same trace.bin raw.bin "what was sent and what was received"
+! ls ./*.pcapng >/dev/null 2>&1 || fail "a capture was written without a database"
+
+rm raw.bin
+modem --repeat 1000000
+"$veltra" capture --port line --raw raw.bin 2>capture.txt &
+running=$!
+wait_for_size raw.bin 1000 $running
+kill -INT $running
+ended $running 0 capture.txt
+[ "$(wc -l <capture.txt)" = 1 ] && grep -q '^raw.bin: .* of raw trace$' capture.txt ||
+  fail "not just the one line" "$(cat capture.txt)"

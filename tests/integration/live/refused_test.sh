@@ -1,0 +1,44 @@
+#!/usr/bin/env bash
+# What cannot be captured is refused with a sentence that says what to do, and no
+# file of an earlier capture is touched.
+#   refused_test.sh VELTRA SESSION.tsv
+. "$(dirname "$0")/line.sh"
+veltra=$1 session=$2
+
+modem --repeat 1000000 --database database.json
+echo earlier >raw.bin
+set -- "$veltra" capture --database database.json --raw raw.bin -o out.pcapng --port
+refused 3 'there is no port /dev/ttyNONE; "veltra devices" lists' "$@" /dev/ttyNONE
+refused 3 'database.json is no serial port' "$@" database.json
+refused 3 'line cannot hold these line settings' "$@" line --stop-bits 1.5
+refused 2 'there is nothing to write' "$veltra" capture --port line
+refused 2 'would be replaced' "$veltra" capture --port line --raw x -o x --database database.json
+refused 2 'would be replaced' "$veltra" capture --port line --raw database.json --database database.json
+refused 6 'cannot write the raw trace' "$veltra" capture --port line --raw none/x
+[ "$(cat raw.bin)" = earlier ] || fail "an earlier raw trace was replaced"
+
+"$veltra" capture --port line --raw first.bin 2>capture.txt &
+running=$!
+wait_for_size first.bin 1000 $running
+code=0
+"$veltra" capture --port line --raw second.bin 2>second.txt || code=$?
+[ $code = 3 ] || fail "exit code $code for a port in use" "$(cat second.txt)"
+grep -q "^veltra: line is in use by .*veltra (process $running)" second.txt ||
+  fail "who uses the port is not named" "$(cat second.txt)"
+kill -INT $running
+ended $running 0 capture.txt
+
+# Nothing that the database knows: the modem's name for it is no packet.
+printf '#\n100000000\tat\t4f4b0d0a\n' >late.tsv
+session=late.tsv
+rm raw.bin
+modem --speed session --database database.json
+"$veltra" capture --port line --database database.json --raw raw.bin -o out.pcapng 2>capture.txt &
+running=$!
+wait_for_size raw.bin 50 $running
+kill -INT $running
+ended $running 4 capture.txt
+grep -q '^veltra: not one packet came out of .* received on line' capture.txt ||
+  fail "no word of the missing packets" "$(cat capture.txt)"
+grep -q '^raw.bin: ' capture.txt || fail "the raw trace is not kept" "$(cat capture.txt)"
+[ ! -e out.pcapng ] || fail "a capture without packets was written"
