@@ -55,6 +55,12 @@ void check(const capture_options& options) {
                      "there is nothing to write: name the trace database with --database or "
                      "--cache to decode, or a file with --raw to keep the raw trace.");
   }
+  if (!decodes(options) && !options.run.output.file.empty()) {
+    throw user_error(exit_code::usage,
+                     fmt::format("{} cannot be written without a trace database: name it with "
+                                 "--database or --cache, or leave -o out.",
+                                 options.run.output.file));
+  }
   refuse_same_file(options.run.output.file, options.raw, "the raw trace");
   refuse_same_file(options.run.output.file, options.run.database.file, "the trace database");
   refuse_same_file(options.raw, options.run.database.file, "the trace database");
@@ -174,6 +180,8 @@ void add_capture_command(CLI::App& app, command& chosen) {
                    "alone, without a database, nothing is decoded")
       ->type_name("FILE");
   add_run_options(*capture_app, options->run, database_need::optional);
+  capture_app->get_option("--output")
+      ->description("Capture file, - for standard output (default: capture-PORT-TIME.pcapng)");
   capture_app->callback([options, &chosen] { chosen = [options] { return capture(*options); }; });
 }
 

@@ -12,6 +12,8 @@ refused 3 'there is no port /dev/ttyNONE; "veltra devices" lists' "$@" /dev/ttyN
 refused 3 'database.json is no serial port' "$@" database.json
 refused 3 'line cannot hold these line settings' "$@" line --stop-bits 1.5
 refused 2 'there is nothing to write' "$veltra" capture --port line
+refused 2 'x.pcapng cannot be written without a trace database' \
+  "$veltra" capture --port line --raw x -o x.pcapng
 refused 2 'would be replaced' "$veltra" capture --port line --raw x -o x --database database.json
 refused 2 'would be replaced' "$veltra" capture --port line --raw database.json --database database.json
 refused 6 'cannot write the raw trace' "$veltra" capture --port line --raw none/x
