@@ -1,0 +1,108 @@
+#include "platform/file.h"
+
+#include <fcntl.h>
+#include <io.h>
+#include <share.h>
+#include <sys/stat.h>
+
+#include <system_error>
+
+#include "platform/windows/system.h"
+#include "platform/windows/text.h"
+
+namespace platform {
+
+std::filesystem::path path_from_utf8(std::string_view text) {
+  return {to_wide(text)};
+}
+
+std::string path_to_utf8(const std::filesystem::path& path) {
+  return to_utf8(path.native());
+}
+
+namespace {
+
+struct mode_flags {
+  int descriptor;
+  const wchar_t* stream;
+};
+
+mode_flags flags_of(open_mode mode) {
+  switch (mode) {
+    case open_mode::read:
+      return {_O_RDONLY, L"rb"};
+    case open_mode::write:
+      return {_O_WRONLY | _O_CREAT | _O_TRUNC, L"wb"};
+    case open_mode::replace:
+      break;
+  }
+  return {_O_RDWR | _O_CREAT | _O_TRUNC, L"w+b"};
+}
+
+std::FILE* open_stream(const wchar_t* path, const mode_flags& flags) {
+  int descriptor = -1;
+  // Others may read what is being written, and programs that are started later
+  // inherit nothing.
+  const errno_t error = _wsopen_s(&descriptor, path, flags.descriptor | _O_BINARY | _O_NOINHERIT,
+                                  _SH_DENYNO, _S_IREAD | _S_IWRITE);
+  if (error != 0) {
+    errno = error;
+    return nullptr;
+  }
+  std::FILE* const file = _wfdopen(descriptor, flags.stream);
+  if (file == nullptr) {
+    const int reason = errno;
+    _close(descriptor);
+    errno = reason;
+  }
+  return file;
+}
+
+}  // namespace
+
+std::FILE* open_file(const std::filesystem::path& path, open_mode mode) {
+  return open_stream(path.c_str(), flags_of(mode));
+}
+
+int seek_file(std::FILE* file, std::uint64_t offset) {
+  return _fseeki64(file, static_cast<std::int64_t>(offset), SEEK_SET);
+}
+
+int sync_file(std::FILE* file) {
+  return std::fflush(file) == 0 && _commit(_fileno(file)) == 0 ? 0 : -1;
+}
+
+void set_binary_mode(std::FILE* file) {
+  _setmode(_fileno(file), _O_BINARY);
+}
+
+unsigned long process_id() {
+  return GetCurrentProcessId();
+}
+
+bool is_terminal(std::FILE* file) {
+  // Of the devices that _isatty() takes for a terminal only the console shows
+  // anything to a person.
+  DWORD mode = 0;
+  const auto handle = reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(file)));
+  return GetConsoleMode(handle, &mode) != FALSE;
+}
+
+std::filesystem::path executable_path() {
+  std::wstring path(MAX_PATH, L'\0');
+  for (;;) {
+    const DWORD length = GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
+    if (length == 0) {
+      throw std::filesystem::filesystem_error(
+          "the running program's file is not known",
+          {static_cast<int>(GetLastError()), std::system_category()});
+    }
+    if (length < path.size()) {
+      path.resize(length);
+      return {std::move(path)};
+    }
+    path.resize(path.size() * 2);
+  }
+}
+
+}  // namespace platform
