@@ -5,6 +5,7 @@
 // stream, which the sequence numbers of its frames bring to light.
 #include <dekodrix/dekodrix.h>
 
+#include <cstddef>
 #include <new>
 
 #include "decoder/decoder.h"
@@ -17,7 +18,14 @@ struct dekodrix {
 static_assert(sizeof(dekodrix) == 8);
 
 namespace {
-constinit open_decoder::handle_table handles;
+
+// Made at first use in storage that nothing tears down.
+open_decoder::handle_table& handles() {
+  alignas(open_decoder::handle_table) static std::byte storage[sizeof(open_decoder::handle_table)];
+  static auto& table = *new (storage) open_decoder::handle_table;
+  return table;
+}
+
 }  // namespace
 
 extern "C" {
@@ -26,7 +34,7 @@ dekodrix* dekodrix_new(void) {
   dekodrix* handle = nullptr;
   try {
     handle = new dekodrix{nullptr};
-    handle->implementation = handles.add(handle);
+    handle->implementation = handles().add(handle);
     return handle;
   } catch (...) {
     delete handle;
@@ -36,7 +44,7 @@ dekodrix* dekodrix_new(void) {
 
 void dekodrix_delete(dekodrix* decoder) {
   if (decoder != nullptr) {
-    handles.remove(decoder);
+    handles().remove(decoder);
     delete decoder;
   }
 }

@@ -12,14 +12,14 @@ namespace open_decoder {
 // until the heap hands out the same address for a new handle, which proves that
 // the old one is gone. So such decoders do not pile up, and none is freed too soon.
 //
-// Meant as a constant-initialised global that is never torn down: handles may
-// outlive the static objects of this library when a process ends. What is still
-// in the table then is left to the system.
+// Meant as a global that is never torn down: handles may outlive the static objects
+// of this library when a process ends. What is still in the table then is left to
+// the system.
 //
 // Any thread.
 class handle_table {
  public:
-  constexpr handle_table() = default;
+  handle_table() = default;
   handle_table(const handle_table&) = delete;
   handle_table& operator=(const handle_table&) = delete;
 

@@ -13,6 +13,10 @@ std::string path_to_utf8(const std::filesystem::path& path) {
   return path.string();
 }
 
+bool is_absolute_path(const std::filesystem::path& path) {
+  return path.is_absolute();
+}
+
 std::FILE* open_file(const std::filesystem::path& path, open_mode mode) {
   // "e": not inherited by programs that are started later.
   switch (mode) {
@@ -24,6 +28,10 @@ std::FILE* open_file(const std::filesystem::path& path, open_mode mode) {
       break;
   }
   return std::fopen(path.c_str(), "w+be");
+}
+
+std::FILE* open_temporary_file() {
+  return std::tmpfile();
 }
 
 int seek_file(std::FILE* file, std::uint64_t offset) {

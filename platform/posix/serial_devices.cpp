@@ -12,6 +12,8 @@
 #include <system_error>
 #include <utility>
 
+#include "platform/serial_device_tools.h"
+
 namespace platform {
 
 namespace {
@@ -97,15 +99,6 @@ std::optional<serial_device> describe(const fs::path& entry, const device_roots&
   return device;
 }
 
-// A name in parts that order by their numbers.
-std::pair<std::string, unsigned long> ordering(const serial_device& device) {
-  const std::string name = device.path.filename().string();
-  const std::size_t digits = name.find_last_not_of("0123456789") + 1;
-  unsigned long number = 0;
-  std::from_chars(name.data() + digits, name.data() + name.size(), number);
-  return {name.substr(0, digits), number};
-}
-
 std::optional<unsigned long> process_number(const fs::path& entry) {
   const std::string name = entry.filename().string();
   unsigned long number = 0;
@@ -146,9 +139,7 @@ std::vector<serial_device> list_serial_devices(const device_roots& roots) {
   for (const fs::path& entry : entries_of(roots.classes)) {
     if (auto device = describe(entry, roots)) devices.push_back(std::move(*device));
   }
-  std::sort(devices.begin(), devices.end(), [](const serial_device& a, const serial_device& b) {
-    return ordering(a) < ordering(b);
-  });
+  sort_by_name(devices);
   return devices;
 }
 
@@ -174,15 +165,12 @@ bool may_open_device(const std::filesystem::path& device) {
 }
 
 port_refusal refusal_of(std::string_view description) {
-  constexpr std::pair<int, port_refusal> known[] = {
+  constexpr known_refusal known[] = {
       {ENOENT, port_refusal::missing},   {ENODEV, port_refusal::missing},
       {ENXIO, port_refusal::missing},    {EBUSY, port_refusal::busy},
       {EACCES, port_refusal::denied},    {EPERM, port_refusal::denied},
       {ENOTTY, port_refusal::not_serial}};
-  for (const auto& [error, refusal] : known) {
-    if (description.ends_with(std::system_category().message(error))) return refusal;
-  }
-  return port_refusal::other;
+  return find_refusal(description, known);
 }
 
 }  // namespace platform

@@ -1,20 +1,17 @@
 // serial_api.h - the serial transport's operations where Win32 has them: the
-// names that platform/serial_api.h declares for other systems.
+// names that platform/serial_api.h declares for other systems, types in the same
+// namespace, functions and constants Win32's own.
 #pragma once
 
-#ifndef WIN32_LEAN_AND_MEAN
-#define WIN32_LEAN_AND_MEAN
-#endif
-#ifndef NOMINMAX
-#define NOMINMAX
-#endif
-#include <windows.h>
+#include "platform/windows/system.h"
 
 namespace platform::serial {
+using ::BOOL;
 using ::BYTE;
 using ::COMSTAT;
 using ::DCB;
 using ::DWORD;
 using ::HANDLE;
 using ::OVERLAPPED;
+using ::WORD;
 }  // namespace platform::serial

@@ -1,0 +1,45 @@
+#include "platform/environment.h"
+
+#include <cstdlib>
+
+#include "platform/windows/system.h"
+#include "platform/windows/text.h"
+
+namespace platform {
+
+namespace {
+
+// The system's own list. It also has the variables that are set and empty, which
+// the C library leaves out, and those set behind its back.
+std::optional<std::wstring> find_in_system(const std::wstring& name) {
+  std::wstring value;
+  for (;;) {
+    const auto room = static_cast<DWORD>(value.size());
+    SetLastError(ERROR_SUCCESS);  // an empty value is no failure, and leaves it alone
+    const DWORD size =
+        GetEnvironmentVariableW(name.c_str(), room == 0 ? nullptr : value.data(), room);
+    // With room enough the size is that of the value, without it that of the room
+    // needed, the NUL included.
+    if (size == 0) {
+      return GetLastError() == ERROR_ENVVAR_NOT_FOUND ? std::nullopt
+                                                      : std::optional<std::wstring>(L"");
+    }
+    if (size < room) {
+      value.resize(size);
+      return value;
+    }
+    value.resize(size);
+  }
+}
+
+}  // namespace
+
+std::optional<std::string> find_environment_variable(const std::string& name) {
+  if (name.empty() || name.find('\0') != std::string::npos) return std::nullopt;
+  const std::wstring wide = to_wide(name);
+  if (const wchar_t* value = _wgetenv(wide.c_str())) return to_utf8(value);
+  if (const auto value = find_in_system(wide)) return to_utf8(*value);
+  return std::nullopt;
+}
+
+}  // namespace platform
