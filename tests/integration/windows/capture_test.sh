@@ -1,36 +1,10 @@
 #!/usr/bin/env bash
 # A capture from a COM port: what the virtual modem sends from this machine's side
 # arrives whole, and how it ends.
+. "$(dirname "$0")/../live/line.sh"
 . "$(dirname "$0")/wine.sh"
-set -m # or what runs in the background would ignore Ctrl-C
-port=com31
-trap 'kill $(jobs -p) 2>/dev/null || true; rm -rf "$work" "$work".* "$prefix/dosdevices/$port"' EXIT
-ln -sfn "$work/line" "$prefix/dosdevices/$port"
-
-# modem OPTION...: plays $session to the port in the background; $modem is its process.
-modem() {
-  rm -f line
-  "$native" simulate "$session" --pty line "$@" >modem.txt 2>modem.err &
-  modem=$!
-  until [ -e line ]; do
-    kill -0 $modem 2>/dev/null || fail "the modem does not run" "$(cat modem.err)"
-    sleep 0.005
-  done
-}
-
-# ended PROCESS CODE LOG: waits for a program to end with the code.
-ended() {
-  local code=0
-  wait "$1" || code=$?
-  [ "$code" = "$2" ] || fail "exit code $code instead of $2" "$(cat "$3")"
-}
-
-wait_for_bytes() { # PROCESS
-  until [ -s raw.bin ]; do
-    kill -0 "$1" 2>/dev/null || fail "the capture ended before a byte came" "$(cat capture.txt)"
-    sleep 0.005
-  done
-}
+veltra=$native
+ln -sfn "$work/line" "$prefix/dosdevices/com31"
 
 "$native" simulate "$session" --trace trace.bin --database database.json --repeat 5 >/dev/null
 "$native" decode trace.bin --database database.json -o expected.pcapng 2>summary.txt
@@ -57,7 +31,7 @@ for run in 1 2; do
   "${windows[@]}" capture --port COM31 --database database.json --raw raw.bin \
     -o live.pcapng 2>capture.txt &
   running=$!
-  wait_for_bytes $running
+  wait_for_size raw.bin 1 $running
   kill -INT $running
   ended $running 0 capture.txt
   lines capture.txt | grep -q '^live.pcapng: [0-9]* packets* from .* of trace$' ||
@@ -73,7 +47,7 @@ modem --speed session --database live_database.json
 "${windows[@]}" capture --port COM31 --database database.json --raw raw.bin \
   -o live.pcapng 2>capture.txt &
 running=$!
-wait_for_bytes $running
+wait_for_size raw.bin 1 $running
 kill -INT $running
 ended $running 0 capture.txt
 ended $modem 5 modem.err

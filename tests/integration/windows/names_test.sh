@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Names with blanks and letters of every script lead to their files: trace, database,
 # capture, cache, catalogue, working directory.
+. "$(dirname "$0")/../checks.sh"
 . "$(dirname "$0")/wine.sh"
 
 "$native" simulate "$session" --trace trace.bin --database database.json >/dev/null

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # What is written is the same as on any other system: no byte is translated, in files
 # or on standard output.
+. "$(dirname "$0")/../checks.sh"
 . "$(dirname "$0")/wine.sh"
 
 for database in database.json database.tar.gz; do

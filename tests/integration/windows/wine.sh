@@ -1,10 +1,10 @@
 # shellcheck shell=bash
-# wine.sh - what the scripts here share; to be sourced. Windows programs under Wine,
-# with this machine's own files on drive Z: and the working directory as it is.
+# wine.sh - what the scripts here share; to be sourced after ../checks.sh or what
+# includes it. Windows programs under Wine, with this machine's own files on drive Z:
+# and the working directory as it is.
 #   SCRIPT NATIVE_VELTRA SESSION.tsv WINE_PREFIX WINDOWS_COMMAND...
 # NATIVE_VELTRA is built for this machine; it gives what is expected, and plays the
 # virtual modem. WINDOWS_COMMAND runs veltra.exe.
-. "$(dirname "$0")/../checks.sh"
 native=$1 session=$2 prefix=$3
 shift 3
 windows=("$@")
