@@ -200,7 +200,8 @@ port_refusal refusal_of(std::string_view description) {
                                      {ERROR_DEV_NOT_EXIST, port_refusal::missing},
                                      {ERROR_ACCESS_DENIED, port_refusal::busy},
                                      {ERROR_SHARING_VIOLATION, port_refusal::busy},
-                                     {ERROR_INVALID_FUNCTION, port_refusal::not_serial}};
+                                     {ERROR_INVALID_FUNCTION, port_refusal::not_serial},
+                                     {ERROR_INVALID_HANDLE, port_refusal::not_serial}};
   return find_refusal(description, known);
 }
 
