@@ -99,7 +99,7 @@ class capture_output {
     if (options.format == "jsonl") {
       writer_ = std::make_unique<jsonl_writer>(file_, options.raw_packets);
     } else {
-      writer_ = std::make_unique<capture_writer>(file_);
+      writer_ = std::make_unique<capture_writer>(file_, options.raw_packets);
     }
   }
 

@@ -137,6 +137,12 @@ TEST_F(capture_run_test, raw_packets_join_json_lines_on_request) {
   EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 2);
 }
 
+TEST_F(capture_run_test, raw_packets_join_a_capture_on_request) {
+  script({{"steps", {raw_step, packet_step("ip", "E")}}});
+  decode({"--raw-packets"});
+  EXPECT_EQ(read_packets(content(at("trace.pcapng"))).size(), 2U);
+}
+
 TEST_F(capture_run_test, standard_output_gets_the_capture_and_nothing_else) {
   script({{"steps", {packet_step("ip", "E")}}});
   testing::internal::CaptureStdout();
