@@ -40,6 +40,8 @@ class progress_bar {
   void update(const packet& packet);
 
  private:
+  void show(std::string_view text);
+
   std::FILE* terminal_;
   clock now_;
   std::chrono::steady_clock::time_point begin_;
