@@ -54,8 +54,7 @@ progress_bar::progress_bar(std::FILE* terminal, clock now)
     : terminal_(terminal), now_(std::move(now)), begin_(now_()), next_(begin_ + redraw_interval) {}
 
 progress_bar::~progress_bar() {
-  if (!drawn_) return;
-  show(wiped_line);
+  wipe();
 }
 
 void progress_bar::update(const packet& packet) {
@@ -68,6 +67,10 @@ void progress_bar::update(const packet& packet) {
   if (!position) return;
   show(drawn_line(format_progress(*position, time - begin_)));
   drawn_ = true;
+}
+
+void progress_bar::wipe() {
+  if (std::exchange(drawn_, false)) show(wiped_line);
 }
 
 void progress_bar::show(std::string_view text) {

@@ -120,6 +120,7 @@ live_status::time_point live_status::next() const {
 }
 
 std::string live_status::clear() {
+  next_draw_ = {};
   return std::string(std::exchange(drawn_, false) ? wiped_line : "");
 }
 

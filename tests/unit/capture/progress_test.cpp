@@ -114,6 +114,18 @@ TEST_F(progress_bar_test, it_is_wiped_at_the_end) {
   EXPECT_EQ(drawn(), half_done("50 B/s") + "\r\x1b[K");
 }
 
+TEST_F(progress_bar_test, it_makes_way_for_lines_that_are_to_stay) {
+  bar_->wipe();
+  EXPECT_THAT(drawn(), IsEmpty());
+  now_ += 1s;
+  update();
+  bar_->wipe();
+  bar_->wipe();
+  now_ += 1s;
+  update();
+  EXPECT_EQ(drawn(), half_done("50 B/s") + "\r\x1b[K" + half_done("25 B/s"));
+}
+
 TEST_F(progress_bar_test, decoded_packets_and_packets_without_a_position_draw_nothing) {
   now_ += 1s;
   update("ip");

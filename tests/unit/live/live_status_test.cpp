@@ -161,6 +161,15 @@ TEST_F(live_status_test, the_message_stands_on_a_line_of_its_own_and_the_counter
   EXPECT_THAT(text, HasSubstr(std::string("ends.\n") + start_of_line + "00:00:05  0 B"));
 }
 
+TEST_F(live_status_test, a_line_that_was_taken_off_comes_back_at_once) {
+  live_status status = drawing_status();
+  status.begin(now);
+  status.show(now);
+  status.clear();
+  EXPECT_LE(status.next(), now);
+  EXPECT_THAT(status.show(now), StartsWith(start_of_line));
+}
+
 TEST_F(live_status_test, clear_takes_the_line_off_once) {
   live_status status = drawing_status();
   status.begin(now);
