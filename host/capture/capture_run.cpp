@@ -20,6 +20,7 @@
 #include "host/capture/source_session.h"
 #include "host/capture/summary.h"
 #include "host/database/database_failure.h"
+#include "host/output_failure.h"
 #include "host/output_file.h"
 #include "host/user_error.h"
 #include "platform/file.h"
@@ -110,9 +111,7 @@ class capture_output {
     file_.commit();
   }
 
-  std::string name() const {
-    return path_ == "-" ? "standard output" : platform::path_to_utf8(path_);
-  }
+  std::string name() const { return output_name(path_); }
 
  private:
   std::filesystem::path path_;
@@ -154,6 +153,9 @@ exit_code run_capture(capture_request request) {
     if (request.observe_log) request.observe_log(message);
     if (on_message) on_message();
   });
+  if (!request.options.output.file.empty()) {
+    check_output_place("cannot write", platform::path_from_utf8(request.options.output.file));
+  }
   if (const source_failure failure = session.init(parameter_text(request))) {
     messages.finish();
     throw explain_init(failure, request, messages.log());

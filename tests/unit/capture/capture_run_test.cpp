@@ -252,6 +252,12 @@ TEST_F(capture_run_test, an_output_that_cannot_be_made_is_an_error) {
               HasSubstr("no/out"));
 }
 
+TEST_F(capture_run_test, an_output_that_can_never_be_made_is_an_error_before_any_work) {
+  script({{"logs", {passed_over}}, {"steps", {packet_step("ip", "E")}}});
+  refusal_of([&] { decode({"-o", name_of("no/out")}); }, exit_code::output_failed);
+  EXPECT_THAT(printed_, IsEmpty()) << "the plug-in was at work";
+}
+
 TEST_F(capture_run_test, an_output_that_is_full_ends_the_run) {
   if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "needs a device that is always full";
   json large = packet_step("ip", std::string(100'000, 'E'));
