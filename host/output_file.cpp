@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "host/user_error.h"
+#include "host/output_failure.h"
 #include "platform/file.h"
 
 namespace veltra::host {
@@ -20,15 +20,11 @@ constexpr std::size_t copy_block = std::size_t{1} << 20;
 }  // namespace
 
 output_file::output_file(std::filesystem::path target, access how) : target_(std::move(target)) {
+  check_output_place("cannot write", target_);
   std::error_code ignored;
   if (target_ == "-") {
     platform::set_binary_mode(stdout);
     file_.reset(stdout);
-  } else if (std::filesystem::is_directory(target_, ignored)) {
-    throw user_error(
-        exit_code::output_failed,
-        fmt::format("cannot write {}: it is a directory; give the name of a file in it.",
-                    platform::path_to_utf8(target_)));
   } else if (std::filesystem::is_other(target_, ignored)) {
     file_ = checked(platform::open_file(target_, platform::open_mode::write));
   } else {
@@ -134,11 +130,7 @@ void output_file::seek(std::uint64_t offset) {
 }
 
 void output_file::fail(const char* what, int error) const {
-  throw user_error(
-      exit_code::output_failed,
-      fmt::format("{} {}: {}; give another place with room and write permission.", what,
-                  target_ == "-" ? std::string("standard output") : platform::path_to_utf8(target_),
-                  std::generic_category().message(error)));
+  throw output_failure(what, target_, error);
 }
 
 }  // namespace veltra::host

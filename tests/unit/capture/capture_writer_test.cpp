@@ -154,6 +154,39 @@ TEST_F(capture_writer_test, raw_packets_are_passed_over) {
   EXPECT_EQ(read_blocks(written()).size(), 1U);
 }
 
+TEST_F(capture_writer_test, raw_packets_that_are_wanted_stand_in_their_place_as_data) {
+  writer_.emplace(file_.emplace(path_, output_file::access::random), true);
+  put("modem_trace", "first");
+  put("at", "OK", 20);
+  put("modem_trace", "second");
+  put("at", "OK", 30);
+  const auto packets = read_packets(written());
+  EXPECT_THAT(interfaces(packets), ElementsAre("raw", "at", "raw", "at"));
+  const std::string header = exported_pdu_header("data", direction::unknown, "modem_trace");
+  EXPECT_EQ(packets[0].data, header + "first");
+  EXPECT_EQ(packets[2].data, header + "second");
+  EXPECT_EQ(packets[0].comment, "");
+  EXPECT_EQ(packets[0].time, 0U);
+  EXPECT_EQ(packets[2].time, 20U) << "they have no time of their own";
+}
+
+TEST_F(capture_writer_test, a_raw_packet_that_is_too_large_is_several) {
+  writer_.emplace(file_.emplace(path_, output_file::access::random), true);
+  const std::string raw = std::string(262144, 'a') + std::string(262144, 'b');
+  put("modem_trace", raw);
+  const std::string header = exported_pdu_header("data", direction::unknown, "modem_trace");
+  std::string joined;
+  const auto packets = read_packets(written());
+  EXPECT_EQ(packets.size(), 3U);
+  for (const captured_packet& packet : packets) {
+    EXPECT_LE(packet.data.size(), 262144U);
+    EXPECT_EQ(packet.full_size, packet.data.size());
+    joined += packet.data.substr(header.size());
+  }
+  EXPECT_TRUE(joined == raw);
+  EXPECT_THAT(writer_->left_out(), IsEmpty());
+}
+
 TEST_F(capture_writer_test, a_packet_is_cut_at_what_wireshark_takes_and_told_so) {
   put("ip", std::string(262144, 'E'));
   EXPECT_THAT(writer_->left_out(), IsEmpty());

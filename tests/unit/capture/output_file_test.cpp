@@ -126,9 +126,10 @@ TEST_F(output_file_test, more_than_a_block_can_be_moved) {
 }
 
 TEST_F(output_file_test, a_missing_directory_is_named) {
-  EXPECT_THAT(refusal_of([&] { output_file(at("no/out"), sequential); }, exit_code::output_failed),
-              testing::AllOf(StartsWith("cannot write "), HasSubstr("no/out"),
-                             HasSubstr("No such file or directory")));
+  EXPECT_THAT(
+      refusal_of([&] { output_file(at("no/out"), sequential); }, exit_code::output_failed),
+      testing::AllOf(StartsWith("cannot write "), HasSubstr("no/out: there is no directory "),
+                     HasSubstr("no; make it first, or give another name.")));
   EXPECT_THAT(names(), IsEmpty());
 }
 
