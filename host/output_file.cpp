@@ -59,23 +59,6 @@ void output_file::write_at(std::uint64_t offset, std::string_view bytes) {
   seek(size_);
 }
 
-void output_file::insert(std::uint64_t offset, std::string_view bytes) {
-  // From the back, so that no byte is overwritten before it has been moved.
-  std::vector<char> block(
-      static_cast<std::size_t>(std::min<std::uint64_t>(copy_block, size_ - offset)));
-  std::uint64_t end = size_;
-  while (end > offset) {
-    const std::uint64_t begin = end - std::min<std::uint64_t>(block.size(), end - offset);
-    const auto count = static_cast<std::size_t>(end - begin);
-    if (read_at(begin, block.data(), count) != count) fail("cannot re-read", errno);
-    seek(begin + bytes.size());
-    put(file_.get(), {block.data(), count});
-    end = begin;
-  }
-  size_ += bytes.size();
-  write_at(offset, bytes);
-}
-
 void output_file::finish() {
   if (copy_to_) {
     copy_to(copy_to_.get());

@@ -172,7 +172,7 @@ exit_code run_capture(capture_request request) {
                format_summary(statistics, {.output = output->name(),
                                            .elapsed = std::chrono::steady_clock::now() - begin,
                                            .interrupted = end.interrupted() && !request.live,
-                                           .left_out = output->writer().left_out()}));
+                                           .remarks = output->writer().remarks()}));
   };
   const auto leave_terminal = [&] {
     request.observe = nullptr;

@@ -61,7 +61,7 @@ bool is_dissectable(packet_kind kind, std::span<const std::uint8_t> payload) {
 }  // namespace
 
 capture_writer::capture_writer(output_file& file, bool with_raw_packets)
-    : file_(file), with_raw_packets_(with_raw_packets) {
+    : file_(file), with_raw_packets_(with_raw_packets), secrets_(file, key_log_) {
   pcapng::append_section_header(block_, "LTE modem trace", "veltra " VELTRA_VERSION);
   file_.write(block_);
 }
@@ -69,13 +69,21 @@ capture_writer::capture_writer(output_file& file, bool with_raw_packets)
 void capture_writer::consume(const packet& packet) {
   if (is_raw(packet)) {
     if (with_raw_packets_) put_raw(packet);
-  } else if (packet.layer == randbytes_layer) {
-    if (!key_log_.add_randbytes(packet.payload)) ++refused_key_material_;
-  } else if (packet.layer == master_layer) {
-    if (!key_log_.add_session_master(packet.payload)) ++refused_key_material_;
-  } else {
+  } else if (!put_key_material(packet)) {
     put_message(packet);
   }
+}
+
+bool capture_writer::put_key_material(const packet& packet) {
+  if (packet.layer == randbytes_layer) {
+    key_log_.add_randbytes(packet.payload);
+  } else if (packet.layer == master_layer) {
+    key_log_.add_session_master(packet.payload);
+  } else {
+    return false;
+  }
+  secrets_.key_log_grew();
+  return true;
 }
 
 void capture_writer::put_raw(const packet& packet) {
@@ -104,7 +112,7 @@ void capture_writer::put_message(const packet& packet) {
   // Without a header there would be no telling on the interface for IP.
   const packet_kind kind =
       format.kind == packet_kind::ip && !dissectable ? packet_kind::other : format.kind;
-  if (kind == packet_kind::ip && !secrets_.reserved()) secrets_.reserve(file_);
+  if (kind == packet_kind::ip) secrets_.before_ip_packet();
   interface& on = interface_of(kind);
   ++on.received;
   const std::optional<std::uint64_t> dropped = dropped_traces(packet);
@@ -138,18 +146,20 @@ void capture_writer::finish() {
     if (on) pcapng::append_statistics(block_, on->number, last_time_, on->received, on->dropped);
   }
   file_.write(block_);
-  secrets_.fill(file_, key_log_.text());
+  secrets_.finish();
 }
 
-std::string capture_writer::left_out() const {
+std::string capture_writer::remarks() const {
   std::string text;
   const auto add = [&text](std::uint64_t count, std::string_view thing, std::string_view why) {
     if (count == 0) return;
     fmt::format_to(std::back_inserter(text), "{}{} {}{} {}", text.empty() ? "" : ", ", count, thing,
                    count == 1 ? "" : "s", why);
   };
-  add(refused_key_material_, "TLS key trace", "of a wrong size");
+  add(key_log_.refused(), "TLS key trace", "of a wrong size");
   add(key_log_.unused_masters(), "TLS master secret", "without a handshake");
+  add(key_log_.lone_handshakes(), "TLS handshake", "without a master secret");
+  if (!text.empty()) text += " (kept as comments with the TLS secrets)";
   add(cut_packets_, "packet", fmt::format("cut to {} bytes", largest_packet));
   return text;
 }

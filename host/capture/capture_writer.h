@@ -12,7 +12,7 @@
 
 #include "host/capture/dissector_names.h"
 #include "host/capture/packet_consumer.h"
-#include "host/capture/secrets_slot.h"
+#include "host/capture/secret_slots.h"
 #include "host/capture/tls_key_log.h"
 #include "host/output_file.h"
 
@@ -30,8 +30,8 @@ class capture_writer : public packet_consumer {
   void consume(const packet& packet) override;
   void finish() override;
 
-  // Key material that makes no secrets, and packets that had to be cut.
-  std::string left_out() const override;
+  // Packets that had to be cut, and key material that makes no secrets.
+  std::string remarks() const override;
 
  private:
   static constexpr std::size_t kinds = 6;
@@ -51,6 +51,7 @@ class capture_writer : public packet_consumer {
   };
 
   void put_raw(const packet& packet);
+  bool put_key_material(const packet& packet);
   void put_message(const packet& packet);
   const layer_format& format_of(std::string_view layer);
   interface& interface_of(packet_kind kind);
@@ -61,9 +62,8 @@ class capture_writer : public packet_consumer {
   std::array<std::optional<interface>, kinds> interfaces_;
   std::uint32_t interface_count_ = 0;
   std::uint64_t last_time_ = 0;
-  secrets_slot secrets_;
   tls_key_log key_log_;
-  std::uint64_t refused_key_material_ = 0;
+  secret_slots secrets_;
   std::uint64_t cut_packets_ = 0;
   std::string block_;  // kept between packets to save its allocation
 };

@@ -180,10 +180,11 @@ TEST_F(capture_run_test, standard_output_gets_the_capture_and_nothing_else) {
   EXPECT_THAT(names(), ElementsAre("trace.bin"));
 }
 
-TEST_F(capture_run_test, what_the_capture_left_out_is_in_the_summary) {
+TEST_F(capture_run_test, remarks_on_the_capture_are_in_the_summary) {
   script({{"steps", {packet_step("ip", "E"), packet_step("session_master", "short")}}});
   decode({});
-  EXPECT_THAT(printed_, HasSubstr("left out              1 TLS key trace of a wrong size\n"));
+  EXPECT_THAT(printed_,
+              HasSubstr("remarks               1 TLS key trace of a wrong size (kept as "));
 }
 
 TEST_F(capture_run_test, an_input_is_never_replaced) {
