@@ -111,6 +111,25 @@ class capture_output {
     file_.commit();
   }
 
+  // After a failure to write: puts what is whole under the final name, if that is
+  // possible at all.
+  bool rescue() {
+    try {
+      if (!file_.keep_whole_records()) return false;
+      writer_->finish_without_room();
+      file_.commit();
+      return true;
+    } catch (const user_error&) {
+      return false;
+    }
+  }
+
+  std::string remarks(bool rescued) const {
+    std::string text = writer_->remarks();
+    if (rescued) text += fmt::format("{}the last packets are missing", text.empty() ? "" : ", ");
+    return text;
+  }
+
   std::string name() const { return output_name(path_); }
 
  private:
@@ -165,14 +184,23 @@ exit_code run_capture(capture_request request) {
   run_statistics statistics;
   run_end end(session);
   const auto begin = std::chrono::steady_clock::now();
-  const auto keep_capture = [&] {
-    if (!output) return;
-    output->commit();
+  const auto summarise = [&](bool rescued) {
     fmt::print(stderr, "{}",
                format_summary(statistics, {.output = output->name(),
                                            .elapsed = std::chrono::steady_clock::now() - begin,
                                            .interrupted = end.interrupted() && !request.live,
-                                           .remarks = output->writer().remarks()}));
+                                           .remarks = output->remarks(rescued)}));
+  };
+  const auto keep_capture = [&] {
+    if (!output) return;
+    try {
+      output->commit();
+    } catch (const user_error&) {
+      // A live input does not come a second time.
+      if (request.live && output->rescue()) summarise(true);
+      throw;
+    }
+    summarise(false);
   };
   const auto leave_terminal = [&] {
     request.observe = nullptr;
@@ -196,7 +224,6 @@ exit_code run_capture(capture_request request) {
   } catch (const user_error&) {
     on_message = nullptr;
     leave_terminal();
-    // A live input does not come a second time.
     if (request.live && statistics.decoded_packets() != 0) keep_capture();
     throw;
   }

@@ -149,6 +149,10 @@ void capture_writer::finish() {
   secrets_.finish();
 }
 
+void capture_writer::finish_without_room() {
+  secrets_.finish_without_room();
+}
+
 std::string capture_writer::remarks() const {
   std::string text;
   const auto add = [&text](std::uint64_t count, std::string_view thing, std::string_view why) {

@@ -29,6 +29,7 @@ class capture_writer : public packet_consumer {
 
   void consume(const packet& packet) override;
   void finish() override;
+  void finish_without_room() override;
 
   // Packets that had to be cut, and key material that makes no secrets.
   std::string remarks() const override;

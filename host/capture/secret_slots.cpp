@@ -53,6 +53,12 @@ void secret_slots::finish() {
   put(key_log_.take_rest());
 }
 
+void secret_slots::finish_without_room() {
+  const std::string key_log = key_log_.take_rest();
+  std::string_view rest = key_log;
+  if (slot_ && *slot_ < file_.size()) fill(rest);
+}
+
 std::uint64_t secret_slots::reserve() {
   const std::uint64_t offset = file_.size();
   std::string room;
@@ -61,18 +67,20 @@ std::uint64_t secret_slots::reserve() {
   return offset;
 }
 
-void secret_slots::put(std::string_view key_log) {
+// Removes from the front of `key_log` what the slot takes.
+void secret_slots::fill(std::string_view& key_log) {
+  const std::string_view first = that_fit(key_log);
+  if (first.empty()) return;
   std::string block;
-  if (slot_) {
-    const std::string_view first = that_fit(key_log);
-    key_log.remove_prefix(first.size());
-    if (!first.empty()) {
-      pcapng::append_secrets(block, padded(first));
-      file_.write_at(*slot_, block);
-      block.clear();
-    }
-  }
+  pcapng::append_secrets(block, padded(first));
+  file_.write_at(*slot_, block);
+  key_log.remove_prefix(first.size());
+}
+
+void secret_slots::put(std::string_view key_log) {
+  if (slot_) fill(key_log);
   if (key_log.empty()) return;
+  std::string block;
   pcapng::append_secrets(block, key_log);
   file_.write(block);
 }

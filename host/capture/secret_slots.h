@@ -37,8 +37,12 @@ class secret_slots {
   // of the file. Once only, as the last thing before the file is complete.
   void finish();
 
+  // The same for a file that cannot grow and may have lost its end: what fits.
+  void finish_without_room();
+
  private:
   std::uint64_t reserve();
+  void fill(std::string_view& key_log);
   void put(std::string_view key_log);
 
   output_file& file_;

@@ -15,6 +15,7 @@
 #include "host/command.h"
 #include "host/user_error.h"
 #include "platform/file.h"
+#include "tests/support/file_size_limit.h"
 #include "tests/support/temp_directory.h"
 #include "tests/unit/capture/capture_reader.h"
 #include "tests/unit/capture/fake_plugin.h"
@@ -325,6 +326,51 @@ TEST_F(capture_run_test, a_live_run_that_fails_keeps_what_came_before) {
   EXPECT_THAT(refusal_of([&] { run(made); }, exit_code::run_failed),
               AllOf(HasSubstr("device lost"), HasSubstr("is in the capture")));
   EXPECT_EQ(read_packets(content(at("out.pcapng"))).size(), 1U);
+}
+
+TEST_F(capture_run_test, a_live_run_that_fills_the_disk_keeps_what_is_whole) {
+  json step = packet_step("nas-eps", std::string(1000, 'n'));
+  step["times"] = 1000;
+  script({{"steps", {packet_step("at", "OK"), step, wait_step}}});
+  for (const char* format : {"pcapng", "jsonl"}) {
+    capture_request made = request();
+    made.live = true;
+    made.options.output.format = format;
+    const test_support::file_size_limit full(200'000);
+    EXPECT_THAT(refusal_of([&] { run(made); }, exit_code::output_failed),
+                HasSubstr("out.pcapng: File too large"));
+    EXPECT_THAT(printed_, HasSubstr("the last packets are missing\n"));
+    EXPECT_THAT(names(), ElementsAre("out.pcapng", "trace.bin"));
+    const std::string kept = content(at("out.pcapng"));
+    EXPECT_GT(kept.size(), 100'000U);
+    if (made.options.output.format == "pcapng") {
+      EXPECT_GT(read_packets(kept).size(), 100U);
+    } else {
+      EXPECT_EQ(kept.back(), '\n');
+    }
+    std::filesystem::remove(at("out.pcapng"));
+  }
+}
+
+TEST_F(capture_run_test, a_disk_that_is_full_in_the_end_costs_a_live_run_only_its_last_packets) {
+  json step = packet_step("at", std::string(1000, 'n'));
+  step["times"] = 150;
+  script({{"steps", {step}}, {"start", failed_start}});
+  capture_request made = request();
+  made.live = true;
+  const test_support::file_size_limit full(140'000);
+  EXPECT_THAT(refusal_of([&] { run(made); }, exit_code::output_failed),
+              HasSubstr("File too large"));
+  EXPECT_GT(read_packets(content(at("out.pcapng"))).size(), 50U);
+}
+
+TEST_F(capture_run_test, a_file_that_fills_the_disk_leaves_no_capture) {
+  json step = packet_step("nas-eps", std::string(1000, 'n'));
+  step["times"] = 1000;
+  script({{"steps", {step}}});
+  const test_support::file_size_limit full(200'000);
+  refusal_of([&] { run(request()); }, exit_code::output_failed);
+  EXPECT_THAT(names(), ElementsAre("trace.bin"));
 }
 
 TEST_F(capture_run_test, the_line_on_the_terminal_goes_before_the_summary_comes) {
