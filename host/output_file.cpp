@@ -42,6 +42,11 @@ output_file::output_file(std::filesystem::path target, access how) : target_(std
   if (how == access::random) copy_to_ = std::exchange(file_, checked(std::tmpfile()));
 }
 
+bool output_file::is_stream(const std::filesystem::path& target) {
+  std::error_code ignored;
+  return target == "-" || std::filesystem::is_other(target, ignored);
+}
+
 output_file::~output_file() {
   file_.reset();
   if (temporary_.empty()) return;

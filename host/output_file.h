@@ -25,6 +25,10 @@ class output_file {
  public:
   enum class access { sequential, random };
 
+  // True if `target` is standard output or no regular file: what is written there is
+  // gone.
+  static bool is_stream(const std::filesystem::path& target);
+
   // Opens the output; a named pipe waits here for its reader. A directory is
   // refused.
   output_file(std::filesystem::path target, access how);

@@ -14,6 +14,7 @@
 #include "host/capture/capture_writer.h"
 #include "host/capture/jsonl_writer.h"
 #include "host/capture/plugin_library.h"
+#include "host/capture/prompt_consumer.h"
 #include "host/capture/run_messages.h"
 #include "host/capture/run_statistics.h"
 #include "host/capture/source_parameters.h"
@@ -93,15 +94,22 @@ user_error explain_run(const source_failure& failure, const capture_request& req
 // The output of a run with the writer that fills it.
 class capture_output {
  public:
-  explicit capture_output(const output_options& options)
+  // A live run's output is read while it is written, as far as that is possible; when
+  // it takes no more, `on_failure` is called on a thread of its own.
+  capture_output(const output_options& options, bool live, std::function<void()> on_failure)
       : path_(platform::path_from_utf8(options.file)),
-        file_(path_, options.format == "jsonl" ? output_file::access::sequential
-                                               : output_file::access::random) {
+        streamed_(live && output_file::is_stream(path_)),
+        file_(path_, options.format == "jsonl" || streamed_ ? output_file::access::sequential
+                                                            : output_file::access::random) {
     if (options.format == "jsonl") {
       writer_ = std::make_unique<jsonl_writer>(file_, options.raw_packets);
     } else {
-      writer_ = std::make_unique<capture_writer>(file_, options.raw_packets);
+      writer_ = std::make_unique<capture_writer>(
+          file_,
+          capture_writer::settings{.with_raw_packets = options.raw_packets, .streamed = streamed_});
     }
+    if (live)
+      writer_ = std::make_unique<prompt_consumer>(std::move(writer_), std::move(on_failure));
   }
 
   packet_consumer& writer() { return *writer_; }
@@ -133,7 +141,8 @@ class capture_output {
   std::string name() const { return output_name(path_); }
 
  private:
-  std::filesystem::path path_;
+  const std::filesystem::path path_;
+  const bool streamed_;
   output_file file_;
   std::unique_ptr<packet_consumer> writer_;
 };
@@ -148,11 +157,6 @@ user_error explain_nothing(const capture_request& request, const run_statistics&
   }
   return explain_nothing_decoded(request.input, request.options.database,
                                  statistics.database_uuid(), statistics.raw_bytes());
-}
-
-// The output; null when there is nothing to write.
-std::unique_ptr<capture_output> open_output(const output_options& options) {
-  return options.file.empty() ? nullptr : std::make_unique<capture_output>(options);
 }
 
 }  // namespace
@@ -179,7 +183,11 @@ exit_code run_capture(capture_request request) {
     messages.finish();
     throw explain_init(failure, request, messages.log());
   }
-  const std::unique_ptr<capture_output> output = open_output(request.options.output);
+  std::unique_ptr<capture_output> output;  // null when there is nothing to write
+  if (!request.options.output.file.empty()) {
+    output = std::make_unique<capture_output>(request.options.output, request.live,
+                                              [&session] { session.stop(); });
+  }
 
   run_statistics statistics;
   run_end end(session);
@@ -221,6 +229,8 @@ exit_code run_capture(capture_request request) {
       if (output) output->writer().consume(packet);
     });
     on_message = nullptr;
+    // Throws what ended the run, if that was the output.
+    if (output) output->writer().flush();
   } catch (const user_error&) {
     on_message = nullptr;
     leave_terminal();

@@ -35,7 +35,7 @@ std::string_view that_fit(std::string_view text) {
 secret_slots::secret_slots(output_file& file, tls_key_log& key_log)
     : file_(file), key_log_(key_log) {}
 
-void secret_slots::before_ip_packet() {
+void secret_slots::before_ip_packet(std::span<const std::uint8_t> /*packet*/) {
   if (!slot_) {
     slot_ = reserve();
   } else if (!next_ && key_log_.pending() > capacity / 2) {
@@ -43,10 +43,27 @@ void secret_slots::before_ip_packet() {
   }
 }
 
-void secret_slots::key_log_grew() {
+void secret_slots::write(std::string_view blocks) {
+  file_.write(blocks);
+}
+
+void secret_slots::random_bytes_came() {
+  close_full_slot();
+}
+
+void secret_slots::master_came() {
+  close_full_slot();
+}
+
+void secret_slots::close_full_slot() {
   if (key_log_.pending() <= capacity / 4 * 3) return;
   put(key_log_.take());
   slot_ = std::exchange(next_, std::nullopt);
+}
+
+bool secret_slots::flush() {
+  file_.flush();
+  return false;
 }
 
 void secret_slots::finish() {

@@ -30,7 +30,7 @@ class secret_slots_test : public testing::Test {
 
   // An IP packet, for which an interface stands here.
   void packet() {
-    slots_.before_ip_packet();
+    slots_.before_ip_packet({});
     std::string block;
     pcapng::append_interface(block, pcapng::link_type_raw_ip, "ip", "");
     file_.write(block);
@@ -41,9 +41,9 @@ class secret_slots_test : public testing::Test {
     std::array<std::uint8_t, 64> bytes{};
     for (std::size_t i = 0; i < 4; ++i) bytes[i] = static_cast<std::uint8_t>(number >> 8 * i);
     key_log_.add_randbytes(bytes);
-    slots_.key_log_grew();
+    slots_.random_bytes_came();
     key_log_.add_session_master(std::span(bytes).first(48));
-    slots_.key_log_grew();
+    slots_.master_came();
   }
 
   // A comment of exactly `size` bytes, an even number.
@@ -51,7 +51,7 @@ class secret_slots_test : public testing::Test {
     // Label and LF, and two digits a byte.
     const std::size_t fixed = std::string("# handshake_randbytes of a wrong size: \n").size();
     key_log_.add_randbytes(std::vector<std::uint8_t>((size - fixed) / 2));
-    slots_.key_log_grew();
+    slots_.random_bytes_came();
   }
 
   std::vector<capture_block> written() {
