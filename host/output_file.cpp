@@ -16,6 +16,7 @@ namespace veltra::host {
 namespace {
 
 constexpr std::size_t copy_block = std::size_t{1} << 20;
+constexpr std::size_t collected_block = std::size_t{1} << 16;
 
 }  // namespace
 
@@ -41,6 +42,11 @@ output_file::output_file(std::filesystem::path target, access how) : target_(std
   if (how == access::random) copy_to_ = std::exchange(file_, checked(platform::open_temporary_file()));
 }
 
+bool output_file::is_stream(const std::filesystem::path& target) {
+  std::error_code ignored;
+  return target == "-" || std::filesystem::is_other(target, ignored);
+}
+
 output_file::~output_file() {
   file_.reset();
   if (temporary_.empty()) return;
@@ -48,23 +54,53 @@ output_file::~output_file() {
   std::filesystem::remove(temporary_, ignored);
 }
 
-void output_file::write(std::string_view bytes) {
-  put(file_.get(), bytes);
-  size_ += bytes.size();
+void output_file::write(std::string_view record) {
+  collected_ += record;
+  size_ += record.size();
+  if (collected_.size() >= collected_block) drain();
+}
+
+void output_file::flush() {
+  if (!copy_to_) drain();
+}
+
+bool output_file::keep_whole_records() {
+  if (temporary_.empty() || safe_size_ == 0) return false;
+  collected_.clear();
+  size_ = safe_size_;
+  cut_ = true;
+  return true;
+}
+
+void output_file::drain() {
+  if (collected_.empty()) return;
+  // What an earlier attempt left of them is written over.
+  if (std::exchange(torn_, true) && !temporary_.empty()) seek(safe_size_);
+  put(file_.get(), collected_);
+  torn_ = false;
+  collected_.clear();
+  safe_size_ = size_;
 }
 
 void output_file::write_at(std::uint64_t offset, std::string_view bytes) {
+  drain();
   seek(offset);
   put(file_.get(), bytes);
   seek(size_);
 }
 
 void output_file::finish() {
+  if (!file_) return;
+  drain();
   if (copy_to_) {
     copy_to(copy_to_.get());
     file_ = std::move(copy_to_);
   }
-  if (file_) close(std::move(file_));
+  close(std::move(file_));
+  if (!cut_) return;
+  std::error_code error;
+  std::filesystem::resize_file(temporary_, size_, error);
+  if (error) fail("cannot write", error.value());
 }
 
 void output_file::commit() {
@@ -94,11 +130,13 @@ void output_file::close(file_handle file) {
 
 output_file::file_handle output_file::checked(std::FILE* opened) const {
   if (opened == nullptr) fail("cannot write", errno);
+  // Bytes that a full disk refused must not stay in a buffer, to be refused again.
+  std::setvbuf(opened, nullptr, _IONBF, 0);
   return file_handle(opened);
 }
 
 void output_file::put(std::FILE* into, std::string_view bytes) {
-  if (std::fwrite(bytes.data(), 1, bytes.size(), into) != bytes.size()) {
+  if (std::fwrite(bytes.data(), 1, bytes.size(), into) != bytes.size() || std::fflush(into) != 0) {
     fail("cannot write", errno);
   }
 }

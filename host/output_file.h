@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <memory>
+#include <string>
 #include <string_view>
 
 namespace veltra::host {
@@ -24,6 +25,10 @@ class output_file {
  public:
   enum class access { sequential, random };
 
+  // True if `target` is standard output or no regular file: what is written there is
+  // gone.
+  static bool is_stream(const std::filesystem::path& target);
+
   // Opens the output; a named pipe waits here for its reader. A directory is
   // refused.
   output_file(std::filesystem::path target, access how);
@@ -33,8 +38,18 @@ class output_file {
   // Removes the temporary file unless commit() succeeded.
   ~output_file();
 
-  // Appends at the end.
-  void write(std::string_view bytes);
+  // Appends a record at the end: bytes that are worth something only together. They
+  // are collected, and given to the system with those that follow.
+  void write(std::string_view record);
+
+  // Gives the system all that was collected. No effect while the bytes wait to be
+  // complete.
+  void flush();
+
+  // After a failure to write: gives up the records that did not get into the file.
+  // Returns false if there is none left, or the output is no regular file. After
+  // true, bytes may still be replaced, and commit() leaves the whole records.
+  bool keep_whole_records();
 
   // Replaces bytes that were written before; only with random access.
   void write_at(std::uint64_t offset, std::string_view bytes);
@@ -60,6 +75,7 @@ class output_file {
 
   [[noreturn]] void fail(const char* what, int error) const;
   file_handle checked(std::FILE* opened) const;
+  void drain();
   void put(std::FILE* into, std::string_view bytes);
   void seek(std::uint64_t offset);
   std::size_t read_at(std::uint64_t offset, char* into, std::size_t count);
@@ -70,7 +86,11 @@ class output_file {
   std::filesystem::path temporary_;  // to be renamed; empty if there is none
   file_handle file_;                 // takes the bytes; null after finish()
   file_handle copy_to_;              // gets a copy of file_ in the end; null: file_ is the output
+  std::string collected_;            // whole records, not given to the system yet
   std::uint64_t size_ = 0;
+  std::uint64_t safe_size_ = 0;  // without collected_: what a failure leaves
+  bool torn_ = false;            // some of the collected bytes may be in the file
+  bool cut_ = false;             // to size_ in the end
 };
 
 }  // namespace veltra::host

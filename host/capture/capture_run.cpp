@@ -14,6 +14,7 @@
 #include "host/capture/capture_writer.h"
 #include "host/capture/jsonl_writer.h"
 #include "host/capture/plugin_library.h"
+#include "host/capture/prompt_consumer.h"
 #include "host/capture/run_messages.h"
 #include "host/capture/run_statistics.h"
 #include "host/capture/source_parameters.h"
@@ -93,15 +94,22 @@ user_error explain_run(const source_failure& failure, const capture_request& req
 // The output of a run with the writer that fills it.
 class capture_output {
  public:
-  explicit capture_output(const output_options& options)
+  // A live run's output is read while it is written, as far as that is possible; when
+  // it takes no more, `on_failure` is called on a thread of its own.
+  capture_output(const output_options& options, bool live, std::function<void()> on_failure)
       : path_(platform::path_from_utf8(options.file)),
-        file_(path_, options.format == "jsonl" ? output_file::access::sequential
-                                               : output_file::access::random) {
+        streamed_(live && output_file::is_stream(path_)),
+        file_(path_, options.format == "jsonl" || streamed_ ? output_file::access::sequential
+                                                            : output_file::access::random) {
     if (options.format == "jsonl") {
       writer_ = std::make_unique<jsonl_writer>(file_, options.raw_packets);
     } else {
-      writer_ = std::make_unique<capture_writer>(file_, options.raw_packets);
+      writer_ = std::make_unique<capture_writer>(
+          file_,
+          capture_writer::settings{.with_raw_packets = options.raw_packets, .streamed = streamed_});
     }
+    if (live)
+      writer_ = std::make_unique<prompt_consumer>(std::move(writer_), std::move(on_failure));
   }
 
   packet_consumer& writer() { return *writer_; }
@@ -111,10 +119,30 @@ class capture_output {
     file_.commit();
   }
 
+  // After a failure to write: puts what is whole under the final name, if that is
+  // possible at all.
+  bool rescue() {
+    try {
+      if (!file_.keep_whole_records()) return false;
+      writer_->finish_without_room();
+      file_.commit();
+      return true;
+    } catch (const user_error&) {
+      return false;
+    }
+  }
+
+  std::string remarks(bool rescued) const {
+    std::string text = writer_->remarks();
+    if (rescued) text += fmt::format("{}the last packets are missing", text.empty() ? "" : ", ");
+    return text;
+  }
+
   std::string name() const { return output_name(path_); }
 
  private:
-  std::filesystem::path path_;
+  const std::filesystem::path path_;
+  const bool streamed_;
   output_file file_;
   std::unique_ptr<packet_consumer> writer_;
 };
@@ -129,11 +157,6 @@ user_error explain_nothing(const capture_request& request, const run_statistics&
   }
   return explain_nothing_decoded(request.input, request.options.database,
                                  statistics.database_uuid(), statistics.raw_bytes());
-}
-
-// The output; null when there is nothing to write.
-std::unique_ptr<capture_output> open_output(const output_options& options) {
-  return options.file.empty() ? nullptr : std::make_unique<capture_output>(options);
 }
 
 }  // namespace
@@ -160,19 +183,32 @@ exit_code run_capture(capture_request request) {
     messages.finish();
     throw explain_init(failure, request, messages.log());
   }
-  const std::unique_ptr<capture_output> output = open_output(request.options.output);
+  std::unique_ptr<capture_output> output;  // null when there is nothing to write
+  if (!request.options.output.file.empty()) {
+    output = std::make_unique<capture_output>(request.options.output, request.live,
+                                              [&session] { session.stop(); });
+  }
 
   run_statistics statistics;
   run_end end(session);
   const auto begin = std::chrono::steady_clock::now();
-  const auto keep_capture = [&] {
-    if (!output) return;
-    output->commit();
+  const auto summarise = [&](bool rescued) {
     fmt::print(stderr, "{}",
                format_summary(statistics, {.output = output->name(),
                                            .elapsed = std::chrono::steady_clock::now() - begin,
                                            .interrupted = end.interrupted() && !request.live,
-                                           .remarks = output->writer().remarks()}));
+                                           .remarks = output->remarks(rescued)}));
+  };
+  const auto keep_capture = [&] {
+    if (!output) return;
+    try {
+      output->commit();
+    } catch (const user_error&) {
+      // A live input does not come a second time.
+      if (request.live && output->rescue()) summarise(true);
+      throw;
+    }
+    summarise(false);
   };
   const auto leave_terminal = [&] {
     request.observe = nullptr;
@@ -193,10 +229,11 @@ exit_code run_capture(capture_request request) {
       if (output) output->writer().consume(packet);
     });
     on_message = nullptr;
+    // Throws what ended the run, if that was the output.
+    if (output) output->writer().flush();
   } catch (const user_error&) {
     on_message = nullptr;
     leave_terminal();
-    // A live input does not come a second time.
     if (request.live && statistics.decoded_packets() != 0) keep_capture();
     throw;
   }

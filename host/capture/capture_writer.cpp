@@ -9,6 +9,8 @@
 #include "host/capture/dropped_traces.h"
 #include "host/capture/exported_pdu.h"
 #include "host/capture/pcapng_blocks.h"
+#include "host/capture/secret_slots.h"
+#include "host/capture/streamed_secrets.h"
 
 namespace veltra::host {
 
@@ -58,12 +60,17 @@ bool is_dissectable(packet_kind kind, std::span<const std::uint8_t> payload) {
   return true;
 }
 
+std::unique_ptr<secrets_place> make_place(output_file& file, tls_key_log& key_log, bool streamed) {
+  if (streamed) return std::make_unique<streamed_secrets>(file, key_log);
+  return std::make_unique<secret_slots>(file, key_log);
+}
+
 }  // namespace
 
-capture_writer::capture_writer(output_file& file, bool with_raw_packets)
-    : file_(file), with_raw_packets_(with_raw_packets), secrets_(file, key_log_) {
+capture_writer::capture_writer(output_file& file, settings how)
+    : with_raw_packets_(how.with_raw_packets), blocks_(make_place(file, key_log_, how.streamed)) {
   pcapng::append_section_header(block_, "LTE modem trace", "veltra " VELTRA_VERSION);
-  file_.write(block_);
+  blocks_->write(block_);
 }
 
 void capture_writer::consume(const packet& packet) {
@@ -77,12 +84,13 @@ void capture_writer::consume(const packet& packet) {
 bool capture_writer::put_key_material(const packet& packet) {
   if (packet.layer == randbytes_layer) {
     key_log_.add_randbytes(packet.payload);
+    blocks_->random_bytes_came();
   } else if (packet.layer == master_layer) {
     key_log_.add_session_master(packet.payload);
+    blocks_->master_came();
   } else {
     return false;
   }
-  secrets_.key_log_grew();
   return true;
 }
 
@@ -100,7 +108,7 @@ void capture_writer::put_raw(const packet& packet) {
     block.full_payload_size = block.payload.size();
     block_.clear();
     pcapng::append_packet(block_, block);
-    file_.write(block_);
+    blocks_->write(block_);
     ++on.received;
   }
 }
@@ -112,7 +120,7 @@ void capture_writer::put_message(const packet& packet) {
   // Without a header there would be no telling on the interface for IP.
   const packet_kind kind =
       format.kind == packet_kind::ip && !dissectable ? packet_kind::other : format.kind;
-  if (kind == packet_kind::ip) secrets_.before_ip_packet();
+  if (kind == packet_kind::ip) blocks_->before_ip_packet(packet.payload);
   interface& on = interface_of(kind);
   ++on.received;
   const std::optional<std::uint64_t> dropped = dropped_traces(packet);
@@ -137,7 +145,7 @@ void capture_writer::put_message(const packet& packet) {
   }
   block_.clear();
   pcapng::append_packet(block_, block);
-  file_.write(block_);
+  blocks_->write(block_);
 }
 
 void capture_writer::finish() {
@@ -145,8 +153,16 @@ void capture_writer::finish() {
   for (const std::optional<interface>& on : interfaces_) {
     if (on) pcapng::append_statistics(block_, on->number, last_time_, on->received, on->dropped);
   }
-  file_.write(block_);
-  secrets_.finish();
+  blocks_->write(block_);
+  blocks_->finish();
+}
+
+void capture_writer::finish_without_room() {
+  blocks_->finish_without_room();
+}
+
+bool capture_writer::flush() {
+  return blocks_->flush();
 }
 
 std::string capture_writer::remarks() const {
@@ -190,7 +206,7 @@ capture_writer::interface& capture_writer::interface_of(packet_kind kind) {
     pcapng::append_interface(
         block_, kind == packet_kind::ip ? pcapng::link_type_raw_ip : pcapng::link_type_exported_pdu,
         descriptions[index].name, descriptions[index].description);
-    file_.write(block_);
+    blocks_->write(block_);
   }
   return *found;
 }

@@ -6,13 +6,14 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include "host/capture/dissector_names.h"
 #include "host/capture/packet_consumer.h"
-#include "host/capture/secret_slots.h"
+#include "host/capture/secrets_place.h"
 #include "host/capture/tls_key_log.h"
 #include "host/output_file.h"
 
@@ -24,11 +25,18 @@ namespace veltra::host {
 // thread.
 class capture_writer : public packet_consumer {
  public:
-  // `file` must have random access and outlive the writer.
-  explicit capture_writer(output_file& file, bool with_raw_packets = false);
+  struct settings {
+    bool with_raw_packets = false;
+    bool streamed = false;  // read while it is written
+  };
+
+  // `file` must outlive the writer, and have random access unless it is streamed.
+  capture_writer(output_file& file, settings how);
 
   void consume(const packet& packet) override;
   void finish() override;
+  void finish_without_room() override;
+  bool flush() override;
 
   // Packets that had to be cut, and key material that makes no secrets.
   std::string remarks() const override;
@@ -56,14 +64,13 @@ class capture_writer : public packet_consumer {
   const layer_format& format_of(std::string_view layer);
   interface& interface_of(packet_kind kind);
 
-  output_file& file_;
   const bool with_raw_packets_;
   std::map<std::string, layer_format, std::less<>> formats_;
   std::array<std::optional<interface>, kinds> interfaces_;
   std::uint32_t interface_count_ = 0;
   std::uint64_t last_time_ = 0;
   tls_key_log key_log_;
-  secret_slots secrets_;
+  const std::unique_ptr<secrets_place> blocks_;
   std::uint64_t cut_packets_ = 0;
   std::string block_;  // kept between packets to save its allocation
 };

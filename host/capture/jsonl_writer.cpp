@@ -25,6 +25,11 @@ void jsonl_writer::consume(const packet& packet) {
   file_.write(line_);
 }
 
+bool jsonl_writer::flush() {
+  file_.flush();
+  return false;
+}
+
 const std::string& jsonl_writer::quoted(std::string_view text) {
   if (const auto known = quoted_.find(text); known != quoted_.end()) return known->second;
   using kovax::json;

@@ -21,6 +21,7 @@ class jsonl_writer : public packet_consumer {
 
   void consume(const packet& packet) override;
   void finish() override {}
+  bool flush() override;
 
  private:
   const std::string& quoted(std::string_view text);

@@ -23,6 +23,14 @@ class packet_consumer {
   // once; the output itself is committed by its owner.
   virtual void finish() = 0;
 
+  // Hands what was taken on to who reads the output, to the last byte. Returns true
+  // while something is held back on purpose, so that it has to be asked again.
+  virtual bool flush() = 0;
+
+  // The output takes no more bytes, and its last ones are lost: brings what is in it
+  // into order. Instead of finish().
+  virtual void finish_without_room() {}
+
   // What did not become what it should be in the output, in words for the summary;
   // empty if nothing. After finish().
   virtual std::string remarks() const { return {}; }

@@ -35,7 +35,7 @@ std::string_view that_fit(std::string_view text) {
 secret_slots::secret_slots(output_file& file, tls_key_log& key_log)
     : file_(file), key_log_(key_log) {}
 
-void secret_slots::before_ip_packet() {
+void secret_slots::before_ip_packet(std::span<const std::uint8_t> /*packet*/) {
   if (!slot_) {
     slot_ = reserve();
   } else if (!next_ && key_log_.pending() > capacity / 2) {
@@ -43,14 +43,37 @@ void secret_slots::before_ip_packet() {
   }
 }
 
-void secret_slots::key_log_grew() {
+void secret_slots::write(std::string_view blocks) {
+  file_.write(blocks);
+}
+
+void secret_slots::random_bytes_came() {
+  close_full_slot();
+}
+
+void secret_slots::master_came() {
+  close_full_slot();
+}
+
+void secret_slots::close_full_slot() {
   if (key_log_.pending() <= capacity / 4 * 3) return;
   put(key_log_.take());
   slot_ = std::exchange(next_, std::nullopt);
 }
 
+bool secret_slots::flush() {
+  file_.flush();
+  return false;
+}
+
 void secret_slots::finish() {
   put(key_log_.take_rest());
+}
+
+void secret_slots::finish_without_room() {
+  const std::string key_log = key_log_.take_rest();
+  std::string_view rest = key_log;
+  if (slot_ && *slot_ < file_.size()) fill(rest);
 }
 
 std::uint64_t secret_slots::reserve() {
@@ -61,18 +84,20 @@ std::uint64_t secret_slots::reserve() {
   return offset;
 }
 
-void secret_slots::put(std::string_view key_log) {
+// Removes from the front of `key_log` what the slot takes.
+void secret_slots::fill(std::string_view& key_log) {
+  const std::string_view first = that_fit(key_log);
+  if (first.empty()) return;
   std::string block;
-  if (slot_) {
-    const std::string_view first = that_fit(key_log);
-    key_log.remove_prefix(first.size());
-    if (!first.empty()) {
-      pcapng::append_secrets(block, padded(first));
-      file_.write_at(*slot_, block);
-      block.clear();
-    }
-  }
+  pcapng::append_secrets(block, padded(first));
+  file_.write_at(*slot_, block);
+  key_log.remove_prefix(first.size());
+}
+
+void secret_slots::put(std::string_view key_log) {
+  if (slot_) fill(key_log);
   if (key_log.empty()) return;
+  std::string block;
   pcapng::append_secrets(block, key_log);
   file_.write(block);
 }

@@ -6,18 +6,17 @@
 #include <optional>
 #include <string_view>
 
+#include "host/capture/secrets_place.h"
 #include "host/capture/tls_key_log.h"
 #include "host/output_file.h"
 
 namespace veltra::host {
 
-// Wireshark decrypts a session only if its secrets stand in front of its key exchange,
-// but a modem traces them after it. So room is left - a slot - where the first IP
-// packet would go, and again when a slot is half full; a slot is filled when it is
-// three quarters full, and the last one at the end. Between a half and three quarters
-// are the sessions that began before the next slot's place and were not over then.
-// One thread.
-class secret_slots {
+// In a file, room is left - a slot - where the first IP packet would go, and again
+// when a slot is half full; a slot is filled when it is three quarters full, and the
+// last one at the end. Between a half and three quarters are the sessions that began
+// before the next slot's place and were not over then.
+class secret_slots : public secrets_place {
  public:
   // Bytes of key log in one slot: with two lines of 176 bytes a session, room for 46
   // sessions, of which some 34 are used.
@@ -26,19 +25,21 @@ class secret_slots {
   // `file` must have random access. Both must outlive the object.
   secret_slots(output_file& file, tls_key_log& key_log);
 
-  // An IP packet is about to be written. The room left for it is a block that every
-  // reader skips until it is filled.
-  void before_ip_packet();
+  // May leave room, a block that every reader skips until it is filled.
+  void before_ip_packet(std::span<const std::uint8_t> packet) override;
+  void write(std::string_view blocks) override;
+  void random_bytes_came() override;
+  void master_came() override;
 
-  // The key log was added to.
-  void key_log_grew();
-
-  // Writes the rest of the key log: into the slot, what does not fit there at the end
-  // of the file. Once only, as the last thing before the file is complete.
-  void finish();
+  // What does not fit into the slot goes to the end of the file.
+  void finish() override;
+  void finish_without_room() override;
+  bool flush() override;
 
  private:
   std::uint64_t reserve();
+  void close_full_slot();
+  void fill(std::string_view& key_log);
   void put(std::string_view key_log);
 
   output_file& file_;

@@ -41,7 +41,7 @@ class capture_writer_test : public testing::Test {
   test_support::temp_directory directory_;
   std::filesystem::path path_ = directory_.path() / "out.pcapng";
   std::optional<output_file> file_{std::in_place, path_, output_file::access::random};
-  std::optional<capture_writer> writer_{std::in_place, *file_};
+  std::optional<capture_writer> writer_{std::in_place, *file_, capture_writer::settings{}};
 };
 
 std::vector<std::string> interfaces(const std::vector<captured_packet>& packets) {
@@ -155,7 +155,8 @@ TEST_F(capture_writer_test, raw_packets_are_passed_over) {
 }
 
 TEST_F(capture_writer_test, raw_packets_that_are_wanted_stand_in_their_place_as_data) {
-  writer_.emplace(file_.emplace(path_, output_file::access::random), true);
+  writer_.emplace(file_.emplace(path_, output_file::access::random),
+                  capture_writer::settings{.with_raw_packets = true});
   put("modem_trace", "first");
   put("at", "OK", 20);
   put("modem_trace", "second");
@@ -171,7 +172,8 @@ TEST_F(capture_writer_test, raw_packets_that_are_wanted_stand_in_their_place_as_
 }
 
 TEST_F(capture_writer_test, a_raw_packet_that_is_too_large_is_several) {
-  writer_.emplace(file_.emplace(path_, output_file::access::random), true);
+  writer_.emplace(file_.emplace(path_, output_file::access::random),
+                  capture_writer::settings{.with_raw_packets = true});
   const std::string raw = std::string(262144, 'a') + std::string(262144, 'b');
   put("modem_trace", raw);
   const std::string header = exported_pdu_header("data", direction::unknown, "modem_trace");

@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "host/user_error.h"
+#include "tests/support/file_size_limit.h"
 #include "tests/support/temp_directory.h"
 #include "tests/unit/capture/file_content.h"
 #include "tests/unit/simulate/refusal.h"
@@ -144,6 +145,68 @@ TEST_F(output_file_test, a_full_device_is_noticed_while_writing) {
   output_file file("/dev/full", sequential);
   EXPECT_THAT(refusal_of([&] { file.write(std::string(1 << 20, 'x')); }, exit_code::output_failed),
               HasSubstr("No space left on device"));
+}
+
+TEST_F(output_file_test, records_reach_the_file_when_they_are_many_or_on_request) {
+  output_file file(at("out"), sequential);
+  const auto part = directory_.path() / names().at(0);
+  file.write("abc");
+  EXPECT_EQ(content(part), "") << "few bytes are collected";
+  file.flush();
+  EXPECT_EQ(content(part), "abc");
+  file.write(std::string(100'000, 'x'));
+  EXPECT_EQ(content(part).size(), 100'003U);
+}
+
+TEST_F(output_file_test, a_failure_to_write_leaves_the_whole_records_that_came_before) {
+  for (const auto how : {sequential, random}) {
+    output_file file(at("out"), how);
+    file.write("first,");
+    file.write("second,");
+    file.flush();
+    file.write(std::string(1000, 'x'));
+    {
+      const test_support::file_size_limit full(500);
+      EXPECT_THAT(refusal_of([&] { file.flush(); }, exit_code::output_failed),
+                  HasSubstr("File too large"));
+      EXPECT_TRUE(file.keep_whole_records());
+      EXPECT_EQ(file.size(), 13U);
+      if (how == random) file.write_at(0, "F");
+      file.commit();
+    }
+    EXPECT_EQ(content(at("out")), how == random ? "First,second," : "first,second,");
+    EXPECT_THAT(names(), ElementsAre("out"));
+  }
+}
+
+TEST_F(output_file_test, what_could_not_be_written_is_written_when_there_is_room_again) {
+  output_file file(at("out"), sequential);
+  file.write("first,");
+  file.flush();
+  const std::string second(1000, 'x');
+  file.write(second);
+  {
+    const test_support::file_size_limit full(500);
+    refusal_of([&] { file.flush(); }, exit_code::output_failed);
+  }
+  file.write(",third");
+  file.commit();
+  EXPECT_EQ(content(at("out")), "first," + second + ",third");
+}
+
+TEST_F(output_file_test, there_is_nothing_to_keep_of_a_file_without_a_whole_record) {
+  output_file file(at("out"), sequential);
+  file.write(std::string(1000, 'x'));
+  const test_support::file_size_limit full(500);
+  refusal_of([&] { file.flush(); }, exit_code::output_failed);
+  EXPECT_FALSE(file.keep_whole_records());
+}
+
+TEST_F(output_file_test, there_is_nothing_to_keep_on_a_device) {
+  output_file file("/dev/null", sequential);
+  file.write("x");
+  file.flush();
+  EXPECT_FALSE(file.keep_whole_records());
 }
 
 TEST_F(output_file_test, a_named_pipe_gets_the_bytes) {

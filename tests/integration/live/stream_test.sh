@@ -1,0 +1,53 @@
+#!/usr/bin/env bash
+# A capture on standard output is read while it grows: tshark shows each packet while
+# the modem is silent, and decrypts what it reads.
+#   stream_test.sh VELTRA SESSION.tsv
+. "$(dirname "$0")/line.sh"
+veltra=$1 session=$2
+
+# The session, and a message that nobody waits for.
+{
+  cut -f 1-3 "$session"
+  printf '600000000\tat\t4f4b0d0a\n'
+} >slow.tsv
+session=slow.tsv
+packets=$(awk -F'\t' '!/^#/ && $2 != "handshake_randbytes" && $2 != "session_master"' slow.tsv | wc -l)
+
+# until_seen COUNT WHAT: seen.txt has so many lines.
+until_seen() {
+  until [ "$(wc -l <seen.txt)" -ge "$1" ]; do
+    kill -0 $running 2>/dev/null || fail "the capture ended before $2" "$(cat capture.txt tshark.txt)"
+    sleep 0.005
+  done
+}
+
+for reader in '-r -' '-i -'; do
+  modem --speed session --database database.json
+  mkfifo stream
+  : >seen.txt
+  # shellcheck disable=SC2086 # two words
+  tshark $reader -l -T fields -e _ws.col.Protocol -e _ws.col.Info <stream >seen.txt 2>tshark.txt &
+  reading=$!
+  "$veltra" capture --port line --database database.json -o - >stream 2>capture.txt &
+  running=$!
+  until_seen $((packets - 1)) "tshark showed all packets"
+  grep -q 'GET /status.json' seen.txt || fail "tshark $reader: not decrypted" "$(cat seen.txt)"
+  kill -INT $running
+  ended $running 0 capture.txt
+  ended $reading 0 tshark.txt
+  grep -q "^standard output: $((packets + 1)) packets" capture.txt ||
+    fail "no summary" "$(cat capture.txt)"
+  ended $modem 5 modem.err
+  rm stream
+done
+
+# JSON Lines, and a reader that has seen enough: the capture says so and ends.
+modem --speed session --database database.json
+"$veltra" capture --port line --database database.json --raw raw.bin --format jsonl -o - \
+  2>capture.txt | head -n 3 >three.jsonl &
+ended $! 6 capture.txt
+[ "$(wc -l <three.jsonl)" = 3 ] || fail "not three lines" "$(cat three.jsonl)"
+ended $modem 5 modem.err
+grep -q '^raw.bin: ' capture.txt || fail "no word of the raw trace" "$(cat capture.txt)"
+grep -q '^veltra: cannot write standard output: Broken pipe; the program that read it has ended' \
+  capture.txt || fail "no word of the reader" "$(cat capture.txt)"
