@@ -87,7 +87,6 @@ TEST_F(serial_source_test, two_ports_in_one_process_do_not_disturb_each_other) {
 
 TEST_F(serial_source_test, every_byte_becomes_raw_packets_in_order) {
   open_line({{"chunk_size", 1}});
-  start_receiving();
   const std::string sent = varied_bytes(200'000);
   std::promise<void> complete;
   std::size_t received = 0;
@@ -95,6 +94,7 @@ TEST_F(serial_source_test, every_byte_becomes_raw_packets_in_order) {
     received += packet.data.size();
     if (received == sent.size()) complete.set_value();
   };
+  start_receiving();
   send(sent);
   complete.get_future().wait();
   EXPECT_EQ(stop_and_wait(), 100);
@@ -135,12 +135,16 @@ TEST_F(serial_source_test, the_default_chunk_is_1024_bytes) {
 
 TEST_F(serial_source_test, a_read_takes_everything_that_was_received_meanwhile) {
   open_line({{"chunk_size", 4}});
+  std::promise<void> begun;
   std::promise<void> sent;
   in_callback = [&, first = true](const received_packet&) mutable {
-    if (std::exchange(first, false)) sent.get_future().wait();
+    if (!std::exchange(first, false)) return;
+    begun.set_value();
+    sent.get_future().wait();
   };
   start_receiving();
   send("abcd");
+  begun.get_future().wait();
   send(varied_bytes(3000));
   // The worker has read the last byte; the moment is for putting it away.
   ASSERT_EQ(line->drain(std::chrono::milliseconds(50)), outcome::done);
