@@ -11,10 +11,11 @@
 #include "platform/windows/text.h"
 #include "platform/windows/usb_identity.h"
 
-// The first declares what those after it need.
+// The order matters: each needs what stands before it.
 // clang-format off
 #include "platform/windows/system.h"
 #include <cfgmgr32.h>
+#include <initguid.h>  // has the next define the identifiers
 #include <devguid.h>
 #include <setupapi.h>
 // clang-format on

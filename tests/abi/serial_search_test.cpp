@@ -2,6 +2,7 @@
 #include <future>
 #include <string>
 
+#include "platform/file.h"
 #include "plugin/database/digest.h"
 #include "tests/abi/serial_fixture.h"
 
