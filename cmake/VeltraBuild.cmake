@@ -14,8 +14,15 @@ set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 # tree, as they do when unpacked, so that each finds the next without help.
 set(VELTRA_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin")
 
-# Where the plug-in and the decoder are installed, below the prefix.
-set(VELTRA_PLUGIN_INSTALL_DIR "${CMAKE_INSTALL_LIBDIR}/kovax")
+# Where the plug-in and the decoder are installed, below the prefix. Windows looks
+# for libraries beside the program, and has no place for documents.
+if(WIN32)
+  set(VELTRA_PLUGIN_INSTALL_DIR "${CMAKE_INSTALL_BINDIR}")
+  set(VELTRA_DOC_INSTALL_DIR .)
+else()
+  set(VELTRA_PLUGIN_INSTALL_DIR "${CMAKE_INSTALL_LIBDIR}/kovax")
+  set(VELTRA_DOC_INSTALL_DIR "${CMAKE_INSTALL_DOCDIR}")
+endif()
 
 # veltra_build: include directories, warnings and sanitizers of the tree's own code.
 add_library(veltra_build INTERFACE)

@@ -23,8 +23,8 @@ install(TARGETS kovax_source_interface kovax-veltra-source dekodrix
   ARCHIVE DESTINATION "${VELTRA_PLUGIN_INSTALL_DIR}")
 install(DIRECTORY include/kovax include/dekodrix
   DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
-install(FILES README.md LICENSE DESTINATION "${CMAKE_INSTALL_DOCDIR}")
-install(DIRECTORY docs examples DESTINATION "${CMAKE_INSTALL_DOCDIR}")
+install(FILES README.md LICENSE DESTINATION "${VELTRA_DOC_INSTALL_DIR}")
+install(DIRECTORY docs examples DESTINATION "${VELTRA_DOC_INSTALL_DIR}")
 
 install(EXPORT kovax-veltra-source-targets NAMESPACE kovax:: DESTINATION "${package_dir}")
 configure_package_config_file(cmake/kovax-veltra-sourceConfig.cmake.in

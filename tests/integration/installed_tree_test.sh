@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # An installed tree works: the program finds the plug-in and the decoder without
 # help, and a project outside finds the package and loads the plug-in.
-#   installed_tree_test.sh BUILD_DIR SOURCE_DIR
+#   installed_tree_test.sh BUILD_DIR SOURCE_DIR [SANITIZERS]
+# A plug-in built with sanitizers needs a host built with them.
 set -euo pipefail
-build=$1 source=$2
+build=$1 source=$2 sanitizers=${3:-}
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 unset LD_LIBRARY_PATH
@@ -17,7 +18,7 @@ cd "$work"
 [ -s out.pcapng ] || { echo "the installed veltra wrote no capture"; exit 1; }
 
 cmake -S "$source/tests/integration/consumer" -B consumer -G Ninja \
-  -DCMAKE_PREFIX_PATH="$prefix" >configure.log || { cat configure.log; exit 1; }
+  -DCMAKE_PREFIX_PATH="$prefix" ${sanitizers:+-DCMAKE_C_FLAGS=-fsanitize=$sanitizers} >configure.log || { cat configure.log; exit 1; }
 cmake --build consumer >build.log || { cat build.log; exit 1; }
 got=$(consumer/consumer trace.bin database.tar.gz)
 messages=$(grep -vc '^#' "$source/examples/attach_session.tsv")

@@ -13,8 +13,8 @@ for signal in INT TERM; do
     "$veltra" decode trace.bin --database database.json --chunk-size 16 --format $format \
       -o out.$format 2>summary.txt &
     running=$!
-    # The run is under way once packets reach the file.
-    until part=$(ls out.$format.*.part 2>/dev/null) && [ "$(stat -c %s "$part")" -gt 100000 ]; do
+    # Enough for the 2000 packets that are looked at below.
+    until part=$(ls out.$format.*.part 2>/dev/null) && [ "$(stat -c %s "$part")" -gt 500000 ]; do
       kill -0 $running 2>/dev/null || fail "the run ended too early" "$(cat summary.txt)"
       sleep 0.005
     done

@@ -1,0 +1,33 @@
+#!/usr/bin/env bash
+# The .deb, unpacked elsewhere, holds everything that its own example needs, and
+# names the libraries that the machine must have.
+#   debian_package_test.sh BUILD_DIR
+# shellcheck source-path=SCRIPTDIR
+source "$(dirname "$0")/checks.sh"
+build=$1
+command -v dpkg-shlibdeps >/dev/null || { echo "no Debian tools here"; exit 77; }
+unset LD_LIBRARY_PATH
+
+cpack --config "$build/CPackConfig.cmake" -B "$work/made" >cpack.log 2>&1 ||
+  fail "cpack failed" "$(cat cpack.log)"
+deb=$(echo made/kovax-veltra-source_*.deb)
+[ -f "$deb" ] || fail "no single package: $deb"
+
+depends=$(dpkg-deb -f "$deb" Depends)
+for library in libc6 libcurl4 libcurlpp0 libfmt9 libssl3 libstdc++6 zlib1g; do
+  [[ ", $depends" == *", $library "* || ", $depends," == *", $library,"* ]] ||
+    fail "the package does not depend on $library: $depends"
+done
+
+mkdir "elsewhere é"
+dpkg-deb -x "$deb" "elsewhere é"
+usr="$work/elsewhere é/usr"
+[ "$(find "elsewhere é" -type f -perm /022)" = "" ] || fail "files that others may write"
+[ "$(find "elsewhere é" -name '*.a')" = "" ] || fail "static libraries in the package"
+veltra="$usr/bin/veltra"
+documents="$usr/share/doc/kovax-veltra-source"
+"$veltra" simulate "$documents/examples/attach_session.tsv" \
+  --trace trace.bin --database database.tar.gz >/dev/null
+"$veltra" decode trace.bin --database database.tar.gz --format jsonl -o packets.jsonl 2>summary.txt
+[ "$(wc -l <packets.jsonl)" = "$(grep -vc '^#' "$documents/examples/attach_session.tsv")" ] ||
+  fail "not every message was decoded" "$(cat summary.txt)"
