@@ -2,27 +2,17 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <CLI/CLI.hpp>
-#include <algorithm>
 #include <cstdio>
-#include <cstring>
 #include <memory>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "host/command.h"
 #include "host/user_error.h"
 #include "platform/file.h"
-#include "tests/support/file_size_limit.h"
-#include "tests/support/temp_directory.h"
 #include "tests/unit/capture/capture_reader.h"
-#include "tests/unit/capture/fake_plugin.h"
-#include "tests/unit/capture/file_content.h"
+#include "tests/unit/capture/capture_run_fixture.h"
 #include "tests/unit/simulate/refusal.h"
 
 namespace veltra::host {
@@ -35,74 +25,6 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 using testing::StartsWith;
-
-json packet_step(const char* layer, const std::string& text) {
-  return {{"layer", layer},
-          {"category", "network"},
-          {"text", text},
-          {"metadata",
-           R"({"data_offset":1,"data_size":2,"modem_db_path":"/d","modem_db_uuid":"u-1"})"}};
-}
-
-const json raw_step = packet_step("modem_trace", "12345");
-const json wait_step = {{"wait_for_stop", true}};
-const json failed_start = {{"result", 100}, {"message", "device lost"}, {"code", 100}};
-
-// A directory with a script where a trace would be.
-class capture_run_test : public testing::Test {
- protected:
-  std::filesystem::path at(const char* name) const { return directory_.path() / name; }
-  std::string name_of(const char* name) const { return platform::path_to_utf8(at(name)); }
-  std::vector<std::string> names() const { return names_in(directory_.path()); }
-
-  void script(const json& text) { directory_.write("trace.bin", text.dump()); }
-
-  // Runs `veltra decode` on the script and keeps what it prints on stderr.
-  exit_code decode(std::vector<std::string> more) {
-    std::vector<std::string> arguments = {"decode",     name_of("trace.bin"),
-                                          "--database", "database.json",
-                                          "--plugin",   platform::path_to_utf8(fake_plugin_file())};
-    arguments.insert(arguments.end(), more.begin(), more.end());
-    std::reverse(arguments.begin(), arguments.end());
-    CLI::App app;
-    command chosen;
-    add_decode_command(app, chosen);
-    app.parse(arguments);
-    return printing([&] { return chosen(); });
-  }
-
-  // A run without the command line.
-  capture_request request() const {
-    capture_request made;
-    made.parameters = {{"file_path", name_of("trace.bin")}};
-    made.input = "the input";
-    made.options.database.file = "database.json";
-    made.options.output.file = name_of("out.pcapng");
-    made.options.chunk_size = 1;
-    made.options.plugin = platform::path_to_utf8(fake_plugin_file());
-    return made;
-  }
-
-  exit_code run(capture_request made) {
-    return printing([&] { return run_capture(std::move(made)); });
-  }
-
-  template <typename Work>
-  exit_code printing(Work&& work) {
-    testing::internal::CaptureStderr();
-    try {
-      const exit_code code = work();
-      printed_ = testing::internal::GetCapturedStderr();
-      return code;
-    } catch (...) {
-      printed_ = testing::internal::GetCapturedStderr();
-      throw;
-    }
-  }
-
-  test_support::temp_directory directory_;
-  std::string printed_;
-};
 
 TEST_F(capture_run_test, packets_become_a_capture_beside_the_trace) {
   script({{"steps", {raw_step, packet_step("ip", "E"), packet_step("at", "OK")}}});
@@ -290,22 +212,10 @@ TEST_F(capture_run_test, every_packet_is_observed) {
   EXPECT_THAT(layers, ElementsAre("modem_trace", "ip", "at"));
 }
 
-void press_ctrl_c() {
-  kill(getpid(), SIGINT);
-}
-
-// For threads that are older than the run: the signal is for the run's watch.
-void leave_ctrl_c_to_others() {
-  sigset_t signals;
-  sigemptyset(&signals);
-  sigaddset(&signals, SIGINT);
-  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-}
-
 TEST_F(capture_run_test, ctrl_c_leaves_a_whole_capture_of_what_came_before) {
   script({{"steps", {packet_step("ip", "E"), wait_step, packet_step("at", "OK")}}});
   capture_request made = request();
-  made.observe = [](const packet&) { press_ctrl_c(); };
+  made.observe = [this](const packet&) { keyboard_.press_ctrl_c(); };
   EXPECT_EQ(run(made), exit_code::interrupted);
   EXPECT_EQ(read_packets(content(at("out.pcapng"))).size(), 1U);
   EXPECT_THAT(printed_, HasSubstr("interrupted before its end"));
@@ -314,7 +224,7 @@ TEST_F(capture_run_test, ctrl_c_leaves_a_whole_capture_of_what_came_before) {
 TEST_F(capture_run_test, ctrl_c_before_the_first_packet_is_told_so) {
   script({{"steps", {raw_step, wait_step, packet_step("at", "OK")}}});
   capture_request made = request();
-  made.observe = [](const packet&) { press_ctrl_c(); };
+  made.observe = [this](const packet&) { keyboard_.press_ctrl_c(); };
   EXPECT_EQ(refusal_of([&] { run(made); }, exit_code::interrupted),
             "interrupted before the input gave a packet; no capture was written.");
   EXPECT_THAT(names(), ElementsAre("trace.bin"));
@@ -324,7 +234,7 @@ TEST_F(capture_run_test, ctrl_c_is_how_a_live_run_ends) {
   script({{"steps", {packet_step("ip", "E"), wait_step}}, {"start", failed_start}});
   capture_request made = request();
   made.live = true;
-  made.observe = [](const packet&) { press_ctrl_c(); };
+  made.observe = [this](const packet&) { keyboard_.press_ctrl_c(); };
   EXPECT_EQ(run(made), exit_code::ok);
   EXPECT_EQ(read_packets(content(at("out.pcapng"))).size(), 1U);
   EXPECT_THAT(printed_, Not(HasSubstr("interrupted")));
@@ -337,122 +247,6 @@ TEST_F(capture_run_test, a_live_run_that_fails_keeps_what_came_before) {
   EXPECT_THAT(refusal_of([&] { run(made); }, exit_code::run_failed),
               AllOf(HasSubstr("device lost"), HasSubstr("is in the capture")));
   EXPECT_EQ(read_packets(content(at("out.pcapng"))).size(), 1U);
-}
-
-// The bytes that a named pipe's reader gets until it has `count` packets.
-std::string read_packets_from(const std::filesystem::path& pipe, std::size_t count) {
-  std::string bytes;
-  const auto close = [](std::FILE* file) { std::fclose(file); };
-  const std::unique_ptr<std::FILE, decltype(close)> file(std::fopen(pipe.c_str(), "rb"), close);
-  std::setvbuf(file.get(), nullptr, _IONBF, 0);
-  while (read_packets(bytes).size() < count) {
-    std::string block(8, '\0');
-    if (std::fread(block.data(), 1, 8, file.get()) != 8) break;
-    std::uint32_t length = 0;
-    std::memcpy(&length, block.data() + 4, sizeof length);
-    block.resize(length);
-    if (std::fread(block.data() + 8, 1, length - 8, file.get()) != length - 8) break;
-    bytes += block;
-  }
-  return bytes;
-}
-
-TEST_F(capture_run_test, who_reads_a_live_run_along_has_its_packets_while_it_waits) {
-  script({{"steps", {packet_step("ip", "E"), packet_step("at", "OK"), wait_step}}});
-  ASSERT_EQ(mkfifo(at("pipe").c_str(), 0600), 0);
-  capture_request made = request();
-  made.live = true;
-  made.options.output.file = name_of("pipe");
-  std::thread reader([&] {
-    leave_ctrl_c_to_others();
-    EXPECT_EQ(read_packets(read_packets_from(at("pipe"), 2)).size(), 2U);
-    press_ctrl_c();
-  });
-  // The reader goes away while the run waits, and before its end is written.
-  try {
-    run(std::move(made));
-  } catch (const user_error& error) {
-    EXPECT_EQ(error.code(), exit_code::output_failed);
-  }
-  reader.join();
-}
-
-TEST_F(capture_run_test, a_live_run_ends_when_nobody_reads_it_any_more) {
-  json step = packet_step("at", std::string(100, 'x'));
-  step["times"] = 2000;  // more than a pipe holds
-  script({{"steps", {step, wait_step}}});
-  ASSERT_EQ(mkfifo(at("pipe").c_str(), 0600), 0);
-  capture_request made = request();
-  made.live = true;
-  made.options.output.file = name_of("pipe");
-  std::thread reader([&] { read_packets_from(at("pipe"), 1); });
-  EXPECT_THAT(refusal_of([&] { run(std::move(made)); }, exit_code::output_failed),
-              HasSubstr("Broken pipe; the program that read it has ended."));
-  reader.join();
-}
-
-TEST_F(capture_run_test, a_live_runs_file_can_be_looked_at_while_it_waits) {
-  script({{"steps", {packet_step("at", "OK"), wait_step}}});
-  capture_request made = request();
-  made.live = true;
-  std::thread looker([&] {
-    leave_ctrl_c_to_others();
-    const auto part = [&] {
-      for (const std::string& name : names()) {
-        if (name.ends_with(".part")) return content(directory_.path() / name);
-      }
-      return std::string();
-    };
-    while (part().find("OK") == std::string::npos) std::this_thread::yield();
-    press_ctrl_c();
-  });
-  EXPECT_EQ(run(std::move(made)), exit_code::ok);
-  looker.join();
-}
-
-TEST_F(capture_run_test, a_live_run_that_fills_the_disk_keeps_what_is_whole) {
-  json step = packet_step("nas-eps", std::string(1000, 'n'));
-  step["times"] = 1000;
-  script({{"steps", {packet_step("at", "OK"), step, wait_step}}});
-  for (const char* format : {"pcapng", "jsonl"}) {
-    capture_request made = request();
-    made.live = true;
-    made.options.output.format = format;
-    const test_support::file_size_limit full(200'000);
-    EXPECT_THAT(refusal_of([&] { run(made); }, exit_code::output_failed),
-                HasSubstr("out.pcapng: File too large"));
-    EXPECT_THAT(printed_, HasSubstr("the last packets are missing\n"));
-    EXPECT_THAT(names(), ElementsAre("out.pcapng", "trace.bin"));
-    const std::string kept = content(at("out.pcapng"));
-    EXPECT_GT(kept.size(), 100'000U);
-    if (made.options.output.format == "pcapng") {
-      EXPECT_GT(read_packets(kept).size(), 100U);
-    } else {
-      EXPECT_EQ(kept.back(), '\n');
-    }
-    std::filesystem::remove(at("out.pcapng"));
-  }
-}
-
-TEST_F(capture_run_test, a_disk_that_is_full_in_the_end_costs_a_live_run_only_its_last_packets) {
-  json step = packet_step("at", std::string(1000, 'n'));
-  step["times"] = 150;
-  script({{"steps", {step}}, {"start", failed_start}});
-  capture_request made = request();
-  made.live = true;
-  const test_support::file_size_limit full(140'000);
-  EXPECT_THAT(refusal_of([&] { run(made); }, exit_code::output_failed),
-              HasSubstr("File too large"));
-  EXPECT_GT(read_packets(content(at("out.pcapng"))).size(), 50U);
-}
-
-TEST_F(capture_run_test, a_file_that_fills_the_disk_leaves_no_capture) {
-  json step = packet_step("nas-eps", std::string(1000, 'n'));
-  step["times"] = 1000;
-  script({{"steps", {step}}});
-  const test_support::file_size_limit full(200'000);
-  refusal_of([&] { run(request()); }, exit_code::output_failed);
-  EXPECT_THAT(names(), ElementsAre("trace.bin"));
 }
 
 TEST_F(capture_run_test, the_line_on_the_terminal_goes_before_the_summary_comes) {
