@@ -11,6 +11,7 @@
 #include "host/user_error.h"
 #include "platform/arguments.h"
 #include "platform/console.h"
+#include "platform/message.h"
 
 namespace {
 
@@ -56,11 +57,11 @@ int main(int argc, char** argv) {
   try {
     return static_cast<int>(chosen());
   } catch (const veltra::host::user_error& error) {
-    std::fprintf(stderr, "veltra: %s\n", error.what());
+    std::fprintf(stderr, "veltra: %s\n", platform::utf8_message(error.what()).c_str());
     return static_cast<int>(error.code());
   } catch (const std::exception& error) {
     std::fprintf(stderr, "veltra: internal error: %s; please report it with the command line.\n",
-                 error.what());
+                 platform::utf8_message(error.what()).c_str());
     return static_cast<int>(exit_code::internal);
   }
 }

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "platform/file.h"
+#include "platform/message.h"
 
 namespace platform {
 
@@ -31,7 +32,7 @@ void sort_by_name(std::vector<serial_device>& devices) {
 
 port_refusal find_refusal(std::string_view description, std::span<const known_refusal> known) {
   for (const auto& [error, refusal] : known) {
-    if (description.ends_with(std::system_category().message(error))) return refusal;
+    if (description.ends_with(utf8_message(std::system_category().message(error)))) return refusal;
   }
   return port_refusal::other;
 }

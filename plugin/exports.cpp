@@ -4,8 +4,10 @@
 
 #include <exception>
 #include <memory>
+#include <string>
 #include <utility>
 
+#include "platform/message.h"
 #include "plugin/init_parameters.h"
 #include "plugin/run_guarded.h"
 #include "plugin/schema.h"
@@ -40,6 +42,13 @@ struct quiet_delete {
 
 void report_init_failure(const kovax_source_init_args& args, const char* message) noexcept {
   if (args.error == nullptr) return;
+  std::string text;
+  try {
+    text = platform::utf8_message(message);
+    message = text.c_str();
+  } catch (...) {
+    // Without memory the text goes out as it is.
+  }
   try {
     args.error(args.error_user_data, {message, KOVAX_RESULT_INIT_FAILED});
   } catch (...) {

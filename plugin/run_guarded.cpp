@@ -3,14 +3,16 @@
 #include <kovax/source.h>
 
 #include <exception>
+#include <utility>
 
+#include "platform/message.h"
 #include "plugin/errors.h"
 
 namespace veltra {
 
-void last_error::store(const char* message, std::int32_t code) {
+void last_error::store(std::string message, std::int32_t code) {
   const std::lock_guard lock(mutex_);
-  value_.message = message;
+  value_.message = std::move(message);
   value_.code = code;
 }
 
@@ -24,10 +26,10 @@ std::int32_t run_guarded(last_error& error, const std::function<void()>& body) {
     body();
     return KOVAX_RESULT_OK;
   } catch (const veltra_exception& failure) {
-    error.store(failure.what(), failure.code());
+    error.store(platform::utf8_message(failure.what()), failure.code());
     return failure.code();
   } catch (const std::exception& failure) {
-    error.store(failure.what(), KOVAX_RESULT_FAILED);
+    error.store(platform::utf8_message(failure.what()), KOVAX_RESULT_FAILED);
   } catch (...) {
     error.store("unknown error", KOVAX_RESULT_FAILED);
   }

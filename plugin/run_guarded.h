@@ -17,7 +17,7 @@ class last_error {
     std::int32_t code = 0;
   };
 
-  void store(const char* message, std::int32_t code);
+  void store(std::string message, std::int32_t code);
   value load() const;
 
  private:
@@ -26,8 +26,8 @@ class last_error {
   mutable std::mutex mutex_;
 };
 
-// Calls `body` and returns 0, or stores what it throws in `error` and returns
-// the code: the code of a veltra_exception, else 100. An empty `body` fails
+// Calls `body` and returns 0, or stores what it throws in `error`, as UTF-8, and
+// returns the code: the code of a veltra_exception, else 100. An empty `body` fails
 // like one that throws std::bad_function_call. Throws only if storing fails.
 std::int32_t run_guarded(last_error& error, const std::function<void()>& body);
 

@@ -12,6 +12,7 @@
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <vector>
 
 #include "tests/support/modem_line.h"
 #include "tests/support/source_fixture.h"
@@ -36,6 +37,15 @@ class serial_fixture : public source_fixture {
   // A text that ends with the system's description of one of its errors.
   static std::string with_reason(const std::string& text, int error) {
     return text + std::system_category().message(error);
+  }
+
+  // Matches the text of a run that lost its line.
+  static testing::Matcher<std::string> says_lost() {
+    std::vector<std::string> texts;
+    for (const int error : system_line_errors().lost) {
+      texts.push_back(with_reason("port closed: ", error));
+    }
+    return testing::AnyOfArray(texts);
   }
 
   std::string device() const { return line->device(); }

@@ -2,9 +2,11 @@
 // the modem at its one end, and the port at its other end opens like any other.
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/pseudo_terminal.h"
 
@@ -38,11 +40,11 @@ class modem_line {
 
 // How this system puts what happens to such a line: its error codes.
 struct line_errors {
-  int missing;          // opening a port that is not there
-  int busy;             // opening one that is open; 0 where it opens all the same
-  int lost;             // reading from one whose modem has vanished
-  int refused_setting;  // settings that the line cannot hold
+  int missing;            // opening a port that is not there
+  int busy;               // opening one that is open; 0 where it opens all the same
+  std::vector<int> lost;  // using one whose modem has vanished: depends on the moment
+  int refused_setting;    // settings that no line can hold
 };
-extern const line_errors system_line_errors;
+const line_errors& system_line_errors();
 
 }  // namespace test_support

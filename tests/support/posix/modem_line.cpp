@@ -31,7 +31,10 @@ modem_line::outcome modem_line::drain(std::chrono::milliseconds grace) {
   return state_->line.drain(grace);
 }
 
-const line_errors system_line_errors = {
-    .missing = ENOENT, .busy = EBUSY, .lost = ENODEV, .refused_setting = EINVAL};
+const line_errors& system_line_errors() {
+  static const line_errors errors{
+      .missing = ENOENT, .busy = EBUSY, .lost = {ENODEV}, .refused_setting = EINVAL};
+  return errors;
+}
 
 }  // namespace test_support

@@ -61,10 +61,14 @@ modem_line::outcome modem_line::drain(std::chrono::milliseconds grace) {
   return state_->request("drain " + std::to_string(grace.count()));
 }
 
-// Wine opens a port again for root, whom no lock of a terminal holds off.
-const line_errors system_line_errors = {.missing = ERROR_FILE_NOT_FOUND,
-                                        .busy = 0,
-                                        .lost = ERROR_BROKEN_PIPE,
-                                        .refused_setting = ERROR_INVALID_PARAMETER};
+const line_errors& system_line_errors() {
+  // As Wine puts it, which opens a port again for root, whom no lock of a terminal
+  // holds off.
+  static const line_errors errors{.missing = ERROR_FILE_NOT_FOUND,
+                                  .busy = 0,
+                                  .lost = {ERROR_BROKEN_PIPE, ERROR_IO_DEVICE},
+                                  .refused_setting = ERROR_NOT_SUPPORTED};
+  return errors;
+}
 
 }  // namespace test_support
