@@ -14,6 +14,12 @@ namespace platform {
 std::filesystem::path path_from_utf8(std::string_view text);
 std::string path_to_utf8(const std::filesystem::path& path);
 
+// True for a path that leads to the same place whatever the working directory is:
+// one from the root, on Windows one with a drive and a root ("C:\x") or with a
+// network root ("\\server\share"). std::filesystem::path::is_absolute() does not
+// know the latter in every C++ library.
+bool is_absolute(const std::filesystem::path& path);
+
 enum class open_mode {
   read,     // an existing file, from its start
   replace,  // a new or emptied file, for writing and reading back

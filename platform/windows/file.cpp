@@ -22,6 +22,25 @@ std::string path_to_utf8(const std::filesystem::path& path) {
 
 namespace {
 
+bool is_separator(wchar_t character) {
+  return character == L'\\' || character == L'/';
+}
+
+bool is_letter(wchar_t character) {
+  return (character >= L'a' && character <= L'z') || (character >= L'A' && character <= L'Z');
+}
+
+}  // namespace
+
+bool is_absolute(const std::filesystem::path& path) {
+  const std::wstring& text = path.native();
+  if (text.size() < 3) return false;
+  if (is_separator(text[0])) return is_separator(text[1]) && !is_separator(text[2]);
+  return is_letter(text[0]) && text[1] == L':' && is_separator(text[2]);
+}
+
+namespace {
+
 struct mode_flags {
   int descriptor;
   const wchar_t* stream;

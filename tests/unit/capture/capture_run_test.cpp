@@ -2,8 +2,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -15,6 +13,7 @@
 #include "host/command.h"
 #include "host/user_error.h"
 #include "platform/file.h"
+#include "tests/support/keyboard.h"
 #include "tests/support/temp_directory.h"
 #include "tests/unit/capture/capture_reader.h"
 #include "tests/unit/capture/fake_plugin.h"
@@ -96,6 +95,7 @@ class capture_run_test : public testing::Test {
     }
   }
 
+  const test_support::keyboard keyboard_;
   test_support::temp_directory directory_;
   std::string printed_;
 };
@@ -245,14 +245,10 @@ TEST_F(capture_run_test, every_packet_is_observed) {
   EXPECT_THAT(layers, ElementsAre("modem_trace", "ip", "at"));
 }
 
-void press_ctrl_c() {
-  kill(getpid(), SIGINT);
-}
-
 TEST_F(capture_run_test, ctrl_c_leaves_a_whole_capture_of_what_came_before) {
   script({{"steps", {packet_step("ip", "E"), wait_step, packet_step("at", "OK")}}});
   capture_request made = request();
-  made.observe = [](const packet&) { press_ctrl_c(); };
+  made.observe = [this](const packet&) { keyboard_.press_ctrl_c(); };
   EXPECT_EQ(run(made), exit_code::interrupted);
   EXPECT_EQ(read_packets(content(at("out.pcapng"))).size(), 1U);
   EXPECT_THAT(printed_, HasSubstr("interrupted before its end"));
@@ -261,7 +257,7 @@ TEST_F(capture_run_test, ctrl_c_leaves_a_whole_capture_of_what_came_before) {
 TEST_F(capture_run_test, ctrl_c_before_the_first_packet_is_told_so) {
   script({{"steps", {raw_step, wait_step, packet_step("at", "OK")}}});
   capture_request made = request();
-  made.observe = [](const packet&) { press_ctrl_c(); };
+  made.observe = [this](const packet&) { keyboard_.press_ctrl_c(); };
   EXPECT_EQ(refusal_of([&] { run(made); }, exit_code::interrupted),
             "interrupted before the input gave a packet; no capture was written.");
   EXPECT_THAT(names(), ElementsAre("trace.bin"));
@@ -271,7 +267,7 @@ TEST_F(capture_run_test, ctrl_c_is_how_a_live_run_ends) {
   script({{"steps", {packet_step("ip", "E"), wait_step}}, {"start", failed_start}});
   capture_request made = request();
   made.live = true;
-  made.observe = [](const packet&) { press_ctrl_c(); };
+  made.observe = [this](const packet&) { keyboard_.press_ctrl_c(); };
   EXPECT_EQ(run(made), exit_code::ok);
   EXPECT_EQ(read_packets(content(at("out.pcapng"))).size(), 1U);
   EXPECT_THAT(printed_, Not(HasSubstr("interrupted")));
