@@ -5,9 +5,12 @@
 #include <cstdio>
 #include <exception>
 #include <string>
+#include <vector>
 
 #include "host/command.h"
 #include "host/user_error.h"
+#include "platform/arguments.h"
+#include "platform/console.h"
 
 namespace {
 
@@ -26,9 +29,15 @@ std::string usage_failure(const CLI::App* app, const CLI::Error& error) {
 int main(int argc, char** argv) {
   using veltra::host::exit_code;
 
+  const platform::console_setup console;
+  const std::vector<std::string> arguments = platform::utf8_arguments(argc, argv);
+  std::vector<const char*> words;
+  for (const std::string& argument : arguments) words.push_back(argument.c_str());
+
   CLI::App app{"veltra - turns the trace of an LTE modem into a capture that Wireshark dissects",
                "veltra"};
   app.require_subcommand(1);
+  app.allow_windows_style_options(false);  // the commands inherit it: /dir/file is a path
   app.failure_message(usage_failure);
   veltra::host::command chosen;
   veltra::host::add_decode_command(app, chosen);
@@ -38,7 +47,7 @@ int main(int argc, char** argv) {
   veltra::host::add_simulate_command(app, chosen);
 
   try {
-    app.parse(argc, argv);
+    app.parse(static_cast<int>(words.size()), words.data());
   } catch (const CLI::ParseError& error) {
     // CLI11 prints help on stdout and returns 0 for it; everything else is usage.
     return app.exit(error) == 0 ? 0 : static_cast<int>(exit_code::usage);

@@ -42,7 +42,7 @@ output_file::output_file(std::filesystem::path target, access how) : target_(std
     temporary_ = std::move(temporary);
     return;
   }
-  if (how == access::random) copy_to_ = std::exchange(file_, checked(std::tmpfile()));
+  if (how == access::random) copy_to_ = std::exchange(file_, checked(platform::open_temporary_file()));
 }
 
 output_file::~output_file() {

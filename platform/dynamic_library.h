@@ -13,6 +13,14 @@ class dynamic_library {
  public:
   // Loads the library with everything that it needs. Throws std::runtime_error
   // with the system's own description.
+  //
+  // A library that it needs by name is searched for
+  //  - on POSIX in LD_LIBRARY_PATH, then where the library says itself (ld.so(8)):
+  //    for the plug-in that is its own directory;
+  //  - on Windows among the libraries that the process has loaded, then in the
+  //    library's own directory, in the system's, in the working directory and in
+  //    PATH. So another decoding library takes the place of the file beside the
+  //    plug-in, or is loaded before; in PATH it is found only if no file is beside it.
   explicit dynamic_library(const std::filesystem::path& path);
   dynamic_library(const dynamic_library&) = delete;
   dynamic_library& operator=(const dynamic_library&) = delete;

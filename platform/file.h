@@ -14,11 +14,10 @@ namespace platform {
 std::filesystem::path path_from_utf8(std::string_view text);
 std::string path_to_utf8(const std::filesystem::path& path);
 
-// True for a path that leads to the same place whatever the working directory is:
-// one from the root, on Windows one with a drive and a root ("C:\x") or with a
-// network root ("\\server\share"). std::filesystem::path::is_absolute() does not
-// know the latter in every C++ library.
-bool is_absolute(const std::filesystem::path& path);
+// True for a path that leads to one place whatever the working directory is: one
+// from the root, on Windows with a drive letter, a colon and a separator (C:\dir) or
+// with a network root name (\\server\share).
+bool is_absolute_path(const std::filesystem::path& path);
 
 enum class open_mode {
   read,     // an existing file, from its start
@@ -29,6 +28,10 @@ enum class open_mode {
 // Opens a file in binary mode. Returns null and sets errno on failure; the
 // caller closes what it got with std::fclose().
 std::FILE* open_file(const std::filesystem::path& path, open_mode mode);
+
+// Opens a new file without a name that anybody could meet, for writing and reading
+// back; it is gone when it is closed. Null with errno set on failure, as above.
+std::FILE* open_temporary_file();
 
 // Moves to `offset` bytes from the start, beyond 2 GiB too. Returns 0, or -1
 // with errno set.

@@ -12,6 +12,9 @@ namespace platform {
 // A pseudo-terminal in raw mode, so that bytes arrive as they are. A reader opens
 // device() like any serial port; for it, the device vanishes when the object dies.
 //
+// Windows has none that another program could open as a port: there the constructor
+// throws std::errc::operation_not_supported.
+//
 // One thread, but for interrupt(). Every function throws std::system_error when
 // the system refuses.
 class pseudo_terminal {

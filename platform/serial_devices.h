@@ -11,7 +11,7 @@ namespace platform {
 // What the system knows of a port; empty where it knows nothing. Texts are UTF-8 as
 // the device gives them, without control characters.
 struct serial_device {
-  std::filesystem::path path;  // to open, e.g. /dev/ttyUSB0
+  std::filesystem::path path;  // to open, e.g. /dev/ttyUSB0 or COM3
   std::string driver;
   std::string manufacturer;
   std::string product;
@@ -34,7 +34,8 @@ struct device_holders {
   bool complete = true;
 };
 
-// Where the system keeps what the functions below read; replaced in tests.
+// Where the system keeps what the functions below read; replaced in tests. Not used
+// on Windows, which keeps it in the registry and the device tree.
 struct device_roots {
   std::filesystem::path devices = "/dev";
   std::filesystem::path classes = "/sys/class/tty";
@@ -47,11 +48,12 @@ struct device_roots {
 std::vector<serial_device> list_serial_devices(const device_roots& roots = {});
 
 // Who has `device` (or what a symbolic link of that name leads to) open, without
-// opening it.
+// opening it. Windows does not tell: nobody is seen, and not all that there are.
 device_holders find_device_holders(const std::filesystem::path& device,
                                    const device_roots& roots = {});
 
-// Whether this user may open `device`, as far as its permissions tell.
+// Whether this user may open `device`, as far as its permissions tell; on Windows,
+// where every user may open a port, whether the system knows it.
 bool may_open_device(const std::filesystem::path& device);
 
 // Why the system did not open a port, from its own description of the error.

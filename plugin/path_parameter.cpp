@@ -56,7 +56,7 @@ std::filesystem::path resolve_path_parameter(const kovax::json& parameters, cons
       platform::path_from_utf8(expand_env_variables(parameters.at(key)));
   if (path.empty()) return {};
   // A relative path that begins with a tilde names a directory called "~".
-  if (!platform::is_absolute(path)) return std::filesystem::current_path() / path;
+  if (!platform::is_absolute_path(path)) return std::filesystem::current_path() / path;
 
   std::string text = platform::path_to_utf8(path);
   const std::size_t tilde = text.find('~');

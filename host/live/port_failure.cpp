@@ -13,6 +13,11 @@ constexpr std::string_view settings_refused = "error: ERR_ASSIGN_SETTINGS";
 constexpr std::string_view settings_unknown = "error: ERR_QUERY_SETTINGS";
 constexpr std::string_view line_lost[] = {"port closed", "serialcommunication error"};
 
+user_error no_serial_port(const std::string& port) {
+  return {exit_code::bad_input,
+          fmt::format("{} is no serial port; \"veltra devices\" lists those there are.", port)};
+}
+
 user_error explain_refusal(const std::string& message, const std::string& port,
                            const platform::device_holders& holders) {
   using platform::port_refusal;
@@ -33,8 +38,7 @@ user_error explain_refusal(const std::string& message, const std::string& port,
                       "in again.",
                       port, port));
     case port_refusal::not_serial:
-      return refuse(
-          fmt::format("{} is no serial port; \"veltra devices\" lists those there are.", port));
+      return no_serial_port(port);
     case port_refusal::other:
       break;
   }
@@ -65,6 +69,10 @@ std::optional<user_error> explain_port_failure(const source_failure& failure,
                                   port, message));
   }
   if (message.starts_with(settings_unknown)) {
+    // Where a system opens any file as a port, this is how it shows.
+    if (platform::refusal_of(message) == platform::port_refusal::not_serial) {
+      return no_serial_port(port);
+    }
     return user_error(exit_code::bad_input,
                       fmt::format("{} does not tell its line settings ({}); \"veltra devices\" "
                                   "lists the ports there are.",

@@ -9,12 +9,12 @@ std::filesystem::path path_from_utf8(std::string_view text) {
   return {std::string(text)};
 }
 
-bool is_absolute(const std::filesystem::path& path) {
-  return path.is_absolute();
-}
-
 std::string path_to_utf8(const std::filesystem::path& path) {
   return path.string();
+}
+
+bool is_absolute_path(const std::filesystem::path& path) {
+  return path.is_absolute();
 }
 
 std::FILE* open_file(const std::filesystem::path& path, open_mode mode) {
@@ -28,6 +28,10 @@ std::FILE* open_file(const std::filesystem::path& path, open_mode mode) {
       break;
   }
   return std::fopen(path.c_str(), "w+be");
+}
+
+std::FILE* open_temporary_file() {
+  return std::tmpfile();
 }
 
 int seek_file(std::FILE* file, std::uint64_t offset) {

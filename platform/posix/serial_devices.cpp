@@ -1,5 +1,6 @@
 #include "platform/serial_devices.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -106,13 +107,24 @@ std::optional<unsigned long> process_number(const fs::path& entry) {
   return number;
 }
 
+// For devices std::filesystem::equivalent() need not tell.
+bool is_same_file(const fs::path& a, const fs::path& b) {
+  struct stat of_a = {}, of_b = {};
+  return stat(a.c_str(), &of_a) == 0 && stat(b.c_str(), &of_b) == 0 && of_a.st_dev == of_b.st_dev &&
+         of_a.st_ino == of_b.st_ino;
+}
+
 // Whether the process has the device open; nothing when it may not be looked into.
 std::optional<bool> holds(const fs::path& process, const fs::path& device) {
   std::error_code error;
   fs::directory_iterator at(process / "fd", error);
   while (!error && at != fs::directory_iterator()) {
     std::error_code closed_meanwhile;
-    if (fs::read_symlink(at->path(), closed_meanwhile) == device) return true;
+    // The name alone may be that of another device, in a container of its own.
+    if (fs::read_symlink(at->path(), closed_meanwhile) == device &&
+        is_same_file(at->path(), device)) {
+      return true;
+    }
     at.increment(error);
   }
   // A process that has ended meanwhile holds nothing.

@@ -5,7 +5,9 @@
 #include <share.h>
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <system_error>
+#include <utility>
 
 #include "platform/windows/system.h"
 #include "platform/windows/text.h"
@@ -22,24 +24,13 @@ std::string path_to_utf8(const std::filesystem::path& path) {
 
 namespace {
 
-bool is_separator(wchar_t character) {
-  return character == L'\\' || character == L'/';
+bool is_separator(wchar_t each) {
+  return each == L'\\' || each == L'/';
 }
 
-bool is_letter(wchar_t character) {
-  return (character >= L'a' && character <= L'z') || (character >= L'A' && character <= L'Z');
+bool is_drive_letter(wchar_t each) {
+  return (each >= L'a' && each <= L'z') || (each >= L'A' && each <= L'Z');
 }
-
-}  // namespace
-
-bool is_absolute(const std::filesystem::path& path) {
-  const std::wstring& text = path.native();
-  if (text.size() < 3) return false;
-  if (is_separator(text[0])) return is_separator(text[1]) && !is_separator(text[2]);
-  return is_letter(text[0]) && text[1] == L':' && is_separator(text[2]);
-}
-
-namespace {
 
 struct mode_flags {
   int descriptor;
@@ -79,8 +70,28 @@ std::FILE* open_stream(const wchar_t* path, const mode_flags& flags) {
 
 }  // namespace
 
+// By the text: not every standard library takes a network root for one.
+bool is_absolute_path(const std::filesystem::path& path) {
+  const std::wstring& text = path.native();
+  if (text.size() < 2) return false;
+  if (is_separator(text[0]) && is_separator(text[1])) return true;
+  return text.size() > 2 && is_drive_letter(text[0]) && text[1] == L':' && is_separator(text[2]);
+}
+
 std::FILE* open_file(const std::filesystem::path& path, open_mode mode) {
   return open_stream(path.c_str(), flags_of(mode));
+}
+
+std::FILE* open_temporary_file() {
+  // tmpfile() of some C libraries wants to write into the root of the drive.
+  wchar_t directory[MAX_PATH + 1];
+  wchar_t name[MAX_PATH + 1];
+  const DWORD length = GetTempPathW(MAX_PATH + 1, directory);
+  if (length == 0 || length > MAX_PATH || GetTempFileNameW(directory, L"vel", 0, name) == 0) {
+    errno = EACCES;
+    return nullptr;
+  }
+  return open_stream(name, {_O_RDWR | _O_TRUNC | _O_TEMPORARY | _O_SHORT_LIVED, L"w+b"});
 }
 
 int seek_file(std::FILE* file, std::uint64_t offset) {

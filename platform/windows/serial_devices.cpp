@@ -11,10 +11,11 @@
 #include "platform/windows/text.h"
 #include "platform/windows/usb_identity.h"
 
-// The first declares what those after it need.
+// The order matters: each needs what stands before it.
 // clang-format off
 #include "platform/windows/system.h"
 #include <cfgmgr32.h>
+#include <initguid.h>  // has the next define the identifiers
 #include <devguid.h>
 #include <setupapi.h>
 // clang-format on
@@ -200,7 +201,8 @@ port_refusal refusal_of(std::string_view description) {
                                      {ERROR_DEV_NOT_EXIST, port_refusal::missing},
                                      {ERROR_ACCESS_DENIED, port_refusal::busy},
                                      {ERROR_SHARING_VIOLATION, port_refusal::busy},
-                                     {ERROR_INVALID_FUNCTION, port_refusal::not_serial}};
+                                     {ERROR_INVALID_FUNCTION, port_refusal::not_serial},
+                                     {ERROR_INVALID_HANDLE, port_refusal::not_serial}};
   return find_refusal(description, known);
 }
 

@@ -1,5 +1,5 @@
-// system.h - windows.h without the parts and macros that get in the way. Only for
-// sources of this directory: nothing else of the tree sees it.
+// system.h - windows.h without the parts and macros that get in the way. Only for the
+// sources of this directory and their tests: nothing else of the tree sees it.
 #pragma once
 
 #ifndef WIN32_LEAN_AND_MEAN

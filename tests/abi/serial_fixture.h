@@ -1,4 +1,4 @@
-// serial_fixture.h - an instance that reads from a pseudo-terminal.
+// serial_fixture.h - an instance that reads from a serial line.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -11,18 +11,19 @@
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <system_error>
+#include <vector>
 
-#include "platform/file.h"
-#include "platform/pseudo_terminal.h"
+#include "tests/support/modem_line.h"
 #include "tests/support/source_fixture.h"
 
 namespace test_support {
 
 class serial_fixture : public source_fixture {
  protected:
-  using outcome = platform::pseudo_terminal::outcome;
+  using outcome = modem_line::outcome;
 
-  serial_fixture() : line(std::make_unique<platform::pseudo_terminal>()) {
+  serial_fixture() : line(std::make_unique<modem_line>()) {
     session.on_packet = [this](const received_packet& packet) { take(packet); };
   }
 
@@ -33,7 +34,21 @@ class serial_fixture : public source_fixture {
     }
   }
 
-  std::string device() const { return platform::path_to_utf8(line->device()); }
+  // A text that ends with the system's description of one of its errors.
+  static std::string with_reason(const std::string& text, int error) {
+    return text + std::system_category().message(error);
+  }
+
+  // Matches the text of a run that lost its line.
+  static testing::Matcher<std::string> says_lost() {
+    std::vector<std::string> texts;
+    for (const int error : system_line_errors().lost) {
+      texts.push_back(with_reason("port closed: ", error));
+    }
+    return testing::AnyOfArray(texts);
+  }
+
+  std::string device() const { return line->device(); }
 
   // Initialises for the line, with `more` parameters.
   void open_line(const kovax::json& more = kovax::json::object()) {
@@ -83,7 +98,7 @@ class serial_fixture : public source_fixture {
     arrived_.wait(lock, [&] { return packets_ >= count; });
   }
 
-  std::unique_ptr<platform::pseudo_terminal> line;
+  std::unique_ptr<modem_line> line;
   // Called for each packet within the callback; set before start.
   std::function<void(const received_packet&)> in_callback;
 

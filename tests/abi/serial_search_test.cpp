@@ -2,6 +2,7 @@
 #include <future>
 #include <string>
 
+#include "platform/file.h"
 #include "plugin/database/digest.h"
 #include "tests/abi/serial_fixture.h"
 
@@ -85,7 +86,7 @@ TEST_F(serial_search_test, goes_on_where_a_stop_ended_it) {
 // open port is not opened again: only a stop ends such a run and closes the port.
 TEST_F(serial_search_test, after_refused_settings_a_second_start_waits_for_a_stop) {
   json parameters = cache();
-  parameters["serialport"]["settings"]["stop_bits"] = 1.5;
+  parameters["serialport"]["settings"]["data_bits"] = 9;
   open_line(parameters);
   ASSERT_EQ(session.start(), 100);
   session.logs.clear();

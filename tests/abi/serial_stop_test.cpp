@@ -118,13 +118,19 @@ TEST_F(serial_stop_test, keeps_what_was_received_and_is_less_than_a_chunk_for_th
 
 TEST_F(serial_stop_test, keeps_the_waiting_chunks_for_the_next_start) {
   open_line({{"chunk_size", 2}});
+  std::promise<void> begun;
+  std::promise<void> sent;
   in_callback = [&](const received_packet& packet) {
     if (packet.sequence_number != 1) return;
-    send_and_drain("cdefgh");
+    begun.set_value();
+    sent.get_future().wait();
     EXPECT_EQ(session.stop(), 0);
   };
   start_receiving();
   send("ab");
+  begun.get_future().wait();
+  send_and_drain("cdefgh");
+  sent.set_value();
   ASSERT_EQ(result_of_start(), 100);
   EXPECT_EQ(session.raw_bytes(), "ab");
   start_receiving();

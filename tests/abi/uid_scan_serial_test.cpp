@@ -1,13 +1,17 @@
 // The search for the database in a stream that comes from a serial port.
+#include <chrono>
+#include <memory>
 #include <string>
 #include <thread>
 
 #include "tests/abi/auto_detect_fixture.h"
-#include "tests/unit/serial/pseudo_terminal.h"
+#include "tests/support/modem_line.h"
 
 namespace {
 
+using namespace std::chrono_literals;
 using test_support::first_uuid;
+using test_support::modem_line;
 using test_support::received_packet;
 using test_support::reported_error;
 using test_support::uid_text;
@@ -20,7 +24,7 @@ class uid_scan_serial_test : public test_support::auto_detect_fixture {
   void open_port(std::size_t chunk_size) {
     offer("1.0", first_uuid);
     publish();
-    open({{"serialport", {{"path", line.device()}}},
+    open({{"serialport", {{"path", line->device()}}},
           {"chunk_size", chunk_size},
           {"auto_detect_db_config", detection()}});
     session.logs.clear();
@@ -28,10 +32,16 @@ class uid_scan_serial_test : public test_support::auto_detect_fixture {
 
   // The modem begins to send when the port is open: opening drops what came before.
   void send_once_open(const std::string& bytes) {
-    at_log("start locating db UID from trace data", [this, bytes] { line.send(bytes); });
+    at_log("start locating db UID from trace data", [this, bytes] { send(bytes); });
   }
 
-  serial_test::pseudo_terminal line;
+  // The port is open; only the news of it may still be on its way.
+  void send(const std::string& bytes) {
+    ASSERT_EQ(line->wait_for_reader(0ms), modem_line::outcome::done);
+    ASSERT_EQ(line->write(bytes), modem_line::outcome::done);
+  }
+
+  std::unique_ptr<modem_line> line = std::make_unique<modem_line>();
 };
 
 TEST_F(uid_scan_serial_test, a_stream_names_its_database) {
@@ -51,7 +61,7 @@ TEST_F(uid_scan_serial_test, a_stream_names_its_database) {
 TEST_F(uid_scan_serial_test, a_stop_before_a_read_hands_over_what_was_searched) {
   open_port(16);
   session.on_log = [this](const test_support::log_line& told) {
-    if (told.text == "start locating db UID from trace data") line.send(varied_bytes(16));
+    if (told.text == "start locating db UID from trace data") send(varied_bytes(16));
     if (told.text != "Cached data for locating database UID: 16") return;
     session.on_log = nullptr;
     EXPECT_EQ(session.stop(), 0);
@@ -66,7 +76,7 @@ TEST_F(uid_scan_serial_test, a_stop_wakes_the_search_from_its_wait) {
   open_port(16);
   std::thread host;
   session.on_log = [this, &host](const test_support::log_line& told) {
-    if (told.text == "start locating db UID from trace data") line.send(varied_bytes(16));
+    if (told.text == "start locating db UID from trace data") send(varied_bytes(16));
     if (told.text != "Cached data for locating database UID: 16") return;
     session.on_log = nullptr;
     host = std::thread([this] { EXPECT_EQ(session.stop(), 0); });
@@ -81,7 +91,7 @@ TEST_F(uid_scan_serial_test, a_stop_wakes_the_search_from_its_wait) {
 
 TEST_F(uid_scan_serial_test, a_modem_that_disappears_is_a_serial_error_and_no_end_of_file) {
   open_port(16);
-  at_log("start locating db UID from trace data", [this] { line.hang_up(); });
+  at_log("start locating db UID from trace data", [this] { line.reset(); });
   EXPECT_EQ(session.start(), 100);
   EXPECT_THAT(session.last_error().message, testing::Not(HasSubstr("End of file")));
   EXPECT_THAT(session.last_error().message, testing::Not(IsEmpty()));

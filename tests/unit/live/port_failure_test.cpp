@@ -50,6 +50,15 @@ TEST(port_failure, a_file_that_is_no_terminal_is_told) {
   EXPECT_THAT(explain(open_failed(ENOTTY)).what(), StartsWith("/dev/ttyUSB0 is no serial port"));
 }
 
+TEST(port_failure, a_file_that_opens_and_has_no_line_settings_is_no_serial_port) {
+  const auto refused = [](int error) {
+    return "error: ERR_QUERY_SETTINGS message: Win32 GetCommState error: " +
+           std::system_category().message(error);
+  };
+  EXPECT_THAT(explain(refused(ENOTTY)).what(), StartsWith("/dev/ttyUSB0 is no serial port"));
+  EXPECT_THAT(explain(refused(EIO)).what(), StartsWith("/dev/ttyUSB0 does not tell its line"));
+}
+
 TEST(port_failure, any_other_refusal_keeps_the_systems_words) {
   EXPECT_THAT(explain(open_failed(EIO)).what(), HasSubstr(std::system_category().message(EIO)));
 }

@@ -1,7 +1,13 @@
 #include "platform/serial_devices.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sched.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/mount.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -182,6 +188,60 @@ TEST(serial_devices_here, this_process_is_seen_to_hold_a_line) {
   EXPECT_EQ(holders.seen[0].process, static_cast<unsigned long>(getpid()));
   EXPECT_TRUE(platform::may_open_device(line.device()));
   EXPECT_FALSE(platform::may_open_device("/nowhere/ttyUSB0"));
+}
+
+// A process that has pseudo-terminals of its own mounted, as one in a container has,
+// and that holds the line which is called `device` there, until the object dies.
+class holder_in_a_container {
+ public:
+  explicit holder_in_a_container(const fs::path& device) {
+    int ready[2];
+    if (pipe(ready) != 0) throw std::system_error(errno, std::system_category());
+    process_ = fork();
+    if (process_ == 0) {
+      // Lines that were open before are held by the process that opened them.
+      close_range(3, static_cast<unsigned>(ready[1]) - 1, 0);
+      const char held = hold(device.c_str()) ? 1 : 0;
+      (void)!write(ready[1], &held, 1);
+      for (;;) pause();
+    }
+    char held = 0;
+    holds_ = read(ready[0], &held, 1) == 1 && held == 1;
+    close(ready[0]);
+    close(ready[1]);
+  }
+  holder_in_a_container(const holder_in_a_container&) = delete;
+  holder_in_a_container& operator=(const holder_in_a_container&) = delete;
+  ~holder_in_a_container() {
+    kill(process_, SIGKILL);
+    waitpid(process_, nullptr, 0);
+  }
+
+  // False where this user may not mount anything.
+  bool holds() const { return holds_; }
+
+ private:
+  static bool hold(const char* device) {
+    if (unshare(CLONE_NEWNS) != 0 || mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) ||
+        mount("devpts", "/dev/pts", "devpts", 0, "newinstance,ptmxmode=0666") != 0) {
+      return false;
+    }
+    for (;;) {
+      const int line = open("/dev/pts/ptmx", O_RDWR | O_NOCTTY);
+      if (line < 0 || unlockpt(line) != 0) return false;
+      if (open(device, O_RDWR | O_NOCTTY) >= 0) return true;
+    }
+  }
+
+  pid_t process_ = -1;
+  bool holds_ = false;
+};
+
+TEST(serial_devices_here, a_device_of_the_same_name_in_a_container_is_another_one) {
+  const platform::pseudo_terminal line;
+  const holder_in_a_container other(line.device());
+  if (!other.holds()) GTEST_SKIP() << "this user may not mount anything";
+  EXPECT_EQ(find_device_holders(line.device()).seen.size(), 1U);
 }
 
 TEST(serial_devices_here, the_real_system_is_read_without_failure) {

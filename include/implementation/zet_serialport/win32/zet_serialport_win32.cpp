@@ -23,10 +23,16 @@ std::string device_name(const std::string& port_name) {
   return port_name.starts_with("COM") ? "\\\\.\\" + port_name : port_name;
 }
 
+// An event that is reset by hand and not set. In full, for Win32's own of that name
+// is one for all ports.
+HANDLE new_event(const char* name) {
+  return platform::serial::CreateEventA(nullptr, TRUE, FALSE, name);
+}
+
 // One event, closed at the end of its read cycle.
 class cycle_event {
  public:
-  cycle_event() : handle_(CreateEventA(nullptr, TRUE, FALSE, nullptr)) {}
+  cycle_event() : handle_(new_event(nullptr)) {}
   cycle_event(const cycle_event&) = delete;
   cycle_event& operator=(const cycle_event&) = delete;
   ~cycle_event() { CloseHandle(handle_); }
@@ -142,8 +148,8 @@ zet_serialport_win32::released_port::~released_port() {
 
 zet_serialport_win32::zet_serialport_win32()
     : port_(INVALID_HANDLE_VALUE),
-      rx_worker_pipe_(CreateEventA(nullptr, TRUE, FALSE, "ZetSerialportAbortRxEvent")),
-      abort_write_(CreateEventA(nullptr, TRUE, FALSE, "ZetSerialportAbortWriteEvent")) {
+      rx_worker_pipe_(new_event("ZetSerialportAbortRxEvent")),
+      abort_write_(new_event("ZetSerialportAbortWriteEvent")) {
   // CreateEventA fails with null, which goes unnoticed here; the first
   // ResetEvent() then tells.
   KOVAX_CONTRACT_TEXT(rx_worker_pipe_ != INVALID_HANDLE_VALUE,

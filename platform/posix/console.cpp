@@ -1,0 +1,9 @@
+#include "platform/console.h"
+
+namespace platform {
+
+console_setup::console_setup() = default;
+
+console_setup::~console_setup() = default;
+
+}  // namespace platform

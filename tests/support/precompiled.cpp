@@ -1,0 +1,2 @@
+// A place for the precompiled headers of tests/CMakeLists.txt, and nothing else.
+int main() {}
