@@ -3,6 +3,7 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <semaphore>
 
 #include "platform/interrupt.h"
@@ -14,6 +15,21 @@ TEST(interrupt, a_request_to_end_becomes_a_call) {
   const platform::interrupt_watch watch([&] { called.release(); });
   kill(getpid(), SIGTERM);
   called.acquire();
+}
+
+TEST(interrupt, a_pipe_without_a_reader_fails_the_write_and_no_more) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  close(ends[0]);
+  {
+    const interrupt_watch watch([] {});
+    EXPECT_EQ(write(ends[1], "x", 1), -1);
+    EXPECT_EQ(errno, EPIPE);
+  }
+  close(ends[1]);
+  struct sigaction after {};
+  sigaction(SIGPIPE, nullptr, &after);
+  EXPECT_EQ(after.sa_handler, SIG_DFL) << "what was in force before is restored";
 }
 
 TEST(interrupt, what_was_in_force_before_is_restored) {
