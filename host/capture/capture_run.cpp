@@ -4,7 +4,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <cstdio>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -20,6 +19,7 @@
 #include "host/capture/source_parameters.h"
 #include "host/capture/source_session.h"
 #include "host/capture/summary.h"
+#include "host/console.h"
 #include "host/database/database_failure.h"
 #include "host/output_failure.h"
 #include "host/output_file.h"
@@ -167,7 +167,7 @@ exit_code run_capture(capture_request request) {
     if (request.tell) {
       request.tell(lines);
     } else {
-      fmt::print(stderr, "{}", lines);
+      tell(lines);
     }
   });
   std::function<void()> on_message;  // on the run's thread
@@ -193,11 +193,10 @@ exit_code run_capture(capture_request request) {
   run_end end(session);
   const auto begin = std::chrono::steady_clock::now();
   const auto summarise = [&](bool rescued) {
-    fmt::print(stderr, "{}",
-               format_summary(statistics, {.output = output->name(),
-                                           .elapsed = std::chrono::steady_clock::now() - begin,
-                                           .interrupted = end.interrupted() && !request.live,
-                                           .remarks = output->remarks(rescued)}));
+    tell(format_summary(statistics, {.output = output->name(),
+                                     .elapsed = std::chrono::steady_clock::now() - begin,
+                                     .interrupted = end.interrupted() && !request.live,
+                                     .remarks = output->remarks(rescued)}));
   };
   const auto keep_capture = [&] {
     if (!output) return;

@@ -11,6 +11,7 @@
 #include "host/capture/capture_run.h"
 #include "host/capture/progress.h"
 #include "host/command.h"
+#include "host/console.h"
 #include "host/literal_path.h"
 #include "host/user_error.h"
 #include "platform/file.h"
@@ -57,7 +58,7 @@ exit_code decode(decode_options options) {
        .tell =
            [bar = std::move(bar)](std::string_view lines) {
              bar->wipe();
-             fmt::print(stderr, "{}", lines);
+             tell(lines);
            }});
 }
 

@@ -3,9 +3,9 @@
 #include <fmt/format.h>
 #include <kovax/source.h>
 
-#include <cstdio>
 #include <utility>
 
+#include "host/console.h"
 #include "host/database/database_failure.h"
 
 namespace veltra::host {
@@ -16,7 +16,7 @@ run_messages::run_messages(const run_options& options, teller tell)
 bool run_messages::take(std::int32_t level, std::string_view message) {
   const std::string line = options_.verbose ? fmt::format("[{}] {}\n", level, message) : "";
   if (std::this_thread::get_id() != thread_) {
-    std::fputs(line.c_str(), stderr);
+    host::tell(line);
     return false;
   }
   if (options_.verbose) tell_(line);

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "host/command.h"
+#include "host/console.h"
 #include "host/database/cache_report.h"
 #include "host/database/database_failure.h"
 #include "host/database/database_options.h"
@@ -31,11 +32,6 @@ struct db_options {
   bool json = false;  // of `list`
 };
 
-void print(const std::string& text) {
-  std::fputs(text.c_str(), stdout);
-  std::fflush(stdout);
-}
-
 void take_log(kovax_source* /*source*/, void* user_data, std::int32_t level, const char* message) {
   static_cast<sync_progress*>(user_data)->take(level, message);
 }
@@ -46,7 +42,7 @@ std::size_t report_faults(const std::vector<cached_database>& databases) {
   for (const cached_database& database : databases) {
     if (database.state == database_state::intact) continue;
     ++faults;
-    fmt::print(stderr, "{}\n", describe_fault(database));
+    tell(describe_fault(database) + "\n");
   }
   return faults;
 }

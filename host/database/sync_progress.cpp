@@ -33,16 +33,20 @@ void sync_progress::take(std::int32_t /*level*/, std::string_view message) {
 
 void sync_progress::finish(bool failed) {
   if (outcome_.empty()) return;
-  fmt::print(out_, "{}\n", failed ? "failed" : outcome_);
-  std::fflush(out_);
+  show(fmt::format("{}\n", failed ? "failed" : outcome_));
   outcome_.clear();
 }
 
 void sync_progress::begin_line(const std::string& subject, const char* outcome) {
   finish(false);
-  fmt::print(out_, "{}: ", subject);
-  std::fflush(out_);
+  show(fmt::format("{}: ", subject));
   outcome_ = outcome;
+}
+
+void sync_progress::show(const std::string& text) {
+  // Whatever becomes of it: the work that it tells of goes on.
+  std::fwrite(text.data(), 1, text.size(), out_);
+  std::fflush(out_);
 }
 
 std::string sync_progress::below_cache(std::string_view file) const {

@@ -31,6 +31,7 @@ class sync_progress {
 
  private:
   void begin_line(const std::string& subject, const char* outcome);
+  void show(const std::string& text);
   std::string below_cache(std::string_view file) const;
 
   const std::filesystem::path cache_;

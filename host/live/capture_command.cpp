@@ -14,6 +14,7 @@
 #include "host/capture/capture_run.h"
 #include "host/capture/summary.h"
 #include "host/command.h"
+#include "host/console.h"
 #include "host/live/line_options.h"
 #include "host/live/live_monitor.h"
 #include "host/live/port_failure.h"
@@ -33,11 +34,6 @@ struct capture_options {
 
 bool decodes(const capture_options& options) {
   return !options.run.database.file.empty() || !options.run.database.cache.empty();
-}
-
-void write_to_stderr(std::string_view text) {
-  std::fwrite(text.data(), 1, text.size(), stderr);
-  std::fflush(stderr);
 }
 
 void refuse_same_file(const std::string& output, const std::string& other, const char* what) {
@@ -106,8 +102,8 @@ class raw_trace {
     if (!recorder_) return;
     recorder_->finish();
     if (recorder_->bytes() == 0) return;
-    fmt::print(stderr, "{}: {} of raw trace\n", name_,
-               format_bytes(static_cast<double>(recorder_->bytes())));
+    tell(fmt::format("{}: {} of raw trace\n", name_,
+                     format_bytes(static_cast<double>(recorder_->bytes()))));
   }
 
  private:
@@ -131,7 +127,7 @@ exit_code capture(capture_options options) {
   // Messages of the plug-in would tear the line.
   const bool counters = platform::is_terminal(stderr) && !options.run.verbose;
   auto monitor = std::make_shared<live_monitor>(
-      live_status_options{.port = options.line.port, .with_counters = counters}, write_to_stderr);
+      live_status_options{.port = options.line.port, .with_counters = counters}, tell);
   std::uint64_t searched = 0;
   capture_request request{.parameters = {{"serialport", serial_parameters(options.line)}},
                           .input = options.line.port,

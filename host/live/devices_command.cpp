@@ -1,8 +1,8 @@
 #include <CLI/CLI.hpp>
-#include <cstdio>
 #include <string>
 
 #include "host/command.h"
+#include "host/console.h"
 #include "host/live/device_list.h"
 
 namespace veltra::host {
@@ -14,9 +14,9 @@ void add_devices_command(CLI::App& app, command& chosen) {
     chosen = [] {
       const std::string list = format_devices(platform::list_serial_devices(), {});
       if (list.empty()) {
-        std::fputs("veltra: there is no serial port; plug the modem or its adapter in.\n", stderr);
+        tell("veltra: there is no serial port; plug the modem or its adapter in.\n");
       }
-      std::fputs(list.c_str(), stdout);
+      print(list);
       return exit_code::ok;
     };
   });

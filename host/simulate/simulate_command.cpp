@@ -3,13 +3,13 @@
 #include <CLI/CLI.hpp>
 #include <charconv>
 #include <cstdint>
-#include <cstdio>
 #include <limits>
 #include <memory>
 #include <string>
 #include <system_error>
 
 #include "host/command.h"
+#include "host/console.h"
 #include "host/live/live_simulation.h"
 #include "host/simulate/simulation.h"
 #include "platform/file.h"
@@ -40,7 +40,7 @@ void report(const simulate_options& options, const simulate_result& result) {
       played(options.repeat), result.trace_bytes,
       to_stdout ? std::string("standard output") : platform::path_to_utf8(options.trace),
       result.uuid, platform::path_to_utf8(options.database));
-  std::fputs(line.c_str(), to_stdout ? stderr : stdout);
+  to_stdout ? tell(line) : print(line);
 }
 
 struct arguments {
@@ -74,12 +74,11 @@ exit_code run_live(const live_simulate_options& options) {
   const live_simulate_result result =
       simulate_live(options, [](const std::filesystem::path& device) {
         // The only line on stdout, so that a script can read the name.
-        fmt::print("{}\n", platform::path_to_utf8(device));
-        std::fflush(stdout);
+        print(platform::path_to_utf8(device) + "\n");
       });
-  fmt::print(stderr, "{} messages, {}: {} bytes sent; database {}\n", result.messages,
-             result.interrupted ? std::string("interrupted") : played(options.source.repeat),
-             result.trace_bytes, result.uuid);
+  tell(fmt::format("{} messages, {}: {} bytes sent; database {}\n", result.messages,
+                   result.interrupted ? std::string("interrupted") : played(options.source.repeat),
+                   result.trace_bytes, result.uuid));
   return result.interrupted ? exit_code::interrupted : exit_code::ok;
 }
 

@@ -23,12 +23,19 @@ namespace {
 // use of this signal in the process is disturbed.
 constexpr int end_signal = SIGUSR2;
 
+// nohup(1) asks for a process that outlives its terminal.
+bool is_ignored(int signal) {
+  struct sigaction now {};
+  return sigaction(signal, nullptr, &now) == 0 && now.sa_handler == SIG_IGN;
+}
+
 }  // namespace
 
 interrupt_watch::interrupt_watch(std::function<void()> action) : state_(std::make_unique<state>()) {
   state_->action = std::move(action);
   sigemptyset(&state_->watched);
   for (const int signal : {SIGINT, SIGTERM, end_signal}) sigaddset(&state_->watched, signal);
+  if (!is_ignored(SIGHUP)) sigaddset(&state_->watched, SIGHUP);
   // Threads inherit the mask: the signals stay pending until our thread takes them.
   const int error = pthread_sigmask(SIG_BLOCK, &state_->watched, &state_->before);
   if (error != 0) throw std::system_error(error, std::generic_category(), "pthread_sigmask");

@@ -94,6 +94,16 @@ refused $output_failed "no/t.bin" "$veltra" simulate "$session" --trace no/t.bin
 refused $output_failed "directory" "$veltra" simulate "$session" --trace directory --database d.json
 refused $usage "the same file" "$veltra" simulate "$session" --trace d.json --database d.json
 
+# Nobody has to listen: what is written is no worse for it.
+for closed in '2>&-' '2>/dev/full'; do
+  rm -f quiet.pcapng
+  eval "\"$veltra\" decode trace.bin --database database.json -o quiet.pcapng $closed" ||
+    fail "exit code $? with $closed"
+  [ -s quiet.pcapng ] || fail "no capture with $closed"
+done
+refused $output_failed "cannot write standard output: No space left on device" \
+  sh -c "exec \"$veltra\" db show database.json >/dev/full"
+
 # None of this is because nothing ever works.
 "$veltra" decode trace.bin --database archive.tar.gz -o out.pcapng 2>summary.txt
 [ -s out.pcapng ] || fail "a good input gives no capture"
