@@ -19,7 +19,12 @@ raw_recorder::raw_recorder(std::filesystem::path file) : path_(std::move(file)) 
 }
 
 void raw_recorder::open() {
-  file_.reset(platform::open_file(path_, platform::open_mode::replace));
+  if (path_ == "-") {
+    platform::set_binary_mode(stdout);
+    file_.reset(stdout);
+  } else {
+    file_.reset(platform::open_file(path_, platform::open_mode::replace));
+  }
   if (!file_) fail(errno);
   // A packet is in the file when take() returns, not when some buffer is full.
   std::setvbuf(file_.get(), nullptr, _IONBF, 0);
@@ -36,7 +41,9 @@ void raw_recorder::take(const packet& packet) {
 }
 
 void raw_recorder::finish() {
-  if (file_ && std::fclose(file_.release()) != 0) fail(errno);
+  if (!file_) return;
+  std::FILE* const file = file_.release();
+  if ((file == stdout ? std::fflush(file) : std::fclose(file)) != 0) fail(errno);
 }
 
 void raw_recorder::fail(int error) const {

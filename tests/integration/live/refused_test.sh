@@ -14,8 +14,11 @@ refused 3 'line cannot hold these line settings' "$@" line --stop-bits 1.5
 refused 2 'there is nothing to write' "$veltra" capture --port line
 refused 2 'x.pcapng cannot be written without a trace database' \
   "$veltra" capture --port line --raw x -o x.pcapng
-refused 2 'would be replaced' "$veltra" capture --port line --raw x -o x --database database.json
-refused 2 'would be replaced' "$veltra" capture --port line --raw database.json --database database.json
+for names in '--raw x -o ./x' '--raw - -o -' '--raw database.json' '-o database.json' '-o line' '--raw line'; do
+  # shellcheck disable=SC2086 # several words
+  refused 2 'cannot be both an output and' \
+    "$veltra" capture --port line --database database.json $names
+done
 refused 6 'cannot write the raw trace' "$veltra" capture --port line --raw none/x
 [ "$(cat raw.bin)" = earlier ] || fail "an earlier raw trace was replaced"
 

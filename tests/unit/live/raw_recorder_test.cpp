@@ -41,6 +41,15 @@ TEST_F(raw_recorder_test, every_raw_packet_is_in_the_file_at_once) {
   EXPECT_EQ(content_of(file), bytes + "more");
 }
 
+TEST_F(raw_recorder_test, a_dash_is_standard_output) {
+  testing::internal::CaptureStdout();
+  raw_recorder recorder("-");
+  recorder.take(raw_packet("raw"));
+  recorder.finish();
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "raw");
+  EXPECT_FALSE(std::filesystem::exists("-"));
+}
+
 TEST_F(raw_recorder_test, decoded_packets_are_left_out) {
   raw_recorder recorder(file);
   recorder.take(raw_packet("raw"));
