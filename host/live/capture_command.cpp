@@ -19,6 +19,7 @@
 #include "host/live/live_monitor.h"
 #include "host/live/port_failure.h"
 #include "host/live/raw_recorder.h"
+#include "host/name_option.h"
 #include "host/output_failure.h"
 #include "host/user_error.h"
 #include "platform/file.h"
@@ -184,14 +185,13 @@ void add_capture_command(CLI::App& app, command& chosen) {
   CLI::App* capture_app =
       app.add_subcommand("capture", "Record and decode a modem's trace live from a serial port");
   add_line_options(*capture_app, options->line);
-  capture_app
-      ->add_option(
+  names_something(
+      capture_app->add_option(
           "--raw", options->raw,
           "Keep the raw trace in this file as it comes, for a later \"veltra decode\", - for "
-          "standard output; "
-          "alone, without a database, nothing is decoded")
+          "standard output; alone, without a database, nothing is decoded"))
       ->type_name("FILE");
-  add_run_options(*capture_app, options->run, database_need::optional);
+  add_run_options(*capture_app, options->run);
   capture_app->get_option("--output")
       ->description("Capture file, - for standard output (default: capture-PORT-TIME.pcapng)");
   capture_app->callback([options, &chosen] { chosen = [options] { return capture(*options); }; });

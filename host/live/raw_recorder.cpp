@@ -1,6 +1,8 @@
 #include "host/live/raw_recorder.h"
 
 #include <cerrno>
+#include <fstream>
+#include <system_error>
 #include <utility>
 
 #include "host/output_failure.h"
@@ -16,6 +18,16 @@ constexpr std::string_view operation = "cannot write the raw trace";
 
 raw_recorder::raw_recorder(std::filesystem::path file) : path_(std::move(file)) {
   check_output_place(operation, path_);
+  std::error_code ignored;
+  const auto there = std::filesystem::status(path_, ignored).type();
+  const bool is_new = there == std::filesystem::file_type::not_found;
+  if (path_ == "-" || (!is_new && there != std::filesystem::file_type::regular)) return;
+  // Opened without a change to it, so that hours of silence are not for nothing.
+  errno = 0;
+  const bool opens = std::ofstream(path_, std::ios::binary | std::ios::app).is_open();
+  const int error = errno;
+  if (is_new) std::filesystem::remove(path_, ignored);
+  if (!opens) fail(error);
 }
 
 void raw_recorder::open() {

@@ -17,7 +17,7 @@ namespace veltra::host {
 // (output_failed).
 class raw_recorder {
  public:
-  // "-" is standard output. Fails at once for a name that can never be written.
+  // "-" is standard output. Fails at once for a file that cannot be written.
   explicit raw_recorder(std::filesystem::path file);
 
   // Ignores packets that are not raw.

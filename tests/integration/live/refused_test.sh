@@ -10,6 +10,7 @@ echo earlier >raw.bin
 set -- "$veltra" capture --database database.json --raw raw.bin -o out.pcapng --port
 refused 3 'there is no port /dev/ttyNONE; "veltra devices" lists' "$@" /dev/ttyNONE
 refused 3 'database.json is no serial port' "$@" database.json
+refused 3 '/ is no serial port' "$@" /
 refused 3 'line cannot hold these line settings' "$@" line --stop-bits 1.5
 refused 2 'there is nothing to write' "$veltra" capture --port line
 refused 2 'x.pcapng cannot be written without a trace database' \
