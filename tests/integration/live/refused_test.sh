@@ -34,6 +34,23 @@ grep -q "^veltra: line is in use by .*veltra (process $running)" second.txt ||
 kill -INT $running
 ended $running 0 capture.txt
 
+# A link to something else is not the virtual modem's to replace, one to a device that
+# is gone is.
+ln -s raw.bin other
+refused 6 'cannot make the link other: File exists' "$veltra" simulate "$session" --pty other
+[ "$(readlink other)" = raw.bin ] || fail "another link was replaced"
+ended $modem 5 modem.err
+ln -sf /dev/pts/99999 line
+rm modem.txt
+"$veltra" simulate "$session" --pty line >modem.txt 2>modem.err &
+modem=$!
+until [ -s modem.txt ]; do sleep 0.005; done
+[ "$(readlink line)" = "$(cat modem.txt)" ] || fail "an old link was not replaced"
+ln -sfn other line
+kill -INT $modem
+ended $modem 130 modem.err
+[ "$(readlink line)" = other ] || fail "a link was removed that is not the modem's any more"
+
 # Nothing that the database knows: the modem's name for it is no packet.
 printf '#\n100000000\tat\t4f4b0d0a\n' >late.tsv
 session=late.tsv
