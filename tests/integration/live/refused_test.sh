@@ -34,12 +34,13 @@ grep -q "^veltra: line is in use by .*veltra (process $running)" second.txt ||
 kill -INT $running
 ended $running 0 capture.txt
 
+ended $modem 5 modem.err
+
 # A link to something else is not the virtual modem's to replace, one to a device that
 # is gone is.
 ln -s raw.bin other
 refused 6 'cannot make the link other: File exists' "$veltra" simulate "$session" --pty other
 [ "$(readlink other)" = raw.bin ] || fail "another link was replaced"
-ended $modem 5 modem.err
 ln -sf /dev/pts/99999 line
 rm modem.txt
 "$veltra" simulate "$session" --pty line >modem.txt 2>modem.err &
