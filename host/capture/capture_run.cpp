@@ -183,6 +183,7 @@ exit_code run_capture(capture_request request) {
     messages.finish();
     throw explain_init(failure, request, messages.log());
   }
+  if (auto known = explain_empty_cache(request.options.database, messages.log())) throw *known;
   std::unique_ptr<capture_output> output;  // null when there is nothing to write
   if (!request.options.output.file.empty()) {
     output = std::make_unique<capture_output>(request.options.output, request.live,

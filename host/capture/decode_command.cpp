@@ -13,6 +13,7 @@
 #include "host/command.h"
 #include "host/console.h"
 #include "host/literal_path.h"
+#include "host/name_option.h"
 #include "host/user_error.h"
 #include "platform/file.h"
 
@@ -43,6 +44,15 @@ void refuse_to_overwrite(const std::string& output, const std::string& input) {
 }
 
 exit_code decode(decode_options options) {
+  if (options.run.database.file.empty() && options.run.database.cache.empty()) {
+    throw user_error(exit_code::usage,
+                     "there is nothing to decode with: name the trace database with --database, or "
+                     "a directory of databases with --cache.");
+  }
+  if (options.trace == "-") {
+    throw user_error(exit_code::usage,
+                     "a trace is read from a file, not from standard input; give the file's name.");
+  }
   std::string& output = options.run.output.file;
   if (output.empty()) output = beside_trace(options);
   refuse_to_overwrite(output, options.trace);
@@ -71,7 +81,8 @@ void add_decode_command(CLI::App& app, command& chosen) {
   options->run.chunk_size = std::uint64_t{1} << 16;
   CLI::App* decode_app =
       app.add_subcommand("decode", "Turn a recorded trace into a capture for Wireshark");
-  decode_app->add_option("TRACE", options->trace, "The modem's raw trace")->required();
+  names_something(decode_app->add_option("TRACE", options->trace, "The modem's raw trace"))
+      ->required();
   add_run_options(*decode_app, options->run);
   decode_app->callback([options, &chosen] { chosen = [options] { return decode(*options); }; });
 }

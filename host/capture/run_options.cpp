@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 
 #include "host/literal_path.h"
+#include "host/name_option.h"
 #include "platform/file.h"
 
 namespace veltra::host {
@@ -11,22 +12,23 @@ namespace {
 
 constexpr std::uint64_t largest_chunk = std::uint64_t{1} << 30;
 
-void add_database_options(CLI::App& command, database_options& options, database_need need) {
+void add_database_options(CLI::App& command, database_options& options) {
   CLI::Option_group* group = command.add_option_group(
       "Trace database", "which database decodes: a file, or the one the trace asks for");
-  group->add_option("--database,-d", options.file,
-                    "Trace database of the modem's firmware (.json or .tar.gz)");
-  CLI::Option* cache = group->add_option(
-      "--cache", options.cache, "Directory of databases, searched for the UUID in the trace");
-  group->require_option(need == database_need::required ? 1 : 0, 1);
+  CLI::Option* const file = names_something(group->add_option(
+      "--database,-d", options.file, "Trace database of the modem's firmware (.json or .tar.gz)"));
+  CLI::Option* const cache = names_something(group->add_option(
+      "--cache", options.cache, "Directory of databases, searched for the UUID in the trace"));
+  file->excludes(cache);
   add_catalogue_options(command, options, cache);
 }
 
 }  // namespace
 
-void add_run_options(CLI::App& command, run_options& options, database_need need) {
-  add_database_options(command, options.database, need);
-  command.add_option("--output,-o", options.output.file, "Capture file, - for standard output");
+void add_run_options(CLI::App& command, run_options& options) {
+  add_database_options(command, options.database);
+  names_something(command.add_option("--output,-o", options.output.file,
+                                     "Capture file, - for standard output"));
   command.add_option("--format,-f", options.output.format, "What to write")
       ->check(CLI::IsMember({"pcapng", "jsonl"}))
       ->capture_default_str();
@@ -35,8 +37,9 @@ void add_run_options(CLI::App& command, run_options& options, database_need need
   command.add_option("--chunk-size", options.chunk_size, "Bytes per read")
       ->check(CLI::Range(std::uint64_t{1}, largest_chunk))
       ->capture_default_str();
-  command.add_option("--plugin", options.plugin,
-                     "Plug-in to load (default: the one that belongs to this program)");
+  names_something(
+      command.add_option("--plugin", options.plugin,
+                         "Plug-in to load (default: the one that belongs to this program)"));
   command.add_flag("--verbose,-v", options.verbose, "Show the plug-in's messages");
 }
 

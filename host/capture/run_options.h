@@ -27,12 +27,9 @@ struct run_options {
   bool verbose = false;          // show the plug-in's messages
 };
 
-enum class database_need { required, optional };
-
 // Adds the options to a subcommand; `options` must outlive the parsing, and holds
 // the defaults.
-void add_run_options(CLI::App& command, run_options& options,
-                     database_need need = database_need::required);
+void add_run_options(CLI::App& command, run_options& options);
 
 // Puts "db_file_path" or "auto_detect_db_config", if a database or a cache is named,
 // and "chunk_size" into the plug-in's init parameters.

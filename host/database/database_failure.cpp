@@ -82,6 +82,13 @@ user_error explain_unreadable(const std::string& message, const database_options
                     "file with read permission.",
                     options.cache, message));
   }
+  const std::filesystem::path cache = platform::path_from_utf8(options.cache);
+  if (std::filesystem::exists(cache, ignored) && !std::filesystem::is_directory(cache, ignored)) {
+    return bad_input(
+        fmt::format("the cache {} is no directory ({}); name the directory of the "
+                    "databases.",
+                    options.cache, message));
+  }
   return bad_input(fmt::format("the cache {} has no catalogue yet ({}); fetch it with: {}",
                                options.cache, message, sync_command_line(options)));
 }
@@ -124,10 +131,15 @@ std::optional<user_error> explain_sync_failure(const std::string& message,
                     message));
   }
   if (text.starts_with("Unable to download configuration content")) {
-    return bad_input(
-        fmt::format("no location gave a catalogue: {}; check the addresses and the network, or "
-                    "leave --update out to use the catalogue that the cache {} has.",
-                    tried_locations(options, log), options.cache));
+    std::error_code ignored;
+    const bool has_one =
+        std::filesystem::exists(platform::path_from_utf8(catalogue_file(options)), ignored);
+    return bad_input(fmt::format(
+        "no location gave a catalogue: {}; check the addresses and the network{}.",
+        tried_locations(options, log),
+        has_one ? fmt::format(", or leave --update out to use the catalogue that the cache {} has",
+                              options.cache)
+                : std::string()));
   }
   const bool about_cache = text.find(options.cache) != std::string_view::npos;
   if ((text.starts_with("filesystem error: exists") && about_cache) ||
@@ -150,12 +162,24 @@ std::optional<user_error> explain_sync_failure(const std::string& message,
   return std::nullopt;
 }
 
+std::optional<user_error> explain_empty_cache(const database_options& options,
+                                              const database_log& log) {
+  if (options.cache.empty() || !log.file().empty()) return std::nullopt;
+  return bad_input(
+      fmt::format("the catalogue of the cache {} lists no database; fetch one that does with: {}",
+                  options.cache, sync_command_line(options)));
+}
+
 std::optional<user_error> explain_search_failure(const std::string& message,
                                                  const std::string& input,
                                                  const database_options& options,
                                                  const database_log& log) {
   const std::string_view text = message;
   if (text.starts_with("End of file reached while searching for the database UID")) {
+    std::error_code ignored;
+    if (std::filesystem::file_size(platform::path_from_utf8(input), ignored) == 0) {
+      return bad_input(fmt::format("{} is empty; record the trace again.", input));
+    }
     const std::string rejected =
         log.rejected() == 0
             ? std::string()

@@ -20,6 +20,12 @@ std::optional<user_error> explain_sync_failure(const std::string& message,
                                                const database_options& options,
                                                const database_log& log);
 
+// The cache is in order and has nothing to decode with: the plug-in would read the
+// input in vain. Asked for when the synchronisation is over; none unless it was for a
+// cache.
+std::optional<user_error> explain_empty_cache(const database_options& options,
+                                              const database_log& log);
+
 // The search for the database that `input` asks for failed.
 std::optional<user_error> explain_search_failure(const std::string& message,
                                                  const std::string& input,

@@ -5,6 +5,7 @@
 
 #include <exception>
 #include <iterator>
+#include <system_error>
 
 #include "host/user_error.h"
 #include "platform/file.h"
@@ -22,6 +23,11 @@ database_collection read_databases(const std::filesystem::path& path) {
   try {
     return read_trace_db_file(path, {});
   } catch (const std::exception& failure) {
+    std::error_code ignored;
+    if (!std::filesystem::exists(path, ignored)) {
+      throw user_error(exit_code::bad_input, fmt::format("there is no file {}; check the name.",
+                                                         platform::path_to_utf8(path)));
+    }
     throw user_error(exit_code::bad_input,
                      fmt::format("{}: {}; give a trace database, .json or .tar.gz.",
                                  platform::path_to_utf8(path), failure.what()));

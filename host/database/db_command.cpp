@@ -17,6 +17,7 @@
 #include "host/database/database_options.h"
 #include "host/database/database_summary.h"
 #include "host/database/sync_progress.h"
+#include "host/name_option.h"
 #include "host/user_error.h"
 #include "platform/file.h"
 #include "plugin/database/cache_sync.h"
@@ -110,7 +111,8 @@ exit_code verify(const database_options& options) {
 }
 
 CLI::Option* add_cache_option(CLI::App& command, database_options& options) {
-  return command.add_option("--cache", options.cache, "Directory of databases")->required();
+  return names_something(command.add_option("--cache", options.cache, "Directory of databases"))
+      ->required();
 }
 
 }  // namespace
@@ -133,7 +135,8 @@ void add_db_command(CLI::App& app, command& chosen) {
   list_app->callback([options, &chosen] { chosen = [options] { return list(*options); }; });
 
   CLI::App* const show_app = db->add_subcommand("show", "Say what is in a trace database file");
-  show_app->add_option("FILE", options->file, "Trace database (.json or .tar.gz)")->required();
+  names_something(show_app->add_option("FILE", options->file, "Trace database (.json or .tar.gz)"))
+      ->required();
   show_app->callback([options, &chosen] { chosen = [options] { return show(options->file); }; });
 
   CLI::App* const verify_app = db->add_subcommand(

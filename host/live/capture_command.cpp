@@ -19,6 +19,8 @@
 #include "host/live/live_monitor.h"
 #include "host/live/port_failure.h"
 #include "host/live/raw_recorder.h"
+#include "host/name_option.h"
+#include "host/output_failure.h"
 #include "host/user_error.h"
 #include "platform/file.h"
 
@@ -36,13 +38,23 @@ bool decodes(const capture_options& options) {
   return !options.run.database.file.empty() || !options.run.database.cache.empty();
 }
 
+// Whether or not there is such a file yet.
+bool is_same_file(const std::string& name, const std::string& other) {
+  if (name.empty() || other.empty()) return false;
+  const auto resolved = [](const std::string& text) {
+    std::error_code error;
+    const auto path = std::filesystem::absolute(platform::path_from_utf8(text), error);
+    const auto canonical = std::filesystem::weakly_canonical(path, error);
+    return error ? path : canonical;
+  };
+  return resolved(name) == resolved(other);
+}
+
 void refuse_same_file(const std::string& output, const std::string& other, const char* what) {
-  std::error_code error;
-  const auto a = std::filesystem::weakly_canonical(platform::path_from_utf8(output), error);
-  const auto b = std::filesystem::weakly_canonical(platform::path_from_utf8(other), error);
-  if (output.empty() || other.empty() || error || a != b) return;
-  throw user_error(exit_code::usage,
-                   fmt::format("{} would be replaced, as {} too; give two names.", output, what));
+  if (!is_same_file(output, other)) return;
+  throw user_error(
+      exit_code::usage,
+      fmt::format("{} cannot be both an output and {}; give two names.", output, what));
 }
 
 void check(const capture_options& options) {
@@ -58,6 +70,8 @@ void check(const capture_options& options) {
                                  options.run.output.file));
   }
   refuse_same_file(options.run.output.file, options.raw, "the raw trace");
+  refuse_same_file(options.run.output.file, options.line.port, "the port");
+  refuse_same_file(options.raw, options.line.port, "the port");
   refuse_same_file(options.run.output.file, options.run.database.file, "the trace database");
   refuse_same_file(options.raw, options.run.database.file, "the trace database");
 }
@@ -90,7 +104,7 @@ user_error explain_nothing(const capture_options& options, std::uint64_t raw_byt
 // The raw trace of a run, if it is kept; its line comes however the run ends.
 class raw_trace {
  public:
-  explicit raw_trace(const std::string& file) : name_(file) {
+  explicit raw_trace(const std::string& file) : name_(output_name(platform::path_from_utf8(file))) {
     if (!file.empty()) recorder_.emplace(platform::path_from_utf8(file));
   }
 
@@ -171,12 +185,13 @@ void add_capture_command(CLI::App& app, command& chosen) {
   CLI::App* capture_app =
       app.add_subcommand("capture", "Record and decode a modem's trace live from a serial port");
   add_line_options(*capture_app, options->line);
-  capture_app
-      ->add_option("--raw", options->raw,
-                   "Keep the raw trace in this file as it comes, for a later \"veltra decode\"; "
-                   "alone, without a database, nothing is decoded")
+  names_something(
+      capture_app->add_option(
+          "--raw", options->raw,
+          "Keep the raw trace in this file as it comes, for a later \"veltra decode\", - for "
+          "standard output; alone, without a database, nothing is decoded"))
       ->type_name("FILE");
-  add_run_options(*capture_app, options->run, database_need::optional);
+  add_run_options(*capture_app, options->run);
   capture_app->get_option("--output")
       ->description("Capture file, - for standard output (default: capture-PORT-TIME.pcapng)");
   capture_app->callback([options, &chosen] { chosen = [options] { return capture(*options); }; });

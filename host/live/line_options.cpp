@@ -11,6 +11,7 @@
 #include <string_view>
 
 #include "host/literal_path.h"
+#include "host/name_option.h"
 #include "platform/file.h"
 
 namespace veltra::host {
@@ -24,9 +25,9 @@ bool is_plain(unsigned char character) {
 }  // namespace
 
 void add_line_options(CLI::App& command, line_options& options) {
-  command
-      .add_option("--port,-p", options.port,
-                  "Serial port, such as /dev/ttyUSB0; \"veltra devices\" lists them")
+  names_something(
+      command.add_option("--port,-p", options.port,
+                         "Serial port, such as /dev/ttyUSB0; \"veltra devices\" lists them"))
       ->required()
       ->type_name("DEV");
   command.add_option("--baud-rate", options.baud_rate, "Bits per second")

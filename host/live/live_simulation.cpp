@@ -44,17 +44,19 @@ class terminal_line : public modem_line {
   platform::pseudo_terminal& terminal_;
 };
 
-// A symbolic link while it lives.
+// A symbolic link while it lives. It takes the place of one to another such device: an
+// earlier run left it behind.
 class device_link {
  public:
-  device_link(std::filesystem::path link, const std::filesystem::path& device)
-      : link_(std::move(link)) {
+  device_link(std::filesystem::path link, std::filesystem::path device)
+      : link_(std::move(link)), device_(std::move(device)) {
     if (link_.empty()) return;
     std::error_code error;
-    if (std::filesystem::is_symlink(std::filesystem::symlink_status(link_, error))) {
+    const auto earlier = std::filesystem::read_symlink(link_, error);
+    if (!error && earlier.parent_path() == device_.parent_path()) {
       std::filesystem::remove(link_, error);
     }
-    std::filesystem::create_symlink(device, link_, error);
+    std::filesystem::create_symlink(device_, link_, error);
     if (!error) return;
     throw user_error(exit_code::output_failed,
                      fmt::format("cannot make the link {}: {}; give another name after --pty.",
@@ -64,11 +66,13 @@ class device_link {
   device_link& operator=(const device_link&) = delete;
   ~device_link() {
     std::error_code ignored;
-    if (!link_.empty()) std::filesystem::remove(link_, ignored);
+    if (link_.empty() || std::filesystem::read_symlink(link_, ignored) != device_) return;
+    std::filesystem::remove(link_, ignored);
   }
 
  private:
-  std::filesystem::path link_;
+  const std::filesystem::path link_;
+  const std::filesystem::path device_;
 };
 
 std::unique_ptr<platform::pseudo_terminal> open_terminal() {
@@ -100,8 +104,9 @@ live_simulate_result simulate_live(
   const virtual_modem modem = load_virtual_modem(options.source);
   const auto terminal = open_terminal();
   const platform::interrupt_watch watch([&] { terminal->interrupt(); });
-  const device_link link(options.link, terminal->device());
+  // Who waits for the link finds the database beside it.
   write_database(options.source, modem.database);
+  const device_link link(options.link, terminal->device());
   announce(terminal->device());
 
   live_simulate_result result{.messages = modem.messages, .uuid = modem.database.uuid};

@@ -1,6 +1,8 @@
 #include "host/live/raw_recorder.h"
 
 #include <cerrno>
+#include <fstream>
+#include <system_error>
 #include <utility>
 
 #include "host/output_failure.h"
@@ -16,10 +18,25 @@ constexpr std::string_view operation = "cannot write the raw trace";
 
 raw_recorder::raw_recorder(std::filesystem::path file) : path_(std::move(file)) {
   check_output_place(operation, path_);
+  std::error_code ignored;
+  const auto there = std::filesystem::status(path_, ignored).type();
+  const bool is_new = there == std::filesystem::file_type::not_found;
+  if (path_ == "-" || (!is_new && there != std::filesystem::file_type::regular)) return;
+  // Opened without a change to it, so that hours of silence are not for nothing.
+  errno = 0;
+  const bool opens = std::ofstream(path_, std::ios::binary | std::ios::app).is_open();
+  const int error = errno;
+  if (is_new) std::filesystem::remove(path_, ignored);
+  if (!opens) fail(error);
 }
 
 void raw_recorder::open() {
-  file_.reset(platform::open_file(path_, platform::open_mode::replace));
+  if (path_ == "-") {
+    platform::set_binary_mode(stdout);
+    file_.reset(stdout);
+  } else {
+    file_.reset(platform::open_file(path_, platform::open_mode::replace));
+  }
   if (!file_) fail(errno);
   // A packet is in the file when take() returns, not when some buffer is full.
   std::setvbuf(file_.get(), nullptr, _IONBF, 0);
@@ -36,7 +53,9 @@ void raw_recorder::take(const packet& packet) {
 }
 
 void raw_recorder::finish() {
-  if (file_ && std::fclose(file_.release()) != 0) fail(errno);
+  if (!file_) return;
+  std::FILE* const file = file_.release();
+  if ((file == stdout ? std::fflush(file) : std::fclose(file)) != 0) fail(errno);
 }
 
 void raw_recorder::fail(int error) const {

@@ -17,7 +17,7 @@ namespace veltra::host {
 // (output_failed).
 class raw_recorder {
  public:
-  // Fails at once for a name that can never be written.
+  // "-" is standard output. Fails at once for a file that cannot be written.
   explicit raw_recorder(std::filesystem::path file);
 
   // Ignores packets that are not raw.
@@ -30,7 +30,9 @@ class raw_recorder {
 
  private:
   struct closer {
-    void operator()(std::FILE* file) const noexcept { std::fclose(file); }
+    void operator()(std::FILE* file) const noexcept {
+      if (file != stdout) std::fclose(file);
+    }
   };
 
   void open();

@@ -166,10 +166,10 @@ bool may_open_device(const std::filesystem::path& device) {
 
 port_refusal refusal_of(std::string_view description) {
   constexpr known_refusal known[] = {
-      {ENOENT, port_refusal::missing},   {ENODEV, port_refusal::missing},
-      {ENXIO, port_refusal::missing},    {EBUSY, port_refusal::busy},
-      {EACCES, port_refusal::denied},    {EPERM, port_refusal::denied},
-      {ENOTTY, port_refusal::not_serial}};
+      {ENOENT, port_refusal::missing},    {ENODEV, port_refusal::missing},
+      {ENXIO, port_refusal::missing},     {EBUSY, port_refusal::busy},
+      {EACCES, port_refusal::denied},     {EPERM, port_refusal::denied},
+      {ENOTTY, port_refusal::not_serial}, {EISDIR, port_refusal::not_serial}};
   return find_refusal(description, known);
 }
 

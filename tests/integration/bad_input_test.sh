@@ -35,6 +35,18 @@ decode() { refused "$1" "$2" "$veltra" decode "${@:3}"; }
 decode $bad_input "no.bin: trace file does not exist" no.bin --database database.json
 decode $bad_input "directory is no regular file" directory --database database.json
 decode $nothing_decoded "empty.bin is empty" empty.bin --database database.json
+mkdir cache
+echo '{"firmwares": {"updated_timestamp": "", "devices": []}}' >cache/config.json
+decode $bad_input "the catalogue of the cache cache lists no database" trace.bin --cache cache
+mkdir -p cache/modem/1/uuid
+cp database.json cache/modem/1/uuid/
+printf '{"firmwares": {"updated_timestamp": "", "devices": [{"type": "modem", "versions": [
+  {"version": "1", "uuid": "uuid", "database": {"path": "database.json", "sha256": "%s"}}]}]}}' \
+  "$(sha256sum database.json | cut -d ' ' -f 1)" >cache/config.json
+decode $bad_input "empty.bin is empty" empty.bin --cache cache
+decode $bad_input "trace.bin needs the database" trace.bin --cache cache
+decode $bad_input "the cache trace.bin is no directory" trace.bin --cache trace.bin
+decode $bad_input "the cache directory has no catalogue yet" trace.bin --cache directory
 decode $nothing_decoded "not one packet came out of $session" "$session" --database database.json
 
 # The database.
@@ -79,7 +91,16 @@ decode $usage "--chunk-size: Value 0 not in range" trace.bin --database database
 decode $usage "--chunk-size: Value many not in range" \
   trace.bin --database database.json --chunk-size many
 decode $usage "TRACE is required; see veltra decode --help" --database database.json
-decode $usage "Exactly 1 option from" trace.bin
+decode $usage "there is nothing to decode with: name the trace database" trace.bin
+decode $usage "--database excludes --cache" trace.bin --database database.json --cache directory
+for empty in --database --cache --output --plugin; do
+  decode $usage "$empty: the name is empty; see veltra decode --help" \
+    trace.bin --database database.json $empty ''
+done
+decode $usage "TRACE: the name is empty" '' --database database.json
+decode $usage "not from standard input" - --database database.json
+refused $usage "--port: the name is empty" "$veltra" capture --raw x --port ''
+refused $usage "--raw: the name is empty" "$veltra" capture --raw '' --port x
 decode $usage "was not expected: more" trace.bin more --database database.json
 refused $usage "A subcommand is required; see veltra --help" "$veltra"
 
@@ -101,6 +122,7 @@ for closed in '2>&-' '2>/dev/full'; do
     fail "exit code $? with $closed"
   [ -s quiet.pcapng ] || fail "no capture with $closed"
 done
+refused $bad_input "there is no file none.json; check the name" "$veltra" db show none.json
 refused $output_failed "cannot write standard output: No space left on device" \
   sh -c "exec \"$veltra\" db show database.json >/dev/full"
 

@@ -12,6 +12,13 @@ ended $modem 0 modem.err
 same trace.bin raw.bin "what was sent and what was received"
 ! ls ./*.pcapng >/dev/null 2>&1 || fail "a capture was written without a database"
 
+modem --repeat 10 --speed max
+"$veltra" capture --port line --raw - >stdout.bin 2>capture.txt &
+ended $! 5 capture.txt
+ended $modem 0 modem.err
+same trace.bin stdout.bin "what was sent and what was received on standard output"
+grep -q '^standard output: .* of raw trace$' capture.txt || fail "no word of the raw trace"
+
 rm raw.bin
 modem --repeat 1000000
 "$veltra" capture --port line --raw raw.bin 2>capture.txt &

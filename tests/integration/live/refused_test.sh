@@ -10,12 +10,16 @@ echo earlier >raw.bin
 set -- "$veltra" capture --database database.json --raw raw.bin -o out.pcapng --port
 refused 3 'there is no port /dev/ttyNONE; "veltra devices" lists' "$@" /dev/ttyNONE
 refused 3 'database.json is no serial port' "$@" database.json
+refused 3 '/ is no serial port' "$@" /
 refused 3 'line cannot hold these line settings' "$@" line --stop-bits 1.5
 refused 2 'there is nothing to write' "$veltra" capture --port line
 refused 2 'x.pcapng cannot be written without a trace database' \
   "$veltra" capture --port line --raw x -o x.pcapng
-refused 2 'would be replaced' "$veltra" capture --port line --raw x -o x --database database.json
-refused 2 'would be replaced' "$veltra" capture --port line --raw database.json --database database.json
+for names in '--raw x -o ./x' '--raw - -o -' '--raw database.json' '-o database.json' '-o line' '--raw line'; do
+  # shellcheck disable=SC2086 # several words
+  refused 2 'cannot be both an output and' \
+    "$veltra" capture --port line --database database.json $names
+done
 refused 6 'cannot write the raw trace' "$veltra" capture --port line --raw none/x
 [ "$(cat raw.bin)" = earlier ] || fail "an earlier raw trace was replaced"
 
@@ -29,6 +33,24 @@ grep -q "^veltra: line is in use by .*veltra (process $running)" second.txt ||
   fail "who uses the port is not named" "$(cat second.txt)"
 kill -INT $running
 ended $running 0 capture.txt
+
+ended $modem 5 modem.err
+
+# A link to something else is not the virtual modem's to replace, one to a device that
+# is gone is.
+ln -s raw.bin other
+refused 6 'cannot make the link other: File exists' "$veltra" simulate "$session" --pty other
+[ "$(readlink other)" = raw.bin ] || fail "another link was replaced"
+ln -sf /dev/pts/99999 line
+rm modem.txt
+"$veltra" simulate "$session" --pty line >modem.txt 2>modem.err &
+modem=$!
+until [ -s modem.txt ]; do sleep 0.005; done
+[ "$(readlink line)" = "$(cat modem.txt)" ] || fail "an old link was not replaced"
+ln -sfn other line
+kill -INT $modem
+ended $modem 130 modem.err
+[ "$(readlink line)" = other ] || fail "a link was removed that is not the modem's any more"
 
 # Nothing that the database knows: the modem's name for it is no packet.
 printf '#\n100000000\tat\t4f4b0d0a\n' >late.tsv

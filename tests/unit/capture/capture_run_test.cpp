@@ -230,6 +230,18 @@ TEST_F(capture_run_test, ctrl_c_before_the_first_packet_is_told_so) {
   EXPECT_THAT(names(), ElementsAre("trace.bin"));
 }
 
+TEST_F(capture_run_test, ctrl_c_before_the_first_byte_ends_a_live_run_that_got_nothing) {
+  script({{"steps", {{{"log", "open port"}}, wait_step}}, {"start", failed_start}});
+  capture_request made = request();
+  made.live = true;
+  made.observe_log = [](std::string_view) { press_ctrl_c(); };
+  made.explain_nothing = [](std::uint64_t) {
+    return user_error(exit_code::nothing_decoded, "nothing arrived");
+  };
+  EXPECT_EQ(refusal_of([&] { run(made); }, exit_code::nothing_decoded), "nothing arrived");
+  EXPECT_THAT(names(), ElementsAre("trace.bin"));
+}
+
 TEST_F(capture_run_test, ctrl_c_is_how_a_live_run_ends) {
   script({{"steps", {packet_step("ip", "E"), wait_step}}, {"start", failed_start}});
   capture_request made = request();

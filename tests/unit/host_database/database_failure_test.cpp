@@ -83,14 +83,30 @@ TEST_F(database_failure_test, a_missing_root_names_whose_path_needs_it) {
               StartsWith("the catalogue's path of c/fw.json begins with ${root}"));
 }
 
+TEST_F(database_failure_test, a_catalogue_without_a_database) {
+  EXPECT_EQ(text_of(explain_empty_cache(options, log)),
+            "the catalogue of the cache " + options.cache +
+                " lists no database; fetch one that does with: " + sync_command() +
+                " --location URL");
+  EXPECT_EQ(code, exit_code::bad_input);
+  heard({"check database at path: c/fw.json"});
+  EXPECT_EQ(text_of(explain_empty_cache(options, log)), none);
+  EXPECT_EQ(text_of(explain_empty_cache({}, {})), none) << "another database is named";
+}
+
 TEST_F(database_failure_test, no_location_gives_a_catalogue) {
   options.locations = {"http://a", "http://b", "http://c"};
   heard({"Failed to download config.json. Reason: refused"});
   EXPECT_THAT(sync_failure("Unable to download configuration content from any of the following "
                            "locations:\n\thttp://a"),
-              StartsWith("no location gave a catalogue: http://a (refused), http://b (it is empty "
-                         "there); check"))
-      << "the third was never tried";
+              AllOf(StartsWith("no location gave a catalogue: http://a (refused), http://b (it is "
+                               "empty there); check"),
+                    EndsWith("the network.")))
+      << "the third was never tried, and there is no catalogue in the cache";
+  cache.write("config.json", "{}");
+  EXPECT_THAT(sync_failure("Unable to download configuration content"),
+              EndsWith("or leave --update out to use the catalogue that the cache " +
+                       options.cache + " has."));
 }
 
 TEST_F(database_failure_test, a_file_that_cannot_be_written) {

@@ -41,6 +41,15 @@ TEST_F(raw_recorder_test, every_raw_packet_is_in_the_file_at_once) {
   EXPECT_EQ(content_of(file), bytes + "more");
 }
 
+TEST_F(raw_recorder_test, a_dash_is_standard_output) {
+  testing::internal::CaptureStdout();
+  raw_recorder recorder("-");
+  recorder.take(raw_packet("raw"));
+  recorder.finish();
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "raw");
+  EXPECT_FALSE(std::filesystem::exists("-"));
+}
+
 TEST_F(raw_recorder_test, decoded_packets_are_left_out) {
   raw_recorder recorder(file);
   recorder.take(raw_packet("raw"));
@@ -75,6 +84,12 @@ TEST_F(raw_recorder_test, a_name_that_can_never_be_written_fails_at_once) {
       EXPECT_THAT(error.what(), HasSubstr("cannot write the raw trace " + name.string()));
     }
   }
+}
+
+TEST_F(raw_recorder_test, a_file_that_may_not_be_written_fails_at_once) {
+  const std::filesystem::path unwritable = "/proc/trace.bin";
+  if (!std::filesystem::exists("/proc/self")) GTEST_SKIP() << "no file system that takes no files";
+  EXPECT_THROW(raw_recorder recorder(unwritable), user_error);
 }
 
 TEST_F(raw_recorder_test, a_full_disk_is_a_failure) {

@@ -256,6 +256,7 @@ TEST(port_refusal, is_told_by_the_end_of_the_text) {
   EXPECT_EQ(refusal_of(text(EBUSY)), port_refusal::busy);
   EXPECT_EQ(refusal_of(text(EACCES)), port_refusal::denied);
   EXPECT_EQ(refusal_of(text(ENOTTY)), port_refusal::not_serial);
+  EXPECT_EQ(refusal_of(text(EISDIR)), port_refusal::not_serial);
   EXPECT_EQ(refusal_of(text(EIO)), port_refusal::other);
 }
 
