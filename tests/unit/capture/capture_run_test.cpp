@@ -234,7 +234,7 @@ TEST_F(capture_run_test, ctrl_c_before_the_first_byte_ends_a_live_run_that_got_n
   script({{"steps", {{{"log", "open port"}}, wait_step}}, {"start", failed_start}});
   capture_request made = request();
   made.live = true;
-  made.observe_log = [](std::string_view) { press_ctrl_c(); };
+  made.observe_log = [this](std::string_view) { keyboard_.press_ctrl_c(); };
   made.explain_nothing = [](std::uint64_t) {
     return user_error(exit_code::nothing_decoded, "nothing arrived");
   };
