@@ -1,13 +1,48 @@
+# How tests are built and run.
+
+# Where tests find their one source per platform.
+if(WIN32)
+  set(VELTRA_TEST_PLATFORM windows)
+else()
+  set(VELTRA_TEST_PLATFORM posix)
+endif()
+
+# Before the absolute paths that are handed to test programs: under Wine the
+# machine's own files are on this drive, whatever the working directory is.
+set(VELTRA_TEST_DRIVE "")
+if(WIN32 AND CMAKE_CROSSCOMPILING)
+  set(VELTRA_TEST_DRIVE "Z:")
+  # Wine's own registry and drives, in the build tree; quick once they are there.
+  add_test(NAME wine COMMAND ${CMAKE_CROSSCOMPILING_EMULATOR} wineboot --init)
+  set_tests_properties(wine PROPERTIES FIXTURES_SETUP wine TIMEOUT 300)
+endif()
+
+# veltra_set_test_properties(TEST property value...): what every test has, and more.
+function(veltra_set_test_properties name)
+  if(WIN32 AND CMAKE_CROSSCOMPILING)
+    set_tests_properties(${name} PROPERTIES FIXTURES_REQUIRED wine)
+  endif()
+  set_tests_properties(${name} PROPERTIES ${ARGN})
+endfunction()
+
 # veltra_add_test(NAME SOURCES file... [LIBRARIES target...] [ENVIRONMENT VAR=value...])
-# Builds one GoogleTest program and makes each of its tests a ctest of its own.
+# Builds one GoogleTest program and makes each of its tests a ctest of its own. Where
+# the program runs in an emulator, whose start takes longer than most tests, the
+# whole program is one ctest.
 function(veltra_add_test name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LIBRARIES;ENVIRONMENT")
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} veltra_build GTest::gmock_main)
   target_precompile_headers(${name} REUSE_FROM veltra_test_headers)
-  set(properties TIMEOUT 60)
+  set(properties)
   if(arg_ENVIRONMENT)
     list(APPEND properties ENVIRONMENT "${arg_ENVIRONMENT}")
   endif()
-  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST NO_PRETTY_VALUES TEST_PREFIX "${name}." PROPERTIES ${properties})
+  if(CMAKE_CROSSCOMPILING)
+    add_test(NAME ${name} COMMAND ${name})
+    veltra_set_test_properties(${name} TIMEOUT 300 ${properties})
+  else()
+    gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST NO_PRETTY_VALUES TEST_PREFIX "${name}."
+      PROPERTIES TIMEOUT 60 ${properties})
+  endif()
 endfunction()

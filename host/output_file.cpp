@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "host/user_error.h"
+#include "host/output_failure.h"
 #include "platform/file.h"
 
 namespace veltra::host {
@@ -20,15 +20,11 @@ constexpr std::size_t copy_block = std::size_t{1} << 20;
 }  // namespace
 
 output_file::output_file(std::filesystem::path target, access how) : target_(std::move(target)) {
+  check_output_place("cannot write", target_);
   std::error_code ignored;
   if (target_ == "-") {
     platform::set_binary_mode(stdout);
     file_.reset(stdout);
-  } else if (std::filesystem::is_directory(target_, ignored)) {
-    throw user_error(
-        exit_code::output_failed,
-        fmt::format("cannot write {}: it is a directory; give the name of a file in it.",
-                    platform::path_to_utf8(target_)));
   } else if (std::filesystem::is_other(target_, ignored)) {
     file_ = checked(platform::open_file(target_, platform::open_mode::write));
   } else {
@@ -61,23 +57,6 @@ void output_file::write_at(std::uint64_t offset, std::string_view bytes) {
   seek(offset);
   put(file_.get(), bytes);
   seek(size_);
-}
-
-void output_file::insert(std::uint64_t offset, std::string_view bytes) {
-  // From the back, so that no byte is overwritten before it has been moved.
-  std::vector<char> block(
-      static_cast<std::size_t>(std::min<std::uint64_t>(copy_block, size_ - offset)));
-  std::uint64_t end = size_;
-  while (end > offset) {
-    const std::uint64_t begin = end - std::min<std::uint64_t>(block.size(), end - offset);
-    const auto count = static_cast<std::size_t>(end - begin);
-    if (read_at(begin, block.data(), count) != count) fail("cannot re-read", errno);
-    seek(begin + bytes.size());
-    put(file_.get(), {block.data(), count});
-    end = begin;
-  }
-  size_ += bytes.size();
-  write_at(offset, bytes);
 }
 
 void output_file::finish() {
@@ -134,11 +113,7 @@ void output_file::seek(std::uint64_t offset) {
 }
 
 void output_file::fail(const char* what, int error) const {
-  throw user_error(
-      exit_code::output_failed,
-      fmt::format("{} {}: {}; give another place with room and write permission.", what,
-                  target_ == "-" ? std::string("standard output") : platform::path_to_utf8(target_),
-                  std::generic_category().message(error)));
+  throw output_failure(what, target_, error);
 }
 
 }  // namespace veltra::host

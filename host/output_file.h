@@ -39,10 +39,6 @@ class output_file {
   // Replaces bytes that were written before; only with random access.
   void write_at(std::uint64_t offset, std::string_view bytes);
 
-  // Makes room at `offset` by moving all that follows; only with random access.
-  // Costs one copy of the rest of the file.
-  void insert(std::uint64_t offset, std::string_view bytes);
-
   // Bytes written so far.
   std::uint64_t size() const noexcept { return size_; }
 

@@ -9,17 +9,18 @@
 #include <functional>
 #include <memory>
 #include <optional>
-#include <thread>
 #include <utility>
 
 #include "host/capture/capture_writer.h"
 #include "host/capture/jsonl_writer.h"
 #include "host/capture/plugin_library.h"
+#include "host/capture/run_messages.h"
 #include "host/capture/run_statistics.h"
 #include "host/capture/source_parameters.h"
 #include "host/capture/source_session.h"
 #include "host/capture/summary.h"
 #include "host/database/database_failure.h"
+#include "host/output_failure.h"
 #include "host/output_file.h"
 #include "host/user_error.h"
 #include "platform/file.h"
@@ -99,7 +100,7 @@ class capture_output {
     if (options.format == "jsonl") {
       writer_ = std::make_unique<jsonl_writer>(file_, options.raw_packets);
     } else {
-      writer_ = std::make_unique<capture_writer>(file_);
+      writer_ = std::make_unique<capture_writer>(file_, options.raw_packets);
     }
   }
 
@@ -110,9 +111,7 @@ class capture_output {
     file_.commit();
   }
 
-  std::string name() const {
-    return path_ == "-" ? "standard output" : platform::path_to_utf8(path_);
-  }
+  std::string name() const { return output_name(path_); }
 
  private:
   std::filesystem::path path_;
@@ -141,19 +140,25 @@ std::unique_ptr<capture_output> open_output(const output_options& options) {
 
 exit_code run_capture(capture_request request) {
   const plugin_library plugin(platform::path_from_utf8(request.options.plugin));
-  database_log log;
+  run_messages messages(request.options, [&request](std::string_view lines) {
+    if (request.tell) {
+      request.tell(lines);
+    } else {
+      fmt::print(stderr, "{}", lines);
+    }
+  });
   std::function<void()> on_message;  // on the run's thread
-  const auto run_thread = std::this_thread::get_id();
   source_session session(plugin, [&](std::int32_t level, std::string_view message) {
-    if (request.options.verbose) fmt::print(stderr, "[{}] {}\n", level, message);
-    // The thread that stops the run is told of it, too.
-    if (std::this_thread::get_id() != run_thread) return;
-    log.take(message);
+    if (!messages.take(level, message)) return;
     if (request.observe_log) request.observe_log(message);
     if (on_message) on_message();
   });
+  if (!request.options.output.file.empty()) {
+    check_output_place("cannot write", platform::path_from_utf8(request.options.output.file));
+  }
   if (const source_failure failure = session.init(parameter_text(request))) {
-    throw explain_init(failure, request, log);
+    messages.finish();
+    throw explain_init(failure, request, messages.log());
   }
   const std::unique_ptr<capture_output> output = open_output(request.options.output);
 
@@ -167,11 +172,13 @@ exit_code run_capture(capture_request request) {
                format_summary(statistics, {.output = output->name(),
                                            .elapsed = std::chrono::steady_clock::now() - begin,
                                            .interrupted = end.interrupted() && !request.live,
-                                           .left_out = output->writer().left_out()}));
+                                           .remarks = output->writer().remarks()}));
   };
   const auto leave_terminal = [&] {
     request.observe = nullptr;
     request.observe_log = nullptr;
+    request.tell = nullptr;
+    messages.finish();
   };
 
   source_failure failure;
@@ -201,7 +208,7 @@ exit_code run_capture(capture_request request) {
       statistics.decoded_packets() != 0 || (!output && statistics.raw_bytes() != 0);
   const bool keep = something && (!failure || request.live);
   if (keep) keep_capture();
-  if (failure) throw explain_run(failure, request, log, keep && output != nullptr);
+  if (failure) throw explain_run(failure, request, messages.log(), keep && output != nullptr);
   if (!keep) throw explain_nothing(request, statistics, end.interrupted());
   return end.interrupted() && !request.live ? exit_code::interrupted : exit_code::ok;
 }

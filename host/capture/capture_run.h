@@ -27,9 +27,11 @@ struct capture_request {
   bool live = false;
 
   // Each may be empty, and is called on the thread of run_capture() only. The first
-  // two go away before the summary is printed.
+  // three go away before the summary is printed.
   std::function<void(const packet&)> observe = {};  // every packet, before it is written
   std::function<void(std::string_view message)> observe_log = {};  // the plug-in's messages
+  // Shows lines to a person without tearing what else is on the terminal; stderr if empty.
+  std::function<void(std::string_view lines)> tell = {};
   // A failed run in the input's own words; `kept` when there is a capture all the
   // same. Nothing: the general words.
   std::function<std::optional<user_error>(const source_failure&, bool kept)> explain_failure = {};

@@ -29,7 +29,7 @@ struct kind_description {
 constexpr kind_description descriptions[] = {
     {"ip", "IP traffic of the modem"},     {"rrc", "LTE RRC messages"},
     {"nas", "NAS EPS messages"},           {"at", "AT commands and answers"},
-    {"other", "messages of other layers"},
+    {"other", "messages of other layers"}, {"raw", "the trace as it came"},
 };
 
 bool is_at_command(std::string_view text) {
@@ -52,6 +52,7 @@ bool is_dissectable(packet_kind kind, std::span<const std::uint8_t> payload) {
       return !payload.empty();
     case packet_kind::at:
     case packet_kind::other:
+    case packet_kind::raw:
       break;
   }
   return true;
@@ -59,29 +60,59 @@ bool is_dissectable(packet_kind kind, std::span<const std::uint8_t> payload) {
 
 }  // namespace
 
-capture_writer::capture_writer(output_file& file) : file_(file) {
+capture_writer::capture_writer(output_file& file, bool with_raw_packets)
+    : file_(file), with_raw_packets_(with_raw_packets), secrets_(file, key_log_) {
   pcapng::append_section_header(block_, "LTE modem trace", "veltra " VELTRA_VERSION);
   file_.write(block_);
 }
 
 void capture_writer::consume(const packet& packet) {
-  if (is_raw(packet)) return;
-  if (packet.layer == randbytes_layer) {
-    if (!key_log_.add_randbytes(packet.payload)) ++refused_key_material_;
-    return;
+  if (is_raw(packet)) {
+    if (with_raw_packets_) put_raw(packet);
+  } else if (!put_key_material(packet)) {
+    put_message(packet);
   }
-  if (packet.layer == master_layer) {
-    if (!key_log_.add_session_master(packet.payload)) ++refused_key_material_;
-    return;
-  }
+}
 
+bool capture_writer::put_key_material(const packet& packet) {
+  if (packet.layer == randbytes_layer) {
+    key_log_.add_randbytes(packet.payload);
+  } else if (packet.layer == master_layer) {
+    key_log_.add_session_master(packet.payload);
+  } else {
+    return false;
+  }
+  secrets_.key_log_grew();
+  return true;
+}
+
+void capture_writer::put_raw(const packet& packet) {
+  const layer_format& format = format_of(raw_layer);
+  interface& on = interface_of(packet_kind::raw);
+  // A stream has no packets of its own, so that nothing need be cut. It has no time
+  // either: with that of the packet before, the capture is still in order.
+  pcapng::enhanced_packet block;
+  block.interface = on.number;
+  block.time = last_time_;
+  block.header = format.header;
+  for (auto rest = packet.payload; !rest.empty(); rest = rest.subspan(block.payload.size())) {
+    block.payload = rest.first(std::min(rest.size(), largest_packet - block.header.size()));
+    block.full_payload_size = block.payload.size();
+    block_.clear();
+    pcapng::append_packet(block_, block);
+    file_.write(block_);
+    ++on.received;
+  }
+}
+
+void capture_writer::put_message(const packet& packet) {
   const layer_format& format = format_of(packet.layer);
   const bool dissectable = is_dissectable(format.kind, packet.payload);
   const std::string& header = dissectable ? format.header : format.data_header;
   // Without a header there would be no telling on the interface for IP.
   const packet_kind kind =
       format.kind == packet_kind::ip && !dissectable ? packet_kind::other : format.kind;
-  if (kind == packet_kind::ip && !secrets_.reserved()) secrets_.reserve(file_);
+  if (kind == packet_kind::ip) secrets_.before_ip_packet();
   interface& on = interface_of(kind);
   ++on.received;
   const std::optional<std::uint64_t> dropped = dropped_traces(packet);
@@ -115,18 +146,20 @@ void capture_writer::finish() {
     if (on) pcapng::append_statistics(block_, on->number, last_time_, on->received, on->dropped);
   }
   file_.write(block_);
-  secrets_.fill(file_, key_log_.text());
+  secrets_.finish();
 }
 
-std::string capture_writer::left_out() const {
+std::string capture_writer::remarks() const {
   std::string text;
   const auto add = [&text](std::uint64_t count, std::string_view thing, std::string_view why) {
     if (count == 0) return;
     fmt::format_to(std::back_inserter(text), "{}{} {}{} {}", text.empty() ? "" : ", ", count, thing,
                    count == 1 ? "" : "s", why);
   };
-  add(refused_key_material_, "TLS key trace", "of a wrong size");
+  add(key_log_.refused(), "TLS key trace", "of a wrong size");
   add(key_log_.unused_masters(), "TLS master secret", "without a handshake");
+  add(key_log_.lone_handshakes(), "TLS handshake", "without a master secret");
+  if (!text.empty()) text += " (kept as comments with the TLS secrets)";
   add(cut_packets_, "packet", fmt::format("cut to {} bytes", largest_packet));
   return text;
 }

@@ -12,7 +12,7 @@
 
 #include "host/capture/dissector_names.h"
 #include "host/capture/packet_consumer.h"
-#include "host/capture/secrets_slot.h"
+#include "host/capture/secret_slots.h"
 #include "host/capture/tls_key_log.h"
 #include "host/output_file.h"
 
@@ -20,20 +20,21 @@ namespace veltra::host {
 
 // Writes IP packets as they are and every other layer as an exported PDU, which
 // Wireshark dissects without a plug-in; TLS key material becomes the capture's
-// decryption secrets. Raw packets are passed over. One thread.
+// decryption secrets. Raw packets are passed over unless they are asked for. One
+// thread.
 class capture_writer : public packet_consumer {
  public:
   // `file` must have random access and outlive the writer.
-  explicit capture_writer(output_file& file);
+  explicit capture_writer(output_file& file, bool with_raw_packets = false);
 
   void consume(const packet& packet) override;
   void finish() override;
 
-  // Key material that makes no secrets, and packets that had to be cut.
-  std::string left_out() const override;
+  // Packets that had to be cut, and key material that makes no secrets.
+  std::string remarks() const override;
 
  private:
-  static constexpr std::size_t kinds = 5;
+  static constexpr std::size_t kinds = 6;
 
   // What is the same for all packets of a layer.
   struct layer_format {
@@ -49,17 +50,20 @@ class capture_writer : public packet_consumer {
     std::uint64_t dropped = 0;
   };
 
+  void put_raw(const packet& packet);
+  bool put_key_material(const packet& packet);
+  void put_message(const packet& packet);
   const layer_format& format_of(std::string_view layer);
   interface& interface_of(packet_kind kind);
 
   output_file& file_;
+  const bool with_raw_packets_;
   std::map<std::string, layer_format, std::less<>> formats_;
   std::array<std::optional<interface>, kinds> interfaces_;
   std::uint32_t interface_count_ = 0;
   std::uint64_t last_time_ = 0;
-  secrets_slot secrets_;
   tls_key_log key_log_;
-  std::uint64_t refused_key_material_ = 0;
+  secret_slots secrets_;
   std::uint64_t cut_packets_ = 0;
   std::string block_;  // kept between packets to save its allocation
 };

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <memory>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -46,13 +47,18 @@ exit_code decode(decode_options options) {
   refuse_to_overwrite(output, options.trace);
   refuse_to_overwrite(output, options.run.database.file);
 
-  // Held by the observer alone: with it, the bar goes away before the summary comes.
+  // Held by the observers alone: with them, the bar goes away before the summary comes.
   auto bar = std::make_shared<progress_bar>(platform::is_terminal(stderr) ? stderr : nullptr);
   return run_capture(
       {.parameters = {{"file_path", literal_path(platform::path_from_utf8(options.trace))}},
        .input = options.trace,
        .options = options.run,
-       .observe = [bar = std::move(bar)](const packet& packet) { bar->update(packet); }});
+       .observe = [bar](const packet& packet) { bar->update(packet); },
+       .tell =
+           [bar = std::move(bar)](std::string_view lines) {
+             bar->wipe();
+             fmt::print(stderr, "{}", lines);
+           }});
 }
 
 }  // namespace

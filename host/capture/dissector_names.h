@@ -6,7 +6,7 @@
 namespace veltra::host {
 
 // The kinds of packets that a capture tells apart; each is one interface.
-enum class packet_kind { ip, rrc, nas, at, other };
+enum class packet_kind { ip, rrc, nas, at, other, raw };
 
 // What the layer's name says about the way of a message: from the modem to the
 // network (sent) or from the network to the modem (received).

@@ -23,9 +23,9 @@ class packet_consumer {
   // once; the output itself is committed by its owner.
   virtual void finish() = 0;
 
-  // What the output did not take of the packets, in words for the summary; empty
-  // if nothing. After finish().
-  virtual std::string left_out() const { return {}; }
+  // What did not become what it should be in the output, in words for the summary;
+  // empty if nothing. After finish().
+  virtual std::string remarks() const { return {}; }
 };
 
 }  // namespace veltra::host

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "host/capture/summary.h"
+#include "host/terminal_line.h"
 
 namespace veltra::host {
 
@@ -15,9 +16,6 @@ namespace {
 
 constexpr std::chrono::milliseconds redraw_interval{100};
 constexpr std::size_t bar_width = 40;
-// Carriage return, then the control sequence that erases to the end of the line
-// (ECMA-48, EL).
-constexpr const char* start_of_clear_line = "\r\x1b[K";
 
 // Takes `label` and the number behind it from the front of `text`.
 std::optional<std::uint64_t> take_number(std::string_view& text, std::string_view label) {
@@ -56,9 +54,7 @@ progress_bar::progress_bar(std::FILE* terminal, clock now)
     : terminal_(terminal), now_(std::move(now)), begin_(now_()), next_(begin_ + redraw_interval) {}
 
 progress_bar::~progress_bar() {
-  if (!drawn_) return;
-  std::fputs(start_of_clear_line, terminal_);
-  std::fflush(terminal_);
+  wipe();
 }
 
 void progress_bar::update(const packet& packet) {
@@ -69,10 +65,17 @@ void progress_bar::update(const packet& packet) {
   next_ = time + redraw_interval;
   const std::optional<input_position> position = read_position(packet.metadata);
   if (!position) return;
-  const std::string text = start_of_clear_line + format_progress(*position, time - begin_);
-  std::fputs(text.c_str(), terminal_);
-  std::fflush(terminal_);
+  show(drawn_line(format_progress(*position, time - begin_)));
   drawn_ = true;
+}
+
+void progress_bar::wipe() {
+  if (std::exchange(drawn_, false)) show(wiped_line);
+}
+
+void progress_bar::show(std::string_view text) {
+  std::fwrite(text.data(), 1, text.size(), terminal_);
+  std::fflush(terminal_);
 }
 
 }  // namespace veltra::host

@@ -39,7 +39,12 @@ class progress_bar {
   // Draws, at most ten times a second.
   void update(const packet& packet);
 
+  // Takes the bar off until the next update, for lines that are to stay.
+  void wipe();
+
  private:
+  void show(std::string_view text);
+
   std::FILE* terminal_;
   clock now_;
   std::chrono::steady_clock::time_point begin_;

@@ -31,7 +31,7 @@ void add_run_options(CLI::App& command, run_options& options, database_need need
       ->check(CLI::IsMember({"pcapng", "jsonl"}))
       ->capture_default_str();
   command.add_flag("--raw-packets", options.output.raw_packets,
-                   "With jsonl: write the raw chunks too");
+                   "Write the trace's own bytes, too, chunk by chunk");
   command.add_option("--chunk-size", options.chunk_size, "Bytes per read")
       ->check(CLI::Range(std::uint64_t{1}, largest_chunk))
       ->capture_default_str();

@@ -35,8 +35,8 @@ std::string format_summary(const run_statistics& statistics, const summary_facts
     fmt::format_to(out, "  {:<22}{:>9}\n", layer, count);
   }
   fmt::format_to(out, "  {:<22}{:>9}\n", "dropped traces", statistics.dropped_traces());
-  if (!facts.left_out.empty()) {
-    fmt::format_to(out, "  {:<22}{}\n", "left out", facts.left_out);
+  if (!facts.remarks.empty()) {
+    fmt::format_to(out, "  {:<22}{}\n", "remarks", facts.remarks);
   }
   fmt::format_to(out, "  {:<22}{}\n", "database UUID",
                  statistics.database_uuid().empty() ? "none" : statistics.database_uuid());

@@ -4,15 +4,18 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <map>
+#include <deque>
+#include <list>
+#include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace veltra::host {
 
-// Collects the random bytes and master secrets of TLS sessions up to version
-// 1.2 in their order of arrival and pairs them. One thread.
+// Pairs the random bytes and master secrets of TLS sessions up to version 1.2 as they
+// come, and gives the lines of a key log. One thread.
 //
 // The trace does not say which secret belongs to which handshake, only when
 // each was seen: a handshake's random bytes first, its master secret when the
@@ -21,6 +24,9 @@ namespace veltra::host {
 // handshakes that were broken off, resumed with a known master, or traced the
 // other way round - gets the nearest master: a line that fits no handshake does
 // no harm, and one that fits makes a session readable.
+//
+// Memory is bounded, however long the trace is: the limits below, and what was not
+// taken yet.
 class tls_key_log {
  public:
   // Sizes after RFC 5246: two randoms of 32 bytes (7.4.1.2) and the master
@@ -28,37 +34,72 @@ class tls_key_log {
   static constexpr std::size_t randbytes_size = 64;
   static constexpr std::size_t master_size = 48;
 
-  // Each takes a copy of one trace's bytes. Returns false, and ignores them,
-  // when their number is wrong.
+  // A handshake that has waited while as many others began was broken off, and a
+  // master without a handshake is not kept for later than that.
+  static constexpr std::size_t most_waiting = 16;
+  // Material that was traced twice is known by comparing it with so many before it.
+  static constexpr std::size_t most_remembered = 64;
+
+  // Each takes a copy of one trace's bytes. Material of a wrong size makes no
+  // secret; it becomes a comment, and false is returned.
   bool add_randbytes(std::span<const std::uint8_t> bytes);
   bool add_session_master(std::span<const std::uint8_t> bytes);
 
-  // The key log so far: for each handshake one line "CLIENT_RANDOM <random>
-  // <master>" for either half of its random bytes, since some modems trace the
-  // client's half first and some the server's. No line twice; each ends in LF;
-  // empty without a pair. The format is that of NSS key logs.
-  std::string text() const;
+  // What is new since the last call: for each handshake one line "CLIENT_RANDOM
+  // <random> <master>" for either half of its random bytes, since some modems
+  // trace the client's half first and some the server's. A handshake that turned
+  // out to have another master comes again: in a key log the last line counts.
+  // Each line ends in LF; the format is that of NSS key logs.
+  std::string take();
 
-  // Different masters, and how many of them found no handshake.
-  std::size_t masters() const { return master_numbers_.size(); }
-  std::size_t unused_masters() const;
+  // The same at the end of the trace, with all that found no partner as comments.
+  std::string take_rest();
+
+  // The most bytes that take() would give now.
+  std::size_t pending() const;
+
+  // What made no secret; masters and handshakes without a partner are counted when
+  // they are given up, at the latest by take_rest().
+  std::size_t refused() const { return refused_; }
+  std::size_t unused_masters() const { return unused_masters_; }
+  std::size_t lone_handshakes() const { return lone_handshakes_; }
 
  private:
   using randbytes = std::array<std::uint8_t, randbytes_size>;
   using master = std::array<std::uint8_t, master_size>;
-  struct event {
-    bool is_master;
-    std::size_t number;  // in handshakes_ or masters_
+
+  struct handshake {
+    randbytes random;
+    std::optional<master> own = {};    // by the order of the traces
+    std::optional<master> guess = {};  // the nearest
+    bool guess_is_spare = false;       // and was taken from spare_
+    bool guess_is_last_resort = false;
+    std::optional<master> written = {};
+    bool waiting = true;  // for its master
+
+    const std::optional<master>& best() const { return own ? own : guess; }
   };
 
-  // For each handshake the place in events_ of its master, or none.
-  std::vector<std::size_t> pair_up() const;
+  void pair_run();
+  void end_run();
+  void give_up(const handshake& lone);
+  void give_up(const master& unused);
+  void write(handshake& written, std::string& to);
+  void comment(std::string_view what, std::span<const std::uint8_t> bytes);
 
-  std::vector<event> events_;
-  std::vector<randbytes> handshakes_;
-  std::vector<master> masters_;
-  std::map<randbytes, std::size_t> handshake_numbers_;
-  std::map<master, std::size_t> master_numbers_;
+  std::list<handshake> handshakes_;  // waiting or not written yet, in order of arrival
+  std::vector<master> run_;          // masters since the last random bytes
+  std::vector<std::list<handshake>::iterator> run_handshakes_;  // that waited when it began
+  std::deque<master> spare_;  // without a handshake, the latest at the back
+  std::optional<master> last_master_;
+  bool handshake_was_last_ = false;
+  std::deque<randbytes> known_randbytes_;
+  std::deque<master> known_masters_;
+  std::string settled_;  // to be taken, besides the handshakes' lines
+
+  std::size_t refused_ = 0;
+  std::size_t unused_masters_ = 0;
+  std::size_t lone_handshakes_ = 0;
 };
 
 }  // namespace veltra::host

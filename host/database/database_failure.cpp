@@ -24,6 +24,13 @@ constexpr std::string_view unusable_database_messages[] = {
     "dekodrix config failed to set",
 };
 
+// `text` as it can be shown: what stands in a trace may be anything.
+std::string printable(std::string text) {
+  std::replace_if(
+      text.begin(), text.end(), [](char c) { return c < ' ' || c > '~'; }, '?');
+  return text;
+}
+
 user_error bad_input(const std::string& text) {
   return {exit_code::bad_input, text};
 }
@@ -186,6 +193,24 @@ std::optional<user_error> explain_search_failure(const std::string& message,
                     log.uuid(), log.located(), message, shell_word(options.cache)));
   }
   return std::nullopt;
+}
+
+std::string describe_passed_over(std::string_view message, const database_options& options,
+                                 const database_log& log) {
+  std::string_view reason;
+  if (split_message(message, catalogue_not_fetched, reason)) {
+    const std::size_t tried = log.failed_locations().size();
+    if (tried >= options.locations.size()) return {};
+    return fmt::format("the catalogue could not be fetched from {} ({}); trying the next location.",
+                       options.locations[tried - 1], reason);
+  }
+  if (message == uuid_rejected) {
+    if (!log.rejected_is_new()) return {};
+    return fmt::format(
+        "\"{}\" stands where the trace names its database and is no UUID; searching on.",
+        printable(log.rejected_text()));
+  }
+  return std::string(message);
 }
 
 }  // namespace veltra::host

@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "host/database/database_log.h"
 #include "host/database/database_options.h"
@@ -10,7 +11,7 @@
 
 namespace veltra::host {
 
-// Both turn a failure's text into a sentence with the next step, and keep that
+// These turn a failure's text into a sentence with the next step, and keep that
 // text in it; `log` has heard what came before. None for a failure that has
 // nothing to do with databases.
 
@@ -24,5 +25,11 @@ std::optional<user_error> explain_search_failure(const std::string& message,
                                                  const std::string& input,
                                                  const database_options& options,
                                                  const database_log& log);
+
+// What to tell of a failure after which the work goes on; `log` has heard it last. A
+// message that has nothing to do with databases stays as it is. Empty if there is
+// nothing to tell: it was told before, or the failure that ends the work tells it.
+std::string describe_passed_over(std::string_view message, const database_options& options,
+                                 const database_log& log);
 
 }  // namespace veltra::host

@@ -1,5 +1,7 @@
 #include "host/database/database_log.h"
 
+#include <utility>
+
 namespace veltra::host {
 
 bool split_message(std::string_view message, std::string_view start, std::string_view& rest) {
@@ -10,7 +12,7 @@ bool split_message(std::string_view message, std::string_view start, std::string
 
 void database_log::take(std::string_view message) {
   std::string_view rest;
-  if (split_message(message, "Failed to download config.json. Reason: ", rest)) {
+  if (split_message(message, catalogue_not_fetched, rest)) {
     failed_locations_.emplace_back(rest);
   } else if (split_message(message, "check database at path: ", rest)) {
     file_ = rest;
@@ -18,14 +20,14 @@ void database_log::take(std::string_view message) {
   } else if (split_message(message, "try download database: ", rest)) {
     downloading_ = rest;
   } else if (message.starts_with("Cached data for locating database UID: ")) {
-    // Every pass of the search names all candidates again.
     uuid_.clear();
     rejected_ = 0;
   } else if (split_message(message, "found UID: ", rest)) {
     uuid_ = rest;
-  } else if (message == "uuid does not match regex, continue searching ") {
-    uuid_.clear();
-    ++rejected_;
+  } else if (message == uuid_rejected) {
+    rejected_text_ = std::exchange(uuid_, {});
+    rejected_is_new_ = ++rejected_ > most_rejected_;
+    if (rejected_is_new_) most_rejected_ = rejected_;
   } else if (split_message(message, "try to locate db directory ", rest)) {
     directories_.emplace_back(rest);
   } else if (split_message(message, "db located at path: ", rest)) {

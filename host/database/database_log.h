@@ -34,6 +34,11 @@ class database_log {
   // Texts in a UUID's place that were none.
   std::size_t rejected() const { return rejected_; }
 
+  // The latest of them, and whether it was heard of for the first time: every pass
+  // of the search names all of them again.
+  const std::string& rejected_text() const { return rejected_text_; }
+  bool rejected_is_new() const { return rejected_is_new_; }
+
   // The directories that were looked in, in order.
   const std::vector<std::string>& directories() const { return directories_; }
 
@@ -46,9 +51,18 @@ class database_log {
   std::string downloading_;
   std::string uuid_;
   std::size_t rejected_ = 0;
+  std::size_t most_rejected_ = 0;  // in any pass
+  std::string rejected_text_;
+  bool rejected_is_new_ = false;
   std::vector<std::string> directories_;
   std::string located_;
 };
+
+// The messages that tell of a failure which the work goes on after; the reason
+// follows the first.
+inline constexpr std::string_view catalogue_not_fetched =
+    "Failed to download config.json. Reason: ";
+inline constexpr std::string_view uuid_rejected = "uuid does not match regex, continue searching ";
 
 // If `message` begins with `start`, returns true and sets `rest` to what follows.
 bool split_message(std::string_view message, std::string_view start, std::string_view& rest);

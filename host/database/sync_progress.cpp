@@ -16,7 +16,7 @@ void sync_progress::take(std::int32_t /*level*/, std::string_view message) {
   std::string_view rest;
   if (message == "Trying to download database config.json") {
     begin_line("config.json", "fetched");
-  } else if (split_message(message, "Failed to download config.json. Reason: ", rest)) {
+  } else if (split_message(message, catalogue_not_fetched, rest)) {
     outcome_ = fmt::format("not fetched: {}", rest);
   } else if (message == "check if config.json is up-to-date") {
     outcome_ = "up to date";

@@ -145,6 +145,7 @@ exit_code capture(capture_options options) {
     searched = searched_bytes(message).value_or(searched);
     monitor->take_message(message);
   };
+  request.tell = [monitor](std::string_view lines) { monitor->tell(lines); };
   request.explain_failure = [&](const source_failure& failure, bool kept) {
     return explain_port_failure(
         failure, options.line.port, kept,

@@ -39,7 +39,7 @@ live_monitor::~live_monitor() {
     changed_.notify_all();
   }
   if (thread_.joinable()) thread_.join();
-  if (const std::string text = status_.clear(); !text.empty()) write_(text);
+  if (const std::string text = status_.clear() + told_; !text.empty()) write_(text);
 }
 
 void live_monitor::take(const packet& packet) {
@@ -57,16 +57,28 @@ void live_monitor::take_message(std::string_view message) {
   }
 }
 
+void live_monitor::tell(std::string_view lines) {
+  const std::lock_guard lock(mutex_);
+  if (thread_.joinable()) {
+    told_ += lines;
+    changed_.notify_all();
+  } else {
+    write_(lines);
+  }
+}
+
 void live_monitor::show_until_ended() {
   std::unique_lock lock(mutex_);
   while (!ended_) {
     const auto now = steady::now();
-    if (const std::string text = status_.show(now); !text.empty()) {
+    std::string text = told_.empty() ? "" : status_.clear() + std::exchange(told_, {});
+    text += status_.show(now);
+    if (!text.empty()) {
       // A terminal that has been stopped must not stop the capture.
       lock.unlock();
       write_(text);
       lock.lock();
-      if (ended_) return;
+      continue;  // there may be more by now
     }
     changed_.wait_until(lock, std::min(status_.next(), now + longest_wait));
   }

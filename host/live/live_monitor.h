@@ -6,6 +6,7 @@
 #include <functional>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <thread>
 
@@ -40,6 +41,9 @@ class live_monitor {
   // came while the database's UUID is searched.
   void take_message(std::string_view message);
 
+  // Shows lines that are to stay, above the counters.
+  void tell(std::string_view lines);
+
  private:
   void show_until_ended();
 
@@ -47,6 +51,7 @@ class live_monitor {
   std::condition_variable changed_;
   live_status status_;
   const writer write_;
+  std::string told_;  // and not shown yet
   bool ended_ = false;
   std::thread thread_;
 };

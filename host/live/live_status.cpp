@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "host/capture/summary.h"
+#include "host/terminal_line.h"
 
 namespace veltra::host {
 
@@ -15,9 +16,6 @@ namespace {
 
 constexpr std::chrono::milliseconds redraw_interval{250};
 constexpr std::chrono::seconds speed_interval{1};
-// Carriage return, then the control sequence that erases to the end of the line
-// (ECMA-48, EL).
-constexpr const char* start_of_clear_line = "\r\x1b[K";
 
 struct layer_kind {
   const char* name;
@@ -109,7 +107,7 @@ std::string live_status::show(time_point now) {
   }
   if (options_.with_counters && now >= next_draw_) {
     next_draw_ = now + redraw_interval;
-    text += start_of_clear_line + counters(now);
+    text += drawn_line(counters(now));
     drawn_ = true;
   }
   return text;
@@ -122,7 +120,8 @@ live_status::time_point live_status::next() const {
 }
 
 std::string live_status::clear() {
-  return std::exchange(drawn_, false) ? start_of_clear_line : "";
+  next_draw_ = {};
+  return std::string(std::exchange(drawn_, false) ? wiped_line : "");
 }
 
 }  // namespace veltra::host

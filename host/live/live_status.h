@@ -42,7 +42,7 @@ class live_status {
   // time_point::max() for never.
   time_point next() const;
 
-  // Takes the line off the terminal.
+  // Takes the line off the terminal until the next show().
   std::string clear();
 
  private:

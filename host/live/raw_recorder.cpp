@@ -1,21 +1,21 @@
 #include "host/live/raw_recorder.h"
 
-#include <fmt/format.h>
-
 #include <cerrno>
-#include <system_error>
 #include <utility>
 
-#include "host/user_error.h"
+#include "host/output_failure.h"
 #include "platform/file.h"
 
 namespace veltra::host {
 
+namespace {
+
+constexpr std::string_view operation = "cannot write the raw trace";
+
+}  // namespace
+
 raw_recorder::raw_recorder(std::filesystem::path file) : path_(std::move(file)) {
-  std::error_code ignored;
-  if (std::filesystem::is_directory(path_, ignored)) fail(EISDIR);
-  const auto parent = path_.parent_path();
-  if (!parent.empty() && !std::filesystem::is_directory(parent, ignored)) fail(ENOENT);
+  check_output_place(operation, path_);
 }
 
 void raw_recorder::open() {
@@ -40,11 +40,7 @@ void raw_recorder::finish() {
 }
 
 void raw_recorder::fail(int error) const {
-  throw user_error(
-      exit_code::output_failed,
-      fmt::format("cannot write the raw trace {}: {}; give another place with room "
-                  "and write permission.",
-                  platform::path_to_utf8(path_), std::generic_category().message(error)));
+  throw output_failure(operation, path_, error);
 }
 
 }  // namespace veltra::host

@@ -1,49 +1,42 @@
 // The plug-in with the decoder that lies beside it. Runs without a library
 // search path in the environment.
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
-#include <memory>
 
+#include "platform/dynamic_library.h"
+#include "platform/environment.h"
+#include "platform/file.h"
+#include "tests/support/library_file.h"
+#include "tests/support/loaded_library.h"
 #include "tests/support/plugin_library.h"
 
 namespace {
 
-struct close_library {
-  void operator()(void* library) const { dlclose(library); }
-};
-using library_handle = std::unique_ptr<void, close_library>;
+using test_support::decoder_library_name;
+using test_support::loaded_library;
 
-// The decoder that loading the plug-in brought in; null if there is none.
-library_handle loaded_decoder() {
-  return library_handle(dlopen("libdekodrix.so", RTLD_NOW | RTLD_NOLOAD));
-}
-
-TEST(beside_test, the_environment_gives_no_search_path) {
-  const char* path = std::getenv("LD_LIBRARY_PATH");
-  EXPECT_STREQ(path != nullptr ? path : "", "");
+TEST(beside_test, the_environment_names_no_decoder) {
+  for (const char* name : {"LD_LIBRARY_PATH", "VELTRA_DECODER_DIRECTORY"}) {
+    EXPECT_EQ(platform::find_environment_variable(name).value_or(""), "") << name;
+  }
 }
 
 TEST(beside_test, the_decoder_beside_the_plugin_is_found) {
   test_support::plugin();
-  const auto decoder = loaded_decoder();
-  ASSERT_NE(decoder, nullptr) << "loading the plug-in brought in no decoder";
-
-  void* function = dlsym(decoder.get(), "dekodrix_new");
-  ASSERT_NE(function, nullptr);
-  Dl_info information = {};
-  ASSERT_NE(dladdr(function, &information), 0);
-  const auto found = std::filesystem::canonical(information.dli_fname).parent_path();
-  EXPECT_EQ(found, std::filesystem::canonical(test_support::plugin_file()).parent_path());
+  const auto decoder = loaded_library(decoder_library_name);
+  ASSERT_TRUE(decoder) << "loading the plug-in brought in no decoder";
+  const auto plugin = platform::path_from_utf8(test_support::plugin_file());
+  EXPECT_EQ(std::filesystem::canonical(*decoder).parent_path(),
+            std::filesystem::canonical(plugin).parent_path());
 }
 
 TEST(beside_test, it_is_not_the_scripted_one) {
   test_support::plugin();
-  const auto decoder = loaded_decoder();
-  ASSERT_NE(decoder, nullptr);
-  EXPECT_EQ(dlsym(decoder.get(), "scripted_dekodrix_clear"), nullptr);
+  const auto decoder = loaded_library(decoder_library_name);
+  ASSERT_TRUE(decoder) << "loading the plug-in brought in no decoder";
+  EXPECT_THROW(platform::dynamic_library(*decoder).function<void (*)()>("scripted_dekodrix_clear"),
+               std::runtime_error);
 }
 
 }  // namespace

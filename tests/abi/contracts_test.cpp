@@ -1,32 +1,29 @@
 // Broken contracts stop the process with the contract's text, in every build.
 #include <gmock/gmock.h>
 
-#include <csignal>
 #include <cstddef>
 #include <ostream>
 #include <string>
 #include <tuple>
 
+#include "tests/support/aborted.h"
 #include "tests/support/source_fixture.h"
 #include "tests/support/test_names.h"
 
 namespace {
 
 using kovax::json;
+using test_support::aborted;
 using test_support::build_trace;
 using test_support::conversion_database;
 using test_support::database_master;
 using testing::HasSubstr;
-using testing::KilledBySignal;
 
 constexpr auto strict_access = "it != m_value.object->end()";
 constexpr auto conditions = R"(element.contains("conditions"))";
 constexpr auto width = "arg_len <= sizeof(new_arg)";
 
-class contracts_test : public test_support::source_fixture {
- protected:
-  static auto aborted() { return KilledBySignal(SIGABRT); }
-};
+class contracts_test : public test_support::source_fixture {};
 
 // --- while a database is read ----------------------------------------------------------
 
@@ -48,7 +45,7 @@ TEST_P(database_contract_test, stops_the_process) {
   GetParam().apply(database);
   const json parameters = {{"file_path", write_trace("")},
                            {"db_file_path", write_database(database)}};
-  EXPECT_EXIT(session.init(parameters), aborted(), HasSubstr(GetParam().contract));
+  EXPECT_EXIT(session.init(parameters), aborted, HasSubstr(GetParam().contract));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -173,7 +170,7 @@ TEST_P(width_contract_test, stops_the_process) {
   decoder.add_trace(1, database_master,
                     build_trace({.id = test_support::id::formatted_dropped}, "0123456789"));
   open_decoding("x", database);
-  EXPECT_EXIT(session.start(), aborted(), HasSubstr(width));
+  EXPECT_EXIT(session.start(), aborted, HasSubstr(width));
 }
 
 INSTANTIATE_TEST_SUITE_P(widths, width_contract_test,
@@ -188,7 +185,7 @@ TEST_F(contracts_test, the_text_of_a_contract_ends_the_process_even_without_call
   database["traces"][1].erase("id");
   const json parameters = {{"file_path", write_trace("")},
                            {"db_file_path", write_database(database)}};
-  EXPECT_EXIT(session.init(parameters), aborted(), HasSubstr(strict_access));
+  EXPECT_EXIT(session.init(parameters), aborted, HasSubstr(strict_access));
 }
 
 }  // namespace

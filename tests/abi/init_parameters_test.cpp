@@ -1,9 +1,4 @@
 // What kovax_source_init takes and refuses, and how it says so.
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
-
-#include <cstring>
 #include <filesystem>
 #include <ostream>
 #include <stdexcept>
@@ -13,6 +8,7 @@
 #include "platform/file.h"
 #include "tests/support/source_fixture.h"
 #include "tests/support/test_names.h"
+#include "tests/support/unopenable_file.h"
 
 namespace {
 
@@ -175,24 +171,15 @@ TEST_F(init_parameters_test, a_device_without_a_size_fails_with_file_size) {
   EXPECT_THAT(init_failure({{"file_path", "/dev/null"}}), HasSubstr("file_size"));
 }
 
-// A local socket exists and can be opened by nobody, not even by root.
-std::string make_unopenable_file(const std::filesystem::path& path) {
-  const int socket_file = socket(AF_UNIX, SOCK_STREAM, 0);
-  sockaddr_un address = {};
-  address.sun_family = AF_UNIX;
-  std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
-  EXPECT_EQ(bind(socket_file, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-  close(socket_file);
-  return path.string();
-}
-
 TEST_F(init_parameters_test, a_trace_file_that_cannot_be_opened_is_named_without_quotes) {
-  const auto path = make_unopenable_file(directory.path() / "unopenable.bin");
-  EXPECT_EQ(init_failure({{"file_path", path}}), "trace_file could not be opened at " + path);
+  const auto path = directory.path() / "unopenable.bin";
+  const test_support::unopenable_file file(path);
+  EXPECT_EQ(init_failure({{"file_path", path.string()}}),
+            "trace_file could not be opened at " + path.string());
 }
 
 TEST_F(init_parameters_test, a_relative_trace_file_is_reported_below_the_working_directory) {
-  make_unopenable_file(directory.path() / "unopenable.bin");
+  const test_support::unopenable_file file(directory.path() / "unopenable.bin");
   const test_support::working_directory inside(directory.path());
   const auto expected = std::filesystem::current_path() / "unopenable.bin";
   EXPECT_EQ(init_failure({{"file_path", "unopenable.bin"}}),
@@ -214,15 +201,17 @@ TEST_F(init_parameters_test, a_missing_database_file_makes_no_decoder) {
 }
 
 TEST_F(init_parameters_test, a_database_that_cannot_be_opened_is_called_a_trace_file) {
-  const auto path = make_unopenable_file(directory.path() / "db.json");
-  EXPECT_EQ(init_failure({{"file_path", write_trace("x")}, {"db_file_path", path}}),
-            "veltra plugin cannot open trace file at " + path);
+  const auto path = directory.path() / "db.json";
+  const test_support::unopenable_file file(path);
+  EXPECT_EQ(init_failure({{"file_path", write_trace("x")}, {"db_file_path", path.string()}}),
+            "veltra plugin cannot open trace file at " + path.string());
 }
 
 TEST_F(init_parameters_test, opening_the_database_comes_before_its_extension) {
-  const auto path = make_unopenable_file(directory.path() / "db.txt");
-  EXPECT_EQ(init_failure({{"file_path", write_trace("x")}, {"db_file_path", path}}),
-            "veltra plugin cannot open trace file at " + path);
+  const auto path = directory.path() / "db.txt";
+  const test_support::unopenable_file file(path);
+  EXPECT_EQ(init_failure({{"file_path", write_trace("x")}, {"db_file_path", path.string()}}),
+            "veltra plugin cannot open trace file at " + path.string());
 }
 
 TEST_F(init_parameters_test, a_directory_named_like_a_database_is_refused) {

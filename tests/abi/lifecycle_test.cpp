@@ -1,6 +1,4 @@
 // Runs, failures in runs, new starts and the end of an instance.
-#include <unistd.h>
-
 #include <algorithm>
 #include <stdexcept>
 #include <string>
@@ -55,7 +53,7 @@ TEST_F(lifecycle_test, a_release_whose_decoder_throws_gives_100) {
   EXPECT_EXIT(
       {
         const int result = session.release();
-        _exit(result == 100 ? 0 : 1);
+        std::_Exit(result == 100 ? 0 : 1);
       },
       testing::ExitedWithCode(0), "");
 }
@@ -66,7 +64,7 @@ TEST_F(lifecycle_test, a_release_whose_decoder_throws_a_number_gives_100) {
   EXPECT_EXIT(
       {
         const int result = session.release();
-        _exit(result == 100 ? 0 : 1);
+        std::_Exit(result == 100 ? 0 : 1);
       },
       testing::ExitedWithCode(0), "");
 }

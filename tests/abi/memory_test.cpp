@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "tests/support/heap.h"
 #include "tests/support/source_fixture.h"
 
 namespace {

@@ -32,6 +32,20 @@ grep -q '^HTTP: GET /status.json HTTP/1.0' decrypted.txt || fail "the request is
 tshark -r capture.pcapng -q -z follow,tls,ascii,0 2>/dev/null | grep -q '^{"device":"sensor-7"' ||
   fail "the reply is not decrypted"
 
+# Behind so many other sessions that their secrets fill several blocks, too.
+{
+  for i in {1..200}; do
+    printf '%d\tip\t%s\n' $((10 * i)) 4500001400000000400000000aa0010cc000020a
+    printf '%d\thandshake_randbytes\t%0128d\n' $((10 * i + 1)) "$i"
+    printf '%d\tsession_master\t%096d\n' $((10 * i + 2)) "$i"
+  done
+  cut -f 1-3 "$session"
+} >long.tsv
+"$veltra" simulate long.tsv --trace long.bin --database long.tar.gz >/dev/null
+"$veltra" decode long.bin --database long.tar.gz -o long.pcapng 2>summary.txt
+tshark -r long.pcapng -Y http 2>/dev/null | grep -q 'GET /status.json' ||
+  fail "the request is not decrypted behind many sessions"
+
 # Wireshark finds fault only with messages that the session file, too, has no
 # info text for.
 for frame in $(tshark -r capture.pcapng -Y '_ws.malformed' -T fields -e frame.number 2>/dev/null); do

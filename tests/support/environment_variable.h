@@ -7,8 +7,11 @@
 
 namespace test_support {
 
-// Sets a variable, or removes it when there is no value, and restores what was
-// there before when it goes.
+// Sets a variable, or removes it when there is no value, for the C library and
+// for the system. Names and values are UTF-8.
+void change_environment(const std::string& name, const std::optional<std::string>& value);
+
+// Does so, and restores what was there before when it goes.
 class environment_variable {
  public:
   environment_variable(std::string name, std::optional<std::string> value);

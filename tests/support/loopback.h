@@ -1,6 +1,7 @@
 // loopback.h - TCP on 127.0.0.1 for servers that tests run in their own process.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -8,15 +9,14 @@
 #include <thread>
 #include <utility>
 
+#include "tests/support/tcp_socket.h"
+
 namespace test_support {
 
-// One connected socket, closed with the object.
+// One connection, closed with the object.
 class connection {
  public:
-  explicit connection(int descriptor) : descriptor_(descriptor) {}
-  connection(connection&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
-  connection& operator=(connection&&) = delete;
-  ~connection();
+  explicit connection(tcp_socket socket) : socket_(std::move(socket)) {}
 
   // Reads up to and with the empty line that ends a request's head (RFC 9112).
   // Returns nothing if the peer closes before.
@@ -29,7 +29,7 @@ class connection {
   bool send(std::string_view bytes);
 
  private:
-  int descriptor_;
+  tcp_socket socket_;
 };
 
 // Connects to 127.0.0.1. Throws std::system_error.
@@ -43,7 +43,7 @@ class loopback_server {
   loopback_server();
   loopback_server(const loopback_server&) = delete;
   loopback_server& operator=(const loopback_server&) = delete;
-  virtual ~loopback_server();
+  virtual ~loopback_server() = default;
 
   std::uint16_t port() const { return port_; }
 
@@ -56,8 +56,9 @@ class loopback_server {
  private:
   virtual void serve(connection peer) = 0;
 
-  int listener_;
-  std::uint16_t port_ = 0;
+  tcp_socket listener_;
+  std::uint16_t port_;
+  std::atomic<bool> stopping_ = false;
   std::thread thread_;
 };
 

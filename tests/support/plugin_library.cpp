@@ -2,6 +2,7 @@
 
 #include "platform/dynamic_library.h"
 #include "platform/file.h"
+#include "tests/support/decoder_preference.h"
 
 namespace test_support {
 
@@ -24,6 +25,7 @@ plugin_functions resolve(const platform::dynamic_library& library) {
 }  // namespace
 
 const plugin_functions& plugin() {
+  prefer_decoder_of_the_environment();
   // Never unloaded: a sanitizer's report at exit can still name the plug-in's functions, and
   // what the plug-in keeps for as long as it is loaded is no leak.
   static const auto& library =

@@ -3,6 +3,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "tests/support/library_file.h"
+#include "tests/support/loaded_library.h"
 #include "tests/support/plugin_library.h"
 
 namespace test_support {
@@ -13,7 +15,9 @@ namespace {
 // plug-in first makes this the very library that the plug-in is bound to.
 platform::dynamic_library bound_library() {
   plugin();
-  return platform::dynamic_library("libdekodrix.so");
+  const auto file = loaded_library(decoder_library_name);
+  if (!file) throw std::runtime_error("loading the plug-in brought in no decoder");
+  return platform::dynamic_library(*file);
 }
 
 template <typename Function>
@@ -22,8 +26,8 @@ Function control(const platform::dynamic_library& library, const char* name) {
     return library.function<Function>(name);
   } catch (const std::runtime_error&) {
     throw std::runtime_error(
-        "the plug-in is bound to another libdekodrix.so than the scripted one: run the tests "
-        "through ctest, or with the scripted library's directory in LD_LIBRARY_PATH");
+        "the plug-in is bound to another decoder than the scripted one: run the tests through "
+        "ctest, which puts the scripted one first");
   }
 }
 

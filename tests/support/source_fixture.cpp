@@ -1,7 +1,5 @@
 #include "tests/support/source_fixture.h"
 
-#include <malloc.h>
-
 #include "platform/file.h"
 
 namespace test_support {
@@ -67,11 +65,6 @@ std::string varied_bytes(std::size_t size) {
     byte = static_cast<char>(state >> 24);
   }
   return bytes;
-}
-
-std::size_t heap_bytes_in_use() {
-  const auto info = mallinfo2();
-  return info.uordblks + info.hblkhd;
 }
 
 }  // namespace test_support

@@ -60,8 +60,4 @@ class source_fixture : public testing::Test {
 // `size` bytes without a short period.
 std::string varied_bytes(std::size_t size);
 
-// Bytes in use on the heap, of the C library's count; 0 where a sanitizer has
-// taken the heap over.
-std::size_t heap_bytes_in_use();
-
 }  // namespace test_support

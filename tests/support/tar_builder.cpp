@@ -81,7 +81,7 @@ std::string compress(std::string_view bytes, deflate_wrapping wrapping) {
     throw std::runtime_error("deflateInit2 failed");
   }
   const std::string input(bytes);
-  std::string output(deflateBound(&stream, input.size()), '\0');
+  std::string output(deflateBound(&stream, static_cast<uLong>(input.size())), '\0');
   stream.next_in = const_cast<Bytef*>(reinterpret_cast<const Bytef*>(input.data()));
   stream.avail_in = static_cast<uInt>(input.size());
   stream.next_out = reinterpret_cast<Bytef*>(output.data());

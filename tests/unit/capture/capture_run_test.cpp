@@ -2,8 +2,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -15,6 +13,7 @@
 #include "host/command.h"
 #include "host/user_error.h"
 #include "platform/file.h"
+#include "tests/support/keyboard.h"
 #include "tests/support/temp_directory.h"
 #include "tests/unit/capture/capture_reader.h"
 #include "tests/unit/capture/fake_plugin.h"
@@ -96,6 +95,7 @@ class capture_run_test : public testing::Test {
     }
   }
 
+  const test_support::keyboard keyboard_;
   test_support::temp_directory directory_;
   std::string printed_;
 };
@@ -123,6 +123,34 @@ TEST_F(capture_run_test, the_plug_ins_messages_are_shown_on_request) {
   EXPECT_THAT(printed_, StartsWith("[2] what it does\n"));
 }
 
+const json passed_over = {{"level", 5}, {"message", "no sun"}};
+
+TEST_F(capture_run_test, a_failure_that_was_passed_over_is_no_secret) {
+  script({{"logs", {passed_over}},
+          {"steps", {raw_step, {{"log", passed_over}}, packet_step("ip", "E")}}});
+  EXPECT_EQ(decode({}), exit_code::ok);
+  EXPECT_THAT(printed_, StartsWith("veltra: note: no sun\n"
+                                   "veltra: note, 1 more time: no sun\n" +
+                                   name_of("trace.pcapng")));
+}
+
+TEST_F(capture_run_test, what_was_passed_over_before_a_failure_is_told_too) {
+  script({{"logs", {passed_over, passed_over}},
+          {"init", {{"result", 1}, {"message", "wrong weather"}, {"code", 1}}}});
+  EXPECT_THAT(refusal_of([&] { decode({}); }), HasSubstr("wrong weather"));
+  EXPECT_EQ(printed_, "veltra: note: no sun\nveltra: note, 1 more time: no sun\n");
+}
+
+TEST_F(capture_run_test, who_observes_shows_the_notes_until_the_summary) {
+  script({{"logs", {passed_over}}, {"steps", {packet_step("ip", "E")}}});
+  std::string told;
+  capture_request made = request();
+  made.tell = [&](std::string_view lines) { told += lines; };
+  run(std::move(made));
+  EXPECT_EQ(told, "veltra: note: no sun\n");
+  EXPECT_THAT(printed_, StartsWith(name_of("out.pcapng")));
+}
+
 TEST_F(capture_run_test, json_lines_have_their_own_name) {
   script({{"steps", {raw_step, packet_step("ip", "E")}}});
   EXPECT_EQ(decode({"--format", "jsonl"}), exit_code::ok);
@@ -137,6 +165,12 @@ TEST_F(capture_run_test, raw_packets_join_json_lines_on_request) {
   EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 2);
 }
 
+TEST_F(capture_run_test, raw_packets_join_a_capture_on_request) {
+  script({{"steps", {raw_step, packet_step("ip", "E")}}});
+  decode({"--raw-packets"});
+  EXPECT_EQ(read_packets(content(at("trace.pcapng"))).size(), 2U);
+}
+
 TEST_F(capture_run_test, standard_output_gets_the_capture_and_nothing_else) {
   script({{"steps", {packet_step("ip", "E")}}});
   testing::internal::CaptureStdout();
@@ -146,10 +180,11 @@ TEST_F(capture_run_test, standard_output_gets_the_capture_and_nothing_else) {
   EXPECT_THAT(names(), ElementsAre("trace.bin"));
 }
 
-TEST_F(capture_run_test, what_the_capture_left_out_is_in_the_summary) {
+TEST_F(capture_run_test, remarks_on_the_capture_are_in_the_summary) {
   script({{"steps", {packet_step("ip", "E"), packet_step("session_master", "short")}}});
   decode({});
-  EXPECT_THAT(printed_, HasSubstr("left out              1 TLS key trace of a wrong size\n"));
+  EXPECT_THAT(printed_,
+              HasSubstr("remarks               1 TLS key trace of a wrong size (kept as "));
 }
 
 TEST_F(capture_run_test, an_input_is_never_replaced) {
@@ -218,6 +253,12 @@ TEST_F(capture_run_test, an_output_that_cannot_be_made_is_an_error) {
               HasSubstr("no/out"));
 }
 
+TEST_F(capture_run_test, an_output_that_can_never_be_made_is_an_error_before_any_work) {
+  script({{"logs", {passed_over}}, {"steps", {packet_step("ip", "E")}}});
+  refusal_of([&] { decode({"-o", name_of("no/out")}); }, exit_code::output_failed);
+  EXPECT_THAT(printed_, IsEmpty()) << "the plug-in was at work";
+}
+
 TEST_F(capture_run_test, an_output_that_is_full_ends_the_run) {
   if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "needs a device that is always full";
   json large = packet_step("ip", std::string(100'000, 'E'));
@@ -245,14 +286,10 @@ TEST_F(capture_run_test, every_packet_is_observed) {
   EXPECT_THAT(layers, ElementsAre("modem_trace", "ip", "at"));
 }
 
-void press_ctrl_c() {
-  kill(getpid(), SIGINT);
-}
-
 TEST_F(capture_run_test, ctrl_c_leaves_a_whole_capture_of_what_came_before) {
   script({{"steps", {packet_step("ip", "E"), wait_step, packet_step("at", "OK")}}});
   capture_request made = request();
-  made.observe = [](const packet&) { press_ctrl_c(); };
+  made.observe = [this](const packet&) { keyboard_.press_ctrl_c(); };
   EXPECT_EQ(run(made), exit_code::interrupted);
   EXPECT_EQ(read_packets(content(at("out.pcapng"))).size(), 1U);
   EXPECT_THAT(printed_, HasSubstr("interrupted before its end"));
@@ -261,7 +298,7 @@ TEST_F(capture_run_test, ctrl_c_leaves_a_whole_capture_of_what_came_before) {
 TEST_F(capture_run_test, ctrl_c_before_the_first_packet_is_told_so) {
   script({{"steps", {raw_step, wait_step, packet_step("at", "OK")}}});
   capture_request made = request();
-  made.observe = [](const packet&) { press_ctrl_c(); };
+  made.observe = [this](const packet&) { keyboard_.press_ctrl_c(); };
   EXPECT_EQ(refusal_of([&] { run(made); }, exit_code::interrupted),
             "interrupted before the input gave a packet; no capture was written.");
   EXPECT_THAT(names(), ElementsAre("trace.bin"));
@@ -271,7 +308,7 @@ TEST_F(capture_run_test, ctrl_c_is_how_a_live_run_ends) {
   script({{"steps", {packet_step("ip", "E"), wait_step}}, {"start", failed_start}});
   capture_request made = request();
   made.live = true;
-  made.observe = [](const packet&) { press_ctrl_c(); };
+  made.observe = [this](const packet&) { keyboard_.press_ctrl_c(); };
   EXPECT_EQ(run(made), exit_code::ok);
   EXPECT_EQ(read_packets(content(at("out.pcapng"))).size(), 1U);
   EXPECT_THAT(printed_, Not(HasSubstr("interrupted")));

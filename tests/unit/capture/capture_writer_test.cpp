@@ -154,9 +154,42 @@ TEST_F(capture_writer_test, raw_packets_are_passed_over) {
   EXPECT_EQ(read_blocks(written()).size(), 1U);
 }
 
+TEST_F(capture_writer_test, raw_packets_that_are_wanted_stand_in_their_place_as_data) {
+  writer_.emplace(file_.emplace(path_, output_file::access::random), true);
+  put("modem_trace", "first");
+  put("at", "OK", 20);
+  put("modem_trace", "second");
+  put("at", "OK", 30);
+  const auto packets = read_packets(written());
+  EXPECT_THAT(interfaces(packets), ElementsAre("raw", "at", "raw", "at"));
+  const std::string header = exported_pdu_header("data", direction::unknown, "modem_trace");
+  EXPECT_EQ(packets[0].data, header + "first");
+  EXPECT_EQ(packets[2].data, header + "second");
+  EXPECT_EQ(packets[0].comment, "");
+  EXPECT_EQ(packets[0].time, 0U);
+  EXPECT_EQ(packets[2].time, 20U) << "they have no time of their own";
+}
+
+TEST_F(capture_writer_test, a_raw_packet_that_is_too_large_is_several) {
+  writer_.emplace(file_.emplace(path_, output_file::access::random), true);
+  const std::string raw = std::string(262144, 'a') + std::string(262144, 'b');
+  put("modem_trace", raw);
+  const std::string header = exported_pdu_header("data", direction::unknown, "modem_trace");
+  std::string joined;
+  const auto packets = read_packets(written());
+  EXPECT_EQ(packets.size(), 3U);
+  for (const captured_packet& packet : packets) {
+    EXPECT_LE(packet.data.size(), 262144U);
+    EXPECT_EQ(packet.full_size, packet.data.size());
+    joined += packet.data.substr(header.size());
+  }
+  EXPECT_TRUE(joined == raw);
+  EXPECT_THAT(writer_->remarks(), IsEmpty());
+}
+
 TEST_F(capture_writer_test, a_packet_is_cut_at_what_wireshark_takes_and_told_so) {
   put("ip", std::string(262144, 'E'));
-  EXPECT_THAT(writer_->left_out(), IsEmpty());
+  EXPECT_THAT(writer_->remarks(), IsEmpty());
   put("ip", std::string(262145, 'E'));
   put("nas-eps", std::string(262144, 'n'));
   const auto packets = read_packets(written());
@@ -167,7 +200,7 @@ TEST_F(capture_writer_test, a_packet_is_cut_at_what_wireshark_takes_and_told_so)
   EXPECT_EQ(packets[2].data.size(), 262144U);
   EXPECT_EQ(packets[2].full_size,
             262144U + exported_pdu_header("nas-eps", direction::unknown).size());
-  EXPECT_EQ(writer_->left_out(), "2 packets cut to 262144 bytes");
+  EXPECT_EQ(writer_->remarks(), "2 packets cut to 262144 bytes");
 }
 
 TEST_F(capture_writer_test, statistics_close_each_interface_with_its_losses) {
@@ -231,7 +264,7 @@ TEST_F(capture_writer_test, secrets_stand_before_the_first_ip_packet_and_are_no_
     }
   }
   EXPECT_EQ(order, "HIPKIPPSS");
-  EXPECT_THAT(writer_->left_out(), IsEmpty());
+  EXPECT_THAT(writer_->remarks(), IsEmpty());
 }
 
 TEST_F(capture_writer_test, secrets_without_ip_packets_are_kept) {
@@ -242,15 +275,20 @@ TEST_F(capture_writer_test, secrets_without_ip_packets_are_kept) {
   EXPECT_EQ(blocks.back().type, pcapng::decryption_secrets_type);
 }
 
-TEST_F(capture_writer_test, key_material_that_makes_no_secrets_is_counted) {
+TEST_F(capture_writer_test, key_material_that_makes_no_secrets_is_kept_and_counted) {
   put("handshake_randbytes", std::string(63, 'r'));
   put("session_master", std::string(32, 'm'));
   put("session_master", "");
   put("session_master", std::string(48, 'm'));
-  const std::string file = written();
-  EXPECT_EQ(read_blocks(file).size(), 1U);
-  EXPECT_EQ(writer_->left_out(),
-            "3 TLS key traces of a wrong size, 1 TLS master secret without a handshake");
+  const auto blocks = read_blocks(written());
+  ASSERT_EQ(blocks.size(), 2U);
+  EXPECT_THAT(blocks[1].key_log(),
+              testing::AllOf(testing::HasSubstr("# handshake_randbytes of a wrong size: 7272"),
+                             testing::HasSubstr("# session_master of a wrong size: 6d6d"),
+                             testing::HasSubstr("# session_master without a handshake: 6d6d")));
+  EXPECT_EQ(writer_->remarks(),
+            "3 TLS key traces of a wrong size, 1 TLS master secret without a handshake (kept as "
+            "comments with the TLS secrets)");
 }
 
 }  // namespace

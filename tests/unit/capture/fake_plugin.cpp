@@ -2,11 +2,12 @@
 //
 // The file named by the init parameter "file_path" holds the script:
 //   { "init": {"result": 1, "message": "..", "code": 1},   absent: init succeeds
-//     "logs": ["..", null],                                told by init
+//     "logs": ["..", null, {"level": 5, "message": ".."}], told by init
 //     "steps": [
 //       {"layer": "ip", "category": "network", "text": "..", "time": 5,
 //        "metadata": "{}"},                                one packet; what is missing is null
 //       {"times": 3, "layer": ..},                         the same packet several times
+//       {"log": ".."},                                     one message, as above
 //       {"wait_for_stop": true} ],
 //     "start": {"result": 100, "message": "..", "code": 100} }  absent: start succeeds
 // A message of null, or none at all, is reported as a null pointer; without a
@@ -25,6 +26,8 @@ using kovax::json;
 
 struct kovax_source {
   json script;
+  kovax_log_callback log = nullptr;
+  void* log_user_data = nullptr;
   std::mutex mutex;
   std::condition_variable changed;
   bool stopped = false;
@@ -52,7 +55,14 @@ bool is_stopped(kovax_source& source) {
   return source.stopped;
 }
 
+void tell(kovax_source& source, const json& line) {
+  const json message = line.is_object() ? line : json{{"message", line}};
+  source.log(&source, source.log_user_data,
+             message.value("level", std::int32_t{KOVAX_LOG_PROGRESS}), text_of(message, "message"));
+}
+
 void play(kovax_source& source, const json& step, void* user_data, kovax_packet_callback callback) {
+  if (step.contains("log")) return tell(source, step.at("log"));
   if (step.contains("wait_for_stop")) {
     std::unique_lock lock(source.mutex);
     source.changed.wait(lock, [&] { return source.stopped; });
@@ -78,11 +88,10 @@ std::int32_t kovax_source_init(kovax_source** source, const kovax_source_init_ar
   auto made = std::make_unique<kovax_source>();
   std::ifstream file(json::parse(args->parameters).at("file_path").get<std::string>());
   made->script = json::parse(file);
+  made->log = args->log;
+  made->log_user_data = args->log_user_data;
   if (made->script.contains("logs")) {
-    for (const json& line : made->script.at("logs")) {
-      args->log(nullptr, args->log_user_data, KOVAX_LOG_PROGRESS,
-                line.is_string() ? line.get_ptr<const std::string*>()->c_str() : nullptr);
-    }
+    for (const json& line : made->script.at("logs")) tell(*made, line);
   }
   if (made->script.contains("init")) {
     const std::int32_t result = report(made->script.at("init"), args->error_user_data, args->error);

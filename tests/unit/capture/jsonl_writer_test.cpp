@@ -33,7 +33,7 @@ std::vector<std::string> lines_of(const std::vector<packet>& packets, bool with_
   jsonl_writer writer(file, with_raw);
   for (const packet& each : packets) writer.consume(each);
   writer.finish();
-  EXPECT_THAT(writer.left_out(), IsEmpty());
+  EXPECT_THAT(writer.remarks(), IsEmpty());
   file.commit();
   std::vector<std::string> lines;
   std::istringstream text(content(directory.path() / "out"));

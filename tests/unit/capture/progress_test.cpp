@@ -86,8 +86,11 @@ class progress_bar_test : public testing::Test {
   std::optional<progress_bar> bar_{std::in_place, terminal_, [this] { return now_; }};
 };
 
-const std::string half_done =
-    "\r\x1b[K[" + std::string(20, '#') + std::string(20, '-') + "]  50 %  ";
+// Without wrapping, for a terminal that is too narrow.
+std::string half_done(const std::string& speed) {
+  return "\x1b[?7l\r\x1b[K[" + std::string(20, '#') + std::string(20, '-') + "]  50 %  " + speed +
+         "\x1b[?7h";
+}
 
 TEST_F(progress_bar_test, a_short_run_draws_nothing) {
   now_ += 99ms;
@@ -101,14 +104,26 @@ TEST_F(progress_bar_test, it_is_drawn_ten_times_a_second_at_most) {
     now_ += 10ms;
     update();
   }
-  EXPECT_EQ(drawn(), half_done + "500 B/s" + half_done + "250 B/s");
+  EXPECT_EQ(drawn(), half_done("500 B/s") + half_done("250 B/s"));
 }
 
 TEST_F(progress_bar_test, it_is_wiped_at_the_end) {
   now_ += 1s;
   update();
   bar_.reset();
-  EXPECT_EQ(drawn(), half_done + "50 B/s" + "\r\x1b[K");
+  EXPECT_EQ(drawn(), half_done("50 B/s") + "\r\x1b[K");
+}
+
+TEST_F(progress_bar_test, it_makes_way_for_lines_that_are_to_stay) {
+  bar_->wipe();
+  EXPECT_THAT(drawn(), IsEmpty());
+  now_ += 1s;
+  update();
+  bar_->wipe();
+  bar_->wipe();
+  now_ += 1s;
+  update();
+  EXPECT_EQ(drawn(), half_done("50 B/s") + "\r\x1b[K" + half_done("25 B/s"));
 }
 
 TEST_F(progress_bar_test, decoded_packets_and_packets_without_a_position_draw_nothing) {

@@ -97,10 +97,10 @@ TEST(summary, without_a_database_there_is_none) {
   EXPECT_THAT(format_summary({}, {.output = "o"}), HasSubstr("  database UUID         none\n"));
 }
 
-TEST(summary, what_was_left_out_has_a_line_only_if_there_is_something) {
-  EXPECT_THAT(format_summary({}, {.output = "o"}), Not(HasSubstr("left out")));
-  EXPECT_THAT(format_summary({}, {.output = "o", .left_out = "2 packets cut"}),
-              HasSubstr("\n  left out              2 packets cut\n"));
+TEST(summary, remarks_have_a_line_only_if_there_are_some) {
+  EXPECT_THAT(format_summary({}, {.output = "o"}), Not(HasSubstr("remarks")));
+  EXPECT_THAT(format_summary({}, {.output = "o", .remarks = "2 packets cut"}),
+              HasSubstr("\n  remarks               2 packets cut\n"));
 }
 
 TEST(summary, no_time_at_all_is_no_division_by_zero) {

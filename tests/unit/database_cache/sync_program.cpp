@@ -3,12 +3,12 @@
 //   sync_program CACHE ROOT         synchronises and exits with 0, or 1 on failure
 //   sync_program CACHE ROOT STEP    the same, but is killed in its STEPth file
 //                                   operation (1 is the first)
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
 
 #include "plugin/database/cache_sync.h"
+#include "tests/support/child_process.h"
 
 namespace {
 
@@ -18,28 +18,28 @@ class deadly_files : public veltra::file_operations {
   explicit deadly_files(long steps) : steps_left_(steps) {}
 
   std::FILE* create(const std::filesystem::path& path) override {
-    if (is_last_step()) std::raise(SIGKILL);
+    if (is_last_step()) test_support::kill_this_process();
     return file_operations::create(path);
   }
   std::size_t write(std::FILE* file, const char* bytes, std::size_t size) override {
     if (is_last_step()) {
       file_operations::write(file, bytes, size / 2);
       std::fflush(file);
-      std::raise(SIGKILL);
+      test_support::kill_this_process();
     }
     return file_operations::write(file, bytes, size);
   }
   int sync(std::FILE* file) override {
-    if (is_last_step()) std::raise(SIGKILL);
+    if (is_last_step()) test_support::kill_this_process();
     return file_operations::sync(file);
   }
   int close(std::FILE* file) override {
-    if (is_last_step()) std::raise(SIGKILL);
+    if (is_last_step()) test_support::kill_this_process();
     return file_operations::close(file);
   }
   std::error_code replace(const std::filesystem::path& from,
                           const std::filesystem::path& to) override {
-    if (is_last_step()) std::raise(SIGKILL);
+    if (is_last_step()) test_support::kill_this_process();
     return file_operations::replace(from, to);
   }
 

@@ -187,5 +187,34 @@ TEST_F(database_failure_test, a_database_that_cannot_be_used) {
           options.cache);
 }
 
+// --- what is passed over ----------------------------------------------------------------------
+
+TEST_F(database_failure_test, a_location_that_gives_no_catalogue_is_told_when_there_is_another) {
+  options.locations = {"http://a", "http://b"};
+  const std::string message = "Failed to download config.json. Reason: refused";
+  heard({message});
+  EXPECT_EQ(
+      describe_passed_over(message, options, log),
+      "the catalogue could not be fetched from http://a (refused); trying the next location.");
+  heard({message});
+  EXPECT_EQ(describe_passed_over(message, options, log), "") << "the end of the run tells it";
+}
+
+TEST_F(database_failure_test, a_text_that_is_no_uuid_is_told_once_and_can_be_shown) {
+  const std::string message = "uuid does not match regex, continue searching ";
+  for (const bool is_new : {true, false}) {
+    heard(
+        {"Cached data for locating database UID: 100", "found UID: \x1b[2J caf\xc3\xa9", message});
+    EXPECT_EQ(describe_passed_over(message, options, log),
+              is_new ? "\"?[2J caf??\" stands where the trace names its database and is no UUID; "
+                       "searching on."
+                     : "");
+  }
+}
+
+TEST_F(database_failure_test, what_is_not_about_databases_is_told_in_its_own_words) {
+  EXPECT_EQ(describe_passed_over("the sun shines", options, log), "the sun shines");
+}
+
 }  // namespace
 }  // namespace veltra::host

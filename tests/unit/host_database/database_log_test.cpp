@@ -57,6 +57,21 @@ TEST_F(database_log_test, candidates_are_counted_once_although_each_pass_names_t
   EXPECT_EQ(log.rejected(), 2U);
 }
 
+TEST_F(database_log_test, a_candidate_is_new_in_the_first_pass_that_names_it) {
+  const auto reject = [&](const char* found) {
+    take({found, "uuid does not match regex, continue searching "});
+    return log.rejected_is_new();
+  };
+  take({"Cached data for locating database UID: 100"});
+  EXPECT_TRUE(reject("found UID: first"));
+  EXPECT_EQ(log.rejected_text(), "first");
+  take({"Cached data for locating database UID: 200"});
+  EXPECT_FALSE(reject("found UID: first"));
+  EXPECT_TRUE(reject("found UID: first")) << "it stands in another place";
+  take({"Cached data for locating database UID: 300"});
+  EXPECT_FALSE(reject("found UID: first"));
+}
+
 TEST_F(database_log_test, keeps_the_searched_directories_and_the_one_that_was_found) {
   take({"try to locate db directory /c/a", "try to locate db directory /c/b",
         "db located at path: /c/b/uuid"});

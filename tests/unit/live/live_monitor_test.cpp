@@ -70,6 +70,27 @@ TEST(live_monitor, redraws_the_line_while_nothing_comes) {
   screen.wait_for("00:00:00  0 B");
 }
 
+TEST(live_monitor, lines_that_are_to_stay_stand_above_the_counters) {
+  terminal screen;
+  live_monitor monitor({.port = "tty", .silence = 1h}, screen.writer());
+  monitor.take_message("open port");
+  screen.wait_for("ip 0");
+  monitor.tell("a note\n");
+  screen.wait_for("\r\x1b[Ka note\n\x1b[?7l\r\x1b[K00:00:00");
+}
+
+TEST(live_monitor, lines_are_shown_at_once_before_the_port_is_opened_and_in_the_end) {
+  terminal screen;
+  {
+    live_monitor monitor({.port = "tty", .with_counters = false, .silence = 1h}, screen.writer());
+    monitor.tell("first\n");
+    EXPECT_EQ(screen.shown(), "first\n");
+    monitor.take_message("open port");
+    monitor.tell("second\n");
+  }
+  EXPECT_EQ(screen.shown(), "first\nsecond\n");
+}
+
 TEST(live_monitor, its_end_takes_the_line_off_the_terminal_and_waits_for_nothing) {
   terminal screen;
   {

@@ -18,6 +18,9 @@ using veltra::host::live_status;
 using time_point = live_status::time_point;
 
 constexpr auto erase_line = "\r\x1b[K";
+// Without wrapping, for a terminal that is too narrow.
+constexpr auto start_of_line = "\x1b[?7l\r\x1b[K";
+constexpr auto end_of_line = "\x1b[?7h";
 
 // A clock that stands still until it is told to go on.
 class live_status_test : public testing::Test {
@@ -111,8 +114,9 @@ TEST_F(live_status_test, the_line_tells_time_bytes_speed_packets_and_losses) {
   }
   status.take(packet_of("at", "Dropped traces count: 7"), now + 1s);
   EXPECT_EQ(status.show(now + 1s),
-            std::string(erase_line) +
-                "00:00:01  150.0 kB  150.0 kB/s  ip 2  rrc 3  nas 1  at 2  tls 2  dropped 7");
+            std::string(start_of_line) +
+                "00:00:01  150.0 kB  150.0 kB/s  ip 2  rrc 3  nas 1  at 2  tls 2  dropped 7" +
+                end_of_line);
   EXPECT_THAT(status.show(now + 3661s), HasSubstr("01:01:01  "));
 }
 
@@ -130,19 +134,20 @@ TEST_F(live_status_test, the_speed_is_that_of_the_last_second) {
 TEST_F(live_status_test, the_line_is_redrawn_four_times_a_second_at_most) {
   live_status status = drawing_status();
   status.begin(now);
-  EXPECT_THAT(status.show(now), StartsWith(erase_line));
+  EXPECT_THAT(status.show(now), StartsWith(start_of_line));
   EXPECT_EQ(status.next(), now + 250ms);
   status.take(raw_packet("x"), now + 1ms);
   EXPECT_EQ(status.show(now + 249ms), "");
-  EXPECT_THAT(status.show(now + 250ms), StartsWith(erase_line));
+  EXPECT_THAT(status.show(now + 250ms), StartsWith(start_of_line));
 }
 
 TEST_F(live_status_test, while_the_database_is_searched_the_line_says_so) {
   live_status status = drawing_status();
   status.begin(now);
   status.take_searched(2000, now);
-  EXPECT_EQ(status.show(now),
-            std::string(erase_line) + "00:00:00  2.0 kB  0 B/s  searching for the database's UUID");
+  EXPECT_EQ(status.show(now), std::string(start_of_line) +
+                                  "00:00:00  2.0 kB  0 B/s  searching for the database's UUID" +
+                                  end_of_line);
   status.take(raw_packet(std::string(2000, 'x')), now + 1s);
   EXPECT_THAT(status.show(now + 1s), HasSubstr("  2.0 kB  2.0 kB/s  ip 0"));
 }
@@ -153,7 +158,16 @@ TEST_F(live_status_test, the_message_stands_on_a_line_of_its_own_and_the_counter
   status.show(now);
   const std::string text = status.show(now + 5s);
   EXPECT_THAT(text, StartsWith(std::string(erase_line) + "veltra: nothing"));
-  EXPECT_THAT(text, HasSubstr(std::string("ends.\n") + erase_line + "00:00:05  0 B"));
+  EXPECT_THAT(text, HasSubstr(std::string("ends.\n") + start_of_line + "00:00:05  0 B"));
+}
+
+TEST_F(live_status_test, a_line_that_was_taken_off_comes_back_at_once) {
+  live_status status = drawing_status();
+  status.begin(now);
+  status.show(now);
+  status.clear();
+  EXPECT_LE(status.next(), now);
+  EXPECT_THAT(status.show(now), StartsWith(start_of_line));
 }
 
 TEST_F(live_status_test, clear_takes_the_line_off_once) {

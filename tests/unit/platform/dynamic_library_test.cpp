@@ -28,7 +28,7 @@ TEST(dynamic_library_loading, names_the_library_or_function_that_is_not_there) {
     }
     return "no error";
   };
-  EXPECT_NE(reason([] { dynamic_library("/no/such/library.so"); }).find("/no/such/library.so"),
+  EXPECT_NE(reason([] { dynamic_library("/no/such/library.so"); }).find("library.so: "),
             std::string::npos);
   const dynamic_library library(DECODER_LIBRARY);
   EXPECT_NE(

@@ -1,35 +1,23 @@
 #include "platform/interrupt.h"
 
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <unistd.h>
 
 #include <semaphore>
+
+#include "tests/support/keyboard.h"
 
 namespace {
 
 using platform::interrupt_watch;
 
-TEST(interrupt, ctrl_c_and_a_request_to_end_become_calls) {
+TEST(interrupt, each_ctrl_c_becomes_a_call) {
+  const test_support::keyboard keyboard;
   std::counting_semaphore<> calls(0);
   const interrupt_watch watch([&] { calls.release(); });
-  kill(getpid(), SIGINT);
+  keyboard.press_ctrl_c();
   calls.acquire();
-  kill(getpid(), SIGTERM);
+  keyboard.press_ctrl_c();
   calls.acquire();
-}
-
-TEST(interrupt, what_was_in_force_before_is_restored) {
-  sigset_t before;
-  pthread_sigmask(SIG_BLOCK, nullptr, &before);
-  {
-    const interrupt_watch watch([] {});
-  }
-  sigset_t after;
-  pthread_sigmask(SIG_BLOCK, nullptr, &after);
-  for (const int signal : {SIGINT, SIGTERM, SIGUSR2}) {
-    EXPECT_EQ(sigismember(&after, signal), sigismember(&before, signal));
-  }
 }
 
 }  // namespace

@@ -2,31 +2,33 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
+#include <optional>
 #include <string>
 
 #include "plugin/errors.h"
+#include "tests/support/drive.h"
+#include "tests/support/environment_variable.h"
 
 namespace {
 
 using kovax::json;
+using test_support::environment_variable;
 using veltra::expand_env_variables;
 using veltra::resolve_path_parameter;
 
 class path_parameter : public ::testing::Test {
  protected:
-  void SetUp() override {
-    setenv("VELTRA_TEST_VALUE", "the value", 1);
-    setenv("VELTRA_TEST_EMPTY", "", 1);
-    setenv("A}x", "odd name", 1);
-    unsetenv("VELTRA_TEST_UNSET");
-    setenv("HOME", "/home/somebody", 1);
-  }
-
   static std::string resolve(const std::string& text) {
     return resolve_path_parameter(json{{"key", text}}, "key").string();
   }
+
+  const environment_variable value_{"VELTRA_TEST_VALUE", "the value"};
+  const environment_variable empty_{"VELTRA_TEST_EMPTY", ""};
+  const environment_variable odd_{"A}x", "odd name"};
+  const environment_variable unset_{"VELTRA_TEST_UNSET", std::nullopt};
+  const environment_variable home_{"HOME", "/home/somebody"};
+  const std::string drive_ = test_support::drive;
 };
 
 TEST_F(path_parameter, a_whole_reference_is_replaced_by_the_value) {
@@ -93,18 +95,18 @@ TEST_F(path_parameter, a_tilde_in_a_relative_path_is_a_name) {
 }
 
 TEST_F(path_parameter, the_first_tilde_of_an_absolute_path_becomes_the_home_directory) {
-  EXPECT_EQ(resolve("/~/trace~.bin"), "//home/somebody/trace~.bin");
-  EXPECT_EQ(resolve("/data/a~b"), "/data/a/home/somebodyb");
+  EXPECT_EQ(resolve(drive_ + "/~/trace~.bin"), drive_ + "//home/somebody/trace~.bin");
+  EXPECT_EQ(resolve(drive_ + "/data/a~b"), drive_ + "/data/a/home/somebodyb");
 }
 
 TEST_F(path_parameter, an_absolute_path_without_a_tilde_is_taken_as_it_is) {
-  EXPECT_EQ(resolve("/data/../trace.bin"), "/data/../trace.bin");
+  EXPECT_EQ(resolve(drive_ + "/data/../trace.bin"), drive_ + "/data/../trace.bin");
 }
 
 TEST_F(path_parameter, a_tilde_without_a_home_directory_is_refused) {
-  unsetenv("HOME");
-  EXPECT_THROW(resolve("/~/trace.bin"), kovax::kovax_exception);
-  EXPECT_EQ(resolve("/trace.bin"), "/trace.bin");
+  const environment_variable no_home("HOME", std::nullopt);
+  EXPECT_THROW(resolve(drive_ + "/~/trace.bin"), kovax::kovax_exception);
+  EXPECT_EQ(resolve(drive_ + "/trace.bin"), drive_ + "/trace.bin");
 }
 
 }  // namespace

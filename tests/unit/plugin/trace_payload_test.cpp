@@ -85,36 +85,25 @@ TEST(trace_payload, of_every_length_is_read_within_its_end) {
 }
 
 TEST(scan_unsigned, reads_as_the_c_library_does) {
-  for (const char* text : {"",
-                           "0",
-                           "7",
-                           "  12",
-                           "\t\n\v\f\r 12",
-                           "+5",
-                           "-1",
-                           "-0",
-                           "- 1",
-                           "+-1",
-                           "x",
-                           "12x",
-                           "0x10",
-                           "4294967295",
-                           "4294967296",
-                           "4294967299",
-                           "18446744073709551615",
-                           "18446744073709551616",
-                           "99999999999999999999999",
-                           "-4294967295",
-                           "-18446744073709551615",
-                           "-18446744073709551616",
-                           "-99999999999999999999999",
-                           "007",
-                           "1 2",
-                           "\xA0 1"}) {
+  for (const char* text :
+       {"", "0", "7", "  12", "\t\n\v\f\r 12", "+5", "-1", "-0", "- 1", "+-1", "x", "12x", "0x10",
+        "4294967295", "-4294967295", "007", "1 2", "\xA0 1"}) {
     unsigned expected = 0;
     std::sscanf(text, "%u", &expected);
     EXPECT_EQ(scan_unsigned(text), expected) << '"' << text << '"';
   }
+}
+
+// Where C libraries differ.
+TEST(scan_unsigned, takes_the_low_32_bits_and_saturates_beyond_64) {
+  EXPECT_EQ(scan_unsigned("4294967296"), 0U);
+  EXPECT_EQ(scan_unsigned("4294967299"), 3U);
+  EXPECT_EQ(scan_unsigned("18446744073709551615"), UINT32_MAX);
+  EXPECT_EQ(scan_unsigned("18446744073709551616"), UINT32_MAX);
+  EXPECT_EQ(scan_unsigned("99999999999999999999999"), UINT32_MAX);
+  EXPECT_EQ(scan_unsigned("-18446744073709551615"), 1U);
+  EXPECT_EQ(scan_unsigned("-18446744073709551616"), UINT32_MAX);
+  EXPECT_EQ(scan_unsigned("-99999999999999999999999"), UINT32_MAX);
 }
 
 TEST(up_to_nul, is_the_whole_text_when_there_is_no_nul) {

@@ -1,4 +1,4 @@
-#include "tests/support/elf_file.h"
+#include "tests/support/library_file.h"
 
 #include <elf.h>
 
@@ -35,7 +35,9 @@ std::vector<Record> read_table(const std::string& bytes, const Elf64_Shdr& secti
 
 }  // namespace
 
-elf_file read_elf_file(const std::filesystem::path& path) {
+const char* const decoder_library_name = "libdekodrix.so";
+
+library_file read_library_file(const std::filesystem::path& path) {
   std::ifstream stream(path, std::ios::binary);
   const std::string bytes{std::istreambuf_iterator<char>(stream), {}};
   const auto header = read_record<Elf64_Ehdr>(bytes, 0);
@@ -48,7 +50,7 @@ elf_file read_elf_file(const std::filesystem::path& path) {
     sections.push_back(read_record<Elf64_Shdr>(bytes, header.e_shoff + index * sizeof(Elf64_Shdr)));
   }
 
-  elf_file file;
+  library_file file;
   for (const auto& section : sections) {
     if (section.sh_type != SHT_DYNSYM && section.sh_type != SHT_DYNAMIC) continue;
     const auto& strings = sections.at(section.sh_link);
@@ -64,7 +66,7 @@ elf_file read_elf_file(const std::filesystem::path& path) {
       for (const auto& entry : read_table<Elf64_Dyn>(bytes, section)) {
         const std::size_t value = entry.d_un.d_val;
         if (entry.d_tag == DT_NEEDED) file.needed.insert(text(value));
-        if (entry.d_tag == DT_SONAME) file.soname = text(value);
+        if (entry.d_tag == DT_SONAME) file.name = text(value);
         if (entry.d_tag == DT_RUNPATH || entry.d_tag == DT_RPATH) file.runpath = text(value);
       }
     }

@@ -1,0 +1,80 @@
+#include "host/capture/secret_slots.h"
+
+#include <algorithm>
+#include <string>
+#include <utility>
+
+#include "host/capture/pcapng_blocks.h"
+
+namespace veltra::host {
+
+namespace {
+
+// A line that key log readers ignore; '#' throughout, so that the filling may
+// begin anywhere in it.
+constexpr std::size_t filling_line = 64;
+
+std::string padded(std::string_view key_log) {
+  std::string text(key_log);
+  text.resize(secret_slots::capacity, '#');
+  for (std::size_t end = secret_slots::capacity; end > key_log.size();) {
+    text[end - 1] = '\n';
+    end -= std::min(filling_line, end);
+  }
+  return text;
+}
+
+// The whole lines at the front of `text` that fit into a slot.
+std::string_view that_fit(std::string_view text) {
+  if (text.size() <= secret_slots::capacity) return text;
+  return text.substr(0, text.rfind('\n', secret_slots::capacity - 1) + 1);
+}
+
+}  // namespace
+
+secret_slots::secret_slots(output_file& file, tls_key_log& key_log)
+    : file_(file), key_log_(key_log) {}
+
+void secret_slots::before_ip_packet() {
+  if (!slot_) {
+    slot_ = reserve();
+  } else if (!next_ && key_log_.pending() > capacity / 2) {
+    next_ = reserve();
+  }
+}
+
+void secret_slots::key_log_grew() {
+  if (key_log_.pending() <= capacity / 4 * 3) return;
+  put(key_log_.take());
+  slot_ = std::exchange(next_, std::nullopt);
+}
+
+void secret_slots::finish() {
+  put(key_log_.take_rest());
+}
+
+std::uint64_t secret_slots::reserve() {
+  const std::uint64_t offset = file_.size();
+  std::string room;
+  pcapng::append_secrets(room, padded({}), pcapng::skipped_block_type);
+  file_.write(room);
+  return offset;
+}
+
+void secret_slots::put(std::string_view key_log) {
+  std::string block;
+  if (slot_) {
+    const std::string_view first = that_fit(key_log);
+    key_log.remove_prefix(first.size());
+    if (!first.empty()) {
+      pcapng::append_secrets(block, padded(first));
+      file_.write_at(*slot_, block);
+      block.clear();
+    }
+  }
+  if (key_log.empty()) return;
+  pcapng::append_secrets(block, key_log);
+  file_.write(block);
+}
+
+}  // namespace veltra::host

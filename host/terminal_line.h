@@ -1,0 +1,28 @@
+// terminal_line.h - a line at the bottom of a terminal that is drawn again and again.
+//
+// The control sequences are those of ECMA-48 and DEC STD 070, which every terminal
+// emulator knows.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace veltra::host {
+
+// Takes the line off the terminal: carriage return, erase to the end of the line (EL).
+inline constexpr std::string_view wiped_line = "\r\x1b[K";
+
+// Draws `text` in the place of what was drawn before. A text that is wider than the
+// terminal is cut at its edge: it would wrap, and the next one could wipe its last
+// row only. So wrapping (DECAWM) is off while the line is drawn.
+inline std::string drawn_line(std::string_view text) {
+  constexpr std::string_view no_wrap = "\x1b[?7l";
+  constexpr std::string_view wrap = "\x1b[?7h";
+  std::string line(no_wrap);
+  line += wiped_line;
+  line += text;
+  line += wrap;
+  return line;
+}
+
+}  // namespace veltra::host

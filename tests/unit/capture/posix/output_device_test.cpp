@@ -1,0 +1,106 @@
+// What an output file does on links, devices and pipes, which have names in the
+// file system here.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <string>
+#include <thread>
+
+#include "host/output_file.h"
+#include "host/user_error.h"
+#include "tests/support/temp_directory.h"
+#include "tests/unit/capture/file_content.h"
+#include "tests/unit/simulate/refusal.h"
+
+namespace veltra::host {
+namespace {
+
+using testing::HasSubstr;
+using enum output_file::access;
+
+class output_device_test : public testing::Test {
+ protected:
+  std::filesystem::path at(const char* name) const { return directory_.path() / name; }
+
+  test_support::temp_directory directory_;
+};
+
+TEST_F(output_device_test, a_link_stays_a_link) {
+  directory_.write("real", "before");
+  std::filesystem::create_symlink("real", at("link"));
+  output_file file(at("link"), sequential);
+  file.write("after");
+  file.commit();
+  EXPECT_TRUE(std::filesystem::is_symlink(at("link")));
+  EXPECT_EQ(content(at("real")), "after");
+}
+
+TEST_F(output_device_test, a_device_is_written_and_never_replaced) {
+  for (const auto how : {sequential, random}) {
+    output_file file("/dev/null", how);
+    file.write("x");
+    file.commit();
+    EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
+  }
+}
+
+TEST_F(output_device_test, a_full_device_is_an_error) {
+  if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "needs a device that is always full";
+  for (const auto how : {sequential, random}) {
+    output_file file("/dev/full", how);
+    file.write("x");
+    EXPECT_THAT(refusal_of([&] { file.commit(); }, exit_code::output_failed),
+                HasSubstr("/dev/full: No space left on device"));
+    EXPECT_TRUE(std::filesystem::is_character_file("/dev/full"));
+  }
+}
+
+TEST_F(output_device_test, a_full_device_is_noticed_while_writing) {
+  if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "needs a device that is always full";
+  output_file file("/dev/full", sequential);
+  EXPECT_THAT(refusal_of([&] { file.write(std::string(1 << 20, 'x')); }, exit_code::output_failed),
+              HasSubstr("No space left on device"));
+}
+
+TEST_F(output_device_test, a_named_pipe_gets_the_bytes) {
+  ASSERT_EQ(mkfifo(at("pipe").c_str(), 0600), 0);
+  for (const auto how : {sequential, random}) {
+    std::string read;
+    std::thread reader([&] { read = content(at("pipe")); });
+    {
+      output_file file(at("pipe"), how);
+      file.write("abc");
+      if (how == random) file.write_at(1, "X");
+      file.commit();
+    }
+    reader.join();
+    EXPECT_EQ(read, how == random ? "aXc" : "abc");
+    EXPECT_TRUE(std::filesystem::is_fifo(at("pipe")));
+  }
+}
+
+TEST_F(output_device_test, standard_output_that_takes_nothing_is_an_error) {
+  if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "needs a device that is always full";
+  testing::FLAGS_gtest_death_test_style = "fast";
+  for (const auto how : {sequential, random}) {
+    const auto work = [how] {
+      if (std::freopen("/dev/full", "wb", stdout) == nullptr) std::_Exit(1);
+      try {
+        output_file file("-", how);
+        file.write("x");
+        file.commit();
+      } catch (const user_error& error) {
+        std::fputs(error.what(), stderr);
+        std::_Exit(static_cast<int>(error.code()));
+      }
+      std::_Exit(0);
+    };
+    EXPECT_EXIT(work(), testing::ExitedWithCode(static_cast<int>(exit_code::output_failed)),
+                "cannot write standard output: No space left on device");
+  }
+}
+
+}  // namespace
+}  // namespace veltra::host
