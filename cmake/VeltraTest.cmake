@@ -12,6 +12,8 @@ endif()
 set(VELTRA_TEST_DRIVE "")
 if(WIN32 AND CMAKE_CROSSCOMPILING)
   set(VELTRA_TEST_DRIVE "Z:")
+  set(VELTRA_NATIVE_BUILD "${PROJECT_SOURCE_DIR}/build/release" CACHE PATH
+    "Build directory of this tree for this machine, which tests under Wine need as well")
   # Wine's own registry and drives, in the build tree; quick once they are there.
   add_test(NAME wine COMMAND ${CMAKE_CROSSCOMPILING_EMULATOR} wineboot --init)
   set_tests_properties(wine PROPERTIES FIXTURES_SETUP wine TIMEOUT 300)
@@ -25,12 +27,17 @@ function(veltra_set_test_properties name)
   set_tests_properties(${name} PROPERTIES ${ARGN})
 endfunction()
 
-# veltra_add_test(NAME SOURCES file... [LIBRARIES target...] [ENVIRONMENT VAR=value...])
+# veltra_add_test(NAME [LINES] SOURCES file... [LIBRARIES target...]
+#   [ENVIRONMENT VAR=value...])
 # Builds one GoogleTest program and makes each of its tests a ctest of its own. Where
 # the program runs in an emulator, whose start takes longer than most tests, the
-# whole program is one ctest.
+# whole program is one ctest. LINES: it has serial lines, see
+# tests/support/modem_line.h.
 function(veltra_add_test name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LIBRARIES;ENVIRONMENT")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "LINES" "" "SOURCES;LIBRARIES;ENVIRONMENT")
+  if(arg_LINES)
+    list(APPEND arg_LIBRARIES veltra_test_line)
+  endif()
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} veltra_build GTest::gmock_main)
   target_precompile_headers(${name} REUSE_FROM veltra_test_headers)
@@ -39,7 +46,12 @@ function(veltra_add_test name)
     list(APPEND properties ENVIRONMENT "${arg_ENVIRONMENT}")
   endif()
   if(CMAKE_CROSSCOMPILING)
-    add_test(NAME ${name} COMMAND ${name})
+    set(far_end)
+    if(arg_LINES)
+      set(far_end "${VELTRA_NATIVE_BUILD}/tests/far_end" "${PROJECT_BINARY_DIR}/wine/dosdevices")
+    endif()
+    add_test(NAME ${name}
+      COMMAND ${far_end} ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:${name}>)
     veltra_set_test_properties(${name} TIMEOUT 300 ${properties})
   else()
     gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST NO_PRETTY_VALUES TEST_PREFIX "${name}."
