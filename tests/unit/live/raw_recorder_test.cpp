@@ -77,10 +77,4 @@ TEST_F(raw_recorder_test, a_name_that_can_never_be_written_fails_at_once) {
   }
 }
 
-TEST_F(raw_recorder_test, a_full_disk_is_a_failure) {
-  if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "no device that is always full";
-  raw_recorder recorder("/dev/full");
-  EXPECT_THROW(recorder.take(raw_packet("x")), user_error);
-}
-
 }  // namespace

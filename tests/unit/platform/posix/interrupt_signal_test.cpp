@@ -22,7 +22,7 @@ TEST(interrupt, a_pipe_without_a_reader_fails_the_write_and_no_more) {
   ASSERT_EQ(pipe(ends), 0);
   close(ends[0]);
   {
-    const interrupt_watch watch([] {});
+    const platform::interrupt_watch watch([] {});
     EXPECT_EQ(write(ends[1], "x", 1), -1);
     EXPECT_EQ(errno, EPIPE);
   }

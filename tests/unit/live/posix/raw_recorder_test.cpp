@@ -1,0 +1,15 @@
+#include "host/live/raw_recorder.h"
+
+#include <gtest/gtest.h>
+
+#include "host/user_error.h"
+#include "tests/unit/live/packets.h"
+
+namespace {
+
+TEST(raw_recorder, a_full_disk_is_a_failure) {
+  veltra::host::raw_recorder recorder("/dev/full");
+  EXPECT_THROW(recorder.take(live_test::raw_packet("x")), veltra::host::user_error);
+}
+
+}  // namespace
