@@ -35,10 +35,11 @@ platform::dynamic_library load(const std::filesystem::path& file) {
   try {
     return platform::dynamic_library(file);
   } catch (const std::runtime_error& error) {
-    throw user_error(exit_code::bad_input,
-                     fmt::format("cannot load the plug-in: {}; check that the file and the library "
-                                 "libdekodrix beside it are whole.",
-                                 error.what()));
+    throw user_error(
+        exit_code::bad_input,
+        fmt::format("cannot load the plug-in: {}; check that the file and the decoding "
+                    "library beside it are whole.",
+                    error.what()));
   }
 }
 

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "implementation/json.h"
+#include "platform/shell.h"
 
 namespace CLI {
 class App;
@@ -36,7 +37,6 @@ kovax::json cache_parameters(const database_options& options);
 // that is not known.
 std::string sync_command_line(const database_options& options);
 
-// `text` as one word of a POSIX shell.
-std::string shell_word(const std::string& text);
+using platform::shell_word;
 
 }  // namespace veltra::host

@@ -19,6 +19,10 @@ void check(BOOL result, const char* what) {
 bool move_to_own_console() {
   FreeConsole();
   check(AllocConsole(), "AllocConsole");
+  // Answered only when the console is there; what comes before is lost.
+  check(SetConsoleTitleW(L"veltra tests"), "SetConsoleTitle");
+  wchar_t title[32];
+  check(GetConsoleTitleW(title, 32) != 0, "GetConsoleTitle");
   return true;
 }
 

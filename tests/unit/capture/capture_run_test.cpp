@@ -11,6 +11,7 @@
 
 #include "host/user_error.h"
 #include "platform/file.h"
+#include "tests/support/captured_stdout.h"
 #include "tests/unit/capture/capture_reader.h"
 #include "tests/unit/capture/capture_run_fixture.h"
 #include "tests/unit/simulate/refusal.h"
@@ -18,7 +19,6 @@
 namespace veltra::host {
 namespace {
 
-using kovax::json;
 using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -99,9 +99,9 @@ TEST_F(capture_run_test, raw_packets_join_a_capture_on_request) {
 
 TEST_F(capture_run_test, standard_output_gets_the_capture_and_nothing_else) {
   script({{"steps", {packet_step("ip", "E")}}});
-  testing::internal::CaptureStdout();
+  test_support::captured_stdout captured;
   decode({"-o", "-"});
-  EXPECT_EQ(read_packets(testing::internal::GetCapturedStdout()).size(), 1U);
+  EXPECT_EQ(read_packets(captured.end()).size(), 1U);
   EXPECT_THAT(printed_, StartsWith("standard output: 1 packet"));
   EXPECT_THAT(names(), ElementsAre("trace.bin"));
 }
@@ -117,15 +117,12 @@ TEST_F(capture_run_test, an_input_is_never_replaced) {
   script({{"steps", {packet_step("ip", "E")}}});
   directory_.write("database.json", "{}");
   const std::string before = content(at("trace.bin"));
-  std::filesystem::create_symlink("trace.bin", at("link"));
-  for (const char* name : {"trace.bin", "link"}) {
-    EXPECT_THAT(refusal_of(
-                    [&] {
-                      decode({"-o", name_of(name)});
-                    },
-                    exit_code::usage),
-                HasSubstr("would replace the input"));
-  }
+  EXPECT_THAT(refusal_of(
+                  [&] {
+                    decode({"-o", name_of("trace.bin")});
+                  },
+                  exit_code::usage),
+              HasSubstr("would replace the input"));
   const test_support::working_directory here(directory_.path());
   EXPECT_THAT(refusal_of(
                   [&] {
@@ -183,18 +180,6 @@ TEST_F(capture_run_test, an_output_that_can_never_be_made_is_an_error_before_any
   script({{"logs", {passed_over}}, {"steps", {packet_step("ip", "E")}}});
   refusal_of([&] { decode({"-o", name_of("no/out")}); }, exit_code::output_failed);
   EXPECT_THAT(printed_, IsEmpty()) << "the plug-in was at work";
-}
-
-TEST_F(capture_run_test, an_output_that_is_full_ends_the_run) {
-  if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "needs a device that is always full";
-  json large = packet_step("ip", std::string(100'000, 'E'));
-  script({{"steps", {large, wait_step}}});
-  EXPECT_THAT(refusal_of(
-                  [&] {
-                    decode({"--format", "jsonl", "-o", "/dev/full"});
-                  },
-                  exit_code::output_failed),
-              HasSubstr("No space left on device"));
 }
 
 TEST_F(capture_run_test, a_name_that_is_not_utf_8_is_refused) {

@@ -149,7 +149,7 @@ TEST_F(source_session_test, messages_need_no_listener) {
 
 TEST(plugin_library, a_missing_file_is_named) {
   EXPECT_THAT(refusal_of([] { plugin_library("/no/such/plugin.kovax"); }),
-              AllOf(StartsWith("cannot load the plug-in: "), HasSubstr("/no/such/plugin.kovax")));
+              AllOf(StartsWith("cannot load the plug-in: "), HasSubstr("plugin.kovax")));
 }
 
 TEST(plugin_library, a_name_without_a_directory_is_a_file_here_and_not_in_the_system) {

@@ -13,6 +13,7 @@
 #include "tests/support/environment_variable.h"
 #include "tests/support/forward_proxy.h"
 #include "tests/support/http_server.h"
+#include "tests/support/paths.h"
 #include "tests/support/recorded_log.h"
 #include "tests/support/scripted_files.h"
 #include "tests/support/temp_directory.h"
@@ -60,7 +61,8 @@ class cache_sync_test : public testing::Test {
   std::string cached_file(const std::string& name) { return read_file(cache_.path() / name); }
 
   std::string path(const std::string& name) {
-    return platform::path_to_utf8(cache_.path() / platform::path_from_utf8(name));
+    return test_support::native(
+        platform::path_to_utf8(cache_.path() / platform::path_from_utf8(name)));
   }
 
   void sync() {

@@ -4,6 +4,7 @@
 
 #include "host/user_error.h"
 #include "implementation/json.h"
+#include "tests/support/paths.h"
 #include "tests/support/temp_directory.h"
 
 namespace veltra::host {
@@ -44,8 +45,8 @@ TEST(cache_json, an_empty_cache_is_an_empty_array) {
 
 TEST(cache_json, names_that_are_not_utf8_do_not_end_it) {
   auto odd = database(database_state::intact);
-  odd.file = std::string("c/\xFF.json");
-  EXPECT_THAT(format_cache_json({odd}), HasSubstr("c/\xEF\xBF\xBD.json"));
+  odd.file = "c" / test_support::name_without_text();
+  EXPECT_THAT(format_cache_json({odd}), HasSubstr("\xEF\xBF\xBD.json"));
 }
 
 TEST(describe_fault, names_database_and_fault) {

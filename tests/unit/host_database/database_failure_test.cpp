@@ -2,11 +2,13 @@
 
 #include <gmock/gmock.h>
 
+#include "tests/support/paths.h"
 #include "tests/support/temp_directory.h"
 
 namespace veltra::host {
 namespace {
 
+using test_support::native;
 using testing::AllOf;
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -49,7 +51,7 @@ class database_failure_test : public testing::Test {
 // --- keeping the cache ------------------------------------------------------------------------
 
 TEST_F(database_failure_test, a_cache_without_catalogue) {
-  const std::string message = "cannot open file: " + options.cache + "/config.json";
+  const std::string message = "cannot open file: " + options.cache + native("/config.json");
   EXPECT_EQ(sync_failure(message), "the cache " + options.cache + " has no catalogue yet (" +
                                        message + "); fetch it with: " + sync_command() +
                                        " --location URL");
@@ -58,7 +60,7 @@ TEST_F(database_failure_test, a_cache_without_catalogue) {
 
 TEST_F(database_failure_test, a_catalogue_that_may_not_be_read_is_not_told_to_be_missing) {
   cache.write("config.json", "{}");
-  EXPECT_THAT(sync_failure("cannot open file: " + options.cache + "/config.json"),
+  EXPECT_THAT(sync_failure("cannot open file: " + options.cache + native("/config.json")),
               AllOf(HasSubstr("read permission"), testing::Not(HasSubstr("db sync"))));
 }
 
@@ -137,7 +139,7 @@ TEST_F(database_failure_test, a_trace_whose_directory_may_not_be_read_is_not_the
 TEST_F(database_failure_test, a_catalogue_that_is_none) {
   EXPECT_THAT(sync_failure("[json.exception.parse_error.101] x"),
               AllOf(HasSubstr("[json.exception.parse_error.101] x"),
-                    HasSubstr(options.cache + "/config.json"), HasSubstr(sync_command())));
+                    HasSubstr(options.cache + native("/config.json")), HasSubstr(sync_command())));
 }
 
 TEST_F(database_failure_test, a_download_that_failed_names_the_database) {

@@ -6,8 +6,12 @@
 #include <memory>
 #include <string>
 
+#include "tests/support/paths.h"
+
 namespace veltra::host {
 namespace {
+
+using test_support::native;
 
 class sync_progress_test : public testing::Test {
  protected:
@@ -32,9 +36,9 @@ class sync_progress_test : public testing::Test {
 
 TEST_F(sync_progress_test, an_intact_database_gets_a_line_below_the_cache) {
   take({"check database at path: cache/a/1/u/fw.json"});
-  EXPECT_EQ(shown(), "a/1/u/fw.json: ");
+  EXPECT_EQ(shown(), native("a/1/u/fw.json: "));
   progress.finish(false);
-  EXPECT_EQ(shown(), "a/1/u/fw.json: intact\n");
+  EXPECT_EQ(shown(), native("a/1/u/fw.json: intact\n"));
   EXPECT_EQ(progress.databases(), 1U);
   EXPECT_EQ(progress.downloads(), 0U);
 }
@@ -47,9 +51,10 @@ TEST_F(sync_progress_test, the_next_line_ends_the_one_before) {
 }
 
 TEST_F(sync_progress_test, a_file_outside_the_cache_keeps_its_whole_name) {
-  take({"check database at path: /dbs/fw.json"});
+  const std::string outside = native("/dbs/fw.json");
+  take({("check database at path: " + outside).c_str()});
   progress.finish(false);
-  EXPECT_EQ(shown(), "/dbs/fw.json: intact\n");
+  EXPECT_EQ(shown(), outside + ": intact\n");
 }
 
 TEST_F(sync_progress_test, a_failure_ends_the_line_that_it_hit) {

@@ -2,12 +2,14 @@
 
 #include <gmock/gmock.h>
 
-#include <cerrno>
 #include <string>
 #include <system_error>
 
+#include "tests/support/system_errors.h"
+
 namespace {
 
+namespace port_error = test_support::port_error;
 using testing::HasSubstr;
 using testing::StartsWith;
 using veltra::host::exit_code;
@@ -28,26 +30,24 @@ std::string open_failed(int error) {
 }
 
 TEST(port_failure, a_missing_port_points_to_the_list) {
-  const user_error error = explain(open_failed(ENOENT));
+  const user_error error = explain(open_failed(port_error::missing));
   EXPECT_EQ(error.code(), exit_code::bad_input);
   EXPECT_STREQ(error.what(),
                "there is no port /dev/ttyUSB0; \"veltra devices\" lists those there are.");
 }
 
 TEST(port_failure, a_port_in_use_names_who_uses_it) {
-  EXPECT_STREQ(explain(open_failed(EBUSY), false, {{{7, "terminal"}, {9, ""}}, true}).what(),
-               "/dev/ttyUSB0 is in use by terminal (process 7), a program (process 9); end that "
-               "program first.");
-  EXPECT_STREQ(explain(open_failed(EBUSY)).what(),
+  EXPECT_STREQ(
+      explain(open_failed(port_error::busy), false, {{{7, "terminal"}, {9, ""}}, true}).what(),
+      "/dev/ttyUSB0 is in use by terminal (process 7), a program (process 9); end that "
+      "program first.");
+  EXPECT_STREQ(explain(open_failed(port_error::busy)).what(),
                "/dev/ttyUSB0 is in use by another program; end that program first.");
 }
 
-TEST(port_failure, a_lack_of_permission_names_the_group) {
-  EXPECT_THAT(explain(open_failed(EACCES)).what(), HasSubstr("dialout"));
-}
-
 TEST(port_failure, a_file_that_is_no_terminal_is_told) {
-  EXPECT_THAT(explain(open_failed(ENOTTY)).what(), StartsWith("/dev/ttyUSB0 is no serial port"));
+  EXPECT_THAT(explain(open_failed(port_error::not_serial)).what(),
+              StartsWith("/dev/ttyUSB0 is no serial port"));
 }
 
 TEST(port_failure, a_file_that_opens_and_has_no_line_settings_is_no_serial_port) {
@@ -55,12 +55,15 @@ TEST(port_failure, a_file_that_opens_and_has_no_line_settings_is_no_serial_port)
     return "error: ERR_QUERY_SETTINGS message: Win32 GetCommState error: " +
            std::system_category().message(error);
   };
-  EXPECT_THAT(explain(refused(ENOTTY)).what(), StartsWith("/dev/ttyUSB0 is no serial port"));
-  EXPECT_THAT(explain(refused(EIO)).what(), StartsWith("/dev/ttyUSB0 does not tell its line"));
+  EXPECT_THAT(explain(refused(port_error::not_serial)).what(),
+              StartsWith("/dev/ttyUSB0 is no serial port"));
+  EXPECT_THAT(explain(refused(port_error::other)).what(),
+              StartsWith("/dev/ttyUSB0 does not tell its line"));
 }
 
 TEST(port_failure, any_other_refusal_keeps_the_systems_words) {
-  EXPECT_THAT(explain(open_failed(EIO)).what(), HasSubstr(std::system_category().message(EIO)));
+  EXPECT_THAT(explain(open_failed(port_error::other)).what(),
+              HasSubstr(std::system_category().message(port_error::other)));
 }
 
 TEST(port_failure, settings_that_the_line_cannot_hold_are_told) {

@@ -7,8 +7,8 @@
 #include <string>
 
 #include "plugin/errors.h"
-#include "tests/support/drive.h"
 #include "tests/support/environment_variable.h"
+#include "tests/support/paths.h"
 
 namespace {
 

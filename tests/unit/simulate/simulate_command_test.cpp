@@ -16,6 +16,7 @@
 #include "implementation/json.h"
 #include "platform/environment.h"
 #include "platform/file.h"
+#include "tests/support/captured_stdout.h"
 #include "tests/unit/simulate/frame_reader.h"
 #include "tests/unit/simulate/refusal.h"
 
@@ -249,11 +250,11 @@ TEST_F(simulate_command, the_command_line_reaches_the_work) {
 }
 
 TEST_F(simulate_command, a_trace_on_standard_output_is_alone_there) {
-  testing::internal::CaptureStdout();
+  test_support::captured_stdout captured;
   testing::internal::CaptureStderr();
   run({"simulate", platform::path_to_utf8(at("s.tsv")), "--trace", "-", "--database",
        platform::path_to_utf8(at("d.json"))});
-  EXPECT_EQ(read_frames(testing::internal::GetCapturedStdout()).size(), 3U);
+  EXPECT_EQ(read_frames(captured.end()).size(), 3U);
   EXPECT_THAT(testing::internal::GetCapturedStderr(), StartsWith("2 messages, played once: "));
 }
 
