@@ -1,6 +1,7 @@
 // capture_run_fixture.h - whole runs of `veltra decode` on a plug-in that plays a script.
 #pragma once
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <CLI/CLI.hpp>
@@ -11,16 +12,20 @@
 
 #include "host/capture/capture_run.h"
 #include "host/command.h"
+#include "host/user_error.h"
 #include "implementation/json.h"
 #include "platform/file.h"
 #include "tests/support/keyboard.h"
 #include "tests/support/temp_directory.h"
 #include "tests/unit/capture/fake_plugin.h"
 #include "tests/unit/capture/file_content.h"
+#include "tests/unit/simulate/refusal.h"
 
 namespace veltra::host {
 
-inline kovax::json packet_step(const char* layer, const std::string& text) {
+using kovax::json;
+
+inline json packet_step(const char* layer, const std::string& text) {
   return {{"layer", layer},
           {"category", "network"},
           {"text", text},
@@ -28,10 +33,9 @@ inline kovax::json packet_step(const char* layer, const std::string& text) {
            R"({"data_offset":1,"data_size":2,"modem_db_path":"/d","modem_db_uuid":"u-1"})"}};
 }
 
-inline const kovax::json raw_step = packet_step("modem_trace", "12345");
-inline const kovax::json wait_step = {{"wait_for_stop", true}};
-inline const kovax::json failed_start = {
-    {"result", 100}, {"message", "device lost"}, {"code", 100}};
+inline const json raw_step = packet_step("modem_trace", "12345");
+inline const json wait_step = {{"wait_for_stop", true}};
+inline const json failed_start = {{"result", 100}, {"message", "device lost"}, {"code", 100}};
 
 // A directory with a script where a trace would be.
 class capture_run_test : public testing::Test {
@@ -40,7 +44,7 @@ class capture_run_test : public testing::Test {
   std::string name_of(const char* name) const { return platform::path_to_utf8(at(name)); }
   std::vector<std::string> names() const { return names_in(directory_.path()); }
 
-  void script(const kovax::json& text) { directory_.write("trace.bin", text.dump()); }
+  void script(const json& text) { directory_.write("trace.bin", text.dump()); }
 
   // Runs `veltra decode` on the script and keeps what it prints on stderr.
   exit_code decode(std::vector<std::string> more) {
