@@ -32,4 +32,5 @@ refused() {
   [ "$(listing)" = "$before" ] || fail "files were made or changed: $*" "$before" "$(listing)"
   rm -f "$work.out" "$work.err"
 }
-listing() { find . -printf '%p %s %T@\n' | grep -v '^\. ' | sort; }
+# Without what other programs keep in the home directory.
+listing() { find . -name '.?*' -prune -o -printf '%p %s %T@\n' | grep -v '^\. ' | sort; }

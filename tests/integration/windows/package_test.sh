@@ -3,6 +3,7 @@
 #   package_test.sh NATIVE_VELTRA SESSION.tsv WINE_PREFIX WINE_COMMAND... VELTRA_EXE BUILD_DIR
 windows_build=${*: -1}
 set -- "${@:1:$#-1}"
+. "$(dirname "$0")/../checks.sh"
 . "$(dirname "$0")/wine.sh"
 
 cpack --config "$windows_build/CPackConfig.cmake" -B "$work/made" >cpack.log 2>&1 ||
