@@ -10,10 +10,8 @@
 #include <optional>
 #include <utility>
 
-#include "host/capture/capture_writer.h"
-#include "host/capture/jsonl_writer.h"
+#include "host/capture/capture_output.h"
 #include "host/capture/plugin_library.h"
-#include "host/capture/prompt_consumer.h"
 #include "host/capture/run_messages.h"
 #include "host/capture/run_statistics.h"
 #include "host/capture/source_parameters.h"
@@ -22,7 +20,6 @@
 #include "host/console.h"
 #include "host/database/database_failure.h"
 #include "host/output_failure.h"
-#include "host/output_file.h"
 #include "host/user_error.h"
 #include "platform/file.h"
 #include "platform/interrupt.h"
@@ -91,62 +88,6 @@ user_error explain_run(const source_failure& failure, const capture_request& req
   return explain_run_failure(failure, request.input, database, kept);
 }
 
-// The output of a run with the writer that fills it.
-class capture_output {
- public:
-  // A live run's output is read while it is written, as far as that is possible; when
-  // it takes no more, `on_failure` is called on a thread of its own.
-  capture_output(const output_options& options, bool live, std::function<void()> on_failure)
-      : path_(platform::path_from_utf8(options.file)),
-        streamed_(live && output_file::is_stream(path_)),
-        file_(path_, options.format == "jsonl" || streamed_ ? output_file::access::sequential
-                                                            : output_file::access::random) {
-    if (options.format == "jsonl") {
-      writer_ = std::make_unique<jsonl_writer>(file_, options.raw_packets);
-    } else {
-      writer_ = std::make_unique<capture_writer>(
-          file_,
-          capture_writer::settings{.with_raw_packets = options.raw_packets, .streamed = streamed_});
-    }
-    if (live)
-      writer_ = std::make_unique<prompt_consumer>(std::move(writer_), std::move(on_failure));
-  }
-
-  packet_consumer& writer() { return *writer_; }
-
-  void commit() {
-    writer_->finish();
-    file_.commit();
-  }
-
-  // After a failure to write: puts what is whole under the final name, if that is
-  // possible at all.
-  bool rescue() {
-    try {
-      if (!file_.keep_whole_records()) return false;
-      writer_->finish_without_room();
-      file_.commit();
-      return true;
-    } catch (const user_error&) {
-      return false;
-    }
-  }
-
-  std::string remarks(bool rescued) const {
-    std::string text = writer_->remarks();
-    if (rescued) text += fmt::format("{}the last packets are missing", text.empty() ? "" : ", ");
-    return text;
-  }
-
-  std::string name() const { return output_name(path_); }
-
- private:
-  const std::filesystem::path path_;
-  const bool streamed_;
-  output_file file_;
-  std::unique_ptr<packet_consumer> writer_;
-};
-
 user_error explain_nothing(const capture_request& request, const run_statistics& statistics,
                            bool interrupted) {
   if (request.explain_nothing) return request.explain_nothing(statistics.raw_bytes());
@@ -193,11 +134,11 @@ exit_code run_capture(capture_request request) {
   run_statistics statistics;
   run_end end(session);
   const auto begin = std::chrono::steady_clock::now();
-  const auto summarise = [&](bool rescued) {
+  const auto summarise = [&] {
     tell(format_summary(statistics, {.output = output->name(),
                                      .elapsed = std::chrono::steady_clock::now() - begin,
                                      .interrupted = end.interrupted() && !request.live,
-                                     .remarks = output->remarks(rescued)}));
+                                     .remarks = output->remarks()}));
   };
   const auto keep_capture = [&] {
     if (!output) return;
@@ -205,10 +146,10 @@ exit_code run_capture(capture_request request) {
       output->commit();
     } catch (const user_error&) {
       // A live input does not come a second time.
-      if (request.live && output->rescue()) summarise(true);
+      if (request.live && output->rescue()) summarise();
       throw;
     }
-    summarise(false);
+    summarise();
   };
   const auto leave_terminal = [&] {
     request.observe = nullptr;
@@ -231,7 +172,7 @@ exit_code run_capture(capture_request request) {
     on_message = nullptr;
     // Throws what ended the run, if that was the output.
     if (output) output->writer().flush();
-  } catch (const user_error&) {
+  } catch (...) {
     on_message = nullptr;
     leave_terminal();
     if (request.live && statistics.decoded_packets() != 0) keep_capture();

@@ -18,6 +18,15 @@ constexpr std::string_view label = "CLIENT_RANDOM ";
 constexpr std::size_t line_size =
     label.size() + 2 * random_size + 1 + 2 * tls_key_log::master_size + 1;
 
+// `bytes` as a value of a fixed size, if they have that size.
+template <typename Value>
+std::optional<Value> exactly(std::span<const std::uint8_t> bytes) {
+  Value value;
+  if (bytes.size() != value.size()) return std::nullopt;
+  std::copy(bytes.begin(), bytes.end(), value.begin());
+  return value;
+}
+
 template <typename Value>
 bool is_known(const std::deque<Value>& known, const Value& value) {
   return std::find(known.begin(), known.end(), value) != known.end();
@@ -32,20 +41,18 @@ void remember(std::deque<Value>& known, const Value& value) {
 }  // namespace
 
 bool tls_key_log::add_randbytes(std::span<const std::uint8_t> bytes) {
-  randbytes value;
-  if (bytes.size() != value.size()) {
-    ++refused_;
-    comment("handshake_randbytes of a wrong size", bytes);
+  const auto value = exactly<randbytes>(bytes);
+  if (!value) {
+    refuse("handshake_randbytes", bytes);
     return false;
   }
-  std::copy(bytes.begin(), bytes.end(), value.begin());
   // A handshake traced twice is still one handshake.
-  if (is_known(known_randbytes_, value)) return true;
-  remember(known_randbytes_, value);
+  if (is_known(known_randbytes_, *value)) return true;
+  remember(known_randbytes_, *value);
   end_run();
   handshake_was_last_ = true;
 
-  handshake& added = handshakes_.emplace_back(handshake{value});
+  handshake& added = handshakes_.emplace_back(handshake{*value});
   if (!spare_.empty()) {
     added.guess = spare_.back();
     added.guess_is_spare = true;
@@ -66,15 +73,13 @@ bool tls_key_log::add_randbytes(std::span<const std::uint8_t> bytes) {
 }
 
 bool tls_key_log::add_session_master(std::span<const std::uint8_t> bytes) {
-  master value;
-  if (bytes.size() != value.size()) {
-    ++refused_;
-    comment("session_master of a wrong size", bytes);
+  const auto value = exactly<master>(bytes);
+  if (!value) {
+    refuse("session_master", bytes);
     return false;
   }
-  std::copy(bytes.begin(), bytes.end(), value.begin());
-  const bool known = is_known(known_masters_, value);
-  if (!known) remember(known_masters_, value);
+  const bool known = is_known(known_masters_, *value);
+  if (!known) remember(known_masters_, *value);
   // A known master without a new handshake before it is a repeated trace.
   if (known && !handshake_was_last_) return true;
   handshake_was_last_ = false;
@@ -91,10 +96,10 @@ bool tls_key_log::add_session_master(std::span<const std::uint8_t> bytes) {
   }
   // More masters in a row than handshakes can wait cannot all have one.
   if (run_.size() == most_waiting) {
-    give_up(value);
+    give_up(*value);
     return true;
   }
-  run_.push_back(value);
+  run_.push_back(*value);
   pair_run();
   return true;
 }
@@ -143,6 +148,11 @@ std::size_t tls_key_log::pending() const {
       handshakes_.begin(), handshakes_.end(),
       [](const handshake& each) { return each.best() && each.written != each.best(); });
   return settled_.size() + 2 * line_size * static_cast<std::size_t>(unwritten);
+}
+
+void tls_key_log::refuse(std::string_view layer, std::span<const std::uint8_t> bytes) {
+  ++refused_;
+  comment(fmt::format("{} of a wrong size", layer), bytes);
 }
 
 void tls_key_log::give_up(const handshake& lone) {

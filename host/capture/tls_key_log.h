@@ -82,9 +82,10 @@ class tls_key_log {
 
   void pair_run();
   void end_run();
+  void refuse(std::string_view layer, std::span<const std::uint8_t> bytes);
   void give_up(const handshake& lone);
   void give_up(const master& unused);
-  void write(handshake& written, std::string& to);
+  static void write(handshake& written, std::string& to);
   void comment(std::string_view what, std::span<const std::uint8_t> bytes);
 
   std::list<handshake> handshakes_;  // waiting or not written yet, in order of arrival

@@ -80,8 +80,8 @@ void check(const capture_options& options) {
 user_error explain_nothing(const capture_options& options, std::uint64_t raw_bytes,
                            std::uint64_t searched_bytes) {
   const std::string& port = options.line.port;
-  const auto nothing = [](std::string text) {
-    return user_error(exit_code::nothing_decoded, std::move(text));
+  const auto nothing = [](const std::string& text) {
+    return user_error(exit_code::nothing_decoded, text);
   };
   if (raw_bytes == 0 && searched_bytes == 0) {
     return nothing(
@@ -169,7 +169,7 @@ exit_code capture(capture_options options) {
     const exit_code code = run_capture(std::move(request));
     raw.finish();
     return code;
-  } catch (const user_error&) {
+  } catch (...) {
     raw.finish();
     throw;
   }

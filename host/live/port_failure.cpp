@@ -21,8 +21,8 @@ user_error no_serial_port(const std::string& port) {
 user_error explain_refusal(const std::string& message, const std::string& port,
                            const platform::device_holders& holders) {
   using platform::port_refusal;
-  const auto refuse = [](std::string text) {
-    return user_error(exit_code::bad_input, std::move(text));
+  const auto refuse = [](const std::string& text) {
+    return user_error(exit_code::bad_input, text);
   };
   switch (platform::refusal_of(message)) {
     case port_refusal::missing:

@@ -1,0 +1,46 @@
+// capture_output.h - the output of a run with the writer that fills it.
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "host/capture/packet_consumer.h"
+#include "host/capture/run_options.h"
+#include "host/output_file.h"
+
+namespace veltra::host {
+
+// One thread. Failures are user_errors (output_failed). Without commit() or rescue()
+// there is no file in the end.
+class capture_output {
+ public:
+  // A live run's output is read while it is written, as far as that is possible; when
+  // it takes no more, `on_failure` is called on a thread of its own.
+  capture_output(const output_options& options, bool live, std::function<void()> on_failure);
+
+  packet_consumer& writer() { return *writer_; }
+
+  // Finishes the capture and puts it under its name.
+  void commit();
+
+  // After a failure to write: the same with what is whole. Returns false if that is
+  // not possible, and nothing of the capture is left then.
+  bool rescue();
+
+  // Words for the summary; empty if there is nothing to say.
+  std::string remarks() const;
+
+  // For a person to read.
+  std::string name() const;
+
+ private:
+  const std::filesystem::path path_;
+  const bool streamed_;
+  output_file file_;
+  std::unique_ptr<packet_consumer> writer_;
+  bool rescued_ = false;
+};
+
+}  // namespace veltra::host
