@@ -14,15 +14,42 @@ void check(BOOL result, const char* what) {
   }
 }
 
+// A program with a console that shows no window, while the object lives.
+class hidden_console {
+ public:
+  hidden_console() {
+    STARTUPINFOW startup = {};
+    startup.cb = sizeof startup;
+    wchar_t waiting_for_a_key[] = L"cmd.exe /d /c pause";
+    check(CreateProcessW(nullptr, waiting_for_a_key, nullptr, nullptr, FALSE, CREATE_NO_WINDOW,
+                         nullptr, nullptr, &startup, &program_),
+          "CreateProcess");
+  }
+  hidden_console(const hidden_console&) = delete;
+  hidden_console& operator=(const hidden_console&) = delete;
+  ~hidden_console() {
+    TerminateProcess(program_.hProcess, 0);
+    CloseHandle(program_.hThread);
+    CloseHandle(program_.hProcess);
+  }
+
+  // False as long as the console is still being made, of which nobody is told.
+  bool attach() const { return AttachConsole(program_.dwProcessId) != FALSE; }
+
+ private:
+  PROCESS_INFORMATION program_ = {};
+};
+
 // Ctrl-C reaches every process of a console: this one gets one of its own. With it
 // begins a new list of handlers.
 bool move_to_own_console() {
   FreeConsole();
-  check(AllocConsole(), "AllocConsole");
-  // Answered only when the console is there; what comes before is lost.
-  check(SetConsoleTitleW(L"veltra tests"), "SetConsoleTitle");
-  wchar_t title[32];
-  check(GetConsoleTitleW(title, 32) != 0, "GetConsoleTitle");
+  const hidden_console console;
+  constexpr int patience = 10'000;  // milliseconds
+  for (int waited = 0; !console.attach(); ++waited) {
+    check(waited < patience, "AttachConsole");
+    Sleep(1);
+  }
   return true;
 }
 

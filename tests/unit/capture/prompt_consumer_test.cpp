@@ -4,10 +4,10 @@
 
 #include <atomic>
 #include <future>
-#include <semaphore>
 #include <stdexcept>
 
 #include "host/user_error.h"
+#include "tests/support/event_count.h"
 #include "tests/unit/simulate/refusal.h"
 
 namespace veltra::host {
@@ -19,7 +19,7 @@ using namespace std::chrono_literals;
 struct events {
   int packets = 0;
   std::atomic<int> flushes = 0;
-  std::counting_semaphore<> flushed{0};
+  test_support::event_count flushed;
   std::atomic<int> holds = 0;  // how many flushes hold something back
   std::atomic<bool> fails = false;
   bool finished = false;
@@ -33,7 +33,7 @@ class recording_consumer : public packet_consumer {
   bool flush() override {
     if (seen_.fails) throw user_error(exit_code::output_failed, "the disk is full");
     ++seen_.flushes;
-    seen_.flushed.release();
+    seen_.flushed.add();
     return seen_.holds > 0 && seen_.holds-- > 0;
   }
   void finish() override { seen_.finished = true; }
@@ -58,16 +58,16 @@ class prompt_consumer_test : public testing::Test {
 TEST_F(prompt_consumer_test, a_packet_is_flushed_while_no_other_comes) {
   const auto prompt = consumer(1ms);
   prompt->consume({});
-  seen_.flushed.acquire();
+  seen_.flushed.take();
   prompt->consume({});
-  seen_.flushed.acquire();
+  seen_.flushed.take();
   EXPECT_EQ(seen_.packets, 2);
 }
 
 TEST_F(prompt_consumer_test, packets_of_one_batch_are_flushed_together) {
   const auto prompt = consumer(20ms);
   for (int i = 0; i < 1000; ++i) prompt->consume({});
-  seen_.flushed.acquire();
+  seen_.flushed.take();
   EXPECT_LT(seen_.flushes, 100);
 }
 
@@ -75,7 +75,7 @@ TEST_F(prompt_consumer_test, what_is_held_back_is_asked_for_again) {
   seen_.holds = 2;
   const auto prompt = consumer(1ms);
   prompt->consume({});
-  for (int i = 0; i < 3; ++i) seen_.flushed.acquire();
+  for (int i = 0; i < 3; ++i) seen_.flushed.take();
   EXPECT_EQ(seen_.holds, 0);
 }
 

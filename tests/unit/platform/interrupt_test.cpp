@@ -2,8 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <semaphore>
-
+#include "tests/support/event_count.h"
 #include "tests/support/keyboard.h"
 
 namespace {
@@ -12,12 +11,12 @@ using platform::interrupt_watch;
 
 TEST(interrupt, each_ctrl_c_becomes_a_call) {
   const test_support::keyboard keyboard;
-  std::counting_semaphore<> calls(0);
-  const interrupt_watch watch([&] { calls.release(); });
+  test_support::event_count calls;
+  const interrupt_watch watch([&] { calls.add(); });
   keyboard.press_ctrl_c();
-  calls.acquire();
+  calls.take();
   keyboard.press_ctrl_c();
-  calls.acquire();
+  calls.take();
 }
 
 }  // namespace
