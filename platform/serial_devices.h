@@ -32,6 +32,8 @@ struct device_holders {
   std::vector<device_holder> seen;  // in order of the process number
   // False when there were processes that this user may not look into.
   bool complete = true;
+  // False where the system tells this to nobody.
+  bool told = true;
 };
 
 // Where the system keeps what the functions below read; replaced in tests. Not used
@@ -48,12 +50,12 @@ struct device_roots {
 std::vector<serial_device> list_serial_devices(const device_roots& roots = {});
 
 // Who has `device` (or what a symbolic link of that name leads to) open, without
-// opening it. Windows does not tell: nobody is seen, and not all that there are.
+// opening it. Windows does not tell.
 device_holders find_device_holders(const std::filesystem::path& device,
                                    const device_roots& roots = {});
 
-// Whether this user may open `device`, as far as its permissions tell; on Windows,
-// where every user may open a port, whether the system knows it.
+// Whether this user may open `device`, as far as its permissions tell. On Windows
+// ports are open to every user.
 bool may_open_device(const std::filesystem::path& device);
 
 // Why the system did not open a port, from its own description of the error.

@@ -22,6 +22,7 @@ std::string state_of(const platform::serial_device& device, const platform::devi
   const platform::device_holders holders = platform::find_device_holders(device.path, roots);
   if (!holders.seen.empty()) return "in use by " + list_holders(holders);
   if (!platform::may_open_device(device.path)) return "no permission";
+  if (!holders.told) return "not known";
   return holders.complete ? "free" : "free, as far as visible";
 }
 

@@ -25,9 +25,9 @@ bool is_plain(unsigned char character) {
 }  // namespace
 
 void add_line_options(CLI::App& command, line_options& options) {
-  names_something(
-      command.add_option("--port,-p", options.port,
-                         "Serial port, such as /dev/ttyUSB0; \"veltra devices\" lists them"))
+  names_something(command.add_option(
+                      "--port,-p", options.port,
+                      "Serial port, such as /dev/ttyUSB0 or COM3; \"veltra devices\" lists them"))
       ->required()
       ->type_name("DEV");
   command.add_option("--baud-rate", options.baud_rate, "Bits per second")

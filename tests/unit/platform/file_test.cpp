@@ -31,6 +31,16 @@ TEST(file, replace_empties_what_was_there_and_can_be_read_back) {
   std::filesystem::remove(path);
 }
 
+TEST(file, a_temporary_file_is_written_and_read_back) {
+  const file_pointer file(platform::open_temporary_file());
+  ASSERT_NE(file, nullptr);
+  std::fputs("a\r\nb\n", file.get());
+  ASSERT_EQ(platform::seek_file(file.get(), 1), 0);
+  char bytes[8] = {};
+  EXPECT_EQ(std::fread(bytes, 1, sizeof bytes, file.get()), 4U);
+  EXPECT_STREQ(bytes, "\r\nb\n");
+}
+
 TEST(file, reading_needs_an_existing_file) {
   errno = 0;
   EXPECT_EQ(platform::open_file("/no/such/file", platform::open_mode::read), nullptr);

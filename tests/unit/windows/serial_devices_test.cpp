@@ -8,6 +8,7 @@
 #include <system_error>
 #include <vector>
 
+#include "host/live/device_list.h"
 #include "platform/file.h"
 #include "platform/windows/system.h"
 
@@ -65,14 +66,19 @@ TEST(windows_serial_devices, a_port_that_is_gone_is_not_listed) {
   EXPECT_THAT(test_ports(), ElementsAre());
 }
 
-TEST(windows_serial_devices, who_holds_a_port_is_not_known) {
+TEST(windows_serial_devices, who_holds_a_port_is_not_told) {
   const auto holders = platform::find_device_holders("COM23");
   EXPECT_TRUE(holders.seen.empty());
-  EXPECT_FALSE(holders.complete);
+  EXPECT_FALSE(holders.told);
 }
 
-TEST(windows_serial_devices, a_port_that_the_system_does_not_know_may_not_be_opened) {
-  EXPECT_FALSE(platform::may_open_device("COM255"));
+TEST(windows_serial_devices, the_list_does_not_call_a_port_free_that_may_be_in_use) {
+  platform::serial_device port;
+  port.path = "COM23";
+  port.driver = "serial";
+  EXPECT_EQ(veltra::host::format_devices({port}, {}),
+            "PORT   STATE      DEVICE\n"
+            "COM23  not known  driver serial\n");
 }
 
 TEST(windows_port_refusal, is_told_by_the_end_of_the_text) {
