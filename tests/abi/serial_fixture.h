@@ -92,6 +92,12 @@ class serial_fixture : public source_fixture {
     ASSERT_EQ(line->drain(std::chrono::milliseconds(0)), outcome::done);
   }
 
+  // Waits until raw packets of so many bytes have come in all.
+  void wait_for_raw_bytes(std::size_t count) {
+    std::unique_lock lock(mutex_);
+    arrived_.wait(lock, [&] { return raw_bytes_ >= count; });
+  }
+
   // Waits until so many packets have come in all.
   void wait_for_packets(std::size_t count) {
     std::unique_lock lock(mutex_);
@@ -107,12 +113,14 @@ class serial_fixture : public source_fixture {
     if (in_callback) in_callback(packet);
     const std::lock_guard lock(mutex_);
     ++packets_;
+    if (packet.is_raw()) raw_bytes_ += packet.data.size();
     arrived_.notify_all();
   }
 
   std::mutex mutex_;
   std::condition_variable arrived_;
   std::size_t packets_ = 0;
+  std::size_t raw_bytes_ = 0;
   std::future<std::int32_t> running_;
 };
 

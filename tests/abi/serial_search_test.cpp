@@ -40,6 +40,28 @@ class serial_search_test : public test_support::serial_fixture {
              {{"cache_directory", platform::path_to_utf8(directory.path() / "cache")}}}};
   }
 
+  // Has `bytes`, a multiple of the chunk size, searched until a stop breaks into the
+  // wait for more of them. A stop that comes just before the wait ends the search in
+  // order and hands over what was searched: then it is begun again.
+  std::int32_t search_until_stopped(const std::string& bytes) {
+    const std::string last_line =
+        "Cached data for locating database UID: " + std::to_string(bytes.size());
+    for (;;) {
+      session.packets.clear();
+      std::promise<void> searched;
+      session.on_log = [&](const log_line& logged) {
+        if (logged.text != last_line) return;
+        session.on_log = nullptr;
+        searched.set_value();
+      };
+      start_receiving();
+      send(bytes);
+      searched.get_future().wait();
+      const std::int32_t result = stop_and_wait();
+      if (session.packets.empty()) return result;
+    }
+  }
+
   std::string marker() const { return std::string("UID %s ") + uuid + "....."; }
 };
 
@@ -63,23 +85,21 @@ TEST_F(serial_search_test, what_was_searched_is_one_raw_packet_and_decoded) {
 
 TEST_F(serial_search_test, a_stop_ends_the_search) {
   open_line(cache());
-  start_receiving();
-  send_and_drain("no marker");
-  EXPECT_EQ(stop_and_wait(), 100);
+  EXPECT_EQ(search_until_stopped("no marker..."), 100);
   EXPECT_EQ(session.last_error().message, "stop extracting");
   EXPECT_TRUE(session.packets.empty());
 }
 
 TEST_F(serial_search_test, goes_on_where_a_stop_ended_it) {
   open_line(cache());
+  const std::string first = "before" + marker().substr(0, 18);
+  ASSERT_EQ(search_until_stopped(first), 100);
   start_receiving();
-  send_and_drain("before" + marker().substr(0, 20));
-  ASSERT_EQ(stop_and_wait(), 100);
-  start_receiving();
-  send(marker().substr(20) + "..");
-  wait_for_packets(1);
+  const std::string second = marker().substr(18) + "..";
+  send(second);
+  wait_for_raw_bytes(first.size() + second.size());
   EXPECT_EQ(stop_and_wait(), 100);
-  EXPECT_EQ(session.raw_bytes(), "before" + marker() + "..");
+  EXPECT_EQ(session.raw_bytes(), first + second);
 }
 
 // The port is open after its settings were refused, but nothing reads it, and an
