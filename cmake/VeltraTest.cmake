@@ -14,9 +14,12 @@ if(WIN32 AND CMAKE_CROSSCOMPILING)
   set(VELTRA_TEST_DRIVE "Z:")
   set(VELTRA_NATIVE_BUILD "${PROJECT_SOURCE_DIR}/build/release" CACHE PATH
     "Build directory of this tree for this machine, which tests under Wine need as well")
-  # Wine's own registry and drives, in the build tree; quick once they are there.
-  add_test(NAME wine COMMAND ${CMAKE_CROSSCOMPILING_EMULATOR} wineboot --init)
-  set_tests_properties(wine PROPERTIES FIXTURES_SETUP wine TIMEOUT 300)
+  set(wine_session "${PROJECT_SOURCE_DIR}/tests/support/windows/wine_session.sh")
+  add_test(NAME wine.begin COMMAND
+    "${wine_session}" begin "${PROJECT_BINARY_DIR}/wine" ${CMAKE_CROSSCOMPILING_EMULATOR})
+  add_test(NAME wine.end COMMAND "${wine_session}" end "${PROJECT_BINARY_DIR}/wine")
+  set_tests_properties(wine.begin PROPERTIES FIXTURES_SETUP wine TIMEOUT 300)
+  set_tests_properties(wine.end PROPERTIES FIXTURES_CLEANUP wine TIMEOUT 60)
 endif()
 
 # veltra_set_test_properties(TEST property value...): what every test has, and more.

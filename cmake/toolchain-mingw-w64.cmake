@@ -34,13 +34,14 @@ if(NOT IS_DIRECTORY "${VELTRA_WINDOWS_DEPENDENCIES}")
 endif()
 list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES VELTRA_WINDOWS_DEPENDENCIES)
 
-# Wine keeps its state in the build tree, asks nothing and shows no window. WINEPATH
-# leads to the decoder for programs that lie elsewhere in the build tree.
+# Wine keeps its state in the build tree, asks nothing, shows no window and leaves the
+# desktop's menus alone. WINEPATH leads to the decoder for programs that lie elsewhere
+# in the build tree.
 find_program(VELTRA_WINE wine DOC "Runs Windows programs")
 if(VELTRA_WINE)
   set(CMAKE_CROSSCOMPILING_EMULATOR
     env -u DISPLAY "WINEPREFIX=${CMAKE_BINARY_DIR}/wine" "WINEPATH=Z:${CMAKE_BINARY_DIR}/bin"
-    WINEDEBUG=-all "WINEDLLOVERRIDES=mscoree,mshtml=" "${VELTRA_WINE}")
+    WINEDEBUG=-all "WINEDLLOVERRIDES=mscoree,mshtml,winemenubuilder.exe=" "${VELTRA_WINE}")
 endif()
 
 set(CMAKE_FIND_ROOT_PATH "${VELTRA_WINDOWS_DEPENDENCIES}" /usr/${triplet})
