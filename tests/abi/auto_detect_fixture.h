@@ -9,6 +9,7 @@
 #include "platform/file.h"
 #include "plugin/database/digest.h"
 #include "tests/support/catalogue_builder.h"
+#include "tests/support/paths.h"
 #include "tests/support/source_fixture.h"
 
 namespace test_support {
@@ -31,7 +32,7 @@ class auto_detect_fixture : public source_fixture {
 
   // The host's name of a path below the cache, absolute.
   std::string in_cache(std::string_view name) const {
-    return platform::path_to_utf8(cache / platform::path_from_utf8(name));
+    return platform::path_to_utf8(cache / platform::path_from_utf8(native(name)));
   }
 
   // Offers a database for the firmware `version` of "modem".

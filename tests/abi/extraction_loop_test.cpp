@@ -68,14 +68,6 @@ TEST_F(extraction_loop_test, a_file_that_grew_after_its_end_was_seen_is_not_read
   EXPECT_EQ(session.raw_bytes(), varied_bytes(1500));
 }
 
-TEST_F(extraction_loop_test, a_file_that_was_removed_after_init_is_read_all_the_same) {
-  const auto path = write_trace_of(1500);
-  open({{"file_path", path}});
-  std::filesystem::remove(path);
-  EXPECT_EQ(session.start(), 0);
-  EXPECT_EQ(session.raw_bytes(), varied_bytes(1500));
-}
-
 TEST_F(extraction_loop_test, all_byte_values_come_through) {
   std::string bytes;
   for (int value = 0; value < 256; ++value) bytes += static_cast<char>(value);

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "tests/support/source_fixture.h"
+#include "tests/support/unopenable_file.h"
 
 namespace {
 
@@ -115,9 +116,11 @@ TEST_F(init_sequence_test, the_missing_input_comes_before_a_broken_database) {
 }
 
 TEST_F(init_sequence_test, the_trace_file_is_opened_before_the_database_is_loaded) {
-  EXPECT_THAT(init_failure({{"file_path", "/dev/null"},
-                            {"db_file_path", write_database(test_support::minimal_database())}}),
-              HasSubstr("file_size"));
+  const auto path = directory.path() / "unopenable.bin";
+  const test_support::unopenable_file file(path);
+  EXPECT_EQ(init_failure({{"file_path", path.string()},
+                          {"db_file_path", write_database(test_support::minimal_database())}}),
+            "trace_file could not be opened at " + path.string());
   EXPECT_EQ(decoder.call_count(), 0U);
   EXPECT_TRUE(session.logs.empty());
 }

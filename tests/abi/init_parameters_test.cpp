@@ -155,20 +155,10 @@ TEST_F(init_parameters_test, a_trace_file_below_a_file_does_not_exist) {
             "trace file does not exist");
 }
 
-TEST_F(init_parameters_test, a_dangling_link_as_trace_file_does_not_exist) {
-  std::filesystem::create_symlink("nowhere", directory.path() / "link");
-  EXPECT_EQ(init_failure({{"file_path", (directory.path() / "link").string()}}),
-            "trace file does not exist");
-}
-
 TEST_F(init_parameters_test, a_directory_as_trace_file_exists_and_fails_later) {
   const auto path = directory.path().string();
   EXPECT_THAT(init_failure({{"file_path", path}}),
               AnyOf("trace_file could not be opened at " + path, HasSubstr("file_size")));
-}
-
-TEST_F(init_parameters_test, a_device_without_a_size_fails_with_file_size) {
-  EXPECT_THAT(init_failure({{"file_path", "/dev/null"}}), HasSubstr("file_size"));
 }
 
 TEST_F(init_parameters_test, a_trace_file_that_cannot_be_opened_is_named_without_quotes) {
@@ -227,35 +217,6 @@ TEST_F(init_parameters_test, an_empty_database_path_loads_none) {
   EXPECT_EQ(session.start(), 0);
   EXPECT_EQ(decoder.call_count(), 0U);
 }
-
-// --- failing existence tests ----------------------------------------------------------
-
-class existence_test : public test_support::source_fixture,
-                       public testing::WithParamInterface<const char*> {
- protected:
-  json parameters(const std::string& path) {
-    json result = {{"file_path", write_trace("x")}};
-    result[GetParam()] = path;
-    return result;
-  }
-};
-
-TEST_P(existence_test, a_name_too_long_fails_with_exists) {
-  EXPECT_THAT(init_failure(parameters((directory.path() / std::string(300, 'n')).string())),
-              HasSubstr("exists"));
-}
-
-TEST_P(existence_test, a_loop_of_links_fails_with_exists) {
-  std::filesystem::create_symlink("loop", directory.path() / "loop");
-  EXPECT_THAT(init_failure(parameters((directory.path() / "loop").string())), HasSubstr("exists"));
-}
-
-TEST_P(existence_test, a_hugely_long_path_fails_with_exists) {
-  EXPECT_THAT(init_failure(parameters(std::string(1 << 20, 'n'))), HasSubstr("exists"));
-}
-
-INSTANTIATE_TEST_SUITE_P(keys, existence_test, testing::Values("file_path", "db_file_path"),
-                         test_support::named_by_value());
 
 // --- types of path values ---------------------------------------------------------------
 

@@ -34,6 +34,9 @@ class uid_scan_test : public test_support::auto_detect_fixture {
   }
 
   std::string version(const std::string& name) const { return in_cache("modem/" + name); }
+  std::string of_uuid(const std::string& name, const std::string& uuid) const {
+    return in_cache("modem/" + name + "/" + uuid);
+  }
 
   void expect_failure(const std::string& message, std::int32_t code = 100) {
     EXPECT_EQ(session.start(), code);
@@ -56,7 +59,7 @@ TEST_F(uid_scan_test, every_step_is_told_with_the_instance) {
                           progress(std::string("found UID: ") + second_uuid),
                           progress("try to locate db directory " + version("1.0")),
                           progress("try to locate db directory " + version("2.0")),
-                          progress("db located at path: " + version("2.0") + "/" + second_uuid),
+                          progress("db located at path: " + of_uuid("2.0", second_uuid)),
                           test_support::log_line{nullptr, 2, "processed config json: MCU"}));
 }
 
@@ -72,10 +75,11 @@ TEST_F(uid_scan_test, what_was_searched_is_one_raw_packet_that_names_the_databas
   EXPECT_EQ(packets[0].sequence_number, 1U);
   EXPECT_EQ(packets[1].data, trace.substr(150, 50));
   const json metadata = json::parse(packets[0].metadata);
-  EXPECT_EQ(metadata, (json{{"data_offset", 150},
-                            {"data_size", trace.size()},
-                            {"modem_db_path", version("1.0") + "/" + first_uuid + "/1.0.json"},
-                            {"modem_db_uuid", first_uuid}}));
+  EXPECT_EQ(metadata,
+            (json{{"data_offset", 150},
+                  {"data_size", trace.size()},
+                  {"modem_db_path", in_cache(std::string("modem/1.0/") + first_uuid + "/1.0.json")},
+                  {"modem_db_uuid", first_uuid}}));
 }
 
 TEST_F(uid_scan_test, the_decoder_gets_what_was_searched_in_one_append_and_one_parse) {
@@ -148,7 +152,7 @@ TEST_F(uid_scan_test, of_two_directories_with_the_uuid_the_earlier_one_is_taken)
   open_detecting(uid_text(first_uuid) + "..");
   EXPECT_EQ(session.start(), 0);
   EXPECT_THAT(session.log_texts(),
-              testing::Contains("db located at path: " + version("1.0") + "/" + first_uuid));
+              testing::Contains("db located at path: " + of_uuid("1.0", first_uuid)));
   EXPECT_THAT(session.log_texts(),
               testing::Not(testing::Contains("try to locate db directory " + version("0.9"))));
 }
@@ -160,13 +164,13 @@ TEST_F(uid_scan_test, a_uuid_in_capitals_needs_a_directory_in_capitals) {
   open_detecting(uid_text(capitals) + "..");
   EXPECT_EQ(session.start(), 0);
   EXPECT_THAT(session.log_texts(),
-              testing::Contains("db located at path: " + version("2.0") + "/" + capitals));
+              testing::Contains("db located at path: " + of_uuid("2.0", capitals)));
 }
 
 TEST_F(uid_scan_test, a_gz_file_is_found_and_taken_for_an_archive) {
   offer("1.0", first_uuid);
   open_detecting(uid_text(first_uuid) + "..");
-  const fs::path plain = version("1.0") + "/" + first_uuid + "/1.0.json";
+  const fs::path plain = in_cache(std::string("modem/1.0/") + first_uuid + "/1.0.json");
   fs::rename(plain, plain.parent_path() / "a.json.gz");
   expect_failure("Invalid gzip data");
 }
@@ -328,7 +332,7 @@ TEST_F(uid_scan_test, a_start_after_a_missing_database_finds_it_once_it_is_there
   offer("1.0", first_uuid);
   open_detecting(uid_text(second_uuid) + ".." + varied_bytes(200), 64);
   expect_failure("unable to locate db directory");
-  fs::copy(version("1.0") + "/" + first_uuid, version("1.0") + "/" + second_uuid);
+  fs::copy(of_uuid("1.0", first_uuid), of_uuid("1.0", second_uuid));
   EXPECT_EQ(session.start(), 0);
   EXPECT_EQ(decoder.appended(), uid_text(second_uuid) + ".." + varied_bytes(200));
 }

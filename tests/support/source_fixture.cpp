@@ -47,6 +47,14 @@ std::string source_fixture::database_failure(const kovax::json& database) {
   return init_failure({{"file_path", write_trace("")}, {"db_file_path", write_database(database)}});
 }
 
+std::string source_fixture::metadata_with_database(std::string_view name) {
+  const auto path = directory.write(name, minimal_database().dump());
+  open({{"file_path", write_trace("x")}, {"db_file_path", platform::path_to_utf8(path)}});
+  if (HasFatalFailure()) return {};
+  EXPECT_EQ(session.start(), 0);
+  return session.packets.at(0).metadata;
+}
+
 std::vector<received_packet> source_fixture::convert(const kovax::json& database,
                                                      const std::vector<std::string>& traces) {
   for (const auto& trace : traces) decoder.add_trace(1, database_master, trace, 1);

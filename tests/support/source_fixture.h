@@ -50,6 +50,10 @@ class source_fixture : public testing::Test {
   // The same for a database behind an empty trace file.
   std::string database_failure(const kovax::json& database);
 
+  // Runs a one-byte trace with a database of this file name and returns the
+  // metadata of the raw packet.
+  std::string metadata_with_database(std::string_view name);
+
   // Lets the decoder hand out these traces of the database's master, one after
   // the other, behind a trace file of one byte, and returns what the host got
   // for them. The result of start is expected to be 0.

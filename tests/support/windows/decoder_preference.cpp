@@ -11,7 +11,7 @@ namespace test_support {
 // search begins ("Dynamic-link library search order" in the system's reference).
 void prefer_decoder_of_the_environment() {
   const auto directory = platform::find_environment_variable("VELTRA_DECODER_DIRECTORY");
-  if (!directory) return;
+  if (!directory || directory->empty()) return;
   static const platform::dynamic_library preferred(platform::path_from_utf8(*directory) /
                                                    decoder_library_name);
 }

@@ -1,106 +1,13 @@
 #include "host/capture/secret_slots.h"
 
 #include <fmt/format.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
-#include <sstream>
-#include <string>
-#include <vector>
 
-#include "host/capture/pcapng_blocks.h"
-#include "host/user_error.h"
-#include "tests/support/file_size_limit.h"
-#include "tests/support/temp_directory.h"
-#include "tests/unit/capture/capture_reader.h"
-#include "tests/unit/capture/file_content.h"
+#include "tests/unit/capture/secret_slots_fixture.h"
 
 namespace veltra::host {
 namespace {
-
-class secret_slots_test : public testing::Test {
- protected:
-  secret_slots_test() {
-    std::string block;
-    pcapng::append_section_header(block, "", "");
-    file_.write(block);
-  }
-
-  // An IP packet, for which an interface stands here.
-  void packet() {
-    slots_.before_ip_packet({});
-    std::string block;
-    pcapng::append_interface(block, pcapng::link_type_raw_ip, "ip", "");
-    file_.write(block);
-  }
-
-  // The key material of session `number`.
-  void secrets(std::size_t number) {
-    std::array<std::uint8_t, 64> bytes{};
-    for (std::size_t i = 0; i < 4; ++i) bytes[i] = static_cast<std::uint8_t>(number >> 8 * i);
-    key_log_.add_randbytes(bytes);
-    slots_.random_bytes_came();
-    key_log_.add_session_master(std::span(bytes).first(48));
-    slots_.master_came();
-  }
-
-  // A comment of exactly `size` bytes, an even number.
-  void comment(std::size_t size) {
-    // Label and LF, and two digits a byte.
-    const std::size_t fixed = std::string("# handshake_randbytes of a wrong size: \n").size();
-    key_log_.add_randbytes(std::vector<std::uint8_t>((size - fixed) / 2));
-    slots_.random_bytes_came();
-  }
-
-  std::vector<capture_block> written() {
-    slots_.finish();
-    file_.commit();
-    return read_blocks(content(path_));
-  }
-
-  // The same for a file of which only `size` bytes reach the disk.
-  std::vector<capture_block> written_up_to(std::size_t size) {
-    file_.flush();
-    packet();
-    const test_support::file_size_limit full(size);
-    EXPECT_THROW(file_.flush(), user_error);
-    EXPECT_TRUE(file_.keep_whole_records());
-    slots_.finish_without_room();
-    file_.commit();
-    return read_blocks(content(path_));
-  }
-
-  test_support::temp_directory directory_;
-  const std::filesystem::path path_ = directory_.path() / "out";
-  output_file file_{path_, output_file::access::random};
-  tls_key_log key_log_;
-  secret_slots slots_{file_, key_log_};
-};
-
-// H header, I packet, K secrets, - an empty slot.
-std::string order(const std::vector<capture_block>& blocks) {
-  std::string text;
-  for (const capture_block& block : blocks) {
-    text += block.type == pcapng::section_header_type          ? 'H'
-            : block.type == pcapng::interface_description_type ? 'I'
-            : block.type == pcapng::decryption_secrets_type    ? 'K'
-            : block.type == pcapng::skipped_block_type         ? '-'
-                                                               : '?';
-  }
-  return text;
-}
-
-// The lines of a key log but for the filling.
-std::string lines(const capture_block& block) {
-  std::istringstream text(block.key_log());
-  std::string kept;
-  for (std::string line; std::getline(text, line);) {
-    if (line != std::string(line.size(), '#')) kept += line + "\n";
-  }
-  return kept;
-}
 
 TEST_F(secret_slots_test, an_empty_slot_is_a_block_that_every_reader_skips) {
   packet();
@@ -207,19 +114,6 @@ TEST_F(secret_slots_test, a_line_longer_than_a_slot_stands_behind_in_one_piece) 
   const auto blocks = written();
   EXPECT_EQ(order(blocks), "H-IK");
   EXPECT_EQ(blocks[3].key_log().size(), 3 * secret_slots::capacity);
-}
-
-TEST_F(secret_slots_test, on_a_full_disk_the_slot_is_filled_all_the_same) {
-  packet();
-  secrets(1);
-  const auto blocks = written_up_to(file_.size());
-  EXPECT_EQ(order(blocks), "HKI");
-  EXPECT_THAT(lines(blocks[1]), testing::StartsWith("CLIENT_RANDOM 01000000"));
-}
-
-TEST_F(secret_slots_test, a_slot_that_did_not_reach_the_disk_is_not_filled) {
-  secrets(1);
-  EXPECT_EQ(order(written_up_to(file_.size())), "H") << "the packet had the first slot";
 }
 
 }  // namespace

@@ -1,0 +1,62 @@
+// What files can be, and what can be done with them, only on POSIX systems.
+#include <filesystem>
+#include <string>
+
+#include "platform/file.h"
+#include "tests/support/source_fixture.h"
+#include "tests/support/test_names.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using kovax::json;
+using testing::HasSubstr;
+
+class posix_files_test : public test_support::source_fixture {};
+
+TEST_F(posix_files_test, a_dangling_link_as_trace_file_does_not_exist) {
+  fs::create_symlink("nowhere", directory.path() / "link");
+  EXPECT_EQ(init_failure({{"file_path", (directory.path() / "link").string()}}),
+            "trace file does not exist");
+}
+
+TEST_F(posix_files_test, a_device_without_a_size_fails_with_file_size) {
+  EXPECT_THAT(init_failure({{"file_path", "/dev/null"}}), HasSubstr("file_size"));
+}
+
+TEST_F(posix_files_test, a_trace_that_was_removed_after_init_is_read_all_the_same) {
+  const auto path = write_trace_of(1500);
+  open({{"file_path", path}});
+  fs::remove(path);
+  EXPECT_EQ(session.start(), 0);
+  EXPECT_EQ(session.raw_bytes(), test_support::varied_bytes(1500));
+}
+
+// Looking whether a file is there can fail.
+class existence_test : public posix_files_test, public testing::WithParamInterface<const char*> {
+ protected:
+  json parameters(const std::string& path) {
+    json result = {{"file_path", write_trace("x")}};
+    result[GetParam()] = path;
+    return result;
+  }
+};
+
+TEST_P(existence_test, a_name_too_long_fails_with_exists) {
+  EXPECT_THAT(init_failure(parameters((directory.path() / std::string(300, 'n')).string())),
+              HasSubstr("exists"));
+}
+
+TEST_P(existence_test, a_loop_of_links_fails_with_exists) {
+  fs::create_symlink("loop", directory.path() / "loop");
+  EXPECT_THAT(init_failure(parameters((directory.path() / "loop").string())), HasSubstr("exists"));
+}
+
+TEST_P(existence_test, a_hugely_long_path_fails_with_exists) {
+  EXPECT_THAT(init_failure(parameters(std::string(1 << 20, 'n'))), HasSubstr("exists"));
+}
+
+INSTANTIATE_TEST_SUITE_P(keys, existence_test, testing::Values("file_path", "db_file_path"),
+                         test_support::named_by_value());
+
+}  // namespace
