@@ -92,6 +92,13 @@ class serial_fixture : public source_fixture {
     ASSERT_EQ(line->drain(std::chrono::milliseconds(0)), outcome::done);
   }
 
+  // As if no packet had come yet; not while start runs.
+  void forget_packets() {
+    session.packets.clear();
+    packets_ = 0;
+    raw_bytes_ = 0;
+  }
+
   // Waits until raw packets of so many bytes have come in all.
   void wait_for_raw_bytes(std::size_t count) {
     std::unique_lock lock(mutex_);

@@ -40,14 +40,14 @@ class serial_search_test : public test_support::serial_fixture {
              {{"cache_directory", platform::path_to_utf8(directory.path() / "cache")}}}};
   }
 
-  // Has `bytes`, a multiple of the chunk size, searched until a stop breaks into the
-  // wait for more of them. A stop that comes just before the wait ends the search in
-  // order and hands over what was searched: then it is begun again.
+  // Has a new instance search `bytes`, a multiple of the chunk size, until a stop breaks
+  // into the wait for more of them. A stop that comes just before the wait ends the
+  // search in order and hands over what was searched: then it is all done again.
   std::int32_t search_until_stopped(const std::string& bytes) {
     const std::string last_line =
         "Cached data for locating database UID: " + std::to_string(bytes.size());
     for (;;) {
-      session.packets.clear();
+      open_line(cache());
       std::promise<void> searched;
       session.on_log = [&](const log_line& logged) {
         if (logged.text != last_line) return;
@@ -59,6 +59,8 @@ class serial_search_test : public test_support::serial_fixture {
       searched.get_future().wait();
       const std::int32_t result = stop_and_wait();
       if (session.packets.empty()) return result;
+      session.release();
+      forget_packets();
     }
   }
 
@@ -72,9 +74,9 @@ TEST_F(serial_search_test, what_was_searched_is_one_raw_packet_and_decoded) {
   const std::string sent = "before" + marker();
   ASSERT_EQ(sent.size() % 4, 2U);
   send(sent + "..");
-  wait_for_packets(2);
+  wait_for_raw_bytes(sent.size() + 2);
   send("next");
-  wait_for_packets(3);
+  wait_for_raw_bytes(sent.size() + 6);
   EXPECT_EQ(stop_and_wait(), 100);
   EXPECT_EQ(session.packets[0].data.substr(0, sent.size()), sent);
   EXPECT_EQ(json::parse(session.packets[0].metadata).at("modem_db_uuid"), uuid);
@@ -84,14 +86,12 @@ TEST_F(serial_search_test, what_was_searched_is_one_raw_packet_and_decoded) {
 }
 
 TEST_F(serial_search_test, a_stop_ends_the_search) {
-  open_line(cache());
   EXPECT_EQ(search_until_stopped("no marker..."), 100);
   EXPECT_EQ(session.last_error().message, "stop extracting");
   EXPECT_TRUE(session.packets.empty());
 }
 
 TEST_F(serial_search_test, goes_on_where_a_stop_ended_it) {
-  open_line(cache());
   const std::string first = "before" + marker().substr(0, 18);
   ASSERT_EQ(search_until_stopped(first), 100);
   start_receiving();
