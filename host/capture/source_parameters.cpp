@@ -17,6 +17,9 @@ constexpr explanation init_explanations[] = {
     {"trace file does not exist", "{0}: {2}; check the name."},
     {"trace_file could not be opened", "{0} cannot be read ({2}); check its permissions."},
     {"filesystem error: file_size", "{0} is no regular file ({2}); give the trace's own file."},
+    {"filesystem error: exists",
+     "there is no way to a file that was named ({2}); check its name and the permissions of the "
+     "folders above it."},
     {"database file does not exist", "{1}: {2}; check the name."},
     {"veltra plugin cannot open trace file",
      "the database {1} cannot be read ({2}); check that it is a file and its permissions."},
@@ -33,6 +36,9 @@ constexpr explanation init_explanations[] = {
      "decoding library."},
 };
 
+// The JSON library's own words. Definitions are read when a trace needs them.
+constexpr std::string_view wrong_json_type = "[json.exception.type_error.302]";
+
 }  // namespace
 
 user_error explain_init_failure(const source_failure& failure, const std::string& input,
@@ -48,10 +54,18 @@ user_error explain_init_failure(const source_failure& failure, const std::string
 }
 
 user_error explain_run_failure(const source_failure& failure, const std::string& input,
-                               const database_options& /*database*/, bool kept) {
-  return {exit_code::run_failed,
-          fmt::format("reading {} failed: {} (code {}); {}.", input, failure.message, failure.code,
-                      kept ? "what came before is in the capture" : "no capture was written")};
+                               const database_options& database, bool kept) {
+  const char* capture = kept ? "what came before is in the capture" : "no capture was written";
+  if (failure.message.starts_with(wrong_json_type)) {
+    return {
+        exit_code::run_failed,
+        fmt::format("the trace database {} has a definition of a wrong type ({}); give the "
+                    "trace database of the modem's firmware as its makers have built it; {}.",
+                    database.file.empty() ? "that was found in " + database.cache : database.file,
+                    failure.message, capture)};
+  }
+  return {exit_code::run_failed, fmt::format("reading {} failed: {} (code {}); {}.", input,
+                                             failure.message, failure.code, capture)};
 }
 
 user_error explain_nothing_decoded(const std::string& input, const database_options& database,

@@ -40,6 +40,9 @@ INSTANTIATE_TEST_SUITE_P(
         refusal{"odd_trace", "filesystem error: file_size: Is a directory [t.bin]",
                 "t.bin is no regular file (filesystem error: file_size: Is a directory [t.bin]); "
                 "give the trace's own file."},
+        refusal{"unreachable", "filesystem error: exists: Permission denied [d/t.bin]",
+                "there is no way to a file that was named (filesystem error: exists: Permission "
+                "denied [d/t.bin]); check its name and the permissions of the folders above it."},
         refusal{"missing_database", "database file does not exist",
                 "d.json: database file does not exist; check the name."},
         refusal{"unreadable_database", "veltra plugin cannot open trace file",
@@ -81,6 +84,21 @@ TEST(source_parameters, a_failed_run_tells_what_became_of_the_packets) {
   EXPECT_STREQ(lost.what(), "reading t.bin failed: the end (code 22); no capture was written.");
   EXPECT_STREQ(explain_run_failure(failure, "t.bin", named("d.json"), true).what(),
                "reading t.bin failed: the end (code 22); what came before is in the capture.");
+}
+
+TEST(source_parameters, a_definition_of_a_wrong_type_is_the_databases_fault) {
+  const source_failure failure{
+      100, "[json.exception.type_error.302] type must be number, but is string"};
+  EXPECT_STREQ(explain_run_failure(failure, "t.bin", named("d.json"), false).what(),
+               "the trace database d.json has a definition of a wrong type "
+               "([json.exception.type_error.302] type must be number, but is string); give the "
+               "trace database of the modem's firmware as its makers have built it; no capture "
+               "was written.");
+  database_options found;
+  found.cache = "cache";
+  EXPECT_THAT(explain_run_failure(failure, "t.bin", found, true).what(),
+              AllOf(HasSubstr("the trace database that was found in cache has"),
+                    HasSubstr("what came before is in the capture.")));
 }
 
 TEST(source_parameters, nothing_decoded_names_trace_database_and_uuid) {
