@@ -13,6 +13,8 @@ namespace {
 // How a process that was killed ends; no test program returns it.
 constexpr UINT killed_exit_code = 0xDEADU;
 
+constexpr int most_attempts = 5;
+
 HANDLE native(std::intptr_t process) {
   return reinterpret_cast<HANDLE>(process);
 }
@@ -40,10 +42,14 @@ child_process::child_process(const std::vector<std::string>& command) {
   STARTUPINFOW startup = {};
   startup.cb = sizeof startup;
   PROCESS_INFORMATION information = {};
-  if (CreateProcessW(platform::to_wide(command.front()).c_str(), line.data(), nullptr, nullptr,
-                     FALSE, 0, nullptr, nullptr, &startup, &information) == FALSE) {
-    throw std::system_error(static_cast<int>(GetLastError()), std::system_category(),
-                            "CreateProcess");
+  const std::wstring program = platform::to_wide(command.front());
+  for (int attempt = 1; CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, FALSE, 0,
+                                       nullptr, nullptr, &startup, &information) == FALSE;
+       ++attempt) {
+    const DWORD error = GetLastError();
+    // On a busy machine Wine gives up one process in some hundreds before it runs.
+    if (error == ERROR_INTERNAL_ERROR && attempt < most_attempts) continue;
+    throw std::system_error(static_cast<int>(error), std::system_category(), "CreateProcess");
   }
   CloseHandle(information.hThread);
   process_ = reinterpret_cast<std::intptr_t>(information.hProcess);

@@ -66,7 +66,7 @@ const line_errors& system_line_errors() {
   // holds off.
   static const line_errors errors{.missing = ERROR_FILE_NOT_FOUND,
                                   .busy = 0,
-                                  .lost = {ERROR_BROKEN_PIPE, ERROR_IO_DEVICE},
+                                  .lost = {ERROR_BROKEN_PIPE, ERROR_IO_DEVICE, ERROR_NOT_READY},
                                   .refused_setting = ERROR_NOT_SUPPORTED};
   return errors;
 }
