@@ -31,7 +31,7 @@ for run in 1 2; do
   "${windows[@]}" capture --port COM31 --database database.json --raw raw.bin \
     -o live.pcapng 2>capture.txt &
   running=$!
-  wait_for_size raw.bin 1 $running
+  wait_for_size raw.bin 5000 $running
   kill -INT $running
   ended $running 0 capture.txt
   lines capture.txt | grep -q '^live.pcapng: [0-9]* packets* from .* of trace$' ||
@@ -41,13 +41,15 @@ for run in 1 2; do
 done
 
 # Ctrl-C while the modem is silent ends a read that waits.
+printf '#\n0\tat\t4f4b0d0a\n' >first.tsv
+"$native" simulate first.tsv --trace first.bin --database first.json >/dev/null
 printf '#\n0\tat\t4f4b0d0a\n100000000\tat\t4f4b0d0a\n' >slow.tsv
 session=slow.tsv
 modem --speed session --database live_database.json
 "${windows[@]}" capture --port COM31 --database database.json --raw raw.bin \
   -o live.pcapng 2>capture.txt &
 running=$!
-wait_for_size raw.bin 1 $running
+wait_for_size raw.bin "$(stat -c %s first.bin)" $running
 kill -INT $running
 ended $running 0 capture.txt
 ended $modem 5 modem.err
