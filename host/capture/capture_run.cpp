@@ -90,14 +90,13 @@ user_error explain_run(const source_failure& failure, const capture_request& req
 
 user_error explain_nothing(const capture_request& request, const run_statistics& statistics,
                            bool interrupted) {
-  if (request.explain_nothing) return request.explain_nothing(statistics.raw_bytes());
+  if (request.explain_nothing) return request.explain_nothing(statistics);
   if (interrupted) {
     return {
         exit_code::interrupted,
         fmt::format("interrupted before {} gave a packet; no capture was written.", request.input)};
   }
-  return explain_nothing_decoded(request.input, request.options.database,
-                                 statistics.database_uuid(), statistics.raw_bytes());
+  return explain_nothing_decoded(request.input, request.options.database, statistics);
 }
 
 }  // namespace
@@ -175,15 +174,14 @@ exit_code run_capture(capture_request request) {
   } catch (...) {
     on_message = nullptr;
     leave_terminal();
-    if (request.live && statistics.decoded_packets() != 0) keep_capture();
+    if (request.live && statistics.has_content()) keep_capture();
     throw;
   }
   leave_terminal();
 
   // A stop ends the wait for a live input by a failure, by design.
   if (request.live && end.interrupted()) failure = {};
-  const bool something =
-      statistics.decoded_packets() != 0 || (!output && statistics.raw_bytes() != 0);
+  const bool something = statistics.has_content() || (!output && statistics.raw_bytes() != 0);
   const bool keep = something && (!failure || request.live);
   if (keep) keep_capture();
   if (failure) throw explain_run(failure, request, messages.log(), keep && output != nullptr);

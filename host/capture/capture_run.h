@@ -9,6 +9,7 @@
 
 #include "host/capture/packet.h"
 #include "host/capture/run_options.h"
+#include "host/capture/run_statistics.h"
 #include "host/capture/source_session.h"
 #include "host/exit_code.h"
 #include "host/user_error.h"
@@ -35,14 +36,15 @@ struct capture_request {
   // A failed run in the input's own words; `kept` when there is a capture all the
   // same. Nothing: the general words.
   std::function<std::optional<user_error>(const source_failure&, bool kept)> explain_failure = {};
-  // A run that gave not one packet, in the input's own words.
-  std::function<user_error(std::uint64_t raw_bytes)> explain_nothing = {};
+  // A run without content, in the input's own words.
+  std::function<user_error(const run_statistics&)> explain_nothing = {};
 };
 
 // Runs the plug-in, writes the capture under its final name and prints the
 // summary to stderr. Ctrl-C ends the run and leaves a whole file. Returns ok, or
 // interrupted for an input that was not read to its end. Throws user_error; then
-// there is no output file, but for a live run that failed after its first packet.
+// there is no output file, but for a live run that failed after it had content. What
+// has no content (see run_statistics) is no capture.
 exit_code run_capture(capture_request request);
 
 }  // namespace veltra::host

@@ -12,7 +12,10 @@ void run_statistics::add(const packet& packet) {
     return;
   }
   ++decoded_packets_;
-  dropped_traces_ += host::dropped_traces(packet).value_or(0);
+  if (const auto dropped = host::dropped_traces(packet)) {
+    ++loss_reports_;
+    dropped_traces_ += *dropped;
+  }
   const auto known = packets_by_layer_.find(packet.layer);
   if (known != packets_by_layer_.end()) {
     ++known->second;

@@ -17,6 +17,8 @@ class run_statistics {
 
   std::uint64_t raw_bytes() const { return raw_bytes_; }  // bytes of input delivered
   std::uint64_t decoded_packets() const { return decoded_packets_; }
+  // Whether there was a decoded packet that tells more than a loss.
+  bool has_content() const { return decoded_packets_ != loss_reports_; }
   std::uint64_t dropped_traces() const { return dropped_traces_; }  // as the modem reported
   const std::map<std::string, std::uint64_t, std::less<>>& packets_by_layer() const {
     return packets_by_layer_;
@@ -31,6 +33,7 @@ class run_statistics {
 
   std::uint64_t raw_bytes_ = 0;
   std::uint64_t decoded_packets_ = 0;
+  std::uint64_t loss_reports_ = 0;  // among the decoded packets
   std::uint64_t dropped_traces_ = 0;
   std::map<std::string, std::uint64_t, std::less<>> packets_by_layer_;
   std::string latest_metadata_;

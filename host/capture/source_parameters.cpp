@@ -68,16 +68,23 @@ user_error explain_run_failure(const source_failure& failure, const std::string&
                                              failure.message, failure.code, capture)};
 }
 
+std::string nothing_but_losses(const run_statistics& statistics) {
+  if (statistics.decoded_packets() == 0) return "not one packet";
+  return fmt::format("nothing but news of {} dropped trace{}", statistics.dropped_traces(),
+                     statistics.dropped_traces() == 1 ? "" : "s");
+}
+
 user_error explain_nothing_decoded(const std::string& input, const database_options& database,
-                                   const std::string& database_uuid, std::uint64_t raw_bytes) {
-  if (raw_bytes == 0) {
+                                   const run_statistics& statistics) {
+  if (statistics.raw_bytes() == 0) {
     return {exit_code::nothing_decoded, fmt::format("{} is empty; record the trace again.", input)};
   }
-  return {
-      exit_code::nothing_decoded,
-      fmt::format("not one packet came out of {} with the database {} (UUID {}); check that it "
-                  "is the modem's raw trace and that the database belongs to its firmware.",
-                  input, database.file.empty() ? database.cache : database.file, database_uuid)};
+  return {exit_code::nothing_decoded,
+          fmt::format("{} came out of {} with the database {} (UUID {}); check that it is the "
+                      "modem's raw trace and that the database belongs to its firmware.",
+                      nothing_but_losses(statistics), input,
+                      database.file.empty() ? database.cache : database.file,
+                      statistics.database_uuid())};
 }
 
 }  // namespace veltra::host

@@ -1,10 +1,10 @@
 // source_parameters.h - what the plug-in's refusals mean.
 #pragma once
 
-#include <cstdint>
 #include <string>
 
 #include "host/capture/run_options.h"
+#include "host/capture/run_statistics.h"
 #include "host/capture/source_session.h"
 #include "host/user_error.h"
 
@@ -21,8 +21,12 @@ user_error explain_init_failure(const source_failure& failure, const std::string
 user_error explain_run_failure(const source_failure& failure, const std::string& input,
                                const database_options& database, bool kept);
 
-// A run that gave not one packet out of `raw_bytes` bytes.
+// What came out of a run without content, for a sentence that goes on with "came out
+// of": not one packet, or only news of losses.
+std::string nothing_but_losses(const run_statistics& statistics);
+
+// A run without content.
 user_error explain_nothing_decoded(const std::string& input, const database_options& database,
-                                   const std::string& database_uuid, std::uint64_t raw_bytes);
+                                   const run_statistics& statistics);
 
 }  // namespace veltra::host

@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "host/capture/capture_run.h"
+#include "host/capture/source_parameters.h"
 #include "host/capture/summary.h"
 #include "host/command.h"
 #include "host/console.h"
@@ -77,8 +78,9 @@ void check(const capture_options& options) {
 }
 
 // What a person is told who got no packet.
-user_error explain_nothing(const capture_options& options, std::uint64_t raw_bytes,
+user_error explain_nothing(const capture_options& options, const run_statistics& statistics,
                            std::uint64_t searched_bytes) {
+  const std::uint64_t raw_bytes = statistics.raw_bytes();
   const std::string& port = options.line.port;
   const auto nothing = [](const std::string& text) {
     return user_error(exit_code::nothing_decoded, text);
@@ -96,9 +98,15 @@ user_error explain_nothing(const capture_options& options, std::uint64_t raw_byt
         format_bytes(static_cast<double>(searched_bytes)), port));
   }
   return nothing(fmt::format(
-      "not one packet came out of {} received on {}; no capture was written. Check the baud rate "
-      "and that the database belongs to the modem's firmware.",
-      format_bytes(static_cast<double>(raw_bytes)), port));
+      "{} came out of {} received on {}; no capture was written. Check the baud rate and that the "
+      "database belongs to the modem's firmware.",
+      nothing_but_losses(statistics), format_bytes(static_cast<double>(raw_bytes)), port));
+}
+
+// What became of the capture of a run that failed.
+const char* output_remark(const capture_options& options, bool kept) {
+  if (!decodes(options)) return "";
+  return kept ? "; what came before is in the capture" : "; no capture was written";
 }
 
 // The raw trace of a run, if it is kept; its line comes however the run ends.
@@ -142,13 +150,14 @@ exit_code capture(capture_options options) {
   const bool counters = platform::is_terminal(stderr) && !options.run.verbose;
   auto monitor = std::make_shared<live_monitor>(
       live_status_options{.port = options.line.port, .with_counters = counters}, tell);
-  std::uint64_t searched = 0;
+  std::uint64_t searched = 0;  // bytes in which the UUID is searched, not delivered yet
   capture_request request{.parameters = {{"serialport", serial_parameters(options.line)}},
                           .input = options.line.port,
                           .options = options.run,
                           .live = true};
-  request.observe = [monitor, &raw](const packet& packet) {
+  request.observe = [monitor, &raw, &searched](const packet& packet) {
     raw.take(packet);
+    if (is_raw(packet)) searched = 0;
     monitor->take(packet);
   };
   request.observe_log = [monitor, &searched](std::string_view message) {
@@ -158,11 +167,11 @@ exit_code capture(capture_options options) {
   request.tell = [monitor](std::string_view lines) { monitor->tell(lines); };
   request.explain_failure = [&](const source_failure& failure, bool kept) {
     return explain_port_failure(
-        failure, options.line.port, kept,
+        failure, options.line.port, output_remark(options, kept),
         platform::find_device_holders(platform::path_from_utf8(options.line.port)));
   };
-  request.explain_nothing = [&](std::uint64_t raw_bytes) {
-    return explain_nothing(options, raw_bytes, searched);
+  request.explain_nothing = [&](const run_statistics& statistics) {
+    return explain_nothing(options, statistics, std::exchange(searched, 0));
   };
   monitor = nullptr;  // the request's observers are its last users
   try {
@@ -171,6 +180,12 @@ exit_code capture(capture_options options) {
     return code;
   } catch (...) {
     raw.finish();
+    if (searched != 0) {
+      tell(
+          fmt::format("veltra: note: {} were received while the database's UUID was searched "
+                      "and are not kept; --raw alone, without --cache, keeps them.\n",
+                      format_bytes(static_cast<double>(searched))));
+    }
     throw;
   }
 }

@@ -58,7 +58,7 @@ std::string list_holders(const platform::device_holders& holders) {
 }
 
 std::optional<user_error> explain_port_failure(const source_failure& failure,
-                                               const std::string& port, bool kept,
+                                               const std::string& port, std::string_view remark,
                                                const platform::device_holders& holders) {
   const std::string& message = failure.message;
   if (message.starts_with(open_failed)) return explain_refusal(message, port, holders);
@@ -80,10 +80,9 @@ std::optional<user_error> explain_port_failure(const source_failure& failure,
   }
   for (const std::string_view lost : line_lost) {
     if (!message.starts_with(lost)) continue;
-    return user_error(
-        exit_code::run_failed,
-        fmt::format("{} was lost ({}); {}. Check the cable and the modem's power.", port, message,
-                    kept ? "what came before is in the capture" : "no capture was written"));
+    return user_error(exit_code::run_failed,
+                      fmt::format("{} was lost ({}){}. Check the cable and the modem's power.",
+                                  port, message, remark));
   }
   return std::nullopt;
 }

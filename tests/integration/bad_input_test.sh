@@ -48,6 +48,9 @@ decode $bad_input "trace.bin needs the database" trace.bin --cache cache
 decode $bad_input "the cache trace.bin is no directory" trace.bin --cache trace.bin
 decode $bad_input "the cache directory has no catalogue yet" trace.bin --cache directory
 decode $nothing_decoded "not one packet came out of $session" "$session" --database database.json
+# Bytes that are no trace: all that comes of them are losses.
+head -c 100000 "$veltra" >noise.bin
+decode $nothing_decoded "nothing but news of " noise.bin --database database.json
 
 # The database.
 decode $bad_input "no.json: database file does not exist" trace.bin --database no.json

@@ -38,4 +38,6 @@ code=0
 "$veltra" capture --port line --cache cache -o none.pcapng 2>capture.txt || code=$?
 [ $code = 3 ] || [ $code = 5 ] || fail "exit code $code" "$(cat capture.txt)"
 [ ! -e none.pcapng ] || fail "a capture without packets was written"
+grep -q '^veltra: note: [1-9].*B were received while .* searched and are not kept' capture.txt ||
+  fail "what is lost is not told" "$(cat capture.txt)"
 grep -q '00000000-0000-0000-0000-000000000000' capture.txt || fail "the UUID is not told" "$(cat capture.txt)"

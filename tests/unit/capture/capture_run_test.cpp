@@ -220,10 +220,25 @@ TEST_F(capture_run_test, ctrl_c_before_the_first_byte_ends_a_live_run_that_got_n
   capture_request made = request();
   made.live = true;
   made.observe_log = [this](std::string_view) { keyboard_.press_ctrl_c(); };
-  made.explain_nothing = [](std::uint64_t) {
+  made.explain_nothing = [](const run_statistics&) {
     return user_error(exit_code::nothing_decoded, "nothing arrived");
   };
   EXPECT_EQ(refusal_of([&] { run(made); }, exit_code::nothing_decoded), "nothing arrived");
+  EXPECT_THAT(names(), ElementsAre("trace.bin"));
+}
+
+// Which is what comes at a wrong baud rate.
+TEST_F(capture_run_test, a_live_run_of_nothing_but_losses_writes_no_capture) {
+  script({{"steps", {packet_step("at", "Dropped traces count: 7"), wait_step}},
+          {"start", failed_start}});
+  capture_request made = request();
+  made.live = true;
+  made.observe = [this](const packet&) { keyboard_.press_ctrl_c(); };
+  made.explain_nothing = [](const run_statistics& statistics) {
+    EXPECT_EQ(statistics.dropped_traces(), 7U);
+    return user_error(exit_code::nothing_decoded, "noise");
+  };
+  EXPECT_EQ(refusal_of([&] { run(made); }, exit_code::nothing_decoded), "noise");
   EXPECT_THAT(names(), ElementsAre("trace.bin"));
 }
 

@@ -3,7 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <string>
+#include <string_view>
+#include <utility>
 
 namespace veltra::host {
 namespace {
@@ -101,22 +104,50 @@ TEST(source_parameters, a_definition_of_a_wrong_type_is_the_databases_fault) {
                     HasSubstr("what came before is in the capture.")));
 }
 
+// What a run that read `raw` was told, with a database of the UUID u-1.
+run_statistics statistics_of(std::string_view raw, std::string_view at = {}) {
+  run_statistics statistics;
+  const auto add = [&](std::string_view layer, std::string_view payload) {
+    statistics.add(
+        {.layer = layer,
+         .category = {},
+         .metadata = R"({"modem_db_uuid":"u-1"})",
+         .payload = {reinterpret_cast<const std::uint8_t*>(payload.data()), payload.size()}});
+  };
+  add("modem_trace", raw);
+  if (!at.empty()) add("at", at);
+  return statistics;
+}
+
 TEST(source_parameters, nothing_decoded_names_trace_database_and_uuid) {
-  const user_error error = explain_nothing_decoded("t.bin", named("d.json"), "u-1", 5);
+  const user_error error =
+      explain_nothing_decoded("t.bin", named("d.json"), statistics_of("12345"));
   EXPECT_EQ(error.code(), exit_code::nothing_decoded);
   EXPECT_STREQ(error.what(),
                "not one packet came out of t.bin with the database d.json (UUID u-1); check that "
                "it is the modem's raw trace and that the database belongs to its firmware.");
 }
 
+TEST(source_parameters, losses_alone_are_nothing_and_told) {
+  for (const auto& [count, told] :
+       {std::pair{"1", "1 dropped trace "}, {"12", "12 dropped traces "}}) {
+    const auto statistics = statistics_of("12345", std::string("Dropped traces count: ") + count);
+    const user_error error = explain_nothing_decoded("t.bin", named("d.json"), statistics);
+    EXPECT_EQ(error.code(), exit_code::nothing_decoded);
+    EXPECT_THAT(error.what(), testing::StartsWith(std::string("nothing but news of ") + told +
+                                                  "came out of t.bin with the database d.json"));
+  }
+}
+
 TEST(source_parameters, nothing_decoded_with_a_cache_names_the_cache) {
   database_options options;
   options.cache = "cache";
-  EXPECT_THAT(explain_nothing_decoded("t.bin", options, "u-1", 5).what(), HasSubstr("cache"));
+  EXPECT_THAT(explain_nothing_decoded("t.bin", options, statistics_of("12345")).what(),
+              HasSubstr("cache"));
 }
 
 TEST(source_parameters, an_empty_trace_is_told_so) {
-  const user_error error = explain_nothing_decoded("t.bin", named("d.json"), "", 0);
+  const user_error error = explain_nothing_decoded("t.bin", named("d.json"), {});
   EXPECT_EQ(error.code(), exit_code::nothing_decoded);
   EXPECT_STREQ(error.what(), "t.bin is empty; record the trace again.");
 }

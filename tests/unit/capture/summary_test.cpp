@@ -32,6 +32,18 @@ TEST(run_statistics, raw_bytes_decoded_packets_and_losses_are_counted) {
               testing::ElementsAre(testing::Pair("at", 2U), testing::Pair("ip", 1U)));
 }
 
+// Out of noise a decoder makes nothing but losses.
+TEST(run_statistics, losses_are_no_content) {
+  run_statistics statistics;
+  EXPECT_FALSE(statistics.has_content());
+  statistics.add(with_payload("modem_trace", "12345"));
+  statistics.add(with_payload("at", "Dropped traces count: 3"));
+  statistics.add(with_payload("at", "Dropped traces count: 0"));
+  EXPECT_FALSE(statistics.has_content());
+  statistics.add(with_payload("at", "Dropped traces"));
+  EXPECT_TRUE(statistics.has_content());
+}
+
 TEST(run_statistics, the_database_is_that_of_the_latest_packet) {
   run_statistics statistics;
   EXPECT_EQ(statistics.database_uuid(), "");
