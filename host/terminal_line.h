@@ -1,4 +1,5 @@
-// terminal_line.h - a line at the bottom of a terminal that is drawn again and again.
+// terminal_line.h - lines for a terminal, and one at its bottom that is drawn again
+// and again.
 //
 // The control sequences are those of ECMA-48 and DEC STD 070, which every terminal
 // emulator knows.
@@ -23,6 +24,16 @@ inline std::string drawn_line(std::string_view text) {
   line += text;
   line += wrap;
   return line;
+}
+
+// `text` with '?' for the control characters of ASCII: what others wrote must not
+// steer the terminal.
+inline std::string without_controls(std::string_view text) {
+  std::string result(text);
+  for (char& c : result) {
+    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) c = '?';
+  }
+  return result;
 }
 
 }  // namespace veltra::host

@@ -7,6 +7,7 @@
 
 #include "host/console.h"
 #include "host/database/database_failure.h"
+#include "host/terminal_line.h"
 
 namespace veltra::host {
 
@@ -14,7 +15,8 @@ run_messages::run_messages(const run_options& options, teller tell)
     : options_(options), tell_(std::move(tell)) {}
 
 bool run_messages::take(std::int32_t level, std::string_view message) {
-  const std::string line = options_.verbose ? fmt::format("[{}] {}\n", level, message) : "";
+  const std::string line =
+      options_.verbose ? fmt::format("[{}] {}\n", level, without_controls(message)) : "";
   if (std::this_thread::get_id() != thread_) {
     host::tell(line);
     return false;

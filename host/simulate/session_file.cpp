@@ -12,6 +12,7 @@
 #include <system_error>
 #include <utility>
 
+#include "host/terminal_line.h"
 #include "host/user_error.h"
 #include "platform/file.h"
 
@@ -115,11 +116,7 @@ std::string reason(int error) {
 
 std::string printable(std::string_view text) {
   constexpr std::size_t longest = 40;
-  std::string result;
-  for (const char c : text.substr(0, longest)) {
-    const bool plain = static_cast<unsigned char>(c) >= 0x20 && c != 0x7F;
-    result += plain ? c : '?';
-  }
+  const std::string result = without_controls(text.substr(0, longest));
   return text.size() > longest ? result + "..." : result;
 }
 

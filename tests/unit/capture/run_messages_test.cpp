@@ -65,6 +65,12 @@ TEST_F(run_messages_test, a_database_failure_is_told_in_a_persons_words) {
             "trying the next location.\n");
 }
 
+TEST_F(run_messages_test, what_stands_in_a_trace_does_not_steer_the_terminal) {
+  options_.verbose = true;
+  messages_.take(KOVAX_LOG_PROGRESS, "found UID: \x1b[31mred\n\x7F \xC3\xA4");
+  EXPECT_EQ(told_, "[2] found UID: ?[31mred?? \xC3\xA4\n");
+}
+
 TEST_F(run_messages_test, on_request_every_message_is_shown_with_its_level_and_nothing_else) {
   options_.verbose = true;
   messages_.take(KOVAX_LOG_PROGRESS, "at work");
