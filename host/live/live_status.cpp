@@ -62,12 +62,17 @@ bool live_status::take(const packet& packet, time_point now) {
 
 bool live_status::take_searched(std::uint64_t bytes, time_point now) {
   searched_ = bytes;
-  return arrived(now);
+  const bool news = searches_long();
+  return arrived(now) || news;
 }
 
 bool live_status::arrived(time_point now) {
   last_arrival_ = now;
   return std::exchange(silent_, false);
+}
+
+bool live_status::searches_long() const {
+  return searched_ >= options_.long_search && !long_search_told_;
 }
 
 std::uint64_t live_status::bytes() const {
@@ -103,6 +108,16 @@ std::string live_status::show(time_point now) {
         "devices\" lists them), a baud rate that is not the modem's, or a trace that is not "
         "enabled in the modem. Still waiting; Ctrl-C ends.\n",
         options_.port, std::chrono::floor<std::chrono::seconds>(options_.silence).count());
+    next_draw_ = now;
+  }
+  if (searches_long()) {
+    long_search_told_ = true;
+    text += clear();
+    fmt::format_to(std::back_inserter(text),
+                   "veltra: {} have arrived on {} and no database UUID in them; it stands where a "
+                   "trace begins. Begin the trace anew, or name the database with --database. "
+                   "Still searching; Ctrl-C ends.\n",
+                   format_bytes(static_cast<double>(searched_)), options_.port);
     next_draw_ = now;
   }
   if (options_.with_counters && now >= next_draw_) {

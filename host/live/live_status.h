@@ -14,6 +14,7 @@ struct live_status_options {
   std::string port;                         // as the user knows it
   bool with_counters = true;                // a line that is redrawn, for a terminal
   std::chrono::milliseconds silence{5000};  // after which a person is told
+  std::uint64_t long_search = 1'000'000;    // bytes without a UUID, the same
 };
 
 // Counts what comes and decides what to show and when. It knows no clock and
@@ -47,6 +48,7 @@ class live_status {
 
  private:
   bool arrived(time_point now);
+  bool searches_long() const;  // and nobody was told yet
   std::uint64_t bytes() const;
   std::string counters(time_point now);
 
@@ -55,6 +57,7 @@ class live_status {
   std::uint64_t searched_ = 0;  // bytes, not delivered yet
   bool running_ = false;
   bool silent_ = false;  // and a person was told
+  bool long_search_told_ = false;
   bool drawn_ = false;
   time_point begin_{};
   time_point last_arrival_{};

@@ -87,6 +87,20 @@ TEST_F(live_status_test, bytes_that_are_only_searched_are_no_silence) {
   EXPECT_NE(status.show(now + 9s), "");
 }
 
+TEST_F(live_status_test, a_long_search_is_told_once) {
+  live_status status = silent_status();
+  status.begin(now);
+  EXPECT_FALSE(status.take_searched(999'999, now + 1s));
+  EXPECT_EQ(status.show(now + 1s), "");
+  EXPECT_TRUE(status.take_searched(1'000'000, now + 2s));
+  EXPECT_EQ(status.show(now + 2s),
+            "veltra: 1.0 MB have arrived on /dev/ttyUSB0 and no database UUID in them; it stands "
+            "where a trace begins. Begin the trace anew, or name the database with --database. "
+            "Still searching; Ctrl-C ends.\n");
+  EXPECT_FALSE(status.take_searched(2'000'000, now + 3s));
+  EXPECT_EQ(status.show(now + 3s), "");
+}
+
 TEST_F(live_status_test, a_decoded_packet_is_no_sign_of_the_line) {
   live_status status = silent_status();
   status.begin(now);
