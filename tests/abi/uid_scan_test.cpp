@@ -248,6 +248,18 @@ TEST_F(uid_scan_test, a_configuration_that_the_decoder_refuses_fails_the_run) {
   EXPECT_THAT(decoder.calls_of(scripted_append_buffer), IsEmpty());
 }
 
+// The decoder is there since before it was configured, so nothing is searched again.
+TEST_F(uid_scan_test, after_a_refused_configuration_a_second_start_does_not_search) {
+  offer("1.0", first_uuid);
+  decoder.refuse_configuration();
+  open_detecting(uid_text(first_uuid) + ".." + varied_bytes(35), 45);
+  expect_failure("dekodrix config failed to set");
+  session.logs.clear();
+  EXPECT_EQ(session.start(), 0);
+  EXPECT_THAT(session.logs, IsEmpty());
+  EXPECT_EQ(session.raw_bytes(), varied_bytes(35));
+}
+
 TEST_F(uid_scan_test, a_log_that_throws_fails_the_run) {
   offer("1.0", first_uuid);
   open_detecting(uid_text(first_uuid) + "..");
