@@ -4,10 +4,12 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <iterator>
 #include <string_view>
 #include <system_error>
 
+#include "implementation/json.h"
 #include "platform/file.h"
 
 namespace veltra::host {
@@ -66,6 +68,11 @@ std::string searched_directories(const std::vector<std::string>& directories) {
 
 std::string catalogue_file(const database_options& options) {
   return platform::path_to_utf8(platform::path_from_utf8(options.cache) / "config.json");
+}
+
+bool holds_json(const std::string& file) {
+  std::ifstream stream(platform::path_from_utf8(file), std::ios::binary);
+  return kovax::json::accept(stream);
 }
 
 user_error explain_unreadable(const std::string& message, const database_options& options,
@@ -149,6 +156,13 @@ std::optional<user_error> explain_sync_failure(const std::string& message,
                     options.cache, message));
   }
   if (text.starts_with("[json.exception")) {
+    // The first catalogue of a cache is kept as it came.
+    if (!holds_json(catalogue_file(options))) {
+      return bad_input(
+          fmt::format("{} holds no catalogue ({}); it may be a server's error page. Remove it and "
+                      "fetch the catalogue from the right address with: {}",
+                      catalogue_file(options), message, sync_command_line(options)));
+    }
     return bad_input(fmt::format(
         "a catalogue is not what it should be ({}); look at {}, remove it if it is damaged, and "
         "fetch it again with: {}",
@@ -156,18 +170,23 @@ std::optional<user_error> explain_sync_failure(const std::string& message,
   }
   if (!log.downloading().empty()) {
     return bad_input(fmt::format(
-        "the database {} could not be downloaded ({}); check its path in {} and the network.",
+        "the database {} could not be downloaded ({}); check its path in {} and the network. "
+        "What the cache has already decodes with --database FILE.",
         log.downloading(), message, catalogue_file(options)));
   }
   return std::nullopt;
 }
 
-std::optional<user_error> explain_empty_cache(const database_options& options,
-                                              const database_log& log) {
-  if (options.cache.empty() || !log.file().empty()) return std::nullopt;
+user_error no_database(const database_options& options) {
   return bad_input(
       fmt::format("the catalogue of the cache {} lists no database; fetch one that does with: {}",
                   options.cache, sync_command_line(options)));
+}
+
+std::optional<user_error> explain_empty_cache(const database_options& options,
+                                              const database_log& log) {
+  if (options.cache.empty() || !log.file().empty()) return std::nullopt;
+  return no_database(options);
 }
 
 std::optional<user_error> explain_search_failure(const std::string& message,

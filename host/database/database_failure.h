@@ -26,6 +26,9 @@ std::optional<user_error> explain_sync_failure(const std::string& message,
 std::optional<user_error> explain_empty_cache(const database_options& options,
                                               const database_log& log);
 
+// The same in words, for a cache that was looked at.
+user_error no_database(const database_options& options);
+
 // The search for the database that `input` asks for failed.
 std::optional<user_error> explain_search_failure(const std::string& message,
                                                  const std::string& input,

@@ -4,18 +4,19 @@
 #include <string_view>
 
 #include "host/literal_path.h"
+#include "host/name_option.h"
 #include "platform/file.h"
 
 namespace veltra::host {
 
 void add_catalogue_options(CLI::App& command, database_options& options, CLI::Option* cache) {
-  CLI::Option* const location = command.add_option(
+  CLI::Option* const location = names_something(command.add_option(
       "--location", options.locations,
-      "Where the cache's catalogue config.json is; may be given again, the best first");
+      "Where the cache's catalogue config.json is; may be given again, the best first"));
   const std::vector<CLI::Option*> others = {
       location,
-      command.add_option("--root", options.root,
-                         "What ${root} in a location or the catalogue means"),
+      names_something(command.add_option("--root", options.root,
+                                         "What ${root} in a location or the catalogue means")),
       command.add_option("--proxy", options.proxy, "Proxy for downloads, address with port"),
       command.add_flag("--update", options.update, "Fetch the catalogue before starting")
           ->needs(location)};
@@ -29,7 +30,7 @@ kovax::json cache_parameters(const database_options& options) {
       {"update_cache", options.update}};
   if (!options.locations.empty()) parameters["trace_db_locations"] = options.locations;
   if (!options.root.empty()) parameters["root"] = options.root;
-  if (!options.proxy.empty()) parameters["proxy_setting"] = options.proxy;
+  if (options.proxy) parameters["proxy_setting"] = *options.proxy;
   return parameters;
 }
 
@@ -40,7 +41,7 @@ std::string sync_command_line(const database_options& options) {
     line += " --location " + shell_word(location);
   }
   if (!options.root.empty()) line += " --root " + shell_word(options.root);
-  if (!options.proxy.empty()) line += " --proxy " + shell_word(options.proxy);
+  if (options.proxy) line += " --proxy " + shell_word(*options.proxy);
   return line;
 }
 

@@ -1,6 +1,7 @@
 // database_options.h - the options that say which trace database decodes.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -21,8 +22,8 @@ struct database_options {
   std::string cache;                   // directory of the cache
   std::vector<std::string> locations;  // of the catalogue, the best first
   std::string root;                    // what ${root} in locations stands for
-  std::string proxy;
-  bool update = false;  // fetch the catalogue
+  std::optional<std::string> proxy;    // empty: none, whatever the environment says
+  bool update = false;                 // fetch the catalogue
 };
 
 // Adds the options that say where a cache is kept from. They need the option

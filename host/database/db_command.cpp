@@ -66,6 +66,7 @@ void synchronise(const database_options& options, sync_progress& progress) {
 exit_code sync(const database_options& options) {
   sync_progress progress(platform::path_from_utf8(options.cache), stdout);
   synchronise(options, progress);
+  if (progress.databases() == 0) throw no_database(options);
   print(fmt::format("{}: {} database{}, {} downloaded\n", options.cache, progress.databases(),
                     progress.databases() == 1 ? "" : "s", progress.downloads()));
   // What was downloaded has not been compared with the catalogue yet.
@@ -99,6 +100,7 @@ bool needs_root(const std::vector<cached_database>& databases) {
 
 exit_code verify(const database_options& options) {
   const std::vector<cached_database> databases = look_at_cache(options);
+  if (databases.empty()) throw no_database(options);
   if (const std::size_t faults = report_faults(databases)) {
     throw user_error(exit_code::bad_input,
                      fmt::format("{} of {} databases in {} cannot be used; fetch them with: "
@@ -106,7 +108,8 @@ exit_code verify(const database_options& options) {
                                  faults, databases.size(), options.cache, shell_word(options.cache),
                                  needs_root(databases) ? " --root URL" : ""));
   }
-  print(fmt::format("{}: {} databases, all intact\n", options.cache, databases.size()));
+  print(fmt::format("{}: {} database{}, all intact\n", options.cache, databases.size(),
+                    databases.size() == 1 ? "" : "s"));
   return exit_code::ok;
 }
 

@@ -2,11 +2,18 @@
 
 #include <fmt/format.h>
 
+#include <string_view>
 #include <utility>
 
 #include "platform/file.h"
 
 namespace veltra::host {
+
+namespace {
+
+constexpr std::string_view not_fetched = "not fetched: ";
+
+}  // namespace
 
 sync_progress::sync_progress(std::filesystem::path cache, std::FILE* out)
     : cache_(std::move(cache)), out_(out) {}
@@ -17,7 +24,7 @@ void sync_progress::take(std::int32_t /*level*/, std::string_view message) {
   if (message == "Trying to download database config.json") {
     begin_line("config.json", "fetched");
   } else if (split_message(message, catalogue_not_fetched, rest)) {
-    outcome_ = fmt::format("not fetched: {}", rest);
+    outcome_ = fmt::format("{}{}", not_fetched, rest);
   } else if (message == "check if config.json is up-to-date") {
     outcome_ = "up to date";
   } else if (message == "write new config.json") {
@@ -33,7 +40,9 @@ void sync_progress::take(std::int32_t /*level*/, std::string_view message) {
 
 void sync_progress::finish(bool failed) {
   if (outcome_.empty()) return;
-  show(fmt::format("{}\n", failed ? "failed" : outcome_));
+  // The last location that did not answer says more than "failed".
+  const bool known = !failed || outcome_.starts_with(not_fetched);
+  show(fmt::format("{}\n", known ? outcome_ : "failed"));
   outcome_.clear();
 }
 

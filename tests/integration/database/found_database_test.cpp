@@ -279,6 +279,15 @@ TEST_F(found_database_test, verify_names_what_is_missing_or_damaged_and_list_sho
   EXPECT_EQ(list[2]["uuid"], firmwares_[2].uuid);
 }
 
+TEST_F(found_database_test, a_cache_of_no_database_is_not_in_order) {
+  work_.write("cache/config.json", R"({"firmwares": {"updated_timestamp": "", "devices": []}})");
+  for (const char* command : {"verify", "sync"}) {
+    const outcome ended = shell(std::string("veltra db ") + command + " --cache cache");
+    EXPECT_EQ(ended.exit_code, 3) << command;
+    EXPECT_THAT(ended.errors, HasSubstr("the catalogue of the cache cache lists no database"));
+  }
+}
+
 TEST_F(found_database_test, show_counts_what_is_in_a_database_file) {
   const outcome shown = shell("veltra db show fw1.tar.gz");
   EXPECT_EQ(shown.exit_code, 0) << shown.errors;

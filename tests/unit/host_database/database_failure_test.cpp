@@ -136,6 +136,17 @@ TEST_F(database_failure_test, a_trace_whose_directory_may_not_be_read_is_not_the
   EXPECT_EQ(sync_failure("filesystem error: exists: Permission denied [/elsewhere/t.bin]"), none);
 }
 
+// A server's page for what it does not have becomes the first catalogue of a cache.
+TEST_F(database_failure_test, a_cache_whose_catalogue_is_no_json_says_what_to_remove) {
+  cache.write("config.json", "<html>404</html>");
+  EXPECT_THAT(sync_failure("[json.exception.parse_error.101] x"),
+              AllOf(StartsWith(options.cache + native("/config.json") + " holds no catalogue"),
+                    HasSubstr("Remove it"), HasSubstr(sync_command())));
+  cache.write("config.json", "{}");
+  EXPECT_THAT(sync_failure("[json.exception.parse_error.101] x"),
+              StartsWith("a catalogue is not what it should be"));
+}
+
 TEST_F(database_failure_test, a_catalogue_that_is_none) {
   EXPECT_THAT(sync_failure("[json.exception.parse_error.101] x"),
               AllOf(HasSubstr("[json.exception.parse_error.101] x"),
@@ -146,6 +157,7 @@ TEST_F(database_failure_test, a_download_that_failed_names_the_database) {
   heard({"check database at path: c/fw.json", "try download database: uuid-1"});
   EXPECT_THAT(sync_failure("Could not resolve host"),
               StartsWith("the database uuid-1 could not be downloaded (Could not resolve host);"));
+  EXPECT_THAT(sync_failure("Could not resolve host"), HasSubstr("with --database FILE"));
 }
 
 TEST_F(database_failure_test, other_failures_are_not_the_caches) {

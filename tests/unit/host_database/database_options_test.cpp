@@ -47,6 +47,15 @@ TEST(cache_parameters, hold_every_option) {
                                              {"proxy_setting", "p"}}));
 }
 
+TEST(cache_parameters, an_empty_proxy_is_one_that_turns_the_environments_off) {
+  database_options options;
+  options.cache = "c";
+  options.proxy = "";
+  EXPECT_EQ(cache_parameters(options).at("proxy_setting"), "");
+  EXPECT_EQ(sync_command_line(options),
+            "veltra db sync --cache c --update --location URL --proxy " + shell_word(""));
+}
+
 class catalogue_options_test : public testing::Test {
  protected:
   catalogue_options_test() {
@@ -61,6 +70,16 @@ TEST_F(catalogue_options_test, several_locations_keep_their_order) {
   app.parse("--cache c --update --location b --location a");
   EXPECT_THAT(options.locations, testing::ElementsAre("b", "a"));
   EXPECT_TRUE(options.update);
+}
+
+TEST_F(catalogue_options_test, a_proxy_may_be_empty_and_the_rest_may_not) {
+  app.parse(std::vector<std::string>{"", "--proxy", "c", "--cache"});
+  EXPECT_EQ(options.proxy, "");
+  for (const char* name : {"--location", "--root"}) {
+    EXPECT_THROW(app.parse(std::vector<std::string>{"", name, "c", "--cache"}),
+                 CLI::ValidationError)
+        << name;
+  }
 }
 
 TEST_F(catalogue_options_test, an_update_needs_a_location) {

@@ -63,6 +63,12 @@ TEST_F(sync_progress_test, a_failure_ends_the_line_that_it_hit) {
   EXPECT_EQ(shown(), "a: failed\n");
 }
 
+TEST_F(sync_progress_test, the_last_location_in_vain_says_why) {
+  take({"Trying to download database config.json", "Failed to download config.json. Reason: gone"});
+  progress.finish(true);
+  EXPECT_EQ(shown(), "config.json: not fetched: gone\n");
+}
+
 TEST_F(sync_progress_test, each_location_of_the_catalogue_has_its_line) {
   take({"Trying to download database config.json", "Failed to download config.json. Reason: gone",
         "Trying to download database config.json", "check if config.json is up-to-date",
