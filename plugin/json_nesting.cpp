@@ -6,7 +6,7 @@ namespace {
 
 // The position behind the string whose first character is at `at`.
 std::size_t end_of_string(std::string_view text, std::size_t at) noexcept {
-  while (at < text.size() && text[at] != '"') at += text[at] == '\\' ? 2 : 1;
+  while (at < text.size() && text[at] != '"') at += text[at] == '\\' ? 2U : 1U;
   return at + 1;
 }
 
