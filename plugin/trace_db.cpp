@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "implementation/json_numbers.h"
+#include "plugin/json_nesting.h"
 
 namespace veltra {
 
@@ -14,6 +15,12 @@ using kovax::to_u32;
 
 // Trace ids are 32-bit values.
 constexpr std::uint32_t largest_trace_id_size = 4;
+
+// Levels of arrays and objects in a database. The JSON library parses any number of
+// them, but copying and printing a value recurse, at some hundred bytes of stack a
+// level, and an archive of 452 bytes holds 80000 levels. This many do with 100 KiB,
+// less than the smallest threads have, and are far more than a database needs.
+constexpr std::size_t deepest_nesting = 512;
 
 // A member of "meta" or of the root: reads as null when it is missing.
 const json& forgiving_member(const json& object, const char* key) {
@@ -147,6 +154,7 @@ std::string text_or(const json& meta, const char* key, const char* otherwise) {
 }  // namespace
 
 void process_trace_db(database_collection& collection, const host_log& log, std::string_view text) {
+  if (nested_deeper_than(text, deepest_nesting)) throw std::runtime_error("nested too deep");
   json root = json::parse(text);
   const json& meta = forgiving_member(root, "meta");
   trace_db_config config;

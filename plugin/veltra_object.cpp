@@ -16,9 +16,6 @@ namespace {
 
 constexpr const char* stopped_while_reading = "stop extracting";
 
-// A packet's size is a 32-bit number.
-constexpr std::uint64_t largest_chunk = UINT32_MAX;
-
 }  // namespace
 
 veltra_object::veltra_object(source_settings settings)
@@ -122,9 +119,7 @@ bool veltra_object::ends_after_this_pass(bool input_ended) {
 
 // Reads the next chunk; true once the file has met its end.
 bool veltra_object::read_chunk() {
-  if (file_mode()) {
-    return file_.read_chunk(std::min(settings_.chunk_size, largest_chunk), chunk_);
-  }
+  if (file_mode()) return file_.read_chunk(settings_.file_chunk_size(), chunk_);
   read_serial_chunk();
   return false;
 }

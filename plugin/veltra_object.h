@@ -3,6 +3,7 @@
 
 #include <kovax/source.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <filesystem>
@@ -34,6 +35,10 @@ struct source_settings {
   std::uint64_t chunk_size = 1024;                // bytes per read, at least 1
   std::string database_file;                      // UTF-8; empty: none named
   std::vector<std::string> database_directories;  // where a database is looked for by its UUID
+
+  // Bytes per read of a file: no more than a packet's 32-bit size can tell. A serial
+  // port is asked for what was wanted, and gives it when there is as much.
+  std::uint64_t file_chunk_size() const { return std::min<std::uint64_t>(chunk_size, UINT32_MAX); }
 };
 
 // The host's handle points to an object of this class. Built, run and destroyed

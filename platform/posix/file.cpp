@@ -9,10 +9,6 @@ std::filesystem::path path_from_utf8(std::string_view text) {
   return {std::string(text)};
 }
 
-bool is_absolute(const std::filesystem::path& path) {
-  return path.is_absolute();
-}
-
 std::string path_to_utf8(const std::filesystem::path& path) {
   return path.string();
 }

@@ -13,8 +13,11 @@ std::string text_member(const kovax::json& object, const char* key) {
   return member(object, key).get<std::string>();
 }
 
-kovax::json::array_t array_member(const kovax::json& object, const char* key) {
-  return member(object, key).get<kovax::json::array_t>();
+const kovax::json::array_t& array_member(const kovax::json& object, const char* key) {
+  const kovax::json& value = member(object, key);
+  if (!value.is_array()) value.get<kovax::json::array_t>();  // throws type error 302
+  // No copy: copying recurses, and the document may be nested deeper than any stack.
+  return value.get_ref<const kovax::json::array_t&>();
 }
 
 }  // namespace veltra

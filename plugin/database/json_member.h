@@ -16,8 +16,8 @@ const kovax::json& member(const kovax::json& object, const char* key);
 // error if it is missing ("type must be string, but is null") or not a text.
 std::string text_member(const kovax::json& object, const char* key);
 
-// A copy of the array member `key` of `object`. Throws likewise: what is missing
-// is refused, never taken as empty.
-kovax::json::array_t array_member(const kovax::json& object, const char* key);
+// The array member `key` of `object`, living as long as the object. Throws likewise:
+// what is missing is refused, never taken as empty.
+const kovax::json::array_t& array_member(const kovax::json& object, const char* key);
 
 }  // namespace veltra

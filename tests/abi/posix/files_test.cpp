@@ -32,6 +32,14 @@ TEST_F(posix_files_test, a_trace_that_was_removed_after_init_is_read_all_the_sam
   EXPECT_EQ(session.raw_bytes(), test_support::varied_bytes(1500));
 }
 
+// At the beginning of a process's own memory nothing is mapped.
+TEST_F(posix_files_test, a_trace_that_cannot_be_read_fails_the_run_and_is_named) {
+  open({{"file_path", "/proc/self/mem"}});
+  EXPECT_NE(session.start(), 0);
+  EXPECT_EQ(session.last_error().message, "trace_file could not be read at /proc/self/mem");
+  EXPECT_TRUE(session.packets.empty());
+}
+
 // Looking whether a file is there can fail.
 class existence_test : public posix_files_test, public testing::WithParamInterface<const char*> {
  protected:
