@@ -22,6 +22,12 @@ std::string usage_failure(const CLI::App* app, const CLI::Error& error) {
     app = app->get_subcommands().front();
     command += " " + app->get_name();
   }
+  // The parser misses a command before it minds what stands in its place.
+  const std::vector<std::string> rest = app->remaining();
+  if (dynamic_cast<const CLI::RequiredError*>(&error) != nullptr && !rest.empty() &&
+      !rest.front().starts_with('-')) {
+    return fmt::format("veltra: \"{}\" is no command; see {} --help.\n", rest.front(), command);
+  }
   return fmt::format("veltra: {}; see {} --help.\n", error.what(), command);
 }
 
@@ -38,6 +44,7 @@ int main(int argc, char** argv) {
   CLI::App app{"veltra - turns the trace of an LTE modem into a capture that Wireshark dissects",
                "veltra"};
   app.require_subcommand(1);
+  app.set_version_flag("--version", "veltra " VELTRA_VERSION);
   app.allow_windows_style_options(false);  // the commands inherit it: /dir/file is a path
   app.failure_message(usage_failure);
   veltra::host::command chosen;

@@ -106,6 +106,9 @@ refused $usage "--port: the name is empty" "$veltra" capture --raw x --port ''
 refused $usage "--raw: the name is empty" "$veltra" capture --raw '' --port x
 decode $usage "was not expected: more" trace.bin more --database database.json
 refused $usage "A subcommand is required; see veltra --help" "$veltra"
+refused $usage '"decod" is no command; see veltra --help' "$veltra" decod trace.bin
+refused $usage '"lists" is no command; see veltra db --help' "$veltra" db lists
+[[ $("$veltra" --version) =~ ^veltra\ [0-9]+\.[0-9]+\.[0-9]+$ ]] || fail "no version"
 
 # The plug-in.
 decode $bad_input "cannot load the plug-in" trace.bin --database database.json --plugin no.kovax
