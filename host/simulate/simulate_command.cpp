@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
+#include <atomic>
 #include <charconv>
 #include <cstdint>
 #include <limits>
@@ -11,8 +12,10 @@
 #include "host/command.h"
 #include "host/console.h"
 #include "host/live/live_simulation.h"
+#include "host/name_option.h"
 #include "host/simulate/simulation.h"
 #include "platform/file.h"
+#include "platform/interrupt.h"
 
 namespace veltra::host {
 
@@ -28,7 +31,8 @@ std::string check_repetitions(const std::string& text) {
   return fmt::format("\"{}\" is not a number of repetitions; give 1 or more", text);
 }
 
-std::string played(std::uint64_t repeat) {
+std::string played(std::uint64_t repeat, bool interrupted) {
+  if (interrupted) return "interrupted";
   return repeat == 1 ? std::string("played once") : fmt::format("played {} times", repeat);
 }
 
@@ -37,7 +41,7 @@ void report(const simulate_options& options, const simulate_result& result) {
   const bool to_stdout = options.trace == "-";
   const std::string line = fmt::format(
       "{} messages, {}: {} bytes of trace in {}; database {} in {}\n", result.messages,
-      played(options.repeat), result.trace_bytes,
+      played(options.repeat, result.interrupted), result.trace_bytes,
       to_stdout ? std::string("standard output") : platform::path_to_utf8(options.trace),
       result.uuid, platform::path_to_utf8(options.database));
   to_stdout ? tell(line) : print(line);
@@ -70,6 +74,15 @@ simulate_options make_options(const arguments& given, bool with_uuid) {
   return options;
 }
 
+exit_code run_to_files(const simulate_options& options) {
+  std::atomic<bool> stopped = false;
+  // A pipe that nobody reads any more is a failure to write, too.
+  const platform::interrupt_watch watch([&stopped] { stopped = true; });
+  const simulate_result result = simulate(options, [&stopped] { return stopped.load(); });
+  report(options, result);
+  return result.interrupted ? exit_code::interrupted : exit_code::ok;
+}
+
 exit_code run_live(const live_simulate_options& options) {
   const live_simulate_result result =
       simulate_live(options, [](const std::filesystem::path& device) {
@@ -77,8 +90,8 @@ exit_code run_live(const live_simulate_options& options) {
         print(platform::path_to_utf8(device) + "\n");
       });
   tell(fmt::format("{} messages, {}: {} bytes sent; database {}\n", result.messages,
-                   result.interrupted ? std::string("interrupted") : played(options.source.repeat),
-                   result.trace_bytes, result.uuid));
+                   played(options.source.repeat, result.interrupted), result.trace_bytes,
+                   result.uuid));
   return result.interrupted ? exit_code::interrupted : exit_code::ok;
 }
 
@@ -111,17 +124,18 @@ void add_simulate_command(CLI::App& app, command& chosen) {
 
   CLI::App* const simulate_app = app.add_subcommand(
       "simulate", "Play a session as a modem's trace, to a file or a line, with its database");
-  simulate_app->add_option("SESSION", given->session, "The session, one message a line (.tsv)")
+  names_something(
+      simulate_app->add_option("SESSION", given->session, "The session, one message a line (.tsv)"))
       ->required();
   CLI::Option* const trace =
-      simulate_app
-          ->add_option("--trace", given->trace, "Where the trace goes; - is standard output")
+      names_something(simulate_app->add_option("--trace", given->trace,
+                                               "Where the trace goes; - is standard output"))
           ->type_name("FILE");
   const CLI::Option* const pty = add_line_options(*simulate_app, *given)->excludes(trace);
   const CLI::Option* const database =
-      simulate_app
-          ->add_option("--database", given->database,
-                       "Where the trace database goes: .json, or .gz for a compressed archive")
+      names_something(simulate_app->add_option(
+                          "--database", given->database,
+                          "Where the trace database goes: .json, or .gz for a compressed archive"))
           ->type_name("FILE");
   simulate_app->add_option("--repeat", given->repeat, "How often the session is played")
       ->capture_default_str()
@@ -146,10 +160,7 @@ void add_simulate_command(CLI::App& app, command& chosen) {
       };
       return;
     }
-    chosen = [options] {
-      report(options, simulate(options));
-      return exit_code::ok;
-    };
+    chosen = [options] { return run_to_files(options); };
   });
 }
 

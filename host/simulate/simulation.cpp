@@ -5,6 +5,7 @@
 #include <string_view>
 #include <system_error>
 
+#include "host/output_failure.h"
 #include "host/output_file.h"
 #include "host/simulate/uuid.h"
 #include "host/user_error.h"
@@ -68,17 +69,20 @@ void check(const simulate_options& options) {
   }
 }
 
-void write_trace(const virtual_modem& modem, std::uint64_t repeat, output_file& file) {
+// Returns whether all of it was written.
+bool write_trace(const virtual_modem& modem, std::uint64_t repeat, output_file& file,
+                 const std::function<bool()>& stopped) {
   std::string block;
   block.reserve(2 * write_block);
   for (trace_player player(modem.traces, repeat); !player.at_end();) {
     player.append_next(block);
-    if (block.size() >= write_block) {
-      file.write(block);
-      block.clear();
-    }
+    if (block.size() < write_block) continue;
+    file.write(block);
+    block.clear();
+    if (stopped()) return player.at_end();
   }
   file.write(block);
+  return true;
 }
 
 std::string database_bytes(const simulate_options& options, const database_document& database) {
@@ -108,18 +112,21 @@ void write_database(const simulate_options& options, const database_document& da
   file.commit();
 }
 
-simulate_result simulate(const simulate_options& options) {
+simulate_result simulate(const simulate_options& options, const std::function<bool()>& stopped) {
   const virtual_modem modem = load_virtual_modem(options);
+  // What can be foreseen: behind the first commit a failure would leave one of two.
+  check_output_place("cannot write", options.database);
+  check_output_place("cannot write", options.trace);
   output_file database(options.database, output_file::access::sequential);
   output_file trace(options.trace, output_file::access::sequential);
   database.write(database_bytes(options, modem.database));
-  write_trace(modem, options.repeat, trace);
+  const bool whole = write_trace(modem, options.repeat, trace, stopped);
   // Both files appear, or none.
   database.finish();
   trace.finish();
   database.commit();
   trace.commit();
-  return {modem.messages, trace.size(), modem.database.uuid};
+  return {modem.messages, trace.size(), modem.database.uuid, !whole};
 }
 
 }  // namespace veltra::host

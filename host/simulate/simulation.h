@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -24,11 +25,15 @@ struct simulate_result {
   std::size_t messages = 0;  // in one play of the session
   std::uint64_t trace_bytes = 0;
   std::string uuid;  // the database's
+  bool interrupted = false;
 };
 
 // Writes the trace of the session and the database that describes it, both or
-// neither. Both must be named. Memory does not grow with `repeat`. Throws user_error.
-simulate_result simulate(const simulate_options& options);
+// neither. Both must be named. Memory does not grow with `repeat`. `stopped` is asked now
+// and then on this thread; when it says so, the trace ends early, with a whole frame.
+// Throws user_error.
+simulate_result simulate(
+    const simulate_options& options, const std::function<bool()>& stopped = [] { return false; });
 
 // The two steps that playing a session to something else than a file shares with
 // it. Both throw user_error.

@@ -8,6 +8,30 @@ set -m # or what runs in the background would ignore Ctrl-C
 # Long enough that the run cannot be over before the signal comes.
 "$veltra" simulate "$session" --trace trace.bin --database database.json --repeat 20000 >/dev/null
 
+# The virtual modem likewise: what it has written is a trace with its database.
+"$veltra" simulate "$session" --trace early.bin --database early.json --repeat 1000000 >told.txt &
+running=$!
+until part=$(ls early.bin.*.part 2>/dev/null) && [ "$(stat -c %s "$part")" -gt 500000 ]; do
+  kill -0 $running 2>/dev/null || fail "the modem ended too early"
+  sleep 0.005
+done
+kill -INT $running
+code=0
+wait $running || code=$?
+[ $code = 130 ] || fail "exit code $code of an interrupted modem"
+grep -q ' messages, interrupted: [0-9]* bytes of trace in early.bin' told.txt ||
+  fail "no word of the interruption" "$(cat told.txt)"
+"$veltra" decode early.bin --database early.json -o early.pcapng 2>summary.txt
+[ "$(echo early*)" = "early.bin early.json early.pcapng" ] || fail "other files were left" "$(ls)"
+rm early.*
+
+# A reader that has gone is a failure, and leaves no database alone.
+{ "$veltra" simulate "$session" --trace - --database early.json --repeat 1000000 2>told.txt || echo $? >code; } |
+  head -c 10 >/dev/null
+[ "$(cat code)" = 6 ] || fail "exit code $(cat code) when nobody reads"
+grep -q '^veltra: ' told.txt || fail "no word of the reader that has gone"
+[ "$(echo early*)" = "early*" ] || fail "files were left" "$(ls)"
+
 for signal in INT TERM; do
   for format in pcapng jsonl; do
     "$veltra" decode trace.bin --database database.json --chunk-size 16 --format $format \

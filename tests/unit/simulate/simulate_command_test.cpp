@@ -96,6 +96,33 @@ TEST_F(simulate_command, trace_and_database_are_written) {
   EXPECT_EQ(database.at("meta").at("uuid"), result.uuid);
 }
 
+TEST_F(simulate_command, a_run_that_is_stopped_leaves_whole_files) {
+  options_.repeat = 1'000'000;
+  const simulate_result result = simulate(options_, [] { return true; });
+  EXPECT_TRUE(result.interrupted);
+  const auto frames = read_frames(content(at("t.bin")));
+  EXPECT_GT(frames.size(), 1000U);
+  EXPECT_LT(frames.size(), 1'000'000U);
+  EXPECT_EQ(kovax::json::parse(content(at("d.json"))).at("meta").at("uuid"), result.uuid);
+  EXPECT_THAT(names(), testing::ElementsAre("d.json", "s.tsv", "t.bin"));
+}
+
+TEST_F(simulate_command, a_place_that_does_not_do_leaves_neither_file) {
+  fs::create_directory(at("directory"));
+  options_.trace = at("directory");
+  refusal(exit_code::output_failed);
+  EXPECT_THAT(names(), testing::ElementsAre("directory", "s.tsv"));
+}
+
+TEST_F(simulate_command, names_must_not_be_empty) {
+  for (const auto& line : std::vector<std::vector<std::string>>{
+           {"simulate", "", "--trace", "t", "--database", "d.json"},
+           {"simulate", "s", "--trace", "", "--database", "d.json"},
+           {"simulate", "s", "--trace", "t", "--database", ""}}) {
+    EXPECT_THROW(run(line), CLI::ValidationError);
+  }
+}
+
 TEST_F(simulate_command, the_database_uid_can_be_read_in_the_raw_stream) {
   const simulate_result result = simulate(options_);
   const std::string trace = content(at("t.bin"));
