@@ -24,9 +24,9 @@ std::string usage_failure(const CLI::App* app, const CLI::Error& error) {
   }
   // The parser misses a command before it minds what stands in its place.
   const std::vector<std::string> rest = app->remaining();
-  if (dynamic_cast<const CLI::RequiredError*>(&error) != nullptr && !rest.empty() &&
-      !rest.front().starts_with('-')) {
-    return fmt::format("veltra: \"{}\" is no command; see {} --help.\n", rest.front(), command);
+  if (app->get_require_subcommand_min() > 0 && !rest.empty()) {
+    return fmt::format("veltra: \"{}\" is no {}; see {} --help.\n", rest.front(),
+                       rest.front().starts_with('-') ? "option" : "command", command);
   }
   return fmt::format("veltra: {}; see {} --help.\n", error.what(), command);
 }

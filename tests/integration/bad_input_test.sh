@@ -108,6 +108,10 @@ decode $usage "was not expected: more" trace.bin more --database database.json
 refused $usage "A subcommand is required; see veltra --help" "$veltra"
 refused $usage '"decod" is no command; see veltra --help' "$veltra" decod trace.bin
 refused $usage '"lists" is no command; see veltra db --help' "$veltra" db lists
+refused $usage '"" is no command; see veltra --help' "$veltra" ''
+refused $usage '"--verbos" is no option; see veltra --help' "$veltra" --verbos
+refused $usage '--cache is required; see veltra db list --help' "$veltra" db list more
+refused $usage 'was not expected: more' "$veltra" simulate "$session" more
 [[ $("$veltra" --version) =~ ^veltra\ [0-9]+\.[0-9]+\.[0-9]+$ ]] || fail "no version"
 
 # The plug-in.
