@@ -75,10 +75,11 @@ simulate_options make_options(const arguments& given, bool with_uuid) {
 }
 
 exit_code run_to_files(const simulate_options& options) {
+  // Outside the watch: Ctrl-C must end the wait for a pipe's reader.
+  simulation simulated(options);
   std::atomic<bool> stopped = false;
-  // A pipe that nobody reads any more is a failure to write, too.
   const platform::interrupt_watch watch([&stopped] { stopped = true; });
-  const simulate_result result = simulate(options, [&stopped] { return stopped.load(); });
+  const simulate_result result = simulated.write([&stopped] { return stopped.load(); });
   report(options, result);
   return result.interrupted ? exit_code::interrupted : exit_code::ok;
 }

@@ -4,6 +4,7 @@
 
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 #include "host/output_failure.h"
 #include "host/output_file.h"
@@ -112,21 +113,30 @@ void write_database(const simulate_options& options, const database_document& da
   file.commit();
 }
 
-simulate_result simulate(const simulate_options& options, const std::function<bool()>& stopped) {
-  const virtual_modem modem = load_virtual_modem(options);
-  // What can be foreseen: behind the first commit a failure would leave one of two.
-  check_output_place("cannot write", options.database);
-  check_output_place("cannot write", options.trace);
-  output_file database(options.database, output_file::access::sequential);
-  output_file trace(options.trace, output_file::access::sequential);
-  database.write(database_bytes(options, modem.database));
-  const bool whole = write_trace(modem, options.repeat, trace, stopped);
-  // Both files appear, or none.
-  database.finish();
-  trace.finish();
-  database.commit();
-  trace.commit();
-  return {modem.messages, trace.size(), modem.database.uuid, !whole};
+simulation::simulation(simulate_options options)
+    : options_(std::move(options)), modem_(load_virtual_modem(options_)) {
+  const auto open_stream = [](const std::filesystem::path& target,
+                              std::optional<output_file>& file) {
+    if (output_file::is_stream(target)) file.emplace(target, output_file::access::sequential);
+  };
+  // Before the wait for a reader.
+  check_output_place("cannot write", options_.database);
+  check_output_place("cannot write", options_.trace);
+  open_stream(options_.database, database_);
+  open_stream(options_.trace, trace_);
+}
+
+simulate_result simulation::write(const std::function<bool()>& stopped) {
+  if (!database_) database_.emplace(options_.database, output_file::access::sequential);
+  if (!trace_) trace_.emplace(options_.trace, output_file::access::sequential);
+  database_->write(database_bytes(options_, modem_.database));
+  const bool whole = write_trace(modem_, options_.repeat, *trace_, stopped);
+  // All that can fail but the names themselves comes before the first of them.
+  database_->finish();
+  trace_->finish();
+  database_->commit();
+  trace_->commit();
+  return {modem_.messages, trace_->size(), modem_.database.uuid, !whole};
 }
 
 }  // namespace veltra::host

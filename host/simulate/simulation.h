@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "host/output_file.h"
 #include "host/simulate/virtual_modem.h"
 
 namespace veltra::host {
@@ -28,12 +29,26 @@ struct simulate_result {
   bool interrupted = false;
 };
 
-// Writes the trace of the session and the database that describes it, both or
-// neither. Both must be named. Memory does not grow with `repeat`. `stopped` is asked now
-// and then on this thread; when it says so, the trace ends early, with a whole frame.
-// Throws user_error.
-simulate_result simulate(
-    const simulate_options& options, const std::function<bool()>& stopped = [] { return false; });
+// A session on its way to a trace file and the database that describes it. Both must be
+// named in the options, and both appear, or none. Memory does not grow with `repeat`. One
+// thread at a time; every failure is a user_error.
+class simulation {
+ public:
+  // Checks the options, builds the modem, and opens the outputs that are streams: a named
+  // pipe waits here for its reader. Makes no file, so that the process may be ended
+  // meanwhile by anything.
+  explicit simulation(simulate_options options);
+
+  // Writes both; once. `stopped` is asked now and then on this thread; when it says so, the
+  // trace ends early, with a whole frame.
+  simulate_result write(const std::function<bool()>& stopped);
+
+ private:
+  simulate_options options_;
+  virtual_modem modem_;
+  std::optional<output_file> database_;
+  std::optional<output_file> trace_;
+};
 
 // The two steps that playing a session to something else than a file shares with
 // it. Both throw user_error.

@@ -123,6 +123,7 @@ refused $bad_input no.tsv "$veltra" simulate no.tsv --trace t.bin --database d.j
 refused $bad_input text.json "$veltra" simulate text.json --trace t.bin --database d.json
 refused $output_failed "no/t.bin" "$veltra" simulate "$session" --trace no/t.bin --database d.json
 refused $output_failed "directory" "$veltra" simulate "$session" --trace directory --database d.json
+refused $usage "--trace: the name is empty" "$veltra" simulate "$session" --trace '' --database d.json
 refused $usage "the same file" "$veltra" simulate "$session" --trace d.json --database d.json
 
 # Nobody has to listen: what is written is no worse for it.
@@ -132,6 +133,13 @@ for closed in '2>&-' '2>/dev/full'; do
     fail "exit code $? with $closed"
   [ -s quiet.pcapng ] || fail "no capture with $closed"
 done
+if [ -e /dev/full ]; then
+  code=0
+  "$veltra" simulate "$session" --trace kept.bin --database kept.json >/dev/full 2>told.txt || code=$?
+  [ $code = $output_failed ] || fail "exit code $code of a modem whose line is not taken"
+  same trace.bin kept.bin "the traces"
+  same database.json kept.json "the databases"
+fi
 refused $bad_input "there is no file none.json; check the name" "$veltra" db show none.json
 refused $output_failed "cannot write standard output: No space left on device" \
   sh -c "exec \"$veltra\" db show database.json >/dev/full"

@@ -9,21 +9,39 @@ set -m # or what runs in the background would ignore Ctrl-C
 "$veltra" simulate "$session" --trace trace.bin --database database.json --repeat 20000 >/dev/null
 
 # The virtual modem likewise: what it has written is a trace with its database.
-"$veltra" simulate "$session" --trace early.bin --database early.json --repeat 1000000 >told.txt &
+for signal in INT TERM HUP; do
+  "$veltra" simulate "$session" --trace early.bin --database early.json --repeat 1000000 >told.txt &
+  running=$!
+  until part=$(ls early.bin.*.part 2>/dev/null) && [ "$(stat -c %s "$part")" -gt 500000 ]; do
+    kill -0 $running 2>/dev/null || fail "the modem ended too early"
+    sleep 0.005
+  done
+  kill -$signal $running
+  code=0
+  wait $running || code=$?
+  [ $code = 130 ] || fail "exit code $code of a modem after SIG$signal"
+  grep -q ' messages, interrupted: [0-9]* bytes of trace in early.bin' told.txt ||
+    fail "no word of the interruption" "$(cat told.txt)"
+  "$veltra" decode early.bin --database early.json -o early.pcapng 2>summary.txt
+  [ "$(echo early*)" = "early.bin early.json early.pcapng" ] || fail "other files were left" "$(ls)"
+  rm early.*
+done
+
+# While it waits for the reader of a named pipe, it has made no file yet, and ends at once.
+mkfifo early.pipe
+"$veltra" simulate "$session" --trace early.pipe --database early.json 2>told.txt &
 running=$!
-until part=$(ls early.bin.*.part 2>/dev/null) && [ "$(stat -c %s "$part")" -gt 500000 ]; do
-  kill -0 $running 2>/dev/null || fail "the modem ended too early"
+until [ /proc/$running/exe -ef "$veltra" ] && grep -q '^State:.S' /proc/$running/status; do
+  kill -0 $running 2>/dev/null || fail "the modem does not wait for a reader" "$(cat told.txt)"
   sleep 0.005
 done
 kill -INT $running
+: <>early.pipe # or one that goes on waiting would wait for ever
 code=0
 wait $running || code=$?
-[ $code = 130 ] || fail "exit code $code of an interrupted modem"
-grep -q ' messages, interrupted: [0-9]* bytes of trace in early.bin' told.txt ||
-  fail "no word of the interruption" "$(cat told.txt)"
-"$veltra" decode early.bin --database early.json -o early.pcapng 2>summary.txt
-[ "$(echo early*)" = "early.bin early.json early.pcapng" ] || fail "other files were left" "$(ls)"
-rm early.*
+[ $code = 130 ] || fail "exit code $code of a modem that waits for a reader"
+[ "$(echo early*)" = early.pipe ] || fail "other files were left" "$(ls)"
+rm early.pipe
 
 # A reader that has gone is a failure, and leaves no database alone.
 { "$veltra" simulate "$session" --trace - --database early.json --repeat 1000000 2>told.txt || echo $? >code; } |

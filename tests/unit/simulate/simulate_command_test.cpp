@@ -7,8 +7,10 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "host/command.h"
@@ -53,6 +55,12 @@ class simulate_command : public testing::Test {
   void TearDown() override { fs::remove_all(directory_); }
 
   fs::path at(const char* name) const { return directory_ / name; }
+
+  static simulate_result simulate(
+      const simulate_options& options,
+      const std::function<bool()>& stopped = [] { return false; }) {
+    return simulation(options).write(stopped);
+  }
 
   std::string refusal(exit_code code) {
     return refusal_of([this] { simulate(options_); }, code);
@@ -114,6 +122,37 @@ TEST_F(simulate_command, a_place_that_does_not_do_leaves_neither_file) {
   EXPECT_THAT(names(), testing::ElementsAre("directory", "s.tsv"));
 }
 
+// The place is good when the run begins, and not any more when it ends.
+TEST_F(simulate_command, a_database_that_cannot_get_its_name_leaves_no_trace) {
+  options_.repeat = 1'000'000;
+  const auto take_the_name = [this] { return fs::create_directory(at("d.json")); };
+  EXPECT_THAT(refusal_of([&] { simulate(options_, take_the_name); }, exit_code::output_failed),
+              HasSubstr("d.json"));
+  EXPECT_THAT(names(), testing::ElementsAre("d.json", "s.tsv"));
+}
+
+TEST_F(simulate_command, a_database_that_goes_away_leaves_an_earlier_one) {
+  put(at("d.json"), "earlier");
+  options_.repeat = 1'000'000;
+  bool removed = false;
+  const auto remove_it = [&] {
+    for (const std::string& name : names()) {
+      std::error_code ignored;
+      if (name.starts_with("d.json.")) removed = fs::remove(at(name.c_str()), ignored);
+    }
+    return true;
+  };
+  try {
+    simulate(options_, remove_it);
+    if (!removed) GTEST_SKIP() << "an open file cannot be removed here";
+    ADD_FAILURE() << "nothing was refused";
+  } catch (const user_error& error) {
+    EXPECT_EQ(error.code(), exit_code::output_failed);
+  }
+  EXPECT_EQ(content(at("d.json")), "earlier");
+  EXPECT_THAT(names(), testing::ElementsAre("d.json", "s.tsv"));
+}
+
 TEST_F(simulate_command, names_must_not_be_empty) {
   for (const auto& line : std::vector<std::vector<std::string>>{
            {"simulate", "", "--trace", "t", "--database", "d.json"},
@@ -159,6 +198,7 @@ TEST_F(simulate_command, earlier_files_are_replaced) {
   simulate(options_);
   EXPECT_EQ(read_frames(content(at("t.bin"))).size(), 3U);
   EXPECT_EQ(content(at("d.json")).front(), '{');
+  EXPECT_THAT(names(), testing::ElementsAre("d.json", "s.tsv", "t.bin"));
 }
 
 TEST_F(simulate_command, repetitions_make_the_trace_longer_by_whole_sessions) {
