@@ -34,9 +34,13 @@ class pseudo_terminal {
   };
 
   // Waits until a program has opened the device and is ready: until it has dropped
-  // what its end holds, as a program does after it has set up a port, or until it
-  // let `settling` pass without doing so.
-  outcome wait_for_reader(std::chrono::milliseconds settling);
+  // what its end holds, as a program does after it has set up a port, and has let
+  // `quiet` pass without doing so again; or until it let `settling` pass without
+  // doing so at all.
+  //
+  // A `quiet` of some length is for readers that may drop more than once, and would
+  // lose what is sent in between: Wine does so for one PurgeComm.
+  outcome wait_for_reader(std::chrono::milliseconds settling, std::chrono::milliseconds quiet);
 
   // Sends all of `bytes`, waiting while the line is full. What the reader sends is
   // thrown away.

@@ -15,9 +15,11 @@ namespace veltra::host {
 
 namespace {
 
-// How long a reader that drops nothing after it opened the port is given to set it
-// up, and how long one that has read everything is given to use it.
+// How long a reader is given to set the port up: one that drops nothing after it
+// opened it, and one that drops something, should it do so again. And how long one
+// that has read everything is given to use it.
 constexpr std::chrono::milliseconds settling{500};
+constexpr std::chrono::milliseconds quiet{250};
 constexpr std::chrono::milliseconds grace{500};
 
 play_end end_of(platform::pseudo_terminal::outcome outcome) {
@@ -88,7 +90,7 @@ std::unique_ptr<platform::pseudo_terminal> open_terminal() {
 
 play_end play_to_reader(platform::pseudo_terminal& terminal, trace_player& player,
                         const play_pace& pace, std::uint64_t& bytes) {
-  const play_end begin = end_of(terminal.wait_for_reader(settling));
+  const play_end begin = end_of(terminal.wait_for_reader(settling, quiet));
   if (begin != play_end::complete) return begin;
   terminal_line line(terminal);
   const play_result played = play(player, pace, line);

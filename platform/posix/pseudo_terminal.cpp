@@ -86,7 +86,8 @@ struct pseudo_terminal::state {
   descriptor watch;
   descriptor wake;
   int readers = 0;
-  bool flushed = false;  // the present reader has dropped what its end held
+  // When the present reader was last seen to drop what its end held.
+  std::optional<steady::time_point> flushed;
 
  private:
   void note_opens();
@@ -138,7 +139,7 @@ void pseudo_terminal::state::note_opens() {
     at += static_cast<ssize_t>(sizeof event + event.len);
     if ((event.mask & IN_OPEN) != 0) ++readers;
     if ((event.mask & IN_CLOSE) != 0 && readers > 0) --readers;
-    if (readers == 0) flushed = false;
+    if (readers == 0) flushed.reset();
   }
 }
 
@@ -149,7 +150,7 @@ void pseudo_terminal::state::note_news() {
   if (size <= 0 || (news[0] & TIOCPKT_FLUSHREAD) == 0) return;
   // It may be the news of a reader that has only just opened the device.
   note_opens();
-  flushed = readers > 0;
+  if (readers > 0) flushed = steady::now();
 }
 
 bool pseudo_terminal::state::interrupted() const {
@@ -177,7 +178,8 @@ const std::filesystem::path& pseudo_terminal::device() const {
   return state_->device;
 }
 
-pseudo_terminal::outcome pseudo_terminal::wait_for_reader(std::chrono::milliseconds settling) {
+pseudo_terminal::outcome pseudo_terminal::wait_for_reader(std::chrono::milliseconds settling,
+                                                          std::chrono::milliseconds quiet) {
   std::optional<steady::time_point> settled;
   // The reader that is known may have left since.
   state_->wait(state::wanted::news, steady::now());
@@ -185,12 +187,13 @@ pseudo_terminal::outcome pseudo_terminal::wait_for_reader(std::chrono::milliseco
     if (state_->interrupted()) return outcome::interrupted;
     if (state_->readers == 0) {
       settled.reset();
-    } else if (state_->flushed || (settled && steady::now() >= *settled)) {
-      return outcome::done;
-    } else if (!settled) {
-      settled = steady::now() + settling;
+      state_->wait(state::wanted::news, std::nullopt);
+      continue;
     }
-    state_->wait(state::wanted::news, settled);
+    if (!settled) settled = steady::now() + settling;
+    const steady::time_point ready = state_->flushed ? *state_->flushed + quiet : *settled;
+    if (steady::now() >= ready) return outcome::done;
+    state_->wait(state::wanted::news, ready);
   }
 }
 

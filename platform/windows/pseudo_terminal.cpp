@@ -21,7 +21,8 @@ const std::filesystem::path& pseudo_terminal::device() const {
   return state_->device;
 }
 
-pseudo_terminal::outcome pseudo_terminal::wait_for_reader(std::chrono::milliseconds /*settling*/) {
+pseudo_terminal::outcome pseudo_terminal::wait_for_reader(std::chrono::milliseconds /*settling*/,
+                                                          std::chrono::milliseconds /*quiet*/) {
   return outcome::interrupted;
 }
 

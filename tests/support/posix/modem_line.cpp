@@ -20,7 +20,7 @@ const std::string& modem_line::device() const {
 }
 
 modem_line::outcome modem_line::wait_for_reader(std::chrono::milliseconds settling) {
-  return state_->line.wait_for_reader(settling);
+  return state_->line.wait_for_reader(settling, std::chrono::milliseconds(0));
 }
 
 modem_line::outcome modem_line::write(std::string_view bytes) {

@@ -61,25 +61,36 @@ std::string all_bytes(std::size_t size) {
 
 TEST(pseudo_terminal, waits_for_a_reader_until_it_is_interrupted) {
   pseudo_terminal line;
-  auto waiting = std::async(std::launch::async, [&] { return line.wait_for_reader(1h); });
+  auto waiting = std::async(std::launch::async, [&] { return line.wait_for_reader(1h, 0ms); });
   line.interrupt();
   EXPECT_EQ(waiting.get(), outcome::interrupted);
-  EXPECT_EQ(line.wait_for_reader(1h), outcome::interrupted);
+  EXPECT_EQ(line.wait_for_reader(1h, 0ms), outcome::interrupted);
 }
 
 TEST(pseudo_terminal, a_reader_that_has_dropped_its_queues_is_ready) {
   pseudo_terminal line;
-  auto waiting = std::async(std::launch::async, [&] { return line.wait_for_reader(1h); });
+  auto waiting = std::async(std::launch::async, [&] { return line.wait_for_reader(1h, 0ms); });
   const reader other(line);
   other.drop_queues();
   EXPECT_EQ(waiting.get(), outcome::done);
+}
+
+TEST(pseudo_terminal, a_reader_that_may_drop_its_queues_again_is_given_time_for_it) {
+  pseudo_terminal line;
+  const reader other(line);
+  for (int drops = 0; drops < 2; ++drops) {
+    const auto begin = steady::now();
+    other.drop_queues();
+    EXPECT_EQ(line.wait_for_reader(1h, 20ms), outcome::done);
+    EXPECT_GE(steady::now() - begin, 20ms);
+  }
 }
 
 TEST(pseudo_terminal, a_reader_that_drops_nothing_is_ready_after_the_settling_time) {
   pseudo_terminal line;
   const reader other(line);
   const auto begin = steady::now();
-  EXPECT_EQ(line.wait_for_reader(20ms), outcome::done);
+  EXPECT_EQ(line.wait_for_reader(20ms, 0ms), outcome::done);
   EXPECT_GE(steady::now() - begin, 20ms);
 }
 
@@ -89,7 +100,7 @@ TEST(pseudo_terminal, a_reader_that_has_left_again_is_not_waited_for_any_more) {
     const reader other(line);
     other.drop_queues();
   }
-  auto waiting = std::async(std::launch::async, [&] { return line.wait_for_reader(0ms); });
+  auto waiting = std::async(std::launch::async, [&] { return line.wait_for_reader(0ms, 0ms); });
   EXPECT_EQ(waiting.wait_for(30ms), std::future_status::timeout);
   const reader next(line);
   EXPECT_EQ(waiting.get(), outcome::done);
@@ -99,9 +110,9 @@ TEST(pseudo_terminal, a_reader_that_left_unseen_does_not_stand_for_the_next) {
   pseudo_terminal line;
   reader first(line);
   first.drop_queues();
-  ASSERT_EQ(line.wait_for_reader(1h), outcome::done);
+  ASSERT_EQ(line.wait_for_reader(1h, 0ms), outcome::done);
   first.leave();
-  auto waiting = std::async(std::launch::async, [&] { return line.wait_for_reader(1h); });
+  auto waiting = std::async(std::launch::async, [&] { return line.wait_for_reader(1h, 0ms); });
   EXPECT_EQ(waiting.wait_for(20ms), std::future_status::timeout);
   const reader next(line);
   next.drop_queues();
@@ -111,7 +122,7 @@ TEST(pseudo_terminal, a_reader_that_left_unseen_does_not_stand_for_the_next) {
 TEST(pseudo_terminal, every_byte_arrives_as_it_is) {
   pseudo_terminal line;
   const reader other(line);
-  ASSERT_EQ(line.wait_for_reader(0ms), outcome::done);
+  ASSERT_EQ(line.wait_for_reader(0ms, 0ms), outcome::done);
   const std::string sent = all_bytes(1024);
   EXPECT_EQ(line.write(sent), outcome::done);
   EXPECT_EQ(other.receive(sent.size()), sent);
@@ -120,7 +131,7 @@ TEST(pseudo_terminal, every_byte_arrives_as_it_is) {
 TEST(pseudo_terminal, a_full_line_makes_write_wait_and_loses_nothing) {
   pseudo_terminal line;
   const reader other(line);
-  ASSERT_EQ(line.wait_for_reader(0ms), outcome::done);
+  ASSERT_EQ(line.wait_for_reader(0ms, 0ms), outcome::done);
   const std::string sent = all_bytes(1'000'000);
   auto writing = std::async(std::launch::async, [&] { return line.write(sent); });
   EXPECT_EQ(other.receive(sent.size()), sent);
@@ -130,7 +141,7 @@ TEST(pseudo_terminal, a_full_line_makes_write_wait_and_loses_nothing) {
 TEST(pseudo_terminal, what_the_reader_sends_does_not_come_back_and_stops_nothing) {
   pseudo_terminal line;
   const reader other(line);
-  ASSERT_EQ(line.wait_for_reader(0ms), outcome::done);
+  ASSERT_EQ(line.wait_for_reader(0ms, 0ms), outcome::done);
   for (int i = 0; i < 100; ++i) {
     other.send(std::string(1000, '?'));
     ASSERT_EQ(line.write("!"), outcome::done);
@@ -141,7 +152,7 @@ TEST(pseudo_terminal, what_the_reader_sends_does_not_come_back_and_stops_nothing
 TEST(pseudo_terminal, an_interrupt_ends_a_write_that_waits) {
   pseudo_terminal line;
   const reader other(line);
-  ASSERT_EQ(line.wait_for_reader(0ms), outcome::done);
+  ASSERT_EQ(line.wait_for_reader(0ms, 0ms), outcome::done);
   auto writing = std::async(std::launch::async, [&] { return line.write(all_bytes(1'000'000)); });
   line.interrupt();
   EXPECT_EQ(writing.get(), outcome::interrupted);
@@ -150,7 +161,7 @@ TEST(pseudo_terminal, an_interrupt_ends_a_write_that_waits) {
 TEST(pseudo_terminal, a_write_that_waits_ends_when_the_reader_leaves) {
   pseudo_terminal line;
   reader other(line);
-  ASSERT_EQ(line.wait_for_reader(0ms), outcome::done);
+  ASSERT_EQ(line.wait_for_reader(0ms, 0ms), outcome::done);
   auto writing = std::async(std::launch::async, [&] { return line.write(all_bytes(1'000'000)); });
   other.receive(100);
   other.leave();
@@ -160,7 +171,7 @@ TEST(pseudo_terminal, a_write_that_waits_ends_when_the_reader_leaves) {
 TEST(pseudo_terminal, a_sleep_ends_at_its_time_or_when_the_reader_leaves) {
   pseudo_terminal line;
   reader other(line);
-  ASSERT_EQ(line.wait_for_reader(0ms), outcome::done);
+  ASSERT_EQ(line.wait_for_reader(0ms, 0ms), outcome::done);
   const auto until = steady::now() + 10ms;
   EXPECT_EQ(line.sleep_until(until), outcome::done);
   EXPECT_GE(steady::now(), until);
@@ -173,7 +184,7 @@ TEST(pseudo_terminal, a_sleep_ends_at_its_time_or_when_the_reader_leaves) {
 TEST(pseudo_terminal, drain_waits_until_the_last_byte_has_been_read) {
   pseudo_terminal line;
   const reader other(line);
-  ASSERT_EQ(line.wait_for_reader(0ms), outcome::done);
+  ASSERT_EQ(line.wait_for_reader(0ms, 0ms), outcome::done);
   ASSERT_EQ(line.write(all_bytes(10'000)), outcome::done);
   auto draining = std::async(std::launch::async, [&] { return line.drain(0ms); });
   EXPECT_EQ(other.receive(9'999), all_bytes(9'999));
@@ -185,7 +196,7 @@ TEST(pseudo_terminal, drain_waits_until_the_last_byte_has_been_read) {
 TEST(pseudo_terminal, drain_leaves_the_reader_its_grace_but_not_longer_than_it_stays) {
   pseudo_terminal line;
   reader other(line);
-  ASSERT_EQ(line.wait_for_reader(0ms), outcome::done);
+  ASSERT_EQ(line.wait_for_reader(0ms, 0ms), outcome::done);
   auto draining = std::async(std::launch::async, [&] { return line.drain(1h); });
   EXPECT_EQ(draining.wait_for(20ms), std::future_status::timeout);
   other.leave();
@@ -195,7 +206,7 @@ TEST(pseudo_terminal, drain_leaves_the_reader_its_grace_but_not_longer_than_it_s
 TEST(pseudo_terminal, drain_tells_of_a_reader_that_left_bytes_behind) {
   pseudo_terminal line;
   reader other(line);
-  ASSERT_EQ(line.wait_for_reader(0ms), outcome::done);
+  ASSERT_EQ(line.wait_for_reader(0ms, 0ms), outcome::done);
   ASSERT_EQ(line.write("not read"), outcome::done);
   other.leave();
   EXPECT_EQ(line.drain(1h), outcome::reader_gone);
