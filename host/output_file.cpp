@@ -39,7 +39,9 @@ output_file::output_file(std::filesystem::path target, access how) : target_(std
     temporary_ = std::move(temporary);
     return;
   }
-  if (how == access::random) copy_to_ = std::exchange(file_, checked(platform::open_temporary_file()));
+  if (how == access::random) {
+    copy_to_ = std::exchange(file_, checked(platform::open_temporary_file()));
+  }
 }
 
 bool output_file::is_stream(const std::filesystem::path& target) {

@@ -53,19 +53,22 @@ user_error explain_init_failure(const source_failure& failure, const std::string
           fmt::format("the plug-in does not start: {}; check the parameters.", failure.message)};
 }
 
+std::string_view capture_remark(bool kept) {
+  return kept ? "; what came before is in the capture" : "; no capture was written";
+}
+
 user_error explain_run_failure(const source_failure& failure, const std::string& input,
                                const database_options& database, bool kept) {
-  const char* capture = kept ? "what came before is in the capture" : "no capture was written";
   if (failure.message.starts_with(wrong_json_type)) {
     return {
         exit_code::run_failed,
         fmt::format("the trace database {} has a definition of a wrong type ({}); give the "
-                    "trace database of the modem's firmware as its makers have built it; {}.",
+                    "trace database of the modem's firmware as its makers have built it{}.",
                     database.file.empty() ? "that was found in " + database.cache : database.file,
-                    failure.message, capture)};
+                    failure.message, capture_remark(kept))};
   }
-  return {exit_code::run_failed, fmt::format("reading {} failed: {} (code {}); {}.", input,
-                                             failure.message, failure.code, capture)};
+  return {exit_code::run_failed, fmt::format("reading {} failed: {} (code {}){}.", input,
+                                             failure.message, failure.code, capture_remark(kept))};
 }
 
 std::string nothing_but_losses(const run_statistics& statistics) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "host/capture/run_options.h"
 #include "host/capture/run_statistics.h"
@@ -17,7 +18,11 @@ namespace veltra::host {
 user_error explain_init_failure(const source_failure& failure, const std::string& input,
                                 const database_options& database);
 
-// A run that failed; `kept` when what came before the failure was written.
+// What became of the capture of a run that failed, for the end of a sentence; `kept`
+// when what came before the failure was written.
+std::string_view capture_remark(bool kept);
+
+// A run that failed; `kept` as above.
 user_error explain_run_failure(const source_failure& failure, const std::string& input,
                                const database_options& database, bool kept);
 

@@ -11,6 +11,7 @@
 
 #include "implementation/json.h"
 #include "platform/file.h"
+#include "platform/shell.h"
 
 namespace veltra::host {
 
@@ -66,12 +67,21 @@ std::string searched_directories(const std::vector<std::string>& directories) {
   return text;
 }
 
-std::string catalogue_file(const database_options& options) {
-  return platform::path_to_utf8(platform::path_from_utf8(options.cache) / "config.json");
+std::filesystem::path catalogue_path(const database_options& options) {
+  return platform::path_from_utf8(options.cache) / "config.json";
 }
 
-bool holds_json(const std::string& file) {
-  std::ifstream stream(platform::path_from_utf8(file), std::ios::binary);
+std::string catalogue_file(const database_options& options) {
+  return platform::path_to_utf8(catalogue_path(options));
+}
+
+bool has_catalogue(const database_options& options) {
+  std::error_code ignored;
+  return std::filesystem::exists(catalogue_path(options), ignored);
+}
+
+bool holds_json(const std::filesystem::path& file) {
+  std::ifstream stream(file, std::ios::binary);
   return kovax::json::accept(stream);
 }
 
@@ -80,16 +90,14 @@ user_error explain_unreadable(const std::string& message, const database_options
   if (!log.file().empty()) {
     return bad_input(fmt::format("{}; it must be a file with read permission.", message));
   }
-  std::error_code ignored;
-  const bool there =
-      std::filesystem::exists(platform::path_from_utf8(catalogue_file(options)), ignored);
-  if (there) {
+  if (has_catalogue(options)) {
     return bad_input(
         fmt::format("the catalogue of the cache {} cannot be read ({}); it must be a "
                     "file with read permission.",
                     options.cache, message));
   }
   const std::filesystem::path cache = platform::path_from_utf8(options.cache);
+  std::error_code ignored;
   if (std::filesystem::exists(cache, ignored) && !std::filesystem::is_directory(cache, ignored)) {
     return bad_input(
         fmt::format("the cache {} is no directory ({}); name the directory of the "
@@ -138,15 +146,14 @@ std::optional<user_error> explain_sync_failure(const std::string& message,
                     message));
   }
   if (text.starts_with("Unable to download configuration content")) {
-    std::error_code ignored;
-    const bool has_one =
-        std::filesystem::exists(platform::path_from_utf8(catalogue_file(options)), ignored);
-    return bad_input(fmt::format(
-        "no location gave a catalogue: {}; check the addresses and the network{}.",
-        tried_locations(options, log),
-        has_one ? fmt::format(", or leave --update out to use the catalogue that the cache {} has",
-                              options.cache)
-                : std::string()));
+    const std::string without_update =
+        has_catalogue(options)
+            ? fmt::format(", or leave --update out to use the catalogue that the cache {} has",
+                          options.cache)
+            : std::string();
+    return bad_input(
+        fmt::format("no location gave a catalogue: {}; check the addresses and the network{}.",
+                    tried_locations(options, log), without_update));
   }
   const bool about_cache = text.find(options.cache) != std::string_view::npos;
   if ((text.starts_with("filesystem error: exists") && about_cache) ||
@@ -157,7 +164,7 @@ std::optional<user_error> explain_sync_failure(const std::string& message,
   }
   if (text.starts_with("[json.exception")) {
     // The first catalogue of a cache is kept as it came.
-    if (!holds_json(catalogue_file(options))) {
+    if (!holds_json(catalogue_path(options))) {
       return bad_input(
           fmt::format("{} holds no catalogue ({}); it may be a server's error page. Remove it and "
                       "fetch the catalogue from the right address with: {}",
@@ -233,7 +240,7 @@ std::optional<user_error> explain_search_failure(const std::string& message,
     return bad_input(
         fmt::format("the database {} in {} cannot be used ({}); check the cache with: veltra db "
                     "verify --cache {}",
-                    log.uuid(), log.located(), message, shell_word(options.cache)));
+                    log.uuid(), log.located(), message, platform::shell_word(options.cache)));
   }
   return std::nullopt;
 }

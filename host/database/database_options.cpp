@@ -6,6 +6,7 @@
 #include "host/literal_path.h"
 #include "host/name_option.h"
 #include "platform/file.h"
+#include "platform/shell.h"
 
 namespace veltra::host {
 
@@ -35,13 +36,13 @@ kovax::json cache_parameters(const database_options& options) {
 }
 
 std::string sync_command_line(const database_options& options) {
-  std::string line = "veltra db sync --cache " + shell_word(options.cache) + " --update";
+  std::string line = "veltra db sync --cache " + platform::shell_word(options.cache) + " --update";
   if (options.locations.empty()) line += " --location URL";
   for (const std::string& location : options.locations) {
-    line += " --location " + shell_word(location);
+    line += " --location " + platform::shell_word(location);
   }
-  if (!options.root.empty()) line += " --root " + shell_word(options.root);
-  if (options.proxy) line += " --proxy " + shell_word(*options.proxy);
+  if (!options.root.empty()) line += " --root " + platform::shell_word(options.root);
+  if (options.proxy) line += " --proxy " + platform::shell_word(*options.proxy);
   return line;
 }
 

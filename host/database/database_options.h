@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "implementation/json.h"
-#include "platform/shell.h"
 
 namespace CLI {
 class App;
@@ -37,7 +36,5 @@ kovax::json cache_parameters(const database_options& options);
 // fetched anew: ready to be pasted into a shell, "URL" in place of a location
 // that is not known.
 std::string sync_command_line(const database_options& options);
-
-using platform::shell_word;
 
 }  // namespace veltra::host

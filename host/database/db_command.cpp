@@ -20,6 +20,7 @@
 #include "host/name_option.h"
 #include "host/user_error.h"
 #include "platform/file.h"
+#include "platform/shell.h"
 #include "plugin/database/cache_sync.h"
 #include "plugin/path_parameter.h"
 
@@ -102,11 +103,12 @@ exit_code verify(const database_options& options) {
   const std::vector<cached_database> databases = look_at_cache(options);
   if (databases.empty()) throw no_database(options);
   if (const std::size_t faults = report_faults(databases)) {
-    throw user_error(exit_code::bad_input,
-                     fmt::format("{} of {} databases in {} cannot be used; fetch them with: "
-                                 "veltra db sync --cache {}{}",
-                                 faults, databases.size(), options.cache, shell_word(options.cache),
-                                 needs_root(databases) ? " --root URL" : ""));
+    throw user_error(
+        exit_code::bad_input,
+        fmt::format("{} of {} databases in {} cannot be used; fetch them with: "
+                    "veltra db sync --cache {}{}",
+                    faults, databases.size(), options.cache, platform::shell_word(options.cache),
+                    needs_root(databases) ? " --root URL" : ""));
   }
   print(fmt::format("{}: {} database{}, all intact\n", options.cache, databases.size(),
                     databases.size() == 1 ? "" : "s"));

@@ -103,10 +103,9 @@ user_error explain_nothing(const capture_options& options, const run_statistics&
       nothing_but_losses(statistics), format_bytes(static_cast<double>(raw_bytes)), port));
 }
 
-// What became of the capture of a run that failed.
-const char* output_remark(const capture_options& options, bool kept) {
-  if (!decodes(options)) return "";
-  return kept ? "; what came before is in the capture" : "; no capture was written";
+// What became of the capture of a run that failed, if there was to be one.
+std::string_view output_remark(const capture_options& options, bool kept) {
+  return decodes(options) ? capture_remark(kept) : "";
 }
 
 // The raw trace of a run, if it is kept; its line comes however the run ends.

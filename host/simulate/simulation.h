@@ -30,8 +30,8 @@ struct simulate_result {
 };
 
 // A session on its way to a trace file and the database that describes it. Both must be
-// named in the options, and both appear, or none. Memory does not grow with `repeat`. One
-// thread at a time; every failure is a user_error.
+// named in the options, and both appear when both are whole, the database first. Memory
+// does not grow with `repeat`. One thread at a time; every failure is a user_error.
 class simulation {
  public:
   // Checks the options, builds the modem, and opens the outputs that are streams: a named

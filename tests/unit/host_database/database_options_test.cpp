@@ -4,10 +4,13 @@
 
 #include <CLI/CLI.hpp>
 
+#include "platform/shell.h"
+
 namespace veltra::host {
 namespace {
 
 using kovax::json;
+using platform::shell_word;
 
 TEST(sync_command_line, has_a_place_for_a_location_that_is_not_known) {
   database_options options;
