@@ -18,6 +18,20 @@ namespace {
 constexpr std::size_t copy_block = std::size_t{1} << 20;
 constexpr std::size_t collected_block = std::size_t{1} << 16;
 
+// As many links as Linux follows for one name (path_resolution(7)).
+constexpr int most_links = 40;
+
+// Where a name leads to, be there something or not.
+std::filesystem::path end_of_links(std::filesystem::path name) {
+  std::error_code error;
+  for (int links = 0; links < most_links; ++links) {
+    const auto next = std::filesystem::read_symlink(name, error);
+    if (error) break;
+    name = name.parent_path() / next;
+  }
+  return name;
+}
+
 }  // namespace
 
 output_file::output_file(std::filesystem::path target, access how) : target_(std::move(target)) {
@@ -29,10 +43,7 @@ output_file::output_file(std::filesystem::path target, access how) : target_(std
   } else if (std::filesystem::is_other(target_, ignored)) {
     file_ = checked(platform::open_file(target_, platform::open_mode::write));
   } else {
-    if (std::filesystem::is_symlink(target_, ignored)) {
-      auto leads_to = std::filesystem::weakly_canonical(target_, ignored);
-      if (!ignored) target_ = std::move(leads_to);
-    }
+    target_ = end_of_links(std::move(target_));
     std::filesystem::path temporary = target_;
     temporary += fmt::format(".{}.part", platform::process_id());
     file_ = checked(platform::open_file(temporary, platform::open_mode::replace));
@@ -77,7 +88,8 @@ bool output_file::keep_whole_records() {
 void output_file::drain() {
   if (collected_.empty()) return;
   // What an earlier attempt left of them is written over.
-  if (std::exchange(torn_, true) && !temporary_.empty()) seek(safe_size_);
+  const bool seekable = !temporary_.empty() || copy_to_;
+  if (std::exchange(torn_, true) && seekable) seek(safe_size_);
   put(file_.get(), collected_);
   torn_ = false;
   collected_.clear();
@@ -86,9 +98,11 @@ void output_file::drain() {
 
 void output_file::write_at(std::uint64_t offset, std::string_view bytes) {
   drain();
+  torn_ = true;  // for the file's position as well
   seek(offset);
   put(file_.get(), bytes);
   seek(size_);
+  torn_ = false;
 }
 
 void output_file::finish() {
@@ -102,7 +116,7 @@ void output_file::finish() {
   if (!cut_) return;
   std::error_code error;
   std::filesystem::resize_file(temporary_, size_, error);
-  if (error) fail("cannot write", error.value());
+  if (error) fail("cannot write", error.default_error_condition().value());
 }
 
 void output_file::commit() {
@@ -110,8 +124,13 @@ void output_file::commit() {
   if (temporary_.empty()) return;
   std::error_code error;
   std::filesystem::rename(temporary_, target_, error);
-  if (error) fail("cannot write", error.value());
+  if (error) fail("cannot write", error.default_error_condition().value());
   temporary_.clear();
+}
+
+std::filesystem::path output_file::leave() {
+  if (file_) return {};
+  return std::exchange(temporary_, {});
 }
 
 void output_file::copy_to(std::FILE* target) {

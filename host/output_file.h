@@ -61,9 +61,15 @@ class output_file {
   // file; nothing can be written afterwards. What still can fail then is only
   // the rename, so that several outputs can be made to appear together.
   void finish();
+  bool is_finished() const noexcept { return file_ == nullptr; }
 
   // finish(), unless that was done, then puts the file under its final name.
   void commit();
+
+  // After a commit() that failed when all bytes were written: gives the name up, so that
+  // the bytes stay in a file of another name beside it, which is returned. Empty if there
+  // is no such file.
+  std::filesystem::path leave();
 
  private:
   struct closer {

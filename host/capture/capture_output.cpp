@@ -35,19 +35,32 @@ void capture_output::commit() {
 
 bool capture_output::rescue() {
   try {
-    if (!file_.keep_whole_records()) return false;
-    writer_->finish_without_room();
+    if (!file_.is_finished() && !save_whole_records()) return false;
     file_.commit();
-    rescued_ = true;
+    return true;
   } catch (const user_error&) {
-    return false;
+    const std::filesystem::path left = file_.leave();
+    if (left.empty()) return false;
+    path_ = left;
+    return true;
+  }
+}
+
+bool capture_output::save_whole_records() {
+  if (!file_.keep_whole_records()) return false;
+  cut_ = true;
+  try {
+    writer_->finish_without_room();
+  } catch (const user_error&) {
+    // The packets are worth something without what else belongs to them.
+    return file_.keep_whole_records();
   }
   return true;
 }
 
 std::string capture_output::remarks() const {
   std::string text = writer_->remarks();
-  if (!rescued_) return text;
+  if (!cut_) return text;
   if (!text.empty()) text += ", ";
   return text + "the last packets are missing";
 }

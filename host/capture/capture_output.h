@@ -25,22 +25,25 @@ class capture_output {
   // Finishes the capture and puts it under its name.
   void commit();
 
-  // After a failure to write: the same with what is whole. Returns false if that is
-  // not possible, and nothing of the capture is left then.
+  // After a failure of commit(), or of a write before it: the same with what is whole,
+  // under another name if its own cannot be had. Returns false if that is not possible,
+  // and nothing of the capture is left then.
   bool rescue();
 
   // Words for the summary; empty if there is nothing to say.
   std::string remarks() const;
 
-  // For a person to read.
+  // Where the capture is, for a person to read.
   std::string name() const;
 
  private:
-  const std::filesystem::path path_;
+  bool save_whole_records();
+
+  std::filesystem::path path_;
   const bool streamed_;
   output_file file_;
   std::unique_ptr<packet_consumer> writer_;
-  bool rescued_ = false;
+  bool cut_ = false;  // the last records could not be written
 };
 
 }  // namespace veltra::host

@@ -57,7 +57,8 @@ void secret_slots::master_came() {
 
 void secret_slots::close_full_slot() {
   if (key_log_.pending() <= capacity / 4 * 3) return;
-  put(key_log_.take());
+  taken_ += key_log_.take();
+  put();
   slot_ = std::exchange(next_, std::nullopt);
 }
 
@@ -67,13 +68,13 @@ bool secret_slots::flush() {
 }
 
 void secret_slots::finish() {
-  put(key_log_.take_rest());
+  taken_ += key_log_.take_rest();
+  put();
 }
 
 void secret_slots::finish_without_room() {
-  const std::string key_log = key_log_.take_rest();
-  std::string_view rest = key_log;
-  if (slot_ && *slot_ < file_.size()) fill(rest);
+  taken_ += key_log_.take_rest();
+  if (slot_ && *slot_ < file_.size()) fill();
 }
 
 std::uint64_t secret_slots::reserve() {
@@ -84,22 +85,22 @@ std::uint64_t secret_slots::reserve() {
   return offset;
 }
 
-// Removes from the front of `key_log` what the slot takes.
-void secret_slots::fill(std::string_view& key_log) {
-  const std::string_view first = that_fit(key_log);
+void secret_slots::fill() {
+  const std::string_view first = that_fit(taken_);
   if (first.empty()) return;
   std::string block;
   pcapng::append_secrets(block, padded(first));
   file_.write_at(*slot_, block);
-  key_log.remove_prefix(first.size());
+  taken_.erase(0, first.size());
 }
 
-void secret_slots::put(std::string_view key_log) {
-  if (slot_) fill(key_log);
-  if (key_log.empty()) return;
+void secret_slots::put() {
+  if (slot_) fill();
+  if (taken_.empty()) return;
   std::string block;
-  pcapng::append_secrets(block, key_log);
+  pcapng::append_secrets(block, taken_);
   file_.write(block);
+  taken_.clear();
 }
 
 }  // namespace veltra::host

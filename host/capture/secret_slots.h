@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 
 #include "host/capture/secrets_place.h"
@@ -39,11 +40,12 @@ class secret_slots : public secrets_place {
  private:
   std::uint64_t reserve();
   void close_full_slot();
-  void fill(std::string_view& key_log);
-  void put(std::string_view key_log);
+  void fill();
+  void put();
 
   output_file& file_;
   tls_key_log& key_log_;
+  std::string taken_;                  // from key_log_, and not in the file yet
   std::optional<std::uint64_t> slot_;  // offset; the one to fill
   std::optional<std::uint64_t> next_;
 };

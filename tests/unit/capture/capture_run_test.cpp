@@ -21,6 +21,7 @@ namespace {
 
 using testing::AllOf;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
@@ -259,6 +260,20 @@ TEST_F(capture_run_test, a_live_run_that_fails_keeps_what_came_before) {
   EXPECT_THAT(refusal_of([&] { run(made); }, exit_code::run_failed),
               AllOf(HasSubstr("device lost"), HasSubstr("is in the capture")));
   EXPECT_EQ(read_packets(content(at("out.pcapng"))).size(), 1U);
+}
+
+TEST_F(capture_run_test, a_live_run_whose_name_is_taken_meanwhile_leaves_the_capture_beside_it) {
+  script({{"steps", {packet_step("ip", "E")}}});
+  capture_request made = request();
+  made.live = true;
+  made.observe = [this](const packet&) { std::filesystem::create_directory(at("out.pcapng")); };
+  EXPECT_THAT(refusal_of([&] { run(made); }, exit_code::output_failed), HasSubstr("out.pcapng"));
+  ASSERT_EQ(names().size(), 3U);
+  const std::string left = names()[1];
+  EXPECT_THAT(left, AllOf(StartsWith("out.pcapng."), EndsWith(".part")));
+  EXPECT_THAT(printed_, StartsWith(name_of(left.c_str())));
+  EXPECT_THAT(printed_, Not(HasSubstr("missing")));
+  EXPECT_EQ(read_packets(content(at(left.c_str()))).size(), 1U);
 }
 
 TEST_F(capture_run_test, the_line_on_the_terminal_goes_before_the_summary_comes) {

@@ -106,6 +106,20 @@ TEST_F(output_file_test, a_target_that_became_a_directory_is_an_error_and_leaves
   EXPECT_THAT(names(), ElementsAre("out"));
 }
 
+TEST_F(output_file_test, what_cannot_get_its_name_can_stay_under_another) {
+  std::filesystem::path left;
+  {
+    output_file file(at("out"), sequential);
+    file.write("x");
+    std::filesystem::create_directory(at("out"));
+    EXPECT_THAT(refusal_of([&] { file.commit(); }, exit_code::output_failed), HasSubstr("out"));
+    left = file.leave();
+  }
+  EXPECT_EQ(left.parent_path(), directory_.path());
+  EXPECT_THAT(names(), ElementsAre("out", left.filename().string()));
+  EXPECT_EQ(content(left), "x");
+}
+
 TEST_F(output_file_test, records_reach_the_file_when_they_are_many_or_on_request) {
   output_file file(at("out"), sequential);
   const auto part = directory_.path() / names().at(0);

@@ -41,6 +41,38 @@ TEST_F(output_device_test, a_link_stays_a_link) {
   EXPECT_EQ(content(at("real")), "after");
 }
 
+TEST_F(output_device_test, a_link_that_leads_to_nothing_yet_stays_a_link) {
+  std::filesystem::create_directory(at("elsewhere"));
+  std::filesystem::create_symlink("elsewhere/real", at("second"));
+  std::filesystem::create_symlink("second", at("first"));
+  output_file file(at("first"), sequential);
+  EXPECT_THAT(names(), ElementsAre("elsewhere", "first", "second"))
+      << "the bytes are where the file will be";
+  file.write("x");
+  file.commit();
+  EXPECT_EQ(std::filesystem::read_symlink(at("first")), "second");
+  EXPECT_EQ(std::filesystem::read_symlink(at("second")), "elsewhere/real");
+  EXPECT_EQ(content(at("elsewhere") / "real"), "x");
+}
+
+TEST_F(output_device_test, bytes_that_cannot_be_replaced_cost_no_others) {
+  for (const char* name : {"a", "b"}) {
+    output_file file(at(name), random);
+    file.write(std::string(200, 'a'));
+    file.flush();
+    {
+      const test_support::file_size_limit refused(50);
+      EXPECT_THROW(file.write_at(100, "xyz"), user_error);
+    }
+    if (*name == 'b') {
+      EXPECT_TRUE(file.keep_whole_records());
+    }
+    file.write("bcd");
+    file.commit();
+    EXPECT_EQ(content(at(name)), std::string(200, 'a') + "bcd");
+  }
+}
+
 TEST_F(output_device_test, a_device_is_written_and_never_replaced) {
   for (const auto how : {sequential, random}) {
     output_file file("/dev/null", how);
