@@ -32,14 +32,17 @@ void packet_delivery::set_database(std::string path, std::string uuid) {
 }
 
 void packet_delivery::deliver_raw(const packet_receiver& to, std::string_view chunk) {
-  if (chunk.empty()) return;
-  data_offset_ += chunk.size();
-  kovax_stream_packet_t packet{};
-  packet.data = reinterpret_cast<const std::uint8_t*>(chunk.data());
-  packet.data_size = static_cast<std::uint32_t>(chunk.size());
-  packet.format = "modem_trace";
-  packet.category = "binary";
-  deliver(to, packet);
+  while (!chunk.empty()) {
+    const std::string_view piece = chunk.substr(0, UINT32_MAX);
+    data_offset_ += piece.size();
+    kovax_stream_packet_t packet{};
+    packet.data = reinterpret_cast<const std::uint8_t*>(piece.data());
+    packet.data_size = static_cast<std::uint32_t>(piece.size());
+    packet.format = "modem_trace";
+    packet.category = "binary";
+    deliver(to, packet);
+    chunk.remove_prefix(piece.size());
+  }
 }
 
 void packet_delivery::deliver_decoded(const packet_receiver& to, kovax_stream_packet_t packet) {

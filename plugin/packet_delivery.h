@@ -30,7 +30,8 @@ class packet_delivery {
   void set_database(std::string path, std::string uuid);
 
   // Counts the chunk's bytes as taken from the input and delivers them as they
-  // are; an empty chunk is no packet. Throws the JSON library's type error 316
+  // are; an empty chunk is no packet, and one of 4 GiB or more, which a search can
+  // collect, is several: a packet's size has 32 bits. Throws the JSON library's type error 316
   // when the metadata is not UTF-8.
   void deliver_raw(const packet_receiver& to, std::string_view chunk);
 

@@ -22,6 +22,9 @@
 
 namespace veltra {
 
+// What is read at once becomes one packet, whose size has 32 bits.
+inline constexpr std::uint64_t most_bytes_per_read = UINT32_MAX;
+
 // What an instance is built from.
 struct source_settings {
   host_log log;
@@ -36,9 +39,8 @@ struct source_settings {
   std::string database_file;                      // UTF-8; empty: none named
   std::vector<std::string> database_directories;  // where a database is looked for by its UUID
 
-  // Bytes per read of a file: no more than a packet's 32-bit size can tell. A serial
-  // port is asked for what was wanted, and gives it when there is as much.
-  std::uint64_t file_chunk_size() const { return std::min<std::uint64_t>(chunk_size, UINT32_MAX); }
+  // Bytes per read of a file. A serial port gives more when it has more.
+  std::uint64_t file_chunk_size() const { return std::min(chunk_size, most_bytes_per_read); }
 };
 
 // The host's handle points to an object of this class. Built, run and destroyed
@@ -60,7 +62,8 @@ class veltra_object {
   // Reads the input and delivers packets until the file has ended and all its
   // traces were delivered, or stop() was called. Throws on failure. Packets that
   // the decoder holds at a stop wait for the next run. A stop that ends the wait
-  // for serial data is the std::runtime_error "stop extracting".
+  // for serial data is the std::runtime_error "stop extracting". Bytes that a serial
+  // port has received by then and that no packet has are told in the log.
   void run(void* packet_user_data, kovax_packet_callback callback);
 
   // Makes a running run() end soon. Throws what the log callback throws.
@@ -80,6 +83,8 @@ class veltra_object {
   void load_database(const std::filesystem::path& path);
   bool stop_requested() const { return stop_requested_.load() != 0; }
 
+  void read_to_the_end(const packet_receiver& to);
+  void tell_unread_bytes();
   void locate_database();
   std::optional<std::string> search_uuid();
   void open_serial_port();

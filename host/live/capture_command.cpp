@@ -108,6 +108,16 @@ std::string_view output_remark(const capture_options& options, bool kept) {
   return decodes(options) ? capture_remark(kept) : "";
 }
 
+// A modem does not pause for Ctrl-C, so that a stop is always at a somewhat arbitrary
+// byte; only a run that had fallen behind has lost something by it.
+constexpr std::uint64_t usually_under_way = 64 * 1024;
+
+std::string unread_note(std::uint64_t bytes) {
+  return fmt::format(
+      "veltra: note: the last {} that were received were not read any more and are not kept.\n",
+      format_bytes(static_cast<double>(bytes)));
+}
+
 // The raw trace of a run, if it is kept; its line comes however the run ends.
 class raw_trace {
  public:
@@ -150,6 +160,7 @@ exit_code capture(capture_options options) {
   auto monitor = std::make_shared<live_monitor>(
       live_status_options{.port = options.line.port, .with_counters = counters}, tell);
   std::uint64_t searched = 0;  // bytes in which the UUID is searched, not delivered yet
+  std::uint64_t unread = 0;
   capture_request request{.parameters = {{"serialport", serial_parameters(options.line)}},
                           .input = options.line.port,
                           .options = options.run,
@@ -159,8 +170,9 @@ exit_code capture(capture_options options) {
     if (is_raw(packet)) searched = 0;
     monitor->take(packet);
   };
-  request.observe_log = [monitor, &searched](std::string_view message) {
+  request.observe_log = [monitor, &searched, &unread](std::string_view message) {
     searched = searched_bytes(message).value_or(searched);
+    unread = unread_bytes(message).value_or(unread);
     monitor->take_message(message);
   };
   request.tell = [monitor](std::string_view lines) { monitor->tell(lines); };
@@ -176,9 +188,11 @@ exit_code capture(capture_options options) {
   try {
     const exit_code code = run_capture(std::move(request));
     raw.finish();
+    if (unread > usually_under_way) tell(unread_note(unread));
     return code;
   } catch (...) {
     raw.finish();
+    if (unread != 0) tell(unread_note(unread));
     if (searched != 0) {
       tell(
           fmt::format("veltra: note: {} were received while the database's UUID was searched "

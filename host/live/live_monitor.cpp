@@ -15,18 +15,28 @@ using steady = std::chrono::steady_clock;
 
 constexpr std::string_view opening_message = "open port";
 constexpr std::string_view searching_message = "Cached data for locating database UID: ";
+constexpr std::string_view unread_message = "Received bytes that were not read: ";
 // Stands for never: waits until the end of time overflow in some libraries.
 constexpr std::chrono::hours longest_wait{24};
+
+std::optional<std::uint64_t> number_after(std::string_view start, std::string_view message) {
+  if (!message.starts_with(start)) return std::nullopt;
+  message.remove_prefix(start.size());
+  std::uint64_t number = 0;
+  const auto [end, error] =
+      std::from_chars(message.data(), message.data() + message.size(), number);
+  if (error != std::errc()) return std::nullopt;
+  return number;
+}
 
 }  // namespace
 
 std::optional<std::uint64_t> searched_bytes(std::string_view message) {
-  if (!message.starts_with(searching_message)) return std::nullopt;
-  message.remove_prefix(searching_message.size());
-  std::uint64_t bytes = 0;
-  const auto [end, error] = std::from_chars(message.data(), message.data() + message.size(), bytes);
-  if (error != std::errc()) return std::nullopt;
-  return bytes;
+  return number_after(searching_message, message);
+}
+
+std::optional<std::uint64_t> unread_bytes(std::string_view message) {
+  return number_after(unread_message, message);
 }
 
 live_monitor::live_monitor(live_status_options options, writer write)

@@ -19,6 +19,10 @@ namespace veltra::host {
 // tells them.
 std::optional<std::uint64_t> searched_bytes(std::string_view message);
 
+// The bytes that had been received and not read when the run ended, if the plug-in's
+// message tells them.
+std::optional<std::uint64_t> unread_bytes(std::string_view message);
+
 // Writes what a live_status has to say when its time has come, on a thread of its
 // own, since the run itself may wait for a byte for ever. The thread begins when the
 // port is opened, and so within the run and what watches over it. The functions may

@@ -15,6 +15,10 @@ using test_support::conversion_database;
 using test_support::database_master;
 using test_support::log_line;
 using test_support::received_packet;
+using testing::Contains;
+using testing::Field;
+using testing::HasSubstr;
+using testing::Not;
 using steady = std::chrono::steady_clock;
 
 using serial_stop_test = test_support::serial_fixture;
@@ -115,11 +119,15 @@ TEST_F(serial_stop_test, keeps_what_was_received_and_is_less_than_a_chunk_for_th
   start_receiving();
   send_and_drain("abcde");
   ASSERT_EQ(stop_and_wait(), 100);
+  EXPECT_THAT(session.logs,
+              Contains(log_line{session.handle(), 2, "Received bytes that were not read: 5"}));
+  session.logs.clear();
   start_receiving();
   send("fgh");
   wait_for_packets(1);
   ASSERT_EQ(stop_and_wait(), 100);
   EXPECT_EQ(session.packets.at(0).data, "abcdefgh");
+  EXPECT_THAT(session.logs, Not(Contains(Field(&log_line::text, HasSubstr("not read")))));
 }
 
 TEST_F(serial_stop_test, keeps_the_waiting_chunks_for_the_next_start) {

@@ -35,3 +35,11 @@ done
 
 [ "$(cat modem.txt)" != line ] && grep -qx '/dev/pts/[0-9]*' modem.txt || fail "no name of the line"
 [ ! -e line ] || fail "the link has outlived the modem"
+
+# What waited for the rest of its chunk is told.
+modem --speed max
+"$veltra" capture --port line --raw raw.bin --chunk-size 1000000 2>capture.txt &
+ended $! 5 capture.txt
+ended $modem 0 modem.err
+grep -q '^veltra: note: the last [0-9.]* kB that were received were not read any more' capture.txt ||
+  fail "no word of the bytes that were left" "$(cat capture.txt)"

@@ -17,6 +17,7 @@ using testing::HasSubstr;
 using testing::StartsWith;
 using veltra::host::live_monitor;
 using veltra::host::searched_bytes;
+using veltra::host::unread_bytes;
 
 // A terminal that remembers and can be waited for.
 class terminal {
@@ -126,6 +127,12 @@ TEST(live_monitor, a_terminal_that_hangs_does_not_hold_the_run_up) {
     monitor.take(raw_packet("x"));  // returns while the terminal hangs
     released.set_value();
   }
+}
+
+TEST(unread_bytes, are_read_from_the_plug_ins_message) {
+  EXPECT_EQ(unread_bytes("Received bytes that were not read: 4711"), 4711U);
+  EXPECT_EQ(unread_bytes("Received bytes that were not read: "), std::nullopt);
+  EXPECT_EQ(unread_bytes("open port"), std::nullopt);
 }
 
 TEST(searched_bytes, are_read_from_the_plug_ins_message) {

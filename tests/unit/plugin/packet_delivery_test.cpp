@@ -61,6 +61,21 @@ TEST_F(delivery, an_empty_chunk_is_no_packet_and_takes_no_number) {
   EXPECT_EQ(packets[0].sequence, 1U);
 }
 
+TEST_F(delivery, what_no_packet_can_hold_comes_in_several) {
+  std::vector<std::uint32_t> sizes;
+  const packet_receiver counting{
+      nullptr, &sizes, [](kovax_source*, void* user_data, kovax_stream_packet_t packet) {
+        static_cast<std::vector<std::uint32_t>*>(user_data)->push_back(packet.data_size);
+      }};
+  // Nobody looks at the bytes, of which there is one.
+  sut.deliver_raw(counting, std::string_view("x", (std::uint64_t{1} << 32) + 5));
+  EXPECT_EQ(sizes, (std::vector<std::uint32_t>{4294967295U, 6}));
+  sut.deliver_raw(to, "y");
+  EXPECT_EQ(packets[0].sequence, 3U);
+  EXPECT_EQ(packets[0].metadata,
+            R"({"data_offset":4294967302,"modem_db_path":"","modem_db_uuid":""})");
+}
+
 TEST_F(delivery, decoded_packets_share_the_sequence_and_keep_their_fields) {
   kovax_stream_packet_t decoded{};
   decoded.data = reinterpret_cast<const std::uint8_t*>("ip");
