@@ -122,8 +122,7 @@ void output_file::finish() {
 void output_file::commit() {
   finish();
   if (temporary_.empty()) return;
-  std::error_code error;
-  std::filesystem::rename(temporary_, target_, error);
+  const std::error_code error = platform::replace_file(temporary_, target_);
   if (error) fail("cannot write", error.default_error_condition().value());
   temporary_.clear();
 }

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <string>
 #include <string_view>
+#include <system_error>
 
 namespace platform {
 
@@ -40,6 +41,11 @@ int seek_file(std::FILE* file, std::uint64_t offset);
 // Hands everything written to `file` so far to the device and waits until it is
 // there, so that it survives a loss of power. Returns 0, or -1 with errno set.
 int sync_file(std::FILE* file);
+
+// Gives `from` the name `to`; a file of that name is replaced in one step (rename(2)).
+// Where a file that somebody has open cannot be replaced, as on Windows, waits a second
+// for it. Returns the failure, in the system's category.
+std::error_code replace_file(const std::filesystem::path& from, const std::filesystem::path& to);
 
 // Makes sure that no byte written to `file` is translated.
 void set_binary_mode(std::FILE* file);

@@ -23,7 +23,8 @@
  *   [during call]  the pointer is valid until the function or callback returns;
  *                  copy what has to live longer
  *
- * Text is NUL-terminated UTF-8. Sizes are bytes. Nothing that crosses this
+ * Text is NUL-terminated UTF-8, but for log and error messages that quote the
+ * input: a trace may hold any bytes where a UUID belongs. Sizes are bytes. Nothing that crosses this
  * interface has to be freed by the receiver. No exception leaves an exported
  * function, whatever a callback throws.
  *
@@ -94,7 +95,7 @@ typedef struct kovax_stream_packet_t {
   uint64_t timestamp;       /* decoded: the decoder's timestamp of the trace, unchanged
                                (nanoseconds with the open decoder); raw: 0 */
   const char *metadata;     /* compact JSON object (RFC 8259), members in this order:
-                               "data_offset"   raw bytes taken from the input so far
+                               "data_offset"   bytes of all raw packets so far
                                "data_size"     size of the trace file; only for a file
                                "modem_db_path" database in use, empty if none
                                "modem_db_uuid" its UUID, empty if none */
@@ -147,7 +148,8 @@ typedef struct kovax_source_init_args {
 /*
  * Creates an instance from its init parameters: checks them, opens the trace
  * file, and loads the trace database or brings the database cache up to date.
- * A serial port is opened by start, not here.
+ * A serial port is opened by start, not here. Only one instance at a time may be
+ * initialised in a process: a download initialises libcurl (curl_global_init(3)).
  *
  * `source`: receives the new instance, on success only; must not be NULL.
  * `args`:   must not be NULL.
@@ -170,14 +172,25 @@ typedef int32_t (*kovax_source_init_parameters_fn)(void *user_data, kovax_text_c
 /*
  * Reads the input and delivers packets until the end of the file, a stop, or a
  * failure; returns only then. May be called again after it returned: the packet
- * counter runs on, a file goes on where it was, a serial port is opened again.
+ * counter runs on, a file goes on where it was, a serial port that a stop closed
+ * is opened again. A port that failed - its device was lost, or it does not take
+ * its settings - has to be closed by kovax_source_stop first.
+ *
+ * While no database is set up yet, a run searches the input for its UUID and
+ * delivers what it searched as raw packets when the search ends. A search that a
+ * stop ended is taken up by the next run, which delivers its bytes once more. A
+ * search always reads on, so one that failed for want of a database on the disk
+ * needs more input, or a new instance.
  *
  * `source`: an instance, not NULL. `callback`: may be NULL, then packets are
  * counted and dropped.
  * Returns KOVAX_RESULT_OK, KOVAX_RESULT_NO_DATABASE_UID or KOVAX_RESULT_FAILED;
  * text and code of a failure are kept for kovax_source_get_last_error. A stop
- * ends a file's run with KOVAX_RESULT_OK, and a serial port's run with
- * KOVAX_RESULT_FAILED and the text "stop extracting". [thread-A]
+ * ends a file's run with KOVAX_RESULT_OK; a serial port's with KOVAX_RESULT_FAILED
+ * and the text "stop extracting" when it meets a read, which is where such a run
+ * waits, and with KOVAX_RESULT_OK when it meets the delivery of decoded packets.
+ * Bytes that a serial port has received and no packet has by then are told in the
+ * log, and stay for the next run. [thread-A]
  */
 typedef int32_t (*kovax_source_start_fn)(kovax_source *source, void *packet_user_data,
                                          kovax_packet_callback callback);

@@ -42,6 +42,12 @@ int sync_file(std::FILE* file) {
   return std::fflush(file) == 0 && fsync(fileno(file)) == 0 ? 0 : -1;
 }
 
+std::error_code replace_file(const std::filesystem::path& from, const std::filesystem::path& to) {
+  std::error_code error;
+  std::filesystem::rename(from, to, error);
+  return error;
+}
+
 void set_binary_mode(std::FILE* /*file*/) {}
 
 unsigned long process_id() {

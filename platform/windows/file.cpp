@@ -102,6 +102,21 @@ int sync_file(std::FILE* file) {
   return std::fflush(file) == 0 && _commit(_fileno(file)) == 0 ? 0 : -1;
 }
 
+std::error_code replace_file(const std::filesystem::path& from, const std::filesystem::path& to) {
+  constexpr DWORD interval = 10;  // milliseconds
+  for (int tries = 100;; --tries) {
+    if (MoveFileExW(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING) != FALSE) return {};
+    const DWORD error = GetLastError();
+    const DWORD attributes = GetFileAttributesW(to.c_str());
+    const bool may_be_open =
+        (error == ERROR_ACCESS_DENIED || error == ERROR_SHARING_VIOLATION) &&
+        attributes != INVALID_FILE_ATTRIBUTES &&
+        (attributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_READONLY)) == 0;
+    if (!may_be_open || tries == 0) return {static_cast<int>(error), std::system_category()};
+    Sleep(interval);
+  }
+}
+
 void set_binary_mode(std::FILE* file) {
   _setmode(_fileno(file), _O_BINARY);
 }

@@ -123,9 +123,7 @@ int file_operations::close(std::FILE* file) {
 }
 
 std::error_code file_operations::replace(const fs::path& from, const fs::path& to) {
-  std::error_code error;
-  fs::rename(from, to, error);
-  return error;
+  return platform::replace_file(from, to);
 }
 
 void file_operations::remove(const fs::path& path) {

@@ -4,11 +4,14 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <memory>
 #include <string>
+#include <system_error>
 
 #include "tests/support/temp_directory.h"
 
@@ -92,6 +95,31 @@ TEST(windows_file, positions_beyond_4_gib_are_reached) {
   ASSERT_NE(file, nullptr);
   ASSERT_EQ(platform::seek_file(file.get(), std::uint64_t{5} << 30), 0);
   EXPECT_EQ(_ftelli64(file.get()), std::int64_t{5} << 30);
+}
+
+TEST(windows_file, one_that_somebody_has_open_is_replaced_when_it_is_closed) {
+  const test_support::temp_directory directory;
+  directory.write("new", "after");
+  directory.write("old", "before");
+  file_pointer held(open_file(directory.path() / "old", open_mode::read));
+  auto replacing = std::async(std::launch::async, [&] {
+    return platform::replace_file(directory.path() / "new", directory.path() / "old");
+  });
+  EXPECT_EQ(replacing.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+  held.reset();
+  EXPECT_EQ(replacing.get(), std::error_code());
+  EXPECT_FALSE(std::filesystem::exists(directory.path() / "new"));
+  EXPECT_EQ(std::filesystem::file_size(directory.path() / "old"), 5U);
+}
+
+TEST(windows_file, one_that_stays_open_is_not_replaced) {
+  const test_support::temp_directory directory;
+  directory.write("new", "after");
+  directory.write("old", "before");
+  const file_pointer held(open_file(directory.path() / "old", open_mode::read));
+  EXPECT_EQ(platform::replace_file(directory.path() / "new", directory.path() / "old"),
+            std::errc::permission_denied);
+  EXPECT_EQ(std::filesystem::file_size(directory.path() / "old"), 6U);
 }
 
 }  // namespace
