@@ -22,6 +22,11 @@ class capture_output {
 
   packet_consumer& writer() { return *writer_; }
 
+  // To be called as the run begins. Who reads a live run's output gets what stands before
+  // the first packet now, since that may be hours in coming. A file stays as it is: it is
+  // no capture yet.
+  void begin();
+
   // Finishes the capture and puts it under its name.
   void commit();
 

@@ -161,6 +161,7 @@ exit_code run_capture(capture_request request) {
   // Until all is written: a second Ctrl-C must not cost what the first one kept.
   const platform::interrupt_watch watch([&] { end.interrupt(); });
   try {
+    if (output) output->begin();
     on_message = [&] { end.repeat_early_stop(); };
     failure = session.run([&](const packet& packet) {
       end.repeat_early_stop();
