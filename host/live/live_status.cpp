@@ -68,6 +68,7 @@ bool live_status::take_searched(std::uint64_t bytes, time_point now) {
 
 bool live_status::arrived(time_point now) {
   last_arrival_ = now;
+  heard_ = true;
   return std::exchange(silent_, false);
 }
 
@@ -96,18 +97,23 @@ std::string live_status::counters(time_point now) {
   return text;
 }
 
+std::string live_status::silence() const {
+  // What brought data once is not the cause: a modem that has nothing to tell is silent.
+  return fmt::format(
+      "veltra: nothing {}has arrived on {} for {} seconds. {}Still waiting; Ctrl-C ends.\n",
+      heard_ ? "more " : "", options_.port,
+      std::chrono::floor<std::chrono::seconds>(options_.silence).count(),
+      heard_ ? ""
+             : "Usual causes: the wrong port (\"veltra devices\" lists them), a baud rate that is "
+               "not the modem's, or a trace that is not enabled in the modem. ");
+}
+
 std::string live_status::show(time_point now) {
   std::string text;
   if (!running_) return text;
   if (!silent_ && now - last_arrival_ >= options_.silence) {
     silent_ = true;
-    text = clear();
-    fmt::format_to(
-        std::back_inserter(text),
-        "veltra: nothing has arrived on {} for {} seconds. Usual causes: the wrong port (\"veltra "
-        "devices\" lists them), a baud rate that is not the modem's, or a trace that is not "
-        "enabled in the modem. Still waiting; Ctrl-C ends.\n",
-        options_.port, std::chrono::floor<std::chrono::seconds>(options_.silence).count());
+    text = clear() + silence();
     next_draw_ = now;
   }
   if (searches_long()) {

@@ -50,12 +50,14 @@ class live_status {
   bool arrived(time_point now);
   bool searches_long() const;  // and nobody was told yet
   std::uint64_t bytes() const;
+  std::string silence() const;  // in words
   std::string counters(time_point now);
 
   const live_status_options options_;
   run_statistics statistics_;
   std::uint64_t searched_ = 0;  // bytes, not delivered yet
   bool running_ = false;
+  bool heard_ = false;   // something came since the port was opened
   bool silent_ = false;  // and a person was told
   bool long_search_told_ = false;
   bool drawn_ = false;

@@ -60,6 +60,23 @@ TEST_F(live_status_test, silence_is_told_once) {
   EXPECT_EQ(status.show(now + 1h), "");
 }
 
+// The port and the line are right then, and an idle modem sends nothing for hours.
+TEST_F(live_status_test, silence_after_data_is_told_without_causes) {
+  live_status status = silent_status();
+  status.begin(now);
+  status.take(raw_packet("x"), now + 1s);
+  EXPECT_EQ(status.show(now + 6s),
+            "veltra: nothing more has arrived on /dev/ttyUSB0 for 5 seconds. Still waiting; Ctrl-C "
+            "ends.\n");
+}
+
+TEST_F(live_status_test, silence_after_bytes_that_are_only_searched_is_told_without_causes) {
+  live_status status = silent_status();
+  status.begin(now);
+  status.take_searched(10, now + 1s);
+  EXPECT_THAT(status.show(now + 6s), StartsWith("veltra: nothing more has arrived on "));
+}
+
 TEST_F(live_status_test, silence_is_told_again_only_after_data_came_in_between) {
   live_status status = silent_status();
   status.begin(now);
@@ -105,7 +122,7 @@ TEST_F(live_status_test, a_decoded_packet_is_no_sign_of_the_line) {
   live_status status = silent_status();
   status.begin(now);
   status.take(packet_of("ip", "x"), now + 4s);
-  EXPECT_NE(status.show(now + 5s), "");
+  EXPECT_THAT(status.show(now + 5s), HasSubstr("wrong port"));
 }
 
 TEST_F(live_status_test, without_a_terminal_nothing_else_is_ever_shown) {
