@@ -12,8 +12,8 @@
 
 namespace veltra::host {
 
-// One thread. Failures are user_errors (output_failed). Without commit() or rescue()
-// there is no file in the end.
+// One thread, but for hurry(). Failures are user_errors (output_failed). Without commit() or
+// rescue() there is no file in the end.
 class capture_output {
  public:
   // A live run's output is read while it is written, as far as that is possible; when
@@ -33,6 +33,10 @@ class capture_output {
   // After a failure to write: the same with what is whole. Returns false if that is
   // not possible, and nothing of the capture is left then.
   bool rescue();
+
+  // Somebody waits for the end of the run: a reader that takes nothing more is a failure
+  // soon, see output_file. Any thread.
+  void hurry() noexcept { file_.hurry(); }
 
   // Words for the summary; empty if there is nothing to say.
   std::string remarks() const;

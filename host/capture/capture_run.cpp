@@ -43,11 +43,14 @@ std::string parameter_text(const capture_request& request) {
 // Ends a run on Ctrl-C, however early it comes.
 class run_end {
  public:
-  explicit run_end(source_session& session) : session_(session) {}
+  // `output` is null if there is none.
+  run_end(source_session& session, capture_output* output) : session_(session), output_(output) {}
 
   // On the thread that watches for Ctrl-C.
   void interrupt() {
     interrupted_ = true;
+    // Or a reader that has stopped reading would hold up the end for ever.
+    if (output_ != nullptr) output_->hurry();
     session_.stop();
   }
 
@@ -62,6 +65,7 @@ class run_end {
 
  private:
   source_session& session_;
+  capture_output* const output_;
   std::atomic<bool> interrupted_ = false;
   bool repeated_ = false;
 };
@@ -131,7 +135,7 @@ exit_code run_capture(capture_request request) {
   }
 
   run_statistics statistics;
-  run_end end(session);
+  run_end end(session, output.get());
   const auto begin = std::chrono::steady_clock::now();
   const auto summarise = [&] {
     tell(format_summary(statistics, {.output = output->name(),
