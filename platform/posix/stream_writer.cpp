@@ -4,6 +4,7 @@
 #include <limits.h>
 #include <poll.h>
 #include <sys/eventfd.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -13,6 +14,16 @@
 #include <optional>
 
 namespace platform {
+
+namespace {
+
+// Standard output often is one, and needs no care.
+bool is_regular_file(int descriptor) {
+  struct stat status {};
+  return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+}
+
+}  // namespace
 
 struct stream_writer::state {
   using clock = std::chrono::steady_clock;
@@ -46,13 +57,15 @@ int stream_writer::state::wait_for_room(int descriptor) {
 }
 
 int stream_writer::state::write(int descriptor, std::string_view bytes) {
+  const bool has_reader = !is_regular_file(descriptor);
   while (!bytes.empty()) {
-    if (const int error = wait_for_room(descriptor)) return error;
+    if (const int error = has_reader ? wait_for_room(descriptor) : 0) return error;
     // A pipe with room for anything has room for this much, see pipe(7), and the write
     // does not wait. O_NONBLOCK would do the same, but for all programs that share what
     // standard output leads to.
-    const ssize_t count =
-        ::write(descriptor, bytes.data(), std::min<std::size_t>(bytes.size(), PIPE_BUF));
+    const std::size_t piece =
+        has_reader ? std::min<std::size_t>(bytes.size(), PIPE_BUF) : bytes.size();
+    const ssize_t count = ::write(descriptor, bytes.data(), piece);
     if (count >= 0) {
       bytes.remove_prefix(static_cast<std::size_t>(count));
     } else if (errno != EINTR && errno != EAGAIN) {
