@@ -156,6 +156,7 @@ exit_code run_capture(capture_request request) {
   };
   const auto leave_terminal = [&] {
     request.observe = nullptr;
+    request.observe_written = nullptr;
     request.observe_log = nullptr;
     request.tell = nullptr;
     messages.finish();
@@ -172,6 +173,7 @@ exit_code run_capture(capture_request request) {
       statistics.add(packet);
       if (request.observe) request.observe(packet);
       if (output) output->writer().consume(packet);
+      if (request.observe_written) request.observe_written();
     });
     on_message = nullptr;
     // Throws what ended the run, if that was the output.

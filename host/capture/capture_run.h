@@ -28,8 +28,9 @@ struct capture_request {
   bool live = false;
 
   // Each may be empty, and is called on the thread of run_capture() only. The first
-  // three go away before the summary is printed.
+  // four go away before the summary is printed.
   std::function<void(const packet&)> observe = {};  // every packet, before it is written
+  std::function<void()> observe_written = {};       // the same packet is written
   std::function<void(std::string_view message)> observe_log = {};  // the plug-in's messages
   // Shows lines to a person without tearing what else is on the terminal; stderr if empty.
   std::function<void(std::string_view lines)> tell = {};

@@ -155,10 +155,11 @@ exit_code capture(capture_options options) {
                           .options = options.run,
                           .live = true};
   request.observe = [monitor, &raw, &searched](const packet& packet) {
+    monitor->take(packet);
     raw.take(packet);
     if (is_raw(packet)) searched = 0;
-    monitor->take(packet);
   };
+  request.observe_written = [monitor] { monitor->taken(); };
   request.observe_log = [monitor, &searched](std::string_view message) {
     searched = searched_bytes(message).value_or(searched);
     monitor->take_message(message);

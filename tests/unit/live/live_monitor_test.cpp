@@ -57,9 +57,22 @@ TEST(live_monitor, tells_again_after_data) {
   monitor.take_message("open port");
   screen.wait_for("nothing has arrived");
   monitor.take(raw_packet("x"));
+  monitor.taken();
   screen.wait_for("nothing more has arrived");
   monitor.take_message("Cached data for locating database UID: 17");
   screen.wait_for("nothing more has arrived");
+}
+
+TEST(live_monitor, tells_of_an_output_that_takes_nothing_after_silence) {
+  terminal screen;
+  live_monitor monitor({.port = "tty", .with_counters = false, .silence = 1ms}, screen.writer());
+  monitor.take_message("open port");
+  for (int i = 0; i < 2; ++i) {
+    screen.wait_for(i == 0 ? "nothing has arrived" : "nothing more has arrived");
+    monitor.take(raw_packet("x"));
+    screen.wait_for("the output has taken nothing");
+    monitor.taken();
+  }
 }
 
 TEST(live_monitor, redraws_the_line_while_nothing_comes) {
