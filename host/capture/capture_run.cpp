@@ -43,14 +43,14 @@ std::string parameter_text(const capture_request& request) {
 // Ends a run on Ctrl-C, however early it comes.
 class run_end {
  public:
-  // `output` is null if there is none.
-  run_end(source_session& session, capture_output* output) : session_(session), output_(output) {}
+  // `hurry` makes sure that no reader that has stopped reading holds up the end.
+  run_end(source_session& session, std::function<void()> hurry)
+      : session_(session), hurry_(std::move(hurry)) {}
 
   // On the thread that watches for Ctrl-C.
   void interrupt() {
     interrupted_ = true;
-    // Or a reader that has stopped reading would hold up the end for ever.
-    if (output_ != nullptr) output_->hurry();
+    hurry_();
     session_.stop();
   }
 
@@ -65,7 +65,7 @@ class run_end {
 
  private:
   source_session& session_;
-  capture_output* const output_;
+  const std::function<void()> hurry_;
   std::atomic<bool> interrupted_ = false;
   bool repeated_ = false;
 };
@@ -135,7 +135,10 @@ exit_code run_capture(capture_request request) {
   }
 
   run_statistics statistics;
-  run_end end(session, output.get());
+  run_end end(session, [&] {
+    if (output) output->hurry();
+    if (request.hurry) request.hurry();
+  });
   const auto begin = std::chrono::steady_clock::now();
   const auto summarise = [&] {
     tell(format_summary(statistics, {.output = output->name(),

@@ -119,6 +119,10 @@ class raw_trace {
     if (recorder_) recorder_->take(packet);
   }
 
+  void hurry() {
+    if (recorder_) recorder_->hurry();
+  }
+
   void finish() {
     if (!recorder_) return;
     recorder_->finish();
@@ -159,6 +163,7 @@ exit_code capture(capture_options options) {
     raw.take(packet);
     if (is_raw(packet)) searched = 0;
   };
+  request.hurry = [&raw] { raw.hurry(); };
   request.observe_written = [monitor] { monitor->taken(); };
   request.observe_log = [monitor, &searched](std::string_view message) {
     searched = searched_bytes(message).value_or(searched);
