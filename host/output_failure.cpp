@@ -3,10 +3,12 @@
 #include <fmt/format.h>
 
 #include <cerrno>
+#include <chrono>
 #include <string>
 #include <system_error>
 
 #include "platform/file.h"
+#include "platform/stream_writer.h"
 
 namespace veltra::host {
 
@@ -42,6 +44,13 @@ std::string explain(const std::filesystem::path& path, int error) {
       return fmt::format("{}; make room, or give another place.", reason);
     case EPIPE:
       return fmt::format("{}; the program that read it has ended.", reason);
+    case ETIMEDOUT:
+      if (path != "-" && !std::filesystem::is_other(path, ignored)) break;
+      return fmt::format(
+          "the program that reads it has not read for {} seconds, and the rest is lost; let it "
+          "read, or give a file.",
+          std::chrono::floor<std::chrono::seconds>(platform::stream_writer::usual_patience)
+              .count());
     default:
       break;
   }

@@ -156,7 +156,11 @@ output_file::file_handle output_file::checked(std::FILE* opened) const {
 }
 
 void output_file::put(std::FILE* into, std::string_view bytes) {
-  if (std::fwrite(bytes.data(), 1, bytes.size(), into) != bytes.size() || std::fflush(into) != 0) {
+  const bool streamed = temporary_.empty() && (!copy_to_ || into == copy_to_.get());
+  if (streamed) {
+    if (const int error = stream_.write(into, bytes)) fail("cannot write", error);
+  } else if (std::fwrite(bytes.data(), 1, bytes.size(), into) != bytes.size() ||
+             std::fflush(into) != 0) {
     fail("cannot write", errno);
   }
 }

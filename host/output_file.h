@@ -8,6 +8,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/stream_writer.h"
+
 namespace veltra::host {
 
 // Writes to a temporary file beside the target and renames it on commit(), so
@@ -19,7 +21,7 @@ namespace veltra::host {
 // once, with `random` access when they are complete, until when they wait in an
 // unnamed temporary file.
 //
-// One thread at a time. Every failure is a user_error (output_failed) with the
+// One thread at a time, but for hurry(). Every failure is a user_error (output_failed) with the
 // file's name and the system's reason.
 class output_file {
  public:
@@ -53,6 +55,10 @@ class output_file {
 
   // Replaces bytes that were written before; only with random access.
   void write_at(std::uint64_t offset, std::string_view bytes);
+
+  // From now on a stream whose reader takes nothing for two seconds is a failure; until
+  // then it may take its time. On POSIX systems only. Any thread.
+  void hurry() noexcept { stream_.hurry(); }
 
   // Bytes written so far.
   std::uint64_t size() const noexcept { return size_; }
@@ -92,6 +98,7 @@ class output_file {
   std::filesystem::path temporary_;  // to be renamed; empty if there is none
   file_handle file_;                 // takes the bytes; null after finish()
   file_handle copy_to_;              // gets a copy of file_ in the end; null: file_ is the output
+  platform::stream_writer stream_;   // for an output that is a stream
   std::string collected_;            // whole records, not given to the system yet
   std::uint64_t size_ = 0;
   std::uint64_t safe_size_ = 0;  // without collected_: what a failure leaves

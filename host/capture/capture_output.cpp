@@ -28,6 +28,10 @@ capture_output::capture_output(const output_options& options, bool live,
   writer_ = std::make_unique<prompt_consumer>(std::move(writer_), std::move(on_failure));
 }
 
+void capture_output::begin() {
+  if (streamed_) writer_->flush();
+}
+
 void capture_output::commit() {
   writer_->finish();
   file_.commit();

@@ -12,8 +12,8 @@
 
 namespace veltra::host {
 
-// One thread. Failures are user_errors (output_failed). Without commit() or rescue()
-// there is no file in the end.
+// One thread, but for hurry(). Failures are user_errors (output_failed). Without commit() or
+// rescue() there is no file in the end.
 class capture_output {
  public:
   // A live run's output is read while it is written, as far as that is possible; when
@@ -22,6 +22,11 @@ class capture_output {
 
   packet_consumer& writer() { return *writer_; }
 
+  // To be called as the run begins. Who reads a live run's output gets what stands before
+  // the first packet now, since that may be hours in coming. A file stays as it is: it is
+  // no capture yet.
+  void begin();
+
   // Finishes the capture and puts it under its name.
   void commit();
 
@@ -29,6 +34,10 @@ class capture_output {
   // under another name if its own cannot be had. Returns false if that is not possible,
   // and nothing of the capture is left then.
   bool rescue();
+
+  // Somebody waits for the end of the run: a reader that takes nothing more is a failure
+  // soon, see output_file. Any thread.
+  void hurry() noexcept { file_.hurry(); }
 
   // Words for the summary; empty if there is nothing to say.
   std::string remarks() const;

@@ -43,11 +43,14 @@ std::string parameter_text(const capture_request& request) {
 // Ends a run on Ctrl-C, however early it comes.
 class run_end {
  public:
-  explicit run_end(source_session& session) : session_(session) {}
+  // `hurry` makes sure that no reader that has stopped reading holds up the end.
+  run_end(source_session& session, std::function<void()> hurry)
+      : session_(session), hurry_(std::move(hurry)) {}
 
   // On the thread that watches for Ctrl-C.
   void interrupt() {
     interrupted_ = true;
+    hurry_();
     session_.stop();
   }
 
@@ -62,6 +65,7 @@ class run_end {
 
  private:
   source_session& session_;
+  const std::function<void()> hurry_;
   std::atomic<bool> interrupted_ = false;
   bool repeated_ = false;
 };
@@ -131,7 +135,10 @@ exit_code run_capture(capture_request request) {
   }
 
   run_statistics statistics;
-  run_end end(session);
+  run_end end(session, [&] {
+    if (output) output->hurry();
+    if (request.hurry) request.hurry();
+  });
   const auto begin = std::chrono::steady_clock::now();
   const auto summarise = [&] {
     tell(format_summary(statistics, {.output = output->name(),
@@ -152,6 +159,7 @@ exit_code run_capture(capture_request request) {
   };
   const auto leave_terminal = [&] {
     request.observe = nullptr;
+    request.observe_written = nullptr;
     request.observe_log = nullptr;
     request.tell = nullptr;
     messages.finish();
@@ -161,12 +169,14 @@ exit_code run_capture(capture_request request) {
   // Until all is written: a second Ctrl-C must not cost what the first one kept.
   const platform::interrupt_watch watch([&] { end.interrupt(); });
   try {
+    if (output) output->begin();
     on_message = [&] { end.repeat_early_stop(); };
     failure = session.run([&](const packet& packet) {
       end.repeat_early_stop();
       statistics.add(packet);
       if (request.observe) request.observe(packet);
       if (output) output->writer().consume(packet);
+      if (request.observe_written) request.observe_written();
     });
     on_message = nullptr;
     // Throws what ended the run, if that was the output.

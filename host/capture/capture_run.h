@@ -27,10 +27,13 @@ struct capture_request {
   // and what was captured before a failure is kept.
   bool live = false;
 
-  // Each may be empty, and is called on the thread of run_capture() only. The first
-  // three go away before the summary is printed.
+  // Each may be empty, and all but hurry are called on the thread of run_capture(). The first
+  // four go away before the summary is printed.
   std::function<void(const packet&)> observe = {};  // every packet, before it is written
+  std::function<void()> observe_written = {};       // the same packet is written
   std::function<void(std::string_view message)> observe_log = {};  // the plug-in's messages
+  // Ctrl-C came: what `observe` waits for must come to an end. On another thread.
+  std::function<void()> hurry = {};
   // Shows lines to a person without tearing what else is on the terminal; stderr if empty.
   std::function<void(std::string_view lines)> tell = {};
   // A failed run in the input's own words; `kept` when there is a capture all the

@@ -129,6 +129,10 @@ class raw_trace {
     if (recorder_) recorder_->take(packet);
   }
 
+  void hurry() {
+    if (recorder_) recorder_->hurry();
+  }
+
   void finish() {
     if (!recorder_) return;
     recorder_->finish();
@@ -166,10 +170,12 @@ exit_code capture(capture_options options) {
                           .options = options.run,
                           .live = true};
   request.observe = [monitor, &raw, &searched](const packet& packet) {
+    monitor->take(packet);
     raw.take(packet);
     if (is_raw(packet)) searched = 0;
-    monitor->take(packet);
   };
+  request.hurry = [&raw] { raw.hurry(); };
+  request.observe_written = [monitor] { monitor->taken(); };
   request.observe_log = [monitor, &searched, &unread](std::string_view message) {
     searched = searched_bytes(message).value_or(searched);
     unread = unread_bytes(message).value_or(unread);

@@ -54,7 +54,14 @@ live_monitor::~live_monitor() {
 
 void live_monitor::take(const packet& packet) {
   const std::lock_guard lock(mutex_);
-  if (status_.take(packet, steady::now())) changed_.notify_all();
+  status_.take(packet, steady::now());
+  wake_in_time();
+}
+
+void live_monitor::taken() {
+  const std::lock_guard lock(mutex_);
+  status_.taken(steady::now());
+  wake_in_time();
 }
 
 void live_monitor::take_message(std::string_view message) {
@@ -63,7 +70,8 @@ void live_monitor::take_message(std::string_view message) {
     status_.begin(steady::now());
     if (!thread_.joinable()) thread_ = std::thread([this] { show_until_ended(); });
   } else if (const auto bytes = searched_bytes(message)) {
-    if (status_.take_searched(*bytes, steady::now())) changed_.notify_all();
+    status_.take_searched(*bytes, steady::now());
+    wake_in_time();
   }
 }
 
@@ -90,8 +98,14 @@ void live_monitor::show_until_ended() {
       lock.lock();
       continue;  // there may be more by now
     }
-    changed_.wait_until(lock, std::min(status_.next(), now + longest_wait));
+    wakes_at_ = std::min(status_.next(), now + longest_wait);
+    changed_.wait_until(lock, wakes_at_);
   }
+}
+
+// Most of what comes puts the next message off, and is no reason to wake the thread.
+void live_monitor::wake_in_time() {
+  if (status_.next() < wakes_at_) changed_.notify_all();
 }
 
 }  // namespace veltra::host

@@ -39,7 +39,9 @@ class live_monitor {
   // Ends the thread and takes the line off the terminal.
   ~live_monitor();
 
+  // A packet that goes to the output, and that it has been taken there.
   void take(const packet& packet);
+  void taken();
 
   // One of the plug-in's messages: they tell when the port is opened, and how much
   // came while the database's UUID is searched.
@@ -50,6 +52,7 @@ class live_monitor {
 
  private:
   void show_until_ended();
+  void wake_in_time();
 
   std::mutex mutex_;  // guards all that follows but the thread
   std::condition_variable changed_;
@@ -57,6 +60,7 @@ class live_monitor {
   const writer write_;
   std::string told_;  // and not shown yet
   bool ended_ = false;
+  live_status::time_point wakes_at_ = live_status::time_point::max();  // the thread
   std::thread thread_;
 };
 

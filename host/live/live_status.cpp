@@ -52,23 +52,30 @@ void live_status::begin(time_point now) {
   begin_ = last_arrival_ = next_draw_ = mark_ = now;
 }
 
-bool live_status::take(const packet& packet, time_point now) {
+void live_status::take(const packet& packet, time_point now) {
   statistics_.add(packet);
-  if (!is_raw(packet)) return false;
+  given_ = true;
+  given_at_ = now;
+  if (!is_raw(packet)) return;
   // What was searched comes as one packet.
   searched_ = 0;
-  return arrived(now);
+  arrived(now);
 }
 
-bool live_status::take_searched(std::uint64_t bytes, time_point now) {
+void live_status::taken(time_point now) {
+  given_ = stalled_ = false;
+  last_arrival_ += now - given_at_;
+}
+
+void live_status::take_searched(std::uint64_t bytes, time_point now) {
   searched_ = bytes;
-  const bool news = searches_long();
-  return arrived(now) || news;
+  arrived(now);
 }
 
-bool live_status::arrived(time_point now) {
+void live_status::arrived(time_point now) {
   last_arrival_ = now;
-  return std::exchange(silent_, false);
+  heard_ = true;
+  silent_ = false;
 }
 
 bool live_status::searches_long() const {
@@ -96,18 +103,30 @@ std::string live_status::counters(time_point now) {
   return text;
 }
 
+std::string live_status::silence() const {
+  // What brought data once is not the cause: a modem that has nothing to tell is silent.
+  return fmt::format(
+      "veltra: nothing {}has arrived on {} for {} seconds. {}Still waiting; Ctrl-C ends.\n",
+      heard_ ? "more " : "", options_.port,
+      std::chrono::floor<std::chrono::seconds>(options_.silence).count(),
+      heard_ ? ""
+             : "Usual causes: the wrong port (\"veltra devices\" lists them), a baud rate that is "
+               "not the modem's, or a trace that is not enabled in the modem. ");
+}
+
+std::string live_status::stall() const {
+  return fmt::format(
+      "veltra: the output has taken nothing for {} seconds: the program that reads it may have "
+      "stopped reading. What arrives on {} waits in memory. Still waiting; Ctrl-C ends.\n",
+      std::chrono::floor<std::chrono::seconds>(options_.silence).count(), options_.port);
+}
+
 std::string live_status::show(time_point now) {
   std::string text;
   if (!running_) return text;
-  if (!silent_ && now - last_arrival_ >= options_.silence) {
-    silent_ = true;
-    text = clear();
-    fmt::format_to(
-        std::back_inserter(text),
-        "veltra: nothing has arrived on {} for {} seconds. Usual causes: the wrong port (\"veltra "
-        "devices\" lists them), a baud rate that is not the modem's, or a trace that is not "
-        "enabled in the modem. Still waiting; Ctrl-C ends.\n",
-        options_.port, std::chrono::floor<std::chrono::seconds>(options_.silence).count());
+  if (now >= note_due()) {
+    text = clear() + (given_ ? stall() : silence());
+    (given_ ? stalled_ : silent_) = true;
     next_draw_ = now;
   }
   if (searches_long()) {
@@ -128,10 +147,15 @@ std::string live_status::show(time_point now) {
   return text;
 }
 
+live_status::time_point live_status::note_due() const {
+  if (given_) return stalled_ ? time_point::max() : given_at_ + options_.silence;
+  return silent_ ? time_point::max() : last_arrival_ + options_.silence;
+}
+
 live_status::time_point live_status::next() const {
   if (!running_) return time_point::max();
-  const time_point told = silent_ ? time_point::max() : last_arrival_ + options_.silence;
-  return options_.with_counters ? std::min(next_draw_, told) : told;
+  if (searches_long()) return last_arrival_;
+  return options_.with_counters ? std::min(next_draw_, note_due()) : note_due();
 }
 
 std::string live_status::clear() {

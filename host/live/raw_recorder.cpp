@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "host/output_failure.h"
+#include "host/output_file.h"
 #include "platform/file.h"
 
 namespace veltra::host {
@@ -16,12 +17,18 @@ constexpr std::string_view operation = "cannot write the raw trace";
 
 }  // namespace
 
-raw_recorder::raw_recorder(std::filesystem::path file) : path_(std::move(file)) {
+raw_recorder::raw_recorder(std::filesystem::path file, std::chrono::milliseconds patience)
+    : path_(std::move(file)), streamed_(output_file::is_stream(path_)), stream_(patience) {
   check_output_place(operation, path_);
+  if (streamed_) {
+    // What waits for its reader must not do so in the middle of a run.
+    open();
+    return;
+  }
   std::error_code ignored;
   const auto there = std::filesystem::status(path_, ignored).type();
   const bool is_new = there == std::filesystem::file_type::not_found;
-  if (path_ == "-" || (!is_new && there != std::filesystem::file_type::regular)) return;
+  if (!is_new && there != std::filesystem::file_type::regular) return;
   // Opened without a change to it, so that hours of silence are not for nothing.
   errno = 0;
   const bool opens = std::ofstream(path_, std::ios::binary | std::ios::app).is_open();
@@ -45,11 +52,16 @@ void raw_recorder::open() {
 void raw_recorder::take(const packet& packet) {
   if (!is_raw(packet)) return;
   if (!file_) open();
-  if (std::fwrite(packet.payload.data(), 1, packet.payload.size(), file_.get()) !=
-      packet.payload.size()) {
-    fail(errno);
+  if (const int error =
+          write({reinterpret_cast<const char*>(packet.payload.data()), packet.payload.size()})) {
+    fail(error);
   }
   bytes_ += packet.payload.size();
+}
+
+int raw_recorder::write(std::string_view bytes) {
+  if (streamed_) return stream_.write(file_.get(), bytes);
+  return std::fwrite(bytes.data(), 1, bytes.size(), file_.get()) == bytes.size() ? 0 : errno;
 }
 
 void raw_recorder::finish() {

@@ -78,7 +78,10 @@ exit_code run_to_files(const simulate_options& options) {
   // Outside the watch: Ctrl-C must end the wait for a pipe's reader.
   simulation simulated(options);
   std::atomic<bool> stopped = false;
-  const platform::interrupt_watch watch([&stopped] { stopped = true; });
+  const platform::interrupt_watch watch([&] {
+    stopped = true;
+    simulated.hurry();
+  });
   const simulate_result result = simulated.write([&stopped] { return stopped.load(); });
   report(options, result);
   return result.interrupted ? exit_code::interrupted : exit_code::ok;

@@ -115,15 +115,20 @@ void write_database(const simulate_options& options, const database_document& da
 
 simulation::simulation(simulate_options options)
     : options_(std::move(options)), modem_(load_virtual_modem(options_)) {
-  const auto open_stream = [](const std::filesystem::path& target,
-                              std::optional<output_file>& file) {
-    if (output_file::is_stream(target)) file.emplace(target, output_file::access::sequential);
+  const auto open_stream = [this](const std::filesystem::path& target,
+                                  std::optional<output_file>& file) {
+    if (!output_file::is_stream(target)) return;
+    streams_.push_back(&file.emplace(target, output_file::access::sequential));
   };
   // Before the wait for a reader.
   check_output_place("cannot write", options_.database);
   check_output_place("cannot write", options_.trace);
   open_stream(options_.database, database_);
   open_stream(options_.trace, trace_);
+}
+
+void simulation::hurry() noexcept {
+  for (output_file* const stream : streams_) stream->hurry();
 }
 
 simulate_result simulation::write(const std::function<bool()>& stopped) {

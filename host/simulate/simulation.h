@@ -6,6 +6,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "host/output_file.h"
 #include "host/simulate/virtual_modem.h"
@@ -31,7 +32,8 @@ struct simulate_result {
 
 // A session on its way to a trace file and the database that describes it. Both must be
 // named in the options, and both appear when both are whole, the database first. Memory
-// does not grow with `repeat`. One thread at a time; every failure is a user_error.
+// does not grow with `repeat`. One thread at a time, but for hurry(); every failure is a
+// user_error.
 class simulation {
  public:
   // Checks the options, builds the modem, and opens the outputs that are streams: a named
@@ -43,11 +45,16 @@ class simulation {
   // trace ends early, with a whole frame.
   simulate_result write(const std::function<bool()>& stopped);
 
+  // A reader of a stream that takes nothing more is a failure soon, see output_file. Any
+  // thread.
+  void hurry() noexcept;
+
  private:
   simulate_options options_;
   virtual_modem modem_;
   std::optional<output_file> database_;
   std::optional<output_file> trace_;
+  std::vector<output_file*> streams_;  // those of the two that are
 };
 
 // The two steps that playing a session to something else than a file shares with

@@ -76,3 +76,52 @@ for signal in INT TERM; do
   [ "$(tail -c 1 $signal.jsonl | od -An -tx1 | tr -d ' ')" = 0a ] || fail "the last line is cut"
   tail -n 1 $signal.jsonl | grep -q '^{"sequence":.*}}$' || fail "the last line is not whole"
 done
+
+# Long enough that no pipe takes all of it.
+"$veltra" simulate "$session" --trace early.bin --database database.json --repeat 200 >/dev/null
+
+# A reader that stalls - one that has the pipe open, and takes the first byte and no more -
+# does not hold up the end: NAME SIGNAL OUTPUT COMMAND... in the background.
+first_byte() { dd bs=1 count=1 <&9 >/dev/null 2>&1; }
+stalled() {
+  local name=$1 signal=$2 output=$3 code=0
+  mkfifo "$name"
+  exec 9<>"$name"
+  "${@:4}" >&9 2>"$name.txt" &
+  first_byte
+  kill -"$signal" $!
+  wait $! || code=$?
+  [ $code = 6 ] || fail "$name: exit code $code when the reader stalls" "$(cat "$name.txt")"
+  grep -q "^veltra: cannot write $output: the program that reads it has not read for 2 seconds" \
+    "$name.txt" || fail "$name: no word of the reader" "$(cat "$name.txt")"
+  [ "$(wc -l <"$name.txt")" = 1 ] || fail "$name: more than one line" "$(cat "$name.txt")"
+}
+decode=("$veltra" decode early.bin --database database.json)
+stalled pcapng INT "standard output" "${decode[@]}" -o - &
+checks=($!)
+stalled jsonl INT "standard output" "${decode[@]}" --format jsonl -o - &
+checks+=($!)
+stalled named TERM named "${decode[@]}" --format jsonl -o named &
+checks+=($!)
+stalled modem INT "standard output" \
+  "$veltra" simulate "$session" --trace - --database modem.json --repeat 1000 &
+checks+=($!)
+for check in "${checks[@]}"; do wait "$check"; done
+
+# One that is slow gets everything.
+mkfifo pipe go
+{ read -r _ <go && cat; } <pipe >slow.jsonl &
+reading=$!
+"${decode[@]}" --chunk-size 16 --format jsonl -o pipe 2>told.txt &
+running=$!
+exec 9<pipe && first_byte
+exec 9<&-
+kill -INT $running
+echo go >go
+code=0
+wait $running || code=$?
+[ $code = 130 ] || fail "exit code $code after Ctrl-C when the reader is slow" "$(cat told.txt)"
+wait $reading
+tail -n 1 slow.jsonl | grep -q '^{"sequence":.*}}$' || fail "the slow reader's last line is cut"
+written=$(sed -n 's/^pipe: \([0-9]*\) packets.*/\1/p' told.txt)
+[ "$(wc -l <slow.jsonl)" = "$written" ] || fail "the slow reader has not all $written packets"

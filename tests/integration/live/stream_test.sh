@@ -51,3 +51,25 @@ ended $modem 5 modem.err
 grep -q '^raw.bin: ' capture.txt || fail "no word of the raw trace" "$(cat capture.txt)"
 grep -q '^veltra: cannot write standard output: Broken pipe; the program that read it has ended' \
   capture.txt || fail "no word of the reader" "$(cat capture.txt)"
+
+# A reader that stalls does not hold up the end of a capture. The pipe is full before the
+# modem sends its first byte, and the shell, which has it open, reads no more.
+session=$2
+modem --repeat 1000000 --database database.json
+kill -STOP $modem
+mkfifo stalled
+exec 9<>stalled
+"$veltra" capture --port line --database database.json --raw stalled.bin --raw-packets -o - \
+  >&9 2>capture.txt &
+running=$!
+dd bs=1 count=1 <&9 >/dev/null 2>&1 # the capture's head is there
+while dd if=/dev/zero of=stalled oflag=nonblock bs=4096 count=1 2>/dev/null; do :; done
+kill -CONT $modem
+wait_for_size stalled.bin 1 $running
+kill -INT $running
+ended $running 6 capture.txt
+grep -q '^veltra: cannot write standard output: the program that reads it has not read for 2' \
+  capture.txt || fail "no word of the reader" "$(cat capture.txt)"
+grep -q '^stalled.bin: ' capture.txt || fail "no word of the raw trace" "$(cat capture.txt)"
+exec 9<&-
+ended $modem 5 modem.err

@@ -253,6 +253,17 @@ TEST_F(capture_run_test, ctrl_c_is_how_a_live_run_ends) {
   EXPECT_THAT(printed_, Not(HasSubstr("interrupted")));
 }
 
+TEST_F(capture_run_test, ctrl_c_is_told_to_who_may_hold_up_the_run) {
+  script({{"steps", {packet_step("ip", "E"), wait_step}}, {"start", failed_start}});
+  bool hurried = false;  // read when the thread that wrote it has ended
+  capture_request made = request();
+  made.live = true;
+  made.observe = [this](const packet&) { keyboard_.press_ctrl_c(); };
+  made.hurry = [&hurried] { hurried = true; };
+  EXPECT_EQ(run(made), exit_code::ok);
+  EXPECT_TRUE(hurried);
+}
+
 TEST_F(capture_run_test, a_live_run_that_fails_keeps_what_came_before) {
   script({{"steps", {packet_step("ip", "E")}}, {"start", failed_start}});
   capture_request made = request();

@@ -43,6 +43,19 @@ TEST(output_failure, a_pipe_without_a_reader_is_told_so) {
             "cannot write standard output: Broken pipe; the program that read it has ended.");
 }
 
+TEST(output_failure, a_reader_that_stalls_is_told_so) {
+  EXPECT_EQ(failure_of("-", ETIMEDOUT),
+            "cannot write standard output: the program that reads it has not read for 2 seconds, "
+            "and the rest is lost; let it read, or give a file.");
+}
+
+// Which a file on a server that does not answer has none of.
+TEST(output_failure, a_file_has_no_reader) {
+  EXPECT_EQ(failure_of("out", ETIMEDOUT),
+            "cannot write out: Connection timed out; give another place with room and write "
+            "permission.");
+}
+
 TEST(output_failure, any_other_reason_is_in_the_systems_words) {
   EXPECT_EQ(failure_of("out", EIO),
             "cannot write out: Input/output error; give another place with room and write "

@@ -58,17 +58,30 @@ TEST(live_monitor, tells_again_after_data) {
   monitor.take_message("open port");
   screen.wait_for("nothing has arrived");
   monitor.take(raw_packet("x"));
-  screen.wait_for("nothing has arrived");
+  monitor.taken();
+  screen.wait_for("nothing more has arrived");
   monitor.take_message("Cached data for locating database UID: 17");
-  screen.wait_for("nothing has arrived");
+  screen.wait_for("nothing more has arrived");
+}
+
+TEST(live_monitor, tells_of_an_output_that_takes_nothing_after_silence) {
+  terminal screen;
+  live_monitor monitor({.port = "tty", .with_counters = false, .silence = 1ms}, screen.writer());
+  monitor.take_message("open port");
+  for (int i = 0; i < 2; ++i) {
+    screen.wait_for(i == 0 ? "nothing has arrived" : "nothing more has arrived");
+    monitor.take(raw_packet("x"));
+    screen.wait_for("the output has taken nothing");
+    monitor.taken();
+  }
 }
 
 TEST(live_monitor, redraws_the_line_while_nothing_comes) {
   terminal screen;
   live_monitor monitor({.port = "tty", .silence = 1h}, screen.writer());
   monitor.take_message("open port");
-  screen.wait_for("00:00:00  0 B");
-  screen.wait_for("00:00:00  0 B");
+  screen.wait_for("  0 B  ");
+  screen.wait_for("  0 B  ");
 }
 
 TEST(live_monitor, lines_that_are_to_stay_stand_above_the_counters) {
@@ -77,7 +90,7 @@ TEST(live_monitor, lines_that_are_to_stay_stand_above_the_counters) {
   monitor.take_message("open port");
   screen.wait_for("ip 0");
   monitor.tell("a note\n");
-  screen.wait_for("\r\x1b[Ka note\n\x1b[?7l\r\x1b[K00:00:00");
+  screen.wait_for("\r\x1b[Ka note\n\x1b[?7l\r\x1b[K");
 }
 
 TEST(live_monitor, lines_are_shown_at_once_before_the_port_is_opened_and_in_the_end) {

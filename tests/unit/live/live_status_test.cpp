@@ -60,11 +60,30 @@ TEST_F(live_status_test, silence_is_told_once) {
   EXPECT_EQ(status.show(now + 1h), "");
 }
 
+// The port and the line are right then, and an idle modem sends nothing for hours.
+TEST_F(live_status_test, silence_after_data_is_told_without_causes) {
+  live_status status = silent_status();
+  status.begin(now);
+  status.take(raw_packet("x"), now + 1s);
+  status.taken(now + 1s);
+  EXPECT_EQ(status.show(now + 6s),
+            "veltra: nothing more has arrived on /dev/ttyUSB0 for 5 seconds. Still waiting; Ctrl-C "
+            "ends.\n");
+}
+
+TEST_F(live_status_test, silence_after_bytes_that_are_only_searched_is_told_without_causes) {
+  live_status status = silent_status();
+  status.begin(now);
+  status.take_searched(10, now + 1s);
+  EXPECT_THAT(status.show(now + 6s), StartsWith("veltra: nothing more has arrived on "));
+}
+
 TEST_F(live_status_test, silence_is_told_again_only_after_data_came_in_between) {
   live_status status = silent_status();
   status.begin(now);
   EXPECT_NE(status.show(now + 5s), "");
-  EXPECT_TRUE(status.take(raw_packet("x"), now + 20s)) << "there is something to wait for again";
+  status.take(raw_packet("x"), now + 20s);
+  status.taken(now + 20s);
   EXPECT_EQ(status.next(), now + 25s);
   EXPECT_EQ(status.show(now + 24s), "");
   EXPECT_NE(status.show(now + 25s), "");
@@ -74,7 +93,8 @@ TEST_F(live_status_test, silence_is_told_again_only_after_data_came_in_between) 
 TEST_F(live_status_test, data_puts_the_message_off) {
   live_status status = silent_status();
   status.begin(now);
-  EXPECT_FALSE(status.take(raw_packet("x"), now + 3s));
+  status.take(raw_packet("x"), now + 3s);
+  status.taken(now + 3s);
   EXPECT_EQ(status.show(now + 5s), "");
   EXPECT_EQ(status.next(), now + 8s);
 }
@@ -90,14 +110,16 @@ TEST_F(live_status_test, bytes_that_are_only_searched_are_no_silence) {
 TEST_F(live_status_test, a_long_search_is_told_once) {
   live_status status = silent_status();
   status.begin(now);
-  EXPECT_FALSE(status.take_searched(999'999, now + 1s));
+  status.take_searched(999'999, now + 1s);
   EXPECT_EQ(status.show(now + 1s), "");
-  EXPECT_TRUE(status.take_searched(1'000'000, now + 2s));
+  EXPECT_GT(status.next(), now + 1s);
+  status.take_searched(1'000'000, now + 2s);
+  EXPECT_LE(status.next(), now + 2s);
   EXPECT_EQ(status.show(now + 2s),
             "veltra: 1.0 MB have arrived on /dev/ttyUSB0 and no database UUID in them; it stands "
             "where a trace begins. Begin the trace anew, or name the database with --database. "
             "Still searching; Ctrl-C ends.\n");
-  EXPECT_FALSE(status.take_searched(2'000'000, now + 3s));
+  status.take_searched(2'000'000, now + 3s);
   EXPECT_EQ(status.show(now + 3s), "");
 }
 
@@ -105,7 +127,43 @@ TEST_F(live_status_test, a_decoded_packet_is_no_sign_of_the_line) {
   live_status status = silent_status();
   status.begin(now);
   status.take(packet_of("ip", "x"), now + 4s);
-  EXPECT_NE(status.show(now + 5s), "");
+  status.taken(now + 4s);
+  EXPECT_THAT(status.show(now + 5s), HasSubstr("wrong port"));
+}
+
+TEST_F(live_status_test, an_output_that_takes_nothing_is_told_once_and_not_as_silence) {
+  live_status status = silent_status();
+  status.begin(now);
+  status.take(raw_packet("x"), now + 1s);
+  EXPECT_EQ(status.next(), now + 6s);
+  EXPECT_EQ(status.show(now + 5999ms), "");
+  EXPECT_EQ(
+      status.show(now + 6s),
+      "veltra: the output has taken nothing for 5 seconds: the program that reads it may have "
+      "stopped reading. What arrives on /dev/ttyUSB0 waits in memory. Still waiting; Ctrl-C "
+      "ends.\n");
+  EXPECT_EQ(status.next(), time_point::max());
+  EXPECT_EQ(status.show(now + 1h), "");
+}
+
+TEST_F(live_status_test, an_output_that_stalls_again_is_told_again) {
+  live_status status = silent_status();
+  status.begin(now);
+  for (const auto each : {0s, 100s}) {
+    status.take(packet_of("ip", "x"), now + each);
+    EXPECT_THAT(status.show(now + each + 5s), HasSubstr("the output has taken nothing"));
+    status.taken(now + each + 6s);
+  }
+}
+
+TEST_F(live_status_test, the_time_that_the_output_took_is_no_silence) {
+  live_status status = silent_status();
+  status.begin(now);
+  status.take(packet_of("ip", "x"), now + 3s);
+  status.taken(now + 20s);
+  EXPECT_EQ(status.next(), now + 22s);
+  EXPECT_EQ(status.show(now + 21s), "");
+  EXPECT_THAT(status.show(now + 22s), HasSubstr("arrived on"));
 }
 
 TEST_F(live_status_test, without_a_terminal_nothing_else_is_ever_shown) {
