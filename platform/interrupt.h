@@ -14,6 +14,8 @@ namespace platform {
 // before other threads are started, and only one at a time.
 class interrupt_watch {
  public:
+  // Throws std::system_error, with everything in force as before, if the system
+  // refuses the thread.
   explicit interrupt_watch(std::function<void()> action);
   interrupt_watch(const interrupt_watch&) = delete;
   interrupt_watch& operator=(const interrupt_watch&) = delete;

@@ -17,8 +17,9 @@ using kovax::json;
 
 constexpr const char* no_input = "veltra plugin missing trace file path or serialport";
 
-// The file that `key` names, UTF-8, or an empty text when none is named.
-std::string read_existing_file(const json& parameters, const char* key, const char* if_missing) {
+// The path that `key` names, UTF-8, or an empty text when none is named. Throws
+// std::runtime_error `if_missing` if nothing is there.
+std::string existing_path(const json& parameters, const char* key, const char* if_missing) {
   const std::filesystem::path path = resolve_path_parameter(parameters, key);
   if (!path.empty() && !path_exists(path)) throw std::runtime_error(if_missing);
   return platform::path_to_utf8(path);
@@ -46,11 +47,11 @@ init_parameters read_init_parameters(const char* text, const host_log& log) {
   init_parameters result;
   source_settings& settings = result.settings;
   settings.log = log;
-  result.trace_file = read_existing_file(parameters, "file_path", "trace file does not exist");
+  result.trace_file = existing_path(parameters, "file_path", "trace file does not exist");
   zet_serialport_lib::parse_serial_port_parameters(parameters, settings.serial_port,
                                                    settings.serial_settings, expand_env_variables);
   settings.database_file =
-      read_existing_file(parameters, "db_file_path", "database file does not exist");
+      existing_path(parameters, "db_file_path", "database file does not exist");
   settings.chunk_size = read_chunk_size(parameters, settings.chunk_size);
   if (finds_database_itself(parameters, settings)) {
     sync_database_cache(log, parameters.at("auto_detect_db_config"), settings.database_directories,

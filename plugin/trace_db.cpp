@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "implementation/json_numbers.h"
+#include "plugin/database/json_member.h"
 #include "plugin/json_nesting.h"
 
 namespace veltra {
@@ -22,26 +23,12 @@ constexpr std::uint32_t largest_trace_id_size = 4;
 // less than the smallest threads have, and are far more than a database needs.
 constexpr std::size_t deepest_nesting = 512;
 
-// A member of "meta" or of the root: reads as null when it is missing.
-const json& forgiving_member(const json& object, const char* key) {
-  static const json null;
-  if (object.is_null()) return null;
-  if (!object.is_object()) return object[key];  // throws the library's own error
-  const auto found = object.find(key);
-  return found == object.end() ? null : *found;
-}
-
 // A member of an array element: must be there.
 const json& strict_member(const json& element, const char* key) {
   if (!element.is_object()) return element[key];  // throws the library's own error
   const auto found = element.find(key);
   KOVAX_CONTRACT_TEXT(found != element.end(), "it != m_value.object->end()");
   return *found;
-}
-
-const json& require_array(const json& value) {
-  if (!value.is_array()) value.get<json::array_t>();  // throws type error 302
-  return value;
 }
 
 // The decoder configuration in its older and in its newer place.
@@ -61,10 +48,10 @@ decoder_configurations find_decoder_configurations(const json& meta) {
 }
 
 void read_identity(trace_db_config& config, const json& meta) {
-  config.id = to_u32(forgiving_member(meta, "id"));
+  config.id = to_u32(member(meta, "id"));
   config.ids.insert(config.id);
-  config.little_endian = forgiving_member(meta, "endianness").get<std::string>() != "big";
-  config.trace_id_size = to_u32(forgiving_member(meta, "trace_id_size"));
+  config.little_endian = member(meta, "endianness").get<std::string>() != "big";
+  config.trace_id_size = to_u32(member(meta, "trace_id_size"));
   if (config.trace_id_size > largest_trace_id_size) {
     throw std::runtime_error("trace_id_size is larger than 4");
   }
@@ -81,9 +68,9 @@ void read_aliases(trace_db_config& config, const json& meta) {
 void read_masters(trace_db_config& config, const decoder_configurations& decoder) {
   const json* place = decoder.older != nullptr ? decoder.older : decoder.newer;
   if (place == nullptr) return;
-  for (const json& master : forgiving_member(*place, "masters")) {
+  for (const json& master : member(*place, "masters")) {
     if (to_u32(strict_member(master, "id")) != config.id) continue;
-    for (const json& alias : require_array(strict_member(master, "aliases"))) {
+    for (const json& alias : as_array(strict_member(master, "aliases"))) {
       config.ids.insert(to_u32(alias));
     }
   }
@@ -97,7 +84,7 @@ void read_buffers(trace_db_config& config, const json& root) {
   }
 }
 
-void read_type_descriptors(trace_db_config& config, const json& descriptors) {
+void read_type_descriptors(trace_db_config& config, const json::array_t& descriptors) {
   for (const json& element : descriptors) {
     KOVAX_CONTRACT(element.contains("conditions"));
     for (const json& condition : element.at("conditions")) {
@@ -106,8 +93,7 @@ void read_type_descriptors(trace_db_config& config, const json& descriptors) {
         descriptor.trace_id = to_u32(condition.at("trace_id"));
       } else if (condition.contains("id_range")) {
         const json& range = condition.at("id_range");
-        descriptor.id_range = {to_u32(forgiving_member(range, "max")),
-                               to_u32(forgiving_member(range, "min"))};
+        descriptor.id_range = {to_u32(member(range, "max")), to_u32(member(range, "min"))};
       } else {
         continue;
       }
@@ -126,7 +112,7 @@ void read_peer_buffers(trace_db_config& config, json& root) {
     }
   }
   if (root.contains("peer_buffers")) {
-    require_array(root.at("peer_buffers"));
+    as_array(root.at("peer_buffers"));
     config.peer_buffers = std::move(root.at("peer_buffers").get_ref<json::array_t&>());
   }
 }
@@ -156,7 +142,7 @@ std::string text_or(const json& meta, const char* key, const char* otherwise) {
 void process_trace_db(database_collection& collection, const host_log& log, std::string_view text) {
   if (nested_deeper_than(text, deepest_nesting)) throw std::runtime_error("nested too deep");
   json root = json::parse(text);
-  const json& meta = forgiving_member(root, "meta");
+  const json& meta = member(root, "meta");
   trace_db_config config;
 
   read_identity(config, meta);
@@ -164,8 +150,8 @@ void process_trace_db(database_collection& collection, const host_log& log, std:
   const decoder_configurations decoder = find_decoder_configurations(meta);
   // Masters prefer the older place, the configuration text below the newer one.
   read_masters(config, decoder);
-  config.type_mapping_by_id = forgiving_member(meta, "type_mapping") == "id";
-  const json& descriptors = require_array(forgiving_member(meta, "trace_type_descriptors"));
+  config.type_mapping_by_id = member(meta, "type_mapping") == "id";
+  const json::array_t& descriptors = array_member(meta, "trace_type_descriptors");
   read_buffers(config, root);
   if (meta.contains("min_data_size")) config.min_data_size = to_u32(meta.at("min_data_size"));
   read_type_descriptors(config, descriptors);

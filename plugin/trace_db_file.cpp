@@ -1,35 +1,25 @@
 #include "plugin/trace_db_file.h"
 
-#include <fstream>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 
 #include "platform/file.h"
 #include "plugin/database/database_reader.h"
+#include "plugin/database/file_io.h"
 #include "plugin/trace_db.h"
 
 namespace veltra {
 
 namespace {
 
-std::string read_whole_file(const std::filesystem::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  const auto refuse = [&path] {
+std::string read_database_file(const std::filesystem::path& path) {
+  try {
+    return read_file(path);
+  } catch (const file_error&) {
     throw std::runtime_error("veltra plugin cannot open trace file at " +
                              platform::path_to_utf8(path));
-  };
-  if (!file) refuse();
-  std::string bytes;
-  constexpr std::size_t block = std::size_t{1} << 20;
-  while (file) {
-    const std::size_t have = bytes.size();
-    bytes.resize(have + block);
-    file.read(bytes.data() + have, static_cast<std::streamsize>(block));
-    bytes.resize(have + static_cast<std::size_t>(file.gcount()));
   }
-  if (file.bad()) refuse();  // a directory opens and cannot be read
-  return bytes;
 }
 
 bool is_archive(const std::filesystem::path& path) {
@@ -42,7 +32,7 @@ bool is_archive(const std::filesystem::path& path) {
 }  // namespace
 
 database_collection read_trace_db_file(const std::filesystem::path& path, const host_log& log) {
-  const std::string bytes = read_whole_file(path);
+  const std::string bytes = read_database_file(path);
   const bool archive = is_archive(path);
   database_collection collection;
   read_trace_database(bytes, archive,

@@ -2,7 +2,8 @@
 #pragma once
 
 #include <cstdint>
-#include <fstream>
+#include <cstdio>
+#include <memory>
 #include <string>
 
 namespace veltra {
@@ -15,7 +16,7 @@ class trace_file {
   // "file_size" when it has no size, as a directory.
   void open(const std::string& utf8_path);
 
-  bool is_open() const { return stream_.is_open(); }
+  bool is_open() const { return file_ != nullptr; }
 
   // Bytes in the file when it was opened.
   std::uint64_t size() const { return size_; }
@@ -26,8 +27,12 @@ class trace_file {
   bool read_chunk(std::uint64_t most, std::string& chunk);
 
  private:
+  struct closer {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+  };
+
   std::string path_;
-  std::ifstream stream_;
+  std::unique_ptr<std::FILE, closer> file_;
   std::uint64_t size_ = 0;
 };
 

@@ -15,6 +15,11 @@ struct interrupt_watch::state {
   sigset_t before{};
   struct sigaction broken_pipe_before {};
   std::thread thread;
+
+  void restore() const {
+    sigaction(SIGPIPE, &broken_pipe_before, nullptr);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  }
 };
 
 namespace {
@@ -42,18 +47,22 @@ interrupt_watch::interrupt_watch(std::function<void()> action) : state_(std::mak
   struct sigaction ignore {};
   ignore.sa_handler = SIG_IGN;
   sigaction(SIGPIPE, &ignore, &state_->broken_pipe_before);
-  state_->thread = std::thread([watch = state_.get()] {
-    for (int signal = 0; sigwait(&watch->watched, &signal) == 0 && signal != end_signal;) {
-      watch->action();
-    }
-  });
+  try {
+    state_->thread = std::thread([watch = state_.get()] {
+      for (int signal = 0; sigwait(&watch->watched, &signal) == 0 && signal != end_signal;) {
+        watch->action();
+      }
+    });
+  } catch (...) {
+    state_->restore();
+    throw;
+  }
 }
 
 interrupt_watch::~interrupt_watch() {
   pthread_kill(state_->thread.native_handle(), end_signal);
   state_->thread.join();
-  sigaction(SIGPIPE, &state_->broken_pipe_before, nullptr);
-  pthread_sigmask(SIG_SETMASK, &state_->before, nullptr);
+  state_->restore();
 }
 
 }  // namespace platform

@@ -8,10 +8,8 @@ add_library(veltra_database_cache STATIC
   database_locator.cpp
   digest.cpp
   download.cpp
-  file_io.cpp
-  json_member.cpp
   location.cpp
   uid_search.cpp)
 target_link_libraries(veltra_database_cache
-  PUBLIC veltra_build veltra_platform nlohmann_json::nlohmann_json fmt::fmt
+  PUBLIC veltra_build veltra_platform veltra_database nlohmann_json::nlohmann_json fmt::fmt
   PRIVATE veltra_sha256 Curlpp::Curlpp)

@@ -24,9 +24,13 @@ constexpr const char* cannot_write = "unable to open file to write: ";
 // file is known, and short, so that a name of the longest length has one too.
 constexpr std::string_view part_prefix = "veltra-";
 constexpr std::string_view part_extension = ".part";
+constexpr std::size_t part_digits = 16;  // hexadecimal, between the two
 
 // No write of a file held in memory goes on for this long.
 constexpr auto abandoned_after = std::chrono::hours(1);
+
+// Symbolic links from a name to its file, as many as the systems themselves follow.
+constexpr int most_links = 40;
 
 std::error_code last_error() {
   return {errno != 0 ? errno : EIO, std::generic_category()};
@@ -37,12 +41,18 @@ struct file_closer {
 };
 using open_file = std::unique_ptr<std::FILE, file_closer>;
 
-// The file that a write to `path` is about, behind a symbolic link.
-fs::path behind_link(const fs::path& path) {
-  std::error_code error;
-  if (!fs::is_symlink(path, error)) return path;
-  fs::path target = fs::weakly_canonical(path, error);
-  return error ? path : target;
+// The file that a write to `path` is about: what the symbolic links in that place
+// lead to, whether it exists or not. Sets `error` if they lead nowhere.
+fs::path behind_links(fs::path path, std::error_code& error) {
+  for (int links = 0; links <= most_links; ++links) {
+    std::error_code not_there;
+    if (!fs::is_symlink(path, not_there)) return path;
+    const fs::path target = fs::read_symlink(path, error);
+    if (error) return path;
+    path = path.parent_path() / target;  // an absolute target stands alone
+  }
+  error = std::make_error_code(std::errc::too_many_symbolic_link_levels);
+  return path;
 }
 
 // Random, because a cache may be shared by machines or containers in which process
@@ -53,9 +63,16 @@ fs::path new_part_path(const fs::path& target) {
          fmt::format("{}{:08x}{:08x}{}", part_prefix, random(), random(), part_extension);
 }
 
+// By the whole name: the directory need not be a cache of this program's alone.
 bool is_part(const fs::path& path) {
-  return platform::path_to_utf8(path.filename()).starts_with(part_prefix) &&
-         path.extension() == part_extension;
+  const std::string name = platform::path_to_utf8(path.filename());
+  if (name.size() != part_prefix.size() + part_digits + part_extension.size() ||
+      !name.starts_with(part_prefix) || !name.ends_with(part_extension)) {
+    return false;
+  }
+  return std::string_view(name)
+             .substr(part_prefix.size(), part_digits)
+             .find_first_not_of("0123456789abcdef") == std::string_view::npos;
 }
 
 // Best effort: what cannot be listed or removed is left for the next time.
@@ -160,7 +177,9 @@ std::string read_file(const fs::path& path) {
 }
 
 void write_file(const fs::path& path, std::string_view bytes, file_operations& operations) {
-  const fs::path target = behind_link(path);
+  std::error_code lost;
+  const fs::path target = behind_links(path, lost);
+  if (lost) throw file_error(cannot_write, path, lost);
   if (const std::error_code reason = write_protection(target)) {
     throw file_error(cannot_write, path, reason);
   }

@@ -61,8 +61,9 @@ std::string read_file(const std::filesystem::path& path);
 // new one, whole. A file that a lost process left beside is removed by a later
 // write into the same directory, once it is an hour old.
 //
-// A symbolic link stays, and what it points to is replaced; a file that may not
-// be written is not replaced either; permissions stay as they were.
+// A symbolic link stays, and what it points to is replaced, or made if it does not
+// exist; links that lead round in a circle are refused. A file that may not be
+// written is not replaced either; permissions stay as they were.
 //
 // Throws file_error "unable to open file to write: " + path when any step fails.
 void write_file(const std::filesystem::path& path, std::string_view bytes,

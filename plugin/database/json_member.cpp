@@ -13,11 +13,14 @@ std::string text_member(const kovax::json& object, const char* key) {
   return member(object, key).get<std::string>();
 }
 
-const kovax::json::array_t& array_member(const kovax::json& object, const char* key) {
-  const kovax::json& value = member(object, key);
+const kovax::json::array_t& as_array(const kovax::json& value) {
   if (!value.is_array()) value.get<kovax::json::array_t>();  // throws type error 302
   // No copy: copying recurses, and the document may be nested deeper than any stack.
   return value.get_ref<const kovax::json::array_t&>();
+}
+
+const kovax::json::array_t& array_member(const kovax::json& object, const char* key) {
+  return as_array(member(object, key));
 }
 
 }  // namespace veltra

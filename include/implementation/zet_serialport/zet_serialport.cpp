@@ -126,6 +126,14 @@ void zet_serialport::cancel() {
 void zet_serialport::close() {
   const std::lock_guard lifecycle(lifecycle_mutex_);
   if (!transport_->is_open()) return;
+  {
+    // Before the port counts as closed, for reads see that before the worker has
+    // ended. A worker that ended by itself has left its own reason.
+    const std::lock_guard lock(rx_mutex_);
+    if (rx_worker_.joinable() && !closed_) {
+      last_error_ = std::make_error_code(std::errc::operation_canceled);
+    }
+  }
   // The device itself is closed only when `port` dies, after the join: a worker
   // inside a call must never meet a handle that is closed or, worse, reused.
   const auto port = transport_->release();

@@ -59,7 +59,7 @@ class zet_serialport {
   // were:
   //   ERR_SERIALPORT_OPEN "port closed" when the port is not open, is closed
   //     meanwhile, or the rx worker ended by an error. code() is the error that
-  //     ended the last worker.
+  //     ended the last worker; std::errc::operation_canceled while close() ends one.
   //   ERR_OPERATION_CANCELLED "operation cancelled" after cancel().
   //   ERR_TIMEOUT "read timeout" when `timeout` passed (steady clock).
   void read(std::string& output, std::size_t count,

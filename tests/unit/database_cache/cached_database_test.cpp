@@ -89,16 +89,22 @@ TEST_F(cached_database_test, an_intact_database_outside_the_cache_is_hidden) {
   EXPECT_EQ(database.state, database_state::hidden);
 }
 
-TEST_F(cached_database_test, a_file_from_an_earlier_catalogue_that_may_be_found_first_is_told) {
-  write_catalogue({listed("1.0", "${root}new.json", "content")});
-  cache.write("modem-a/1.0/uuid-1.0/new.json", "content");
-  cache.write("modem-a/1.0/uuid-1.0/old.json", "older content");
-  const cached_database database = only();
+TEST_F(cached_database_test,
+       of_two_files_in_one_directory_the_one_that_the_search_skips_is_hidden) {
+  const fs::path directory = cache.path() / "modem-a/1.0/uuid-1.0";
+  cache.write("modem-a/1.0/uuid-1.0/a.json", "content");
+  cache.write("modem-a/1.0/uuid-1.0/b.json", "content");
   // Which of the two comes first is the file system's choice.
-  const fs::path first = find_database_file(cache.path() / "modem-a/1.0/uuid-1.0");
-  EXPECT_EQ(database.state,
-            first == database.file ? database_state::intact : database_state::hidden);
-  EXPECT_EQ(database.reason, first == database.file ? "" : "the search takes old.json instead");
+  const std::string first = fs::directory_iterator(directory)->path().filename().string();
+  const std::string second = first == "a.json" ? "b.json" : "a.json";
+
+  write_catalogue({listed("1.0", "${root}" + first, "content")});
+  EXPECT_EQ(only().state, database_state::intact);
+  EXPECT_EQ(only().reason, "");
+
+  write_catalogue({listed("1.0", "${root}" + second, "content")});
+  EXPECT_EQ(only().state, database_state::hidden);
+  EXPECT_EQ(only().reason, "the search takes " + first + " instead");
 }
 
 TEST_F(cached_database_test, every_entry_is_listed_in_the_catalogues_order) {

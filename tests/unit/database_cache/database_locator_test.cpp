@@ -130,7 +130,7 @@ TEST_F(database_file_test, other_files_and_directories_are_ignored) {
   directory_.write("fw.Gz", "");
   directory_.write("fw.tgz", "");
   directory_.write("fw.json.old", "");
-  directory_.write("veltra-1-1.part", "");
+  directory_.write("veltra-0123456789abcdef.part", "");
   directory_.write(".json", "");  // a name, not an extension
   make("directory.json");
   EXPECT_EQ(found(), "unable to locate db file");

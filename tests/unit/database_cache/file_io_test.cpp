@@ -156,16 +156,45 @@ TEST_F(file_io_test, the_first_of_several_failures_is_the_reason) {
 }
 
 TEST_F(file_io_test, what_a_lost_process_left_is_removed_after_an_hour) {
-  const auto old = directory_.write("veltra-1-1.part", "half");
-  const auto recent = directory_.write("veltra-1-2.part", "half");
-  const auto other = directory_.write("notes.part", "mine");
+  const auto old = directory_.write("veltra-0123456789abcdef.part", "half");
+  const auto recent = directory_.write("veltra-0123456789abcde0.part", "half");
   const auto now = fs::file_time_type::clock::now();
   fs::last_write_time(old, now - std::chrono::minutes(61));
   fs::last_write_time(recent, now - std::chrono::minutes(59));
-  fs::last_write_time(other, now - std::chrono::hours(1000));
   write_file(file_, "new");
   EXPECT_THAT(names_in(directory_.path()),
-              ElementsAre("config.json", "notes.part", "veltra-1-2.part"));
+              ElementsAre("config.json", "veltra-0123456789abcde0.part"));
+}
+
+TEST_F(file_io_test, what_a_write_has_left_is_known_for_it_later) {
+  fs::path part;
+  files_.before("replace", [&] {
+    part = directory_.path() / names_in(directory_.path()).at(0);
+    fs::copy_file(part, directory_.path() / "copy");
+  });
+  write_file(file_, "new", files_);
+  fs::rename(directory_.path() / "copy", part);
+  fs::last_write_time(part, fs::file_time_type::clock::now() - std::chrono::hours(2));
+  write_file(file_, "newer");
+  EXPECT_THAT(names_in(directory_.path()), ElementsAre("config.json"));
+}
+
+TEST_F(file_io_test, a_file_that_is_only_called_alike_is_somebodys_own) {
+  const std::vector<std::string> names = {
+      "notes.part",
+      "veltra-.part",
+      "veltra-0123456789abcde.part",
+      "veltra-0123456789abcdeg.part",
+      "veltra-0123456789abcdef.part.part",
+      "veltra-0123456789abcdef0.part",
+      "veltra-engine-brackets-1.part",
+  };
+  for (const std::string& name : names) {
+    fs::last_write_time(directory_.write(name, "mine"),
+                        fs::file_time_type::clock::now() - std::chrono::hours(1000));
+  }
+  write_file(file_, "new");
+  EXPECT_EQ(names_in(directory_.path()).size(), names.size() + 1);
 }
 
 TEST_F(file_io_test, a_name_of_the_longest_length_can_be_written) {

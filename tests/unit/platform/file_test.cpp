@@ -8,6 +8,8 @@
 #include <memory>
 #include <string>
 
+#include "tests/support/temp_directory.h"
+
 namespace {
 
 struct closer {
@@ -15,30 +17,31 @@ struct closer {
 };
 using file_pointer = std::unique_ptr<std::FILE, closer>;
 
+// Writes five bytes, two of them a line end of another system, and reads all but the
+// first.
+void expect_written_and_read_back(std::FILE* file) {
+  std::fputs("a\r\nb\n", file);
+  ASSERT_EQ(platform::seek_file(file, 1), 0);
+  char bytes[8] = {};
+  EXPECT_EQ(std::fread(bytes, 1, sizeof bytes, file), 4U);
+  EXPECT_STREQ(bytes, "\r\nb\n");
+}
+
 TEST(file, replace_empties_what_was_there_and_can_be_read_back) {
-  const std::string path = ::testing::TempDir() + "platform_file_test.bin";
-  file_pointer(platform::open_file(path, platform::open_mode::replace)).reset();
+  const test_support::temp_directory directory;
+  const std::filesystem::path path = directory.write("file.bin", "longer than five");
   {
     const file_pointer file(platform::open_file(path, platform::open_mode::replace));
     ASSERT_NE(file, nullptr);
-    std::fputs("a\r\nb\n", file.get());
-    ASSERT_EQ(platform::seek_file(file.get(), 1), 0);
-    char bytes[8] = {};
-    EXPECT_EQ(std::fread(bytes, 1, sizeof bytes, file.get()), 4U);
-    EXPECT_STREQ(bytes, "\r\nb\n");
+    expect_written_and_read_back(file.get());
   }
   EXPECT_EQ(std::filesystem::file_size(path), 5U);
-  std::filesystem::remove(path);
 }
 
 TEST(file, a_temporary_file_is_written_and_read_back) {
   const file_pointer file(platform::open_temporary_file());
   ASSERT_NE(file, nullptr);
-  std::fputs("a\r\nb\n", file.get());
-  ASSERT_EQ(platform::seek_file(file.get(), 1), 0);
-  char bytes[8] = {};
-  EXPECT_EQ(std::fread(bytes, 1, sizeof bytes, file.get()), 4U);
-  EXPECT_STREQ(bytes, "\r\nb\n");
+  expect_written_and_read_back(file.get());
 }
 
 TEST(file, reading_needs_an_existing_file) {

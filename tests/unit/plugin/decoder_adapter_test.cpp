@@ -3,11 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 #include <memory>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+
+#include "tests/support/temp_directory.h"
 
 namespace {
 
@@ -16,12 +17,8 @@ using veltra::decoder_adapter;
 // Runs against the open decoder.
 class adapter : public ::testing::Test {
  protected:
-  void SetUp() override { std::filesystem::create_directories(directory); }
-  void TearDown() override { std::filesystem::remove_all(directory); }
-
   std::filesystem::path write(const std::string& name, const std::string& text) {
-    std::ofstream(directory / name, std::ios::binary) << text;
-    return directory / name;
+    return own.write(name, text);
   }
 
   static std::string database(const std::string& uuid, const std::string& decoder) {
@@ -48,9 +45,8 @@ class adapter : public ::testing::Test {
   }
 
   static constexpr std::string_view fcs = "\x0C\x8E\x81\x67";
-  const std::filesystem::path directory =
-      std::filesystem::path(::testing::TempDir()) /
-      (std::string("adapter_") + ::testing::UnitTest::GetInstance()->current_test_info()->name());
+  const test_support::temp_directory own;
+  const std::filesystem::path& directory = own.path();
   const std::unique_ptr<decoder_adapter> owned = std::make_unique<decoder_adapter>();
   decoder_adapter& sut = *owned;
 };

@@ -51,6 +51,20 @@ class serial_read : public ::testing::Test {
     return {};
   }
 
+  // Runs `round` with an open port many times. What ends the reads that a round has
+  // begun comes after `meet()`, which gives them time: none at first, and in most
+  // rounds enough to wait.
+  template <typename Round>
+  void for_each_meeting(const Round& round) {
+    zet_serialport port("COM1");
+    for (int count = 0; count < 200 && !HasFailure(); ++count) {
+      port.open(std::nullopt, false);
+      round(port, [pauses = count % 16] {
+        for (int pause = 0; pause < pauses; ++pause) std::this_thread::yield();
+      });
+    }
+  }
+
   scripted_serial_api& script_ = scripted_serial_api::instance();
 };
 
@@ -126,20 +140,25 @@ TEST_F(serial_read, waits_until_enough_has_come_in_pieces) {
 }
 
 TEST_F(serial_read, closing_wakes_a_read_without_a_time_out) {
-  zet_serialport port("COM1");
-  port.open(std::nullopt, false);
-  std::thread closer([&port] { port.close(); });
-  EXPECT_EQ(failure_of_read(port, ERR_SERIALPORT_OPEN, 1), "port closed");
-  closer.join();
-  EXPECT_FALSE(port.is_open());
+  for_each_meeting([](zet_serialport& port, const auto& meet) {
+    std::thread reader(
+        [&port] { EXPECT_EQ(failure_of_read(port, ERR_SERIALPORT_OPEN, 1), "port closed"); });
+    meet();
+    port.close();
+    reader.join();
+    EXPECT_FALSE(port.is_open());
+  });
 }
 
 TEST_F(serial_read, closing_wakes_a_read_with_a_time_out) {
-  zet_serialport port("COM1");
-  port.open(std::nullopt, false);
-  std::thread closer([&port] { port.close(); });
-  EXPECT_EQ(failure_of_read(port, ERR_SERIALPORT_OPEN, 1, milliseconds(10000)), "port closed");
-  closer.join();
+  for_each_meeting([](zet_serialport& port, const auto& meet) {
+    std::thread reader([&port] {
+      EXPECT_EQ(failure_of_read(port, ERR_SERIALPORT_OPEN, 1, milliseconds(20000)), "port closed");
+    });
+    meet();
+    port.close();
+    reader.join();
+  });
 }
 
 TEST_F(serial_read, no_close_is_missed_however_it_meets_the_read) {
@@ -155,18 +174,19 @@ TEST_F(serial_read, no_close_is_missed_however_it_meets_the_read) {
 }
 
 TEST_F(serial_read, closing_wakes_every_waiting_thread) {
-  zet_serialport port("COM1");
-  port.open(std::nullopt, false);
-  std::vector<std::thread> readers;
-  std::atomic<int> woken = 0;
-  for (int reader = 0; reader < 4; ++reader) {
-    readers.emplace_back([&port, &woken] {
-      if (failure_of_read(port, ERR_SERIALPORT_OPEN, 1) == "port closed") ++woken;
-    });
-  }
-  port.close();
-  for (auto& reader : readers) reader.join();
-  EXPECT_EQ(woken, 4);
+  for_each_meeting([](zet_serialport& port, const auto& meet) {
+    std::vector<std::thread> readers;
+    std::atomic<int> woken = 0;
+    for (int reader = 0; reader < 4; ++reader) {
+      readers.emplace_back([&port, &woken] {
+        if (failure_of_read(port, ERR_SERIALPORT_OPEN, 1) == "port closed") ++woken;
+      });
+    }
+    meet();
+    port.close();
+    for (auto& reader : readers) reader.join();
+    EXPECT_EQ(woken, 4);
+  });
 }
 
 TEST_F(serial_read, several_threads_share_the_bytes_and_lose_none) {
@@ -289,11 +309,15 @@ TEST_F(serial_read, a_cancelled_port_refuses_to_read_until_it_is_opened_again) {
 }
 
 TEST_F(serial_read, cancelling_wakes_a_waiting_read) {
-  zet_serialport port("COM1");
-  port.open(std::nullopt, false);
-  std::thread canceller([&port] { port.cancel(); });
-  EXPECT_EQ(failure_of_read(port, ERR_OPERATION_CANCELLED, 1), "operation cancelled");
-  canceller.join();
+  for_each_meeting([](zet_serialport& port, const auto& meet) {
+    std::thread reader([&port] {
+      EXPECT_EQ(failure_of_read(port, ERR_OPERATION_CANCELLED, 1), "operation cancelled");
+    });
+    meet();
+    port.cancel();
+    reader.join();
+    port.close();
+  });
 }
 
 TEST_F(serial_read, open_and_close_from_two_threads_exclude_each_other) {

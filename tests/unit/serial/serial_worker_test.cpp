@@ -69,6 +69,17 @@ class serial_worker : public ::testing::Test {
     EXPECT_EQ(script_.open_ports(), 1);
   }
 
+  static std::error_code code_of_failing_read(zet_serialport& port) {
+    try {
+      std::string output;
+      port.read(output, 1);
+    } catch (const zet_serialport_exception& failure) {
+      return failure.code();
+    }
+    ADD_FAILURE() << "read";
+    return {};
+  }
+
   scripted_serial_api& script_ = scripted_serial_api::instance();
   std::string received_;
 };
@@ -236,6 +247,28 @@ TEST_F(serial_worker, bytes_received_before_an_error_are_there_after_the_next_op
   port.open(std::nullopt, false);
   port.read(output, 5);
   EXPECT_EQ(output, "early");
+}
+
+TEST_F(serial_worker, a_close_is_the_reason_even_after_an_earlier_worker_ended_by_an_error) {
+  // On a line that never waits, a worker ends by what it finds out itself.
+  script_.never_fall_silent();
+  for (int round = 0; round < 100 && !HasFailure(); ++round) {
+    zet_serialport port("COM1");
+    script_.fail(operation::clear_comm_error, ENODEV);
+    port.open(std::nullopt, false);
+    expect_reads_fail_with(port, ENODEV);
+    port.close();
+    EXPECT_EQ(code_of_failing_read(port).value(), ENODEV);
+    script_.pass(operation::clear_comm_error);
+    port.open(std::nullopt, false);
+    std::thread closer([&port] { port.close(); });
+    // Between the port's close and its worker's end.
+    while (port.is_open()) {
+    }
+    EXPECT_EQ(code_of_failing_read(port), std::errc::operation_canceled);
+    closer.join();
+    EXPECT_EQ(code_of_failing_read(port), std::errc::operation_canceled);
+  }
 }
 
 class serial_worker_death : public serial_worker {

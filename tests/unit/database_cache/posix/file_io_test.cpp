@@ -48,6 +48,28 @@ TEST_F(posix_file_io_test, a_link_stays_and_what_it_points_to_is_replaced) {
   EXPECT_EQ(std::distance(beside, fs::directory_iterator()), 1);
 }
 
+TEST_F(posix_file_io_test, a_link_to_what_does_not_exist_yet_stays_and_its_target_is_made) {
+  fs::create_directory(directory_.path() / "shared");
+  fs::create_symlink("shared/next", file_);
+  fs::create_symlink("config.json", directory_.path() / "shared/next");
+  write_file(file_, "new");
+  EXPECT_TRUE(fs::is_symlink(file_));
+  EXPECT_TRUE(fs::is_symlink(directory_.path() / "shared/next"));
+  EXPECT_FALSE(fs::is_symlink(directory_.path() / "shared/config.json"));
+  EXPECT_EQ(read_file(directory_.path() / "shared/config.json"), "new");
+}
+
+TEST_F(posix_file_io_test, a_link_that_leads_nowhere_but_to_itself_is_not_replaced) {
+  fs::create_symlink("config.json", file_);
+  try {
+    write_file(file_, "new");
+    ADD_FAILURE() << "written";
+  } catch (const file_error& error) {
+    EXPECT_EQ(error.reason(), std::errc::too_many_symbolic_link_levels);
+  }
+  EXPECT_TRUE(fs::is_symlink(file_));
+}
+
 TEST_F(posix_file_io_test, permissions_stay_as_they_were) {
   write_file(file_, "old");
   const fs::perms shared = fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read |

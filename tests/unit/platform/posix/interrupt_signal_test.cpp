@@ -1,10 +1,13 @@
 // Signals, and their mask, which other threads inherit.
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <signal.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstddef>
 #include <semaphore>
+#include <system_error>
 
 #include "platform/interrupt.h"
 
@@ -63,6 +66,45 @@ TEST(interrupt, what_was_in_force_before_is_restored) {
   for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGUSR2}) {
     EXPECT_EQ(sigismember(&after, signal), sigismember(&before, signal));
   }
+}
+
+// A thread's stack of a size that no address space has.
+class no_more_threads {
+ public:
+  no_more_threads() {
+    pthread_getattr_default_np(&before_);
+    pthread_attr_t impossible;
+    pthread_attr_init(&impossible);
+    pthread_attr_setstacksize(&impossible, std::size_t{1} << 62);
+    pthread_setattr_default_np(&impossible);
+    pthread_attr_destroy(&impossible);
+  }
+  no_more_threads(const no_more_threads&) = delete;
+  no_more_threads& operator=(const no_more_threads&) = delete;
+  ~no_more_threads() {
+    pthread_setattr_default_np(&before_);
+    pthread_attr_destroy(&before_);
+  }
+
+ private:
+  pthread_attr_t before_{};
+};
+
+TEST(interrupt, a_watch_that_cannot_begin_leaves_everything_in_force) {
+  sigset_t before;
+  pthread_sigmask(SIG_BLOCK, nullptr, &before);
+  {
+    const no_more_threads limit;
+    EXPECT_THROW(platform::interrupt_watch([] {}), std::system_error);
+  }
+  sigset_t after;
+  pthread_sigmask(SIG_BLOCK, nullptr, &after);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGUSR2}) {
+    EXPECT_EQ(sigismember(&after, signal), sigismember(&before, signal));
+  }
+  struct sigaction broken_pipe {};
+  sigaction(SIGPIPE, nullptr, &broken_pipe);
+  EXPECT_EQ(broken_pipe.sa_handler, SIG_DFL);
 }
 
 }  // namespace

@@ -1,11 +1,14 @@
 #include "plugin/trace_file.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <stdexcept>
 #include <string>
 #include <system_error>
+
+#include "tests/support/temp_directory.h"
 
 namespace {
 
@@ -18,6 +21,23 @@ TEST(trace_file_opening, a_directory_opens_and_has_no_file_size) {
     EXPECT_NE(std::string(error.what()).find("file_size"), std::string::npos);
     EXPECT_EQ(error.code(), std::errc::is_a_directory);
   }
+}
+
+TEST(trace_file_opening, a_program_that_is_started_later_does_not_inherit_the_file) {
+  namespace fs = std::filesystem;
+  const test_support::temp_directory directory;
+  const fs::path path = fs::canonical(directory.write("trace.bin", "bytes"));
+  veltra::trace_file file;
+  file.open(path.string());
+  int found = 0;
+  for (const fs::directory_entry& entry : fs::directory_iterator("/proc/self/fd")) {
+    std::error_code closed_meanwhile;
+    if (fs::read_symlink(entry.path(), closed_meanwhile) != path) continue;
+    ++found;
+    const int flags = fcntl(std::stoi(entry.path().filename().string()), F_GETFD);
+    EXPECT_NE(flags & FD_CLOEXEC, 0);
+  }
+  EXPECT_EQ(found, 1);
 }
 
 // A process's own memory is a regular file, and at its beginning nothing is mapped:
