@@ -66,6 +66,8 @@ void veltra_object::read_to_the_end(const packet_receiver& to) {
 // They wait for the next start; who starts no more has lost them.
 void veltra_object::tell_unread_bytes() {
   if (file_mode()) return;
+  // The stop's own closing may still wait for the last of them.
+  if (stop_requested()) port_.close();
   const std::size_t bytes = port_.bytes_available() + (chunk_is_unread_ ? chunk_.size() : 0);
   if (bytes > 0) log().progress(fmt::format("Received bytes that were not read: {}", bytes));
 }

@@ -212,8 +212,15 @@ pseudo_terminal::outcome pseudo_terminal::write(std::string_view bytes) {
 }
 
 pseudo_terminal::outcome pseudo_terminal::drain(std::chrono::milliseconds grace) {
-  while (!state_->is_empty()) {
-    if (const auto ended = state_->end()) return *ended;
+  // Empty at two looks: what waits for room moves on only when a read is over, so that
+  // one look can fall in between.
+  for (int empty_looks = 0; empty_looks < 2;) {
+    if (state_->is_empty()) {
+      ++empty_looks;
+    } else {
+      empty_looks = 0;
+      if (const auto ended = state_->end()) return *ended;
+    }
     state_->wait(state::wanted::news, steady::now() + drain_interval);
   }
   const outcome ended = sleep_until(steady::now() + grace);
