@@ -163,6 +163,12 @@ refused $bad_input "there is no file none.json; check the name" "$veltra" db sho
 refused $output_failed "cannot write standard output: No space left on device" \
   sh -c "exec \"$veltra\" db show database.json >/dev/full"
 
+# What a database says does not steer the terminal.
+sed 's/"uuid": "/&\\u001b[2J/' database.json >steering.json
+"$veltra" db show steering.json >shown.txt
+grep -q 'UUID .*?\[2J' shown.txt || fail "the UUID is not shown" "$(cat -v shown.txt)"
+! grep -q $'\x1b' shown.txt || fail "an escape sequence reaches the terminal"
+
 # None of this is because nothing ever works.
 "$veltra" decode trace.bin --database archive.tar.gz -o out.pcapng 2>summary.txt
 [ -s out.pcapng ] || fail "a good input gives no capture"
