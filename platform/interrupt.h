@@ -9,9 +9,8 @@ namespace platform {
 // While an object lives, Ctrl-C and the system's request to end the process
 // (SIGINT, SIGTERM, SIGHUP unless it is ignored; console events on Windows) call
 // `action` on a thread of the object's own, where any function may be called,
-// instead of ending the process. `action` runs once for each request and must not throw. A pipe
-// whose reader went away makes a write fail, and does not end the process either. Create the object
-// before other threads are started, and only one at a time.
+// instead of ending the process. `action` runs once for each request and must not throw. Create the
+// object before other threads are started, and only one at a time.
 class interrupt_watch {
  public:
   // Throws std::system_error, with everything in force as before, if the system

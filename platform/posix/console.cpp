@@ -1,8 +1,14 @@
 #include "platform/console.h"
 
+#include <signal.h>
+
 namespace platform {
 
-console_setup::console_setup() = default;
+// A program that starts others must give them SIG_DFL back: what is ignored stays so
+// across exec().
+console_setup::console_setup() {
+  signal(SIGPIPE, SIG_IGN);
+}
 
 console_setup::~console_setup() = default;
 

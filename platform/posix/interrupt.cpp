@@ -13,13 +13,9 @@ struct interrupt_watch::state {
   std::function<void()> action;
   sigset_t watched{};
   sigset_t before{};
-  struct sigaction broken_pipe_before {};
   std::thread thread;
 
-  void restore() const {
-    sigaction(SIGPIPE, &broken_pipe_before, nullptr);
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
-  }
+  void restore() const { pthread_sigmask(SIG_SETMASK, &before, nullptr); }
 };
 
 namespace {
@@ -44,9 +40,6 @@ interrupt_watch::interrupt_watch(std::function<void()> action) : state_(std::mak
   // Threads inherit the mask: the signals stay pending until our thread takes them.
   const int error = pthread_sigmask(SIG_BLOCK, &state_->watched, &state_->before);
   if (error != 0) throw std::system_error(error, std::generic_category(), "pthread_sigmask");
-  struct sigaction ignore {};
-  ignore.sa_handler = SIG_IGN;
-  sigaction(SIGPIPE, &ignore, &state_->broken_pipe_before);
   try {
     state_->thread = std::thread([watch = state_.get()] {
       for (int signal = 0; sigwait(&watch->watched, &signal) == 0 && signal != end_signal;) {

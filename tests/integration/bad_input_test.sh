@@ -140,9 +140,34 @@ if [ -e /dev/full ]; then
   same trace.bin kept.bin "the traces"
   same database.json kept.json "the databases"
 fi
+# As it is with a pipe whose reader went away.
+for closed in stderr stdout; do
+  rm -f quiet.pcapng deaf
+  mkfifo deaf
+  exec 9<>deaf 8>deaf 9>&-
+  code=0
+  case $closed in
+    stderr)
+      "$veltra" decode trace.bin --database database.json -v -o quiet.pcapng 2>&8 || code=$?
+      [ $code = 0 ] && [ -s quiet.pcapng ] || fail "exit code $code of a decode nobody hears of"
+      ;;
+    stdout)
+      "$veltra" db show database.json >&8 2>told.txt || code=$?
+      [ $code = $output_failed ] || fail "exit code $code of a result nobody takes"
+      grep -q "cannot write standard output" told.txt || fail "the reason is not told" "$(cat told.txt)"
+      ;;
+  esac
+  exec 8>&-
+done
 refused $bad_input "there is no file none.json; check the name" "$veltra" db show none.json
 refused $output_failed "cannot write standard output: No space left on device" \
   sh -c "exec \"$veltra\" db show database.json >/dev/full"
+
+# What a database says does not steer the terminal.
+sed 's/"uuid": "/&\\u001b[2J/' database.json >steering.json
+"$veltra" db show steering.json >shown.txt
+grep -q 'UUID .*?\[2J' shown.txt || fail "the UUID is not shown" "$(cat -v shown.txt)"
+! grep -q $'\x1b' shown.txt || fail "an escape sequence reaches the terminal"
 
 # None of this is because nothing ever works.
 "$veltra" decode trace.bin --database archive.tar.gz -o out.pcapng 2>summary.txt
