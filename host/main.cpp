@@ -4,10 +4,13 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
+#include <iostream>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include "host/command.h"
+#include "host/console.h"
 #include "host/user_error.h"
 #include "platform/arguments.h"
 #include "platform/console.h"
@@ -29,6 +32,16 @@ std::string usage_failure(const CLI::App* app, const CLI::Error& error) {
                        rest.front().starts_with('-') ? "option" : "command", command);
   }
   return fmt::format("veltra: {}; see {} --help.\n", error.what(), command);
+}
+
+// Gives what was asked for, help or the version, or tells what is wrong with the
+// command line. Throws user_error (output_failed) if standard output does not take it.
+veltra::host::exit_code answer(const CLI::App& app, const CLI::ParseError& error) {
+  std::ostringstream asked;
+  // CLI11 returns 0 for help and the version; everything else is usage.
+  if (app.exit(error, asked, std::cerr) != 0) return veltra::host::exit_code::usage;
+  veltra::host::print(asked.str());
+  return veltra::host::exit_code::ok;
 }
 
 }  // namespace
@@ -55,13 +68,11 @@ int main(int argc, char** argv) {
   veltra::host::add_simulate_command(app, chosen);
 
   try {
-    app.parse(static_cast<int>(words.size()), words.data());
-  } catch (const CLI::ParseError& error) {
-    // CLI11 prints help on stdout and returns 0 for it; everything else is usage.
-    return app.exit(error) == 0 ? 0 : static_cast<int>(exit_code::usage);
-  }
-
-  try {
+    try {
+      app.parse(static_cast<int>(words.size()), words.data());
+    } catch (const CLI::ParseError& error) {
+      return static_cast<int>(answer(app, error));
+    }
     return static_cast<int>(chosen());
   } catch (const veltra::host::user_error& error) {
     std::fprintf(stderr, "veltra: %s\n", platform::utf8_message(error.what()).c_str());

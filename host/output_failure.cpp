@@ -65,6 +65,16 @@ user_error output_failure(std::string_view operation, const std::filesystem::pat
           fmt::format("{} {}: {}", operation, output_name(path), explain(path, error))};
 }
 
+user_error file_failure(std::string_view operation, const std::filesystem::path& path, int error) {
+  std::error_code ignored;
+  if ((error != EACCES && error != EPERM) || !std::filesystem::exists(path, ignored)) {
+    return output_failure(operation, path, error);
+  }
+  return {exit_code::output_failed,
+          fmt::format("{} {}: {}; get permission to write this file, or give another place.",
+                      operation, output_name(path), std::generic_category().message(error))};
+}
+
 void check_output_place(std::string_view operation, const std::filesystem::path& path) {
   if (path == "-") return;
   std::error_code ignored;

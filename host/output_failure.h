@@ -14,7 +14,11 @@ namespace veltra::host {
 // what the system's own words do not tell.
 user_error output_failure(std::string_view operation, const std::filesystem::path& path, int error);
 
-// Fails as above if `path` can never be written, because it is a directory or there is
+// The same for a file that is not made anew under another name, but written where it
+// is: what it lacks, if it is there, is permission of its own.
+user_error file_failure(std::string_view operation, const std::filesystem::path& path, int error);
+
+// Fails as output_failure() if `path` can never be written, because it is a directory or there is
 // none for it. Writes nothing: for the time before work that takes long.
 void check_output_place(std::string_view operation, const std::filesystem::path& path);
 

@@ -120,7 +120,7 @@ exit_code run_capture(capture_request request) {
     if (request.observe_log) request.observe_log(message);
     if (on_message) on_message();
   });
-  if (!request.options.output.file.empty()) {
+  if (request.output_is_named && !request.options.output.file.empty()) {
     check_output_place("cannot write", platform::path_from_utf8(request.options.output.file));
   }
   if (const source_failure failure = session.init(parameter_text(request))) {

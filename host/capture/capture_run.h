@@ -23,6 +23,9 @@ struct capture_request {
   // With an output file, but for a live run without a database: there is nothing to
   // write then, and the packets only go to `observe`.
   run_options options;
+  // False for a name that follows from the input's: what is wrong with its place is
+  // told after what is wrong with the input, which may be the reason.
+  bool output_is_named = true;
   // True for an input that has no end of its own: Ctrl-C is how such a run ends,
   // and what was captured before a failure is kept.
   bool live = false;

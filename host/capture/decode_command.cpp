@@ -43,6 +43,16 @@ void refuse_to_overwrite(const std::string& output, const std::string& input) {
   }
 }
 
+// The plug-in wants a file that has a size, but opens it first, which for a pipe
+// waits for a writer.
+void refuse_pipe(const std::string& trace) {
+  std::error_code ignored;
+  if (!std::filesystem::is_fifo(platform::path_from_utf8(trace), ignored)) return;
+  throw user_error(
+      exit_code::bad_input,
+      fmt::format("{} is no regular file but a pipe; give the trace's own file.", trace));
+}
+
 exit_code decode(decode_options options) {
   if (options.run.database.file.empty() && options.run.database.cache.empty()) {
     throw user_error(exit_code::usage,
@@ -53,8 +63,10 @@ exit_code decode(decode_options options) {
     throw user_error(exit_code::usage,
                      "a trace is read from a file, not from standard input; give the file's name.");
   }
+  refuse_pipe(options.trace);
   std::string& output = options.run.output.file;
-  if (output.empty()) output = beside_trace(options);
+  const bool output_is_named = !output.empty();
+  if (!output_is_named) output = beside_trace(options);
   refuse_to_overwrite(output, options.trace);
   refuse_to_overwrite(output, options.run.database.file);
 
@@ -64,6 +76,7 @@ exit_code decode(decode_options options) {
       {.parameters = {{"file_path", literal_path(platform::path_from_utf8(options.trace))}},
        .input = options.trace,
        .options = options.run,
+       .output_is_named = output_is_named,
        .observe = [bar](const packet& packet) { bar->update(packet); },
        .tell =
            [bar = std::move(bar)](std::string_view lines) {

@@ -97,12 +97,19 @@ user_error explain_unreadable(const std::string& message, const database_options
                     options.cache, message));
   }
   const std::filesystem::path cache = platform::path_from_utf8(options.cache);
-  std::error_code ignored;
-  if (std::filesystem::exists(cache, ignored) && !std::filesystem::is_directory(cache, ignored)) {
+  std::error_code error;
+  if (std::filesystem::exists(cache, error) && !std::filesystem::is_directory(cache, error)) {
     return bad_input(
         fmt::format("the cache {} is no directory ({}); name the directory of the "
                     "databases.",
                     options.cache, message));
+  }
+  const bool there = std::filesystem::exists(catalogue_path(options), error);
+  if (!there && error) {
+    return bad_input(
+        fmt::format("the cache {} cannot be read ({}); check its permissions, or name "
+                    "another directory.",
+                    options.cache, error.default_error_condition().message()));
   }
   return bad_input(fmt::format("the cache {} has no catalogue yet ({}); fetch it with: {}",
                                options.cache, message, sync_command_line(options)));
@@ -204,7 +211,8 @@ std::optional<user_error> explain_search_failure(const std::string& message,
   if (text.starts_with("End of file reached while searching for the database UID")) {
     std::error_code ignored;
     if (std::filesystem::file_size(platform::path_from_utf8(input), ignored) == 0) {
-      return bad_input(fmt::format("{} is empty; record the trace again.", input));
+      return user_error(exit_code::nothing_decoded,
+                        fmt::format("{} is empty; record the trace again.", input));
     }
     const std::string rejected =
         log.rejected() == 0

@@ -3,6 +3,8 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include <cerrno>
+#include <cstdio>
 #include <exception>
 #include <iterator>
 #include <system_error>
@@ -20,14 +22,31 @@ namespace {
 // is there.
 constexpr const char* configured_cores[] = {"MCU", "M4"};
 
+// Why the file cannot be opened; no error if it can.
+std::error_code read_error(const std::filesystem::path& path) {
+  std::FILE* const file = platform::open_file(path, platform::open_mode::read);
+  if (file == nullptr) return {errno, std::generic_category()};
+  std::fclose(file);
+  return {};
+}
+
 database_collection read_databases(const std::filesystem::path& path) {
   try {
     return read_trace_db_file(path, {});
   } catch (const std::exception& failure) {
-    std::error_code ignored;
-    if (!std::filesystem::exists(path, ignored)) {
+    std::error_code error;
+    const bool there = std::filesystem::exists(path, error);
+    if (!there && !error) {
       throw user_error(exit_code::bad_input, fmt::format("there is no file {}; check the name.",
                                                          platform::path_to_utf8(path)));
+    }
+    if (!error) error = read_error(path);
+    if (error) {
+      throw user_error(
+          exit_code::bad_input,
+          fmt::format("{} cannot be read: {}; check that it is a file and its "
+                      "permissions.",
+                      platform::path_to_utf8(path), error.default_error_condition().message()));
     }
     throw user_error(exit_code::bad_input,
                      fmt::format("{}: {}; give a trace database, .json or .tar.gz.",

@@ -153,9 +153,9 @@ exit_code capture(capture_options options) {
     output.clear();
   } else if (output.empty()) {
     const auto now = std::chrono::system_clock::now().time_since_epoch();
-    output =
+    output = name_without_file(
         default_capture_name(options.line, std::chrono::floor<std::chrono::seconds>(now).count(),
-                             options.run.output.format);
+                             options.run.output.format));
   }
 
   raw_trace raw(options.raw);

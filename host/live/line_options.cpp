@@ -7,8 +7,10 @@
 #include <algorithm>
 #include <cctype>
 #include <ctime>
+#include <filesystem>
 #include <limits>
 #include <string_view>
+#include <system_error>
 
 #include "host/literal_path.h"
 #include "host/name_option.h"
@@ -71,6 +73,18 @@ std::string default_capture_name(const line_options& options, std::int64_t secon
   device.erase(0, device.find_first_not_of("-."));
   return fmt::format("capture-{}-{:%Y%m%dT%H%M%SZ}.{}", device.empty() ? "port" : device,
                      fmt::gmtime(static_cast<std::time_t>(seconds_since_epoch)), format);
+}
+
+std::string name_without_file(const std::string& name) {
+  std::filesystem::path path = platform::path_from_utf8(name);
+  const std::string stem = platform::path_to_utf8(path.stem());
+  const std::string extension = platform::path_to_utf8(path.extension());
+  std::error_code ignored;
+  for (int number = 2; std::filesystem::exists(path, ignored); ++number) {
+    path.replace_filename(
+        platform::path_from_utf8(fmt::format("{}-{}{}", stem, number, extension)));
+  }
+  return platform::path_to_utf8(path);
 }
 
 }  // namespace veltra::host

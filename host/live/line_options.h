@@ -29,8 +29,13 @@ void add_line_options(CLI::App& command, line_options& options);
 kovax::json serial_parameters(const line_options& options);
 
 // The name of a capture of this port that began at `seconds_since_epoch` (UTC), such
-// as capture-ttyUSB0-20240131T120000Z.pcapng: no earlier capture is replaced.
+// as capture-ttyUSB0-20240131T120000Z.pcapng. Captures of one second share it: see
+// name_without_file().
 std::string default_capture_name(const line_options& options, std::int64_t seconds_since_epoch,
                                  const std::string& format);
+
+// `name`, or the first of NAME-2.EXTENSION, NAME-3.EXTENSION and so on under which
+// there is nothing. UTF-8; looks into the file system.
+std::string name_without_file(const std::string& name);
 
 }  // namespace veltra::host

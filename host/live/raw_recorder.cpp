@@ -71,7 +71,8 @@ void raw_recorder::finish() {
 }
 
 void raw_recorder::fail(int error) const {
-  throw output_failure(operation, path_, error);
+  if (path_ == "-") throw output_failure("cannot write the raw trace to", path_, error);
+  throw file_failure(operation, path_, error);
 }
 
 }  // namespace veltra::host

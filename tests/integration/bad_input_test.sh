@@ -33,7 +33,13 @@ decode() { refused "$1" "$2" "$veltra" decode "${@:3}"; }
 
 # The trace.
 decode $bad_input "no.bin: trace file does not exist" no.bin --database database.json
+decode $bad_input "misspelt/trace.bin: trace file does not exist" \
+  misspelt/trace.bin --database database.json
 decode $bad_input "directory is no regular file" directory --database database.json
+mkfifo pipe.bin
+refused $bad_input "pipe.bin is no regular file" \
+  timeout 10 "$veltra" decode pipe.bin --database database.json
+rm pipe.bin
 decode $nothing_decoded "empty.bin is empty" empty.bin --database database.json
 mkdir cache
 echo '{"firmwares": {"updated_timestamp": "", "devices": []}}' >cache/config.json
@@ -43,7 +49,7 @@ cp database.json cache/modem/1/uuid/
 printf '{"firmwares": {"updated_timestamp": "", "devices": [{"type": "modem", "versions": [
   {"version": "1", "uuid": "uuid", "database": {"path": "database.json", "sha256": "%s"}}]}]}}' \
   "$(sha256sum database.json | cut -d ' ' -f 1)" >cache/config.json
-decode $bad_input "empty.bin is empty" empty.bin --cache cache
+decode $nothing_decoded "empty.bin is empty" empty.bin --cache cache
 decode $bad_input "trace.bin needs the database" trace.bin --cache cache
 decode $bad_input "the cache trace.bin is no directory" trace.bin --cache trace.bin
 decode $bad_input "the cache directory has no catalogue yet" trace.bin --cache directory
@@ -159,6 +165,12 @@ for closed in stderr stdout; do
   esac
   exec 8>&-
 done
+for asked in --help --version "decode --help"; do
+  if [ -e /dev/full ]; then
+    refused $output_failed "cannot write standard output: No space left on device" \
+      sh -c "exec \"$veltra\" $asked >/dev/full"
+  fi
+done
 refused $bad_input "there is no file none.json; check the name" "$veltra" db show none.json
 refused $output_failed "cannot write standard output: No space left on device" \
   sh -c "exec \"$veltra\" db show database.json >/dev/full"
@@ -168,6 +180,31 @@ sed 's/"uuid": "/&\\u001b[2J/' database.json >steering.json
 "$veltra" db show steering.json >shown.txt
 grep -q 'UUID .*?\[2J' shown.txt || fail "the UUID is not shown" "$(cat -v shown.txt)"
 ! grep -q $'\x1b' shown.txt || fail "an escape sequence reaches the terminal"
+# A name that leads back to itself: it is there, and nobody can open what it names.
+ln -s loop.json loop.json
+ln -s loop loop
+refused $bad_input "loop.json cannot be read: Too many levels of symbolic links" \
+  "$veltra" db show loop.json
+refused $bad_input "loop/x.json cannot be read: Too many levels of symbolic links" \
+  "$veltra" db show loop/x.json
+refused $bad_input "the cache loop cannot be read (Too many levels of symbolic links)" \
+  "$veltra" db list --cache loop
+if [ "$(id -u)" = 0 ] && type setpriv >/dev/null 2>&1; then
+  as_another() { setpriv --reuid 65534 --clear-groups "$@"; }
+  chmod 711 .
+  mkdir -m 700 locked
+  cp database.json locked/
+  cp database.json unread.json
+  chmod 600 unread.json
+  if as_another "$veltra" --version >/dev/null 2>&1; then
+    for name in locked/database.json unread.json; do
+      refused $bad_input "$name cannot be read: Permission denied; check" \
+        as_another "$veltra" db show $name
+    done
+    refused $bad_input "the cache locked cannot be read (Permission denied); check" \
+      as_another "$veltra" db list --cache locked
+  fi
+fi
 
 # None of this is because nothing ever works.
 "$veltra" decode trace.bin --database archive.tar.gz -o out.pcapng 2>summary.txt

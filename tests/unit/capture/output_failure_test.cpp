@@ -33,6 +33,16 @@ TEST(output_failure, a_lack_of_permission_is_one_of_the_directory) {
                                                        testing::HasSubstr("in the directory ., ")));
 }
 
+TEST(output_failure, a_file_that_is_written_where_it_is_needs_its_own_permission) {
+  const test_support::temp_directory directory;
+  const std::filesystem::path file = directory.write("out", "before");
+  EXPECT_EQ(std::string(file_failure("cannot write", file, EACCES).what()),
+            "cannot write " + platform::path_to_utf8(file) +
+                ": Permission denied; get permission to write this file, or give another place.");
+  EXPECT_THAT(file_failure("cannot write", directory.path() / "new", EACCES).what(),
+              testing::HasSubstr("to make files in the directory "));
+}
+
 TEST(output_failure, a_full_disk_asks_for_room) {
   EXPECT_EQ(failure_of("out", ENOSPC),
             "cannot write out: No space left on device; make room, or give another place.");

@@ -6,11 +6,15 @@
 #include <string>
 #include <vector>
 
+#include "platform/file.h"
+#include "tests/support/temp_directory.h"
+
 namespace {
 
 using kovax::json;
 using veltra::host::default_capture_name;
 using veltra::host::line_options;
+using veltra::host::name_without_file;
 using veltra::host::serial_parameters;
 
 line_options parse(std::vector<std::string> arguments) {
@@ -70,6 +74,19 @@ TEST(line_options, a_capture_is_named_after_its_port_and_time) {
             "capture-a-b-20240131T120000Z.pcapng");
   EXPECT_EQ(default_capture_name({.port = "/"}, time, "pcapng"),
             "capture-port-20240131T120000Z.pcapng");
+}
+
+TEST(line_options, a_name_that_is_taken_is_counted_on) {
+  const test_support::temp_directory directory;
+  const auto in_directory = [&](const char* name) {
+    return platform::path_to_utf8(directory.path() / name);
+  };
+  const std::string name = in_directory("capture-x.y-1Z.pcapng");
+  EXPECT_EQ(name_without_file(name), name);
+  directory.write("capture-x.y-1Z.pcapng", "the first");
+  EXPECT_EQ(name_without_file(name), in_directory("capture-x.y-1Z-2.pcapng"));
+  directory.write("capture-x.y-1Z-2.pcapng", "the second");
+  EXPECT_EQ(name_without_file(name), in_directory("capture-x.y-1Z-3.pcapng"));
 }
 
 }  // namespace

@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <string>
@@ -84,6 +86,22 @@ TEST_F(raw_recorder_test, a_name_that_can_never_be_written_fails_at_once) {
       EXPECT_THAT(error.what(), HasSubstr("cannot write the raw trace " + name.string()));
     }
   }
+}
+
+TEST_F(raw_recorder_test, a_full_standard_output_is_told_in_a_sentence) {
+  if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "needs a device that is always full";
+  const auto record = [] {
+    if (std::freopen("/dev/full", "wb", stdout) == nullptr) std::_Exit(1);
+    raw_recorder recorder("-");
+    try {
+      recorder.take(raw_packet("raw"));
+    } catch (const user_error& error) {
+      std::fputs(error.what(), stderr);
+    }
+    std::_Exit(0);
+  };
+  EXPECT_EXIT(record(), testing::ExitedWithCode(0),
+              "^cannot write the raw trace to standard output: No space left");
 }
 
 }  // namespace

@@ -325,6 +325,14 @@ TEST_F(simulate_command, a_trace_on_standard_output_is_alone_there) {
   EXPECT_THAT(testing::internal::GetCapturedStderr(), StartsWith("2 messages, played once: "));
 }
 
+TEST_F(simulate_command, one_message_is_not_told_as_several) {
+  put(at("s.tsv"), "#h\n10\tat\t4f4b\n");
+  testing::internal::CaptureStdout();
+  run({"simulate", platform::path_to_utf8(at("s.tsv")), "--trace",
+       platform::path_to_utf8(at("t.bin")), "--database", platform::path_to_utf8(at("d.json"))});
+  EXPECT_THAT(testing::internal::GetCapturedStdout(), StartsWith("1 message, played once: "));
+}
+
 // The trace is small enough to wait in the stream's buffer until it is committed.
 TEST_F(simulate_command, a_trace_that_fails_at_its_very_end_leaves_no_database) {
   if (!fs::exists("/dev/full")) GTEST_SKIP() << "needs a device that is always full";
