@@ -11,6 +11,7 @@
 
 #include "host/command.h"
 #include "host/console.h"
+#include "host/terminal_line.h"
 #include "host/user_error.h"
 #include "platform/arguments.h"
 #include "platform/console.h"
@@ -75,7 +76,8 @@ int main(int argc, char** argv) {
     }
     return static_cast<int>(chosen());
   } catch (const veltra::host::user_error& error) {
-    std::fprintf(stderr, "veltra: %s\n", platform::utf8_message(error.what()).c_str());
+    std::fprintf(stderr, "veltra: %s\n",
+                 veltra::host::without_controls(platform::utf8_message(error.what())).c_str());
     return static_cast<int>(error.code());
   } catch (const std::exception& error) {
     std::fprintf(stderr, "veltra: internal error: %s; please report it with the command line.\n",

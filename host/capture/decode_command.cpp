@@ -14,6 +14,7 @@
 #include "host/console.h"
 #include "host/literal_path.h"
 #include "host/name_option.h"
+#include "host/same_file.h"
 #include "host/user_error.h"
 #include "platform/file.h"
 
@@ -34,9 +35,7 @@ std::string beside_trace(const decode_options& options) {
 }
 
 void refuse_to_overwrite(const std::string& output, const std::string& input) {
-  std::error_code ignored;
-  if (std::filesystem::equivalent(platform::path_from_utf8(output), platform::path_from_utf8(input),
-                                  ignored)) {
+  if (is_same_file(platform::path_from_utf8(output), platform::path_from_utf8(input))) {
     throw user_error(
         exit_code::usage,
         fmt::format("the output would replace the input {}; name another file with -o.", input));
@@ -69,6 +68,7 @@ exit_code decode(decode_options options) {
   if (!output_is_named) output = beside_trace(options);
   refuse_to_overwrite(output, options.trace);
   refuse_to_overwrite(output, options.run.database.file);
+  refuse_file_of_cache(output, options.run.database);
 
   // Held by the observers alone: with them, the bar goes away before the summary comes.
   auto bar = std::make_shared<progress_bar>(platform::is_terminal(stderr) ? stderr : nullptr);

@@ -1,9 +1,13 @@
 #include "host/capture/run_options.h"
 
+#include <fmt/format.h>
+
 #include <CLI/CLI.hpp>
 
 #include "host/literal_path.h"
 #include "host/name_option.h"
+#include "host/same_file.h"
+#include "host/user_error.h"
 #include "platform/file.h"
 
 namespace veltra::host {
@@ -41,6 +45,17 @@ void add_run_options(CLI::App& command, run_options& options) {
       command.add_option("--plugin", options.plugin,
                          "Plug-in to load (default: the one that belongs to this program)"));
   command.add_flag("--verbose,-v", options.verbose, "Show the plug-in's messages");
+}
+
+void refuse_file_of_cache(const std::string& output, const database_options& database) {
+  if (!is_file_of_cache(platform::path_from_utf8(output),
+                        platform::path_from_utf8(database.cache))) {
+    return;
+  }
+  throw user_error(exit_code::usage,
+                   fmt::format("the output would replace {}, a file of the cache {}; name another "
+                               "file.",
+                               output, database.cache));
 }
 
 void add_run_parameters(kovax::json& parameters, const run_options& options) {

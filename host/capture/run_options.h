@@ -31,6 +31,9 @@ struct run_options {
 // the defaults.
 void add_run_options(CLI::App& command, run_options& options);
 
+// Throws user_error (usage) if `output` is a file of the cache.
+void refuse_file_of_cache(const std::string& output, const database_options& database);
+
 // Puts "db_file_path" or "auto_detect_db_config", if a database or a cache is named,
 // and "chunk_size" into the plug-in's init parameters.
 void add_run_parameters(kovax::json& parameters, const run_options& options);

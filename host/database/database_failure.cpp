@@ -260,7 +260,7 @@ std::string describe_passed_over(std::string_view message, const database_option
     const std::size_t tried = log.failed_locations().size();
     if (tried >= options.locations.size()) return {};
     return fmt::format("the catalogue could not be fetched from {} ({}); trying the next location.",
-                       options.locations[tried - 1], reason);
+                       options.locations[tried - 1], reason_of(reason));
   }
   if (message == uuid_rejected) {
     if (!log.rejected_is_new()) return {};

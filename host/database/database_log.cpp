@@ -10,10 +10,14 @@ bool split_message(std::string_view message, std::string_view start, std::string
   return true;
 }
 
+std::string_view reason_of(std::string_view text) {
+  return text.empty() ? "that is no address to fetch from" : text;
+}
+
 void database_log::take(std::string_view message) {
   std::string_view rest;
   if (split_message(message, catalogue_not_fetched, rest)) {
-    failed_locations_.emplace_back(rest);
+    failed_locations_.emplace_back(reason_of(rest));
   } else if (split_message(message, "check database at path: ", rest)) {
     file_ = rest;
     downloading_.clear();

@@ -64,6 +64,9 @@ inline constexpr std::string_view catalogue_not_fetched =
     "Failed to download config.json. Reason: ";
 inline constexpr std::string_view uuid_rejected = "uuid does not match regex, continue searching ";
 
+// The reason in such a message. libcurl has none for a text that is no address.
+std::string_view reason_of(std::string_view text);
+
 // If `message` begins with `start`, returns true and sets `rest` to what follows.
 bool split_message(std::string_view message, std::string_view start, std::string_view& rest);
 

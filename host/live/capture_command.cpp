@@ -22,6 +22,7 @@
 #include "host/live/raw_recorder.h"
 #include "host/name_option.h"
 #include "host/output_failure.h"
+#include "host/same_file.h"
 #include "host/user_error.h"
 #include "platform/file.h"
 
@@ -39,20 +40,8 @@ bool decodes(const capture_options& options) {
   return !options.run.database.file.empty() || !options.run.database.cache.empty();
 }
 
-// Whether or not there is such a file yet.
-bool is_same_file(const std::string& name, const std::string& other) {
-  if (name.empty() || other.empty()) return false;
-  const auto resolved = [](const std::string& text) {
-    std::error_code error;
-    const auto path = std::filesystem::absolute(platform::path_from_utf8(text), error);
-    const auto canonical = std::filesystem::weakly_canonical(path, error);
-    return error ? path : canonical;
-  };
-  return resolved(name) == resolved(other);
-}
-
 void refuse_same_file(const std::string& output, const std::string& other, const char* what) {
-  if (!is_same_file(output, other)) return;
+  if (!is_same_file(platform::path_from_utf8(output), platform::path_from_utf8(other))) return;
   throw user_error(
       exit_code::usage,
       fmt::format("{} cannot be both an output and {}; give two names.", output, what));
@@ -75,6 +64,9 @@ void check(const capture_options& options) {
   refuse_same_file(options.raw, options.line.port, "the port");
   refuse_same_file(options.run.output.file, options.run.database.file, "the trace database");
   refuse_same_file(options.raw, options.run.database.file, "the trace database");
+  for (const std::string& output : {options.run.output.file, options.raw}) {
+    refuse_file_of_cache(output, options.run.database);
+  }
 }
 
 // What a person is told who got no packet.

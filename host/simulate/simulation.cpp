@@ -8,6 +8,7 @@
 
 #include "host/output_failure.h"
 #include "host/output_file.h"
+#include "host/same_file.h"
 #include "host/simulate/uuid.h"
 #include "host/user_error.h"
 #include "platform/file.h"
@@ -26,21 +27,6 @@ constexpr std::string_view archive_extension = ".gz";
   throw user_error(code, text);
 }
 
-bool is_standard_output(const std::filesystem::path& path) {
-  return path == "-";
-}
-
-// Whether both names lead to one file, which need not exist.
-bool same_file(const std::filesystem::path& a, const std::filesystem::path& b) {
-  if (is_standard_output(a) || is_standard_output(b)) return false;
-  std::error_code error;
-  if (std::filesystem::equivalent(a, b, error) && !error) return true;
-  const auto full_a = std::filesystem::weakly_canonical(a, error);
-  if (error) return false;
-  const auto full_b = std::filesystem::weakly_canonical(b, error);
-  return !error && full_a == full_b;
-}
-
 void check(const simulate_options& options) {
   const auto extension = options.database.extension();
   if (!options.database.empty() && extension != plain_extension && extension != archive_extension) {
@@ -49,12 +35,12 @@ void check(const simulate_options& options) {
                        "is read as a trace database.",
                        platform::path_to_utf8(options.database)));
   }
-  if (!options.trace.empty() && same_file(options.trace, options.database)) {
+  if (!options.trace.empty() && is_same_file(options.trace, options.database)) {
     refuse(exit_code::usage, "--trace and --database name the same file; give two names.");
   }
   for (const auto& target : {options.trace, options.database}) {
     if (target.empty()) continue;
-    if (same_file(options.session, target)) {
+    if (is_same_file(options.session, target)) {
       refuse(exit_code::usage,
              fmt::format("{} is the session itself and would be overwritten; give another name.",
                          platform::path_to_utf8(target)));

@@ -14,6 +14,7 @@
 #include "host/command.h"
 #include "host/user_error.h"
 #include "implementation/json.h"
+#include "platform/console.h"
 #include "platform/file.h"
 #include "tests/support/keyboard.h"
 #include "tests/support/temp_directory.h"
@@ -89,6 +90,7 @@ class capture_run_test : public testing::Test {
     }
   }
 
+  const platform::console_setup console_;  // as main() has it
   const test_support::keyboard keyboard_;
   test_support::temp_directory directory_;
   std::string printed_;

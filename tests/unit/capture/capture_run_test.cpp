@@ -114,6 +114,17 @@ TEST_F(capture_run_test, remarks_on_the_capture_are_in_the_summary) {
               HasSubstr("remarks               1 TLS key trace of a wrong size (kept as "));
 }
 
+TEST_F(capture_run_test, a_file_of_the_cache_is_never_replaced) {
+  std::filesystem::create_directory(at("cache"));
+  directory_.write("cache/config.json", "{}");
+  database_options database;
+  database.cache = name_of("cache");
+  EXPECT_THAT(refusal_of([&] { refuse_file_of_cache(name_of("cache/config.json"), database); },
+                         exit_code::usage),
+              HasSubstr("a file of the cache"));
+  EXPECT_NO_THROW(refuse_file_of_cache(name_of("cache/out.pcapng"), database));
+}
+
 TEST_F(capture_run_test, an_input_is_never_replaced) {
   script({{"steps", {packet_step("ip", "E")}}});
   directory_.write("database.json", "{}");

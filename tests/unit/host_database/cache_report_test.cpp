@@ -11,6 +11,7 @@ namespace veltra::host {
 namespace {
 
 using testing::HasSubstr;
+using testing::Not;
 
 cached_database database(database_state state, const std::string& reason = "") {
   return {"modem-a", "1.0", "uuid-1", "${root}fw.json", "c/fw.json", state, reason};
@@ -27,6 +28,13 @@ TEST(cache_table, columns_are_as_wide_as_their_longest_text) {
       "DEVICE   VERSION   UUID    STATE    FILE\n"
       "modem-a  1.0       uuid-1  intact   c/fw.json\n"
       "b        10.20.30  u       missing  c/b.json\n");
+}
+
+TEST(cache_table, names_do_not_steer_the_terminal) {
+  cached_database steering = database(database_state::missing);
+  steering.device = "\x1b[2J";
+  EXPECT_THAT(format_cache_table({steering}), Not(HasSubstr("\x1b")));
+  EXPECT_THAT(describe_fault(steering), Not(HasSubstr("\x1b")));
 }
 
 TEST(cache_json, has_everything_and_the_reason_where_there_is_one) {

@@ -31,6 +31,11 @@ TEST_F(database_log_test, keeps_the_reasons_of_locations_in_their_order) {
   EXPECT_THAT(log.failed_locations(), ElementsAre("first", "second"));
 }
 
+TEST_F(database_log_test, a_location_without_a_reason_is_no_address) {
+  take({"Failed to download config.json. Reason: "});
+  EXPECT_THAT(log.failed_locations(), ElementsAre("that is no address to fetch from"));
+}
+
 TEST_F(database_log_test, a_download_is_under_way_until_the_next_database_is_checked) {
   take({"check database at path: a", "try download database: uuid-a"});
   EXPECT_EQ(log.file(), "a");
