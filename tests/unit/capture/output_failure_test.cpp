@@ -61,9 +61,10 @@ TEST(output_failure, a_reader_that_stalls_is_told_so) {
 
 // Which a file on a server that does not answer has none of.
 TEST(output_failure, a_file_has_no_reader) {
-  EXPECT_EQ(failure_of("out", ETIMEDOUT),
-            "cannot write out: Connection timed out; give another place with room and write "
-            "permission.");
+  EXPECT_THAT(failure_of("out", ETIMEDOUT),
+              testing::AllOf(testing::StartsWith("cannot write out: "),
+                             testing::EndsWith("; give another place with room and write "
+                                               "permission.")));
 }
 
 TEST(output_failure, any_other_reason_is_in_the_systems_words) {
