@@ -9,7 +9,7 @@
 
 namespace veltra::host {
 
-// The seven functions of a loaded plug-in, valid while the object lives.
+// The functions of a loaded plug-in that this program calls, valid while the object lives.
 class plugin_library {
  public:
   // Loads the plug-in `named`, or, when that is empty, the one that belongs to
