@@ -10,6 +10,7 @@
 
 #include "host/output_failure.h"
 #include "platform/file.h"
+#include "platform/symbolic_links.h"
 
 namespace veltra::host {
 
@@ -17,20 +18,6 @@ namespace {
 
 constexpr std::size_t copy_block = std::size_t{1} << 20;
 constexpr std::size_t collected_block = std::size_t{1} << 16;
-
-// As many links as Linux follows for one name (path_resolution(7)).
-constexpr int most_links = 40;
-
-// Where a name leads to, be there something or not.
-std::filesystem::path end_of_links(std::filesystem::path name) {
-  std::error_code error;
-  for (int links = 0; links < most_links; ++links) {
-    const auto next = std::filesystem::read_symlink(name, error);
-    if (error) break;
-    name = name.parent_path() / next;
-  }
-  return name;
-}
 
 }  // namespace
 
@@ -43,7 +30,7 @@ output_file::output_file(std::filesystem::path target, access how) : target_(std
   } else if (std::filesystem::is_other(target_, ignored)) {
     file_ = checked(platform::open_file(target_, platform::open_mode::write));
   } else {
-    target_ = end_of_links(std::move(target_));
+    target_ = platform::end_of_links(std::move(target_), ignored);
     std::filesystem::path temporary = target_;
     temporary += fmt::format(".{}.part", platform::process_id());
     file_ = checked(platform::open_file(temporary, platform::open_mode::replace));

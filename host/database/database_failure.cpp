@@ -90,26 +90,26 @@ user_error explain_unreadable(const std::string& message, const database_options
   if (!log.file().empty()) {
     return bad_input(fmt::format("{}; it must be a file with read permission.", message));
   }
-  if (has_catalogue(options)) {
+  std::error_code unreadable;
+  if (std::filesystem::exists(catalogue_path(options), unreadable)) {
     return bad_input(
         fmt::format("the catalogue of the cache {} cannot be read ({}); it must be a "
                     "file with read permission.",
                     options.cache, message));
   }
   const std::filesystem::path cache = platform::path_from_utf8(options.cache);
-  std::error_code error;
-  if (std::filesystem::exists(cache, error) && !std::filesystem::is_directory(cache, error)) {
+  std::error_code ignored;
+  if (std::filesystem::exists(cache, ignored) && !std::filesystem::is_directory(cache, ignored)) {
     return bad_input(
         fmt::format("the cache {} is no directory ({}); name the directory of the "
                     "databases.",
                     options.cache, message));
   }
-  const bool there = std::filesystem::exists(catalogue_path(options), error);
-  if (!there && error) {
+  if (unreadable) {
     return bad_input(
         fmt::format("the cache {} cannot be read ({}); check its permissions, or name "
                     "another directory.",
-                    options.cache, error.default_error_condition().message()));
+                    options.cache, unreadable.default_error_condition().message()));
   }
   return bad_input(fmt::format("the cache {} has no catalogue yet ({}); fetch it with: {}",
                                options.cache, message, sync_command_line(options)));

@@ -24,9 +24,9 @@
  *                  copy what has to live longer
  *
  * Text is NUL-terminated UTF-8, but for log and error messages that quote the
- * input: a trace may hold any bytes where a UUID belongs. Sizes are bytes. Nothing that crosses this
- * interface has to be freed by the receiver. No exception leaves an exported
- * function, whatever a callback throws.
+ * input: a trace may hold any bytes where a UUID belongs. Sizes are bytes.
+ * Nothing that crosses this interface has to be freed by the receiver. No
+ * exception leaves an exported function, whatever a callback throws.
  *
  * The header compiles as C11 and as C++11 and later. Record layouts are those
  * of 64-bit targets with natural alignment.

@@ -10,6 +10,7 @@
 #include <random>
 
 #include "platform/file.h"
+#include "platform/symbolic_links.h"
 
 namespace veltra {
 
@@ -29,9 +30,6 @@ constexpr std::size_t part_digits = 16;  // hexadecimal, between the two
 // No write of a file held in memory goes on for this long.
 constexpr auto abandoned_after = std::chrono::hours(1);
 
-// Symbolic links from a name to its file, as many as the systems themselves follow.
-constexpr int most_links = 40;
-
 std::error_code last_error() {
   return {errno != 0 ? errno : EIO, std::generic_category()};
 }
@@ -40,20 +38,6 @@ struct file_closer {
   void operator()(std::FILE* file) const { std::fclose(file); }
 };
 using open_file = std::unique_ptr<std::FILE, file_closer>;
-
-// The file that a write to `path` is about: what the symbolic links in that place
-// lead to, whether it exists or not. Sets `error` if they lead nowhere.
-fs::path behind_links(fs::path path, std::error_code& error) {
-  for (int links = 0; links <= most_links; ++links) {
-    std::error_code not_there;
-    if (!fs::is_symlink(path, not_there)) return path;
-    const fs::path target = fs::read_symlink(path, error);
-    if (error) return path;
-    path = path.parent_path() / target;  // an absolute target stands alone
-  }
-  error = std::make_error_code(std::errc::too_many_symbolic_link_levels);
-  return path;
-}
 
 // Random, because a cache may be shared by machines or containers in which process
 // numbers repeat.
@@ -178,7 +162,7 @@ std::string read_file(const fs::path& path) {
 
 void write_file(const fs::path& path, std::string_view bytes, file_operations& operations) {
   std::error_code lost;
-  const fs::path target = behind_links(path, lost);
+  const fs::path target = platform::end_of_links(path, lost);
   if (lost) throw file_error(cannot_write, path, lost);
   if (const std::error_code reason = write_protection(target)) {
     throw file_error(cannot_write, path, reason);
