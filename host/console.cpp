@@ -3,7 +3,7 @@
 #include <cerrno>
 #include <cstdio>
 
-#include "host/output_failure.h"
+#include "host/output/output_failure.h"
 
 namespace veltra::host {
 

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "host/command.h"
+#include "host/commands/command.h"
 #include "host/console.h"
 #include "host/terminal_line.h"
 #include "host/user_error.h"

@@ -6,9 +6,9 @@
 #include <system_error>
 #include <utility>
 
-#include "host/output_failure.h"
-#include "host/output_file.h"
-#include "host/same_file.h"
+#include "host/output/output_failure.h"
+#include "host/output/output_file.h"
+#include "host/output/same_file.h"
 #include "host/simulate/uuid.h"
 #include "host/user_error.h"
 #include "platform/file.h"

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "host/output_file.h"
+#include "host/output/output_file.h"
 #include "host/simulate/virtual_modem.h"
 
 namespace veltra::host {

@@ -1,0 +1,154 @@
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <exception>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/commands/command.h"
+#include "host/console.h"
+#include "host/database/cache_report.h"
+#include "host/database/database_failure.h"
+#include "host/database/database_options.h"
+#include "host/database/database_summary.h"
+#include "host/database/sync_progress.h"
+#include "host/commands/name_option.h"
+#include "host/user_error.h"
+#include "platform/file.h"
+#include "platform/shell.h"
+#include "plugin/database/cache_sync.h"
+#include "plugin/path_parameter.h"
+
+namespace veltra::host {
+
+namespace {
+
+struct db_options {
+  database_options database;
+  std::string file;   // of `show`
+  bool json = false;  // of `list`
+};
+
+void take_log(kovax_source* /*source*/, void* user_data, std::int32_t level, const char* message) {
+  static_cast<sync_progress*>(user_data)->take(level, message);
+}
+
+// Describes each fault on stderr; returns how many there are.
+std::size_t report_faults(const std::vector<cached_database>& databases) {
+  std::size_t faults = 0;
+  for (const cached_database& database : databases) {
+    if (database.state == database_state::intact) continue;
+    ++faults;
+    tell(describe_fault(database) + "\n");
+  }
+  return faults;
+}
+
+void synchronise(const database_options& options, sync_progress& progress) {
+  std::vector<std::string> directories;
+  try {
+    sync_database_cache({take_log, &progress}, cache_parameters(options), directories,
+                        expand_env_variables);
+    progress.finish(false);
+  } catch (const std::exception& failure) {
+    progress.finish(true);
+    if (auto known = explain_sync_failure(failure.what(), options, progress.log())) throw *known;
+    throw user_error(exit_code::bad_input,
+                     fmt::format("the cache {} cannot be kept: {}; check the options.",
+                                 options.cache, failure.what()));
+  }
+}
+
+exit_code sync(const database_options& options) {
+  sync_progress progress(platform::path_from_utf8(options.cache), stdout);
+  synchronise(options, progress);
+  if (progress.databases() == 0) throw no_database(options);
+  print(fmt::format("{}: {} database{}, {} downloaded\n", options.cache, progress.databases(),
+                    progress.databases() == 1 ? "" : "s", progress.downloads()));
+  // What was downloaded has not been compared with the catalogue yet.
+  if (const std::size_t faults = report_faults(look_at_cache(options))) {
+    throw user_error(exit_code::bad_input,
+                     fmt::format("{} of {} databases cannot be used; compare the catalogue's "
+                                 "digests and paths with the files that they name.",
+                                 faults, progress.databases()));
+  }
+  return exit_code::ok;
+}
+
+exit_code list(const db_options& options) {
+  const std::vector<cached_database> databases = look_at_cache(options.database);
+  print(options.json ? format_cache_json(databases) : format_cache_table(databases));
+  return exit_code::ok;
+}
+
+exit_code show(const std::string& file) {
+  print(summarize_database_file(platform::path_from_utf8(file)));
+  return exit_code::ok;
+}
+
+// A catalogue whose paths begin with the placeholder says only half of where
+// its files come from.
+bool needs_root(const std::vector<cached_database>& databases) {
+  return std::any_of(databases.begin(), databases.end(), [](const cached_database& database) {
+    return database.location.starts_with("${root}") || database.location.starts_with("${ROOT}");
+  });
+}
+
+exit_code verify(const database_options& options) {
+  const std::vector<cached_database> databases = look_at_cache(options);
+  if (databases.empty()) throw no_database(options);
+  if (const std::size_t faults = report_faults(databases)) {
+    throw user_error(
+        exit_code::bad_input,
+        fmt::format("{} of {} databases in {} cannot be used; fetch them with: "
+                    "veltra db sync --cache {}{}",
+                    faults, databases.size(), options.cache, platform::shell_word(options.cache),
+                    needs_root(databases) ? " --root URL" : ""));
+  }
+  print(fmt::format("{}: {} database{}, all intact\n", options.cache, databases.size(),
+                    databases.size() == 1 ? "" : "s"));
+  return exit_code::ok;
+}
+
+CLI::Option* add_cache_option(CLI::App& command, database_options& options) {
+  return names_something(command.add_option("--cache", options.cache, "Directory of databases"))
+      ->required();
+}
+
+}  // namespace
+
+void add_db_command(CLI::App& app, command& chosen) {
+  const auto options = std::make_shared<db_options>();
+  CLI::App* const db = app.add_subcommand("db", "Keep and look at a cache of trace databases");
+  db->require_subcommand(1);
+
+  CLI::App* const sync_app =
+      db->add_subcommand("sync", "Make sure that every database of the catalogue is in the cache");
+  add_catalogue_options(*sync_app, options->database,
+                        add_cache_option(*sync_app, options->database));
+  sync_app->callback(
+      [options, &chosen] { chosen = [options] { return sync(options->database); }; });
+
+  CLI::App* const list_app = db->add_subcommand("list", "List the cache's databases");
+  add_cache_option(*list_app, options->database);
+  list_app->add_flag("--json", options->json, "For programs: a JSON array");
+  list_app->callback([options, &chosen] { chosen = [options] { return list(*options); }; });
+
+  CLI::App* const show_app = db->add_subcommand("show", "Say what is in a trace database file");
+  names_something(show_app->add_option("FILE", options->file, "Trace database (.json or .tar.gz)"))
+      ->required();
+  show_app->callback([options, &chosen] { chosen = [options] { return show(options->file); }; });
+
+  CLI::App* const verify_app = db->add_subcommand(
+      "verify", "Check that every database of the catalogue is there and intact");
+  add_cache_option(*verify_app, options->database);
+  verify_app->callback(
+      [options, &chosen] { chosen = [options] { return verify(options->database); }; });
+}
+
+}  // namespace veltra::host

@@ -1,0 +1,22 @@
+// exported_pdu.h - the header in front of a protocol message that has no frame.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "host/output/dissector_names.h"
+
+namespace veltra::host {
+
+// Builds the header of a packet under link type 252 (LINKTYPE_WIRESHARK_UPPER_PDU):
+// a list of big-endian u16 tag, u16 length and value padded with NULs to a
+// multiple of 4, where the length counts the padding, ended by tag 0. The
+// message follows it directly.
+//
+// `dissector_name` is the dissector to call (tag 12), `way` becomes tag 35
+// unless unknown, `protocol_text`, unless empty, is what the protocol column
+// shows (tag 33). Texts beyond 255 bytes are cut.
+std::string exported_pdu_header(std::string_view dissector_name, direction way,
+                                std::string_view protocol_text = {});
+
+}  // namespace veltra::host

@@ -1,0 +1,41 @@
+#include "host/output/jsonl_writer.h"
+
+#include <fmt/format.h>
+
+#include <iterator>
+
+#include "host/output/hex.h"
+#include "implementation/json.h"
+
+namespace veltra::host {
+
+jsonl_writer::jsonl_writer(output_file& file, bool with_raw_packets)
+    : file_(file), with_raw_packets_(with_raw_packets) {}
+
+void jsonl_writer::consume(const packet& packet) {
+  if (is_raw(packet) && !with_raw_packets_) return;
+  line_.clear();
+  fmt::format_to(std::back_inserter(line_),
+                 R"({{"sequence":{},"time":{},"layer":{},"category":{},"payload":")",
+                 packet.sequence, packet.time, quoted(packet.layer), quoted(packet.category));
+  append_hex(line_, packet.payload);
+  line_ += R"(","metadata":)";
+  line_ += packet.metadata.empty() ? "{}" : packet.metadata;
+  line_ += "}\n";
+  file_.write(line_);
+}
+
+bool jsonl_writer::flush() {
+  file_.flush();
+  return false;
+}
+
+const std::string& jsonl_writer::quoted(std::string_view text) {
+  if (const auto known = quoted_.find(text); known != quoted_.end()) return known->second;
+  using kovax::json;
+  // What is not UTF-8 shows as replacement characters.
+  return quoted_.emplace(text, json(text).dump(-1, ' ', false, json::error_handler_t::replace))
+      .first->second;
+}
+
+}  // namespace veltra::host

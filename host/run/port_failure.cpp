@@ -1,0 +1,90 @@
+#include "host/run/port_failure.h"
+
+#include <fmt/format.h>
+
+#include <string_view>
+
+namespace veltra::host {
+
+namespace {
+
+constexpr std::string_view open_failed = "error: ERR_SERIALPORT_OPEN";
+constexpr std::string_view settings_refused = "error: ERR_ASSIGN_SETTINGS";
+constexpr std::string_view settings_unknown = "error: ERR_QUERY_SETTINGS";
+constexpr std::string_view line_lost[] = {"port closed", "serialcommunication error"};
+
+user_error no_serial_port(const std::string& port) {
+  return {exit_code::bad_input,
+          fmt::format("{} is no serial port; \"veltra devices\" lists those there are.", port)};
+}
+
+user_error explain_refusal(const std::string& message, const std::string& port,
+                           const platform::device_holders& holders) {
+  using platform::port_refusal;
+  const auto refuse = [](const std::string& text) {
+    return user_error(exit_code::bad_input, text);
+  };
+  switch (platform::refusal_of(message)) {
+    case port_refusal::missing:
+      return refuse(
+          fmt::format("there is no port {}; \"veltra devices\" lists those there are.", port));
+    case port_refusal::busy:
+      return refuse(fmt::format("{} is in use by {}; end that program first.", port,
+                                holders.seen.empty() ? "another program" : list_holders(holders)));
+    case port_refusal::denied:
+      return refuse(
+          fmt::format("you have no permission to open {}; become a member of the group "
+                      "that owns it (\"ls -l {}\" shows it, most often dialout) and log "
+                      "in again.",
+                      port, port));
+    case port_refusal::not_serial:
+      return no_serial_port(port);
+    case port_refusal::other:
+      break;
+  }
+  return refuse(fmt::format(
+      "{} cannot be opened ({}); \"veltra devices\" lists the ports there are.", port, message));
+}
+
+}  // namespace
+
+std::string list_holders(const platform::device_holders& holders) {
+  std::string text;
+  for (const platform::device_holder& holder : holders.seen) {
+    text += fmt::format("{}{} (process {})", text.empty() ? "" : ", ",
+                        holder.name.empty() ? "a program" : holder.name, holder.process);
+  }
+  return text;
+}
+
+std::optional<user_error> explain_port_failure(const source_failure& failure,
+                                               const std::string& port, std::string_view remark,
+                                               const platform::device_holders& holders) {
+  const std::string& message = failure.message;
+  if (message.starts_with(open_failed)) return explain_refusal(message, port, holders);
+  if (message.starts_with(settings_refused)) {
+    return user_error(exit_code::bad_input,
+                      fmt::format("{} cannot hold these line settings ({}); give others, such as 8 "
+                                  "data bits, 1 stop bit and a speed that the adapter has.",
+                                  port, message));
+  }
+  if (message.starts_with(settings_unknown)) {
+    // Where a system opens any file as a port, this is how it shows.
+    if (platform::refusal_of(message) == platform::port_refusal::not_serial) {
+      return no_serial_port(port);
+    }
+    return user_error(exit_code::bad_input,
+                      fmt::format("{} does not tell its line settings ({}); \"veltra devices\" "
+                                  "lists the ports there are.",
+                                  port, message));
+  }
+  for (const std::string_view lost : line_lost) {
+    if (!message.starts_with(lost)) continue;
+    return user_error(exit_code::run_failed,
+                      fmt::format("{} was lost ({}){}. Check the cable and the modem's power.",
+                                  port, message, remark));
+  }
+  return std::nullopt;
+}
+
+}  // namespace veltra::host

@@ -1,0 +1,54 @@
+#include "host/run/run_messages.h"
+
+#include <fmt/format.h>
+#include <kovax/source.h>
+
+#include <utility>
+
+#include "host/console.h"
+#include "host/database/database_failure.h"
+#include "host/terminal_line.h"
+
+namespace veltra::host {
+
+run_messages::run_messages(const run_options& options, teller tell)
+    : options_(options), tell_(std::move(tell)) {}
+
+bool run_messages::take(std::int32_t level, std::string_view message) {
+  const std::string line =
+      options_.verbose ? fmt::format("[{}] {}\n", level, without_controls(message)) : "";
+  if (std::this_thread::get_id() != thread_) {
+    host::tell(line);
+    return false;
+  }
+  if (options_.verbose) tell_(line);
+  log_.take(message);
+  if (level < KOVAX_LOG_RECOVERABLE_FAILURE || options_.verbose) return true;
+  const std::string text = describe_passed_over(message, options_.database, log_);
+  if (!text.empty()) take_failure(text);
+  return true;
+}
+
+void run_messages::take_failure(const std::string& text) {
+  if (const auto known = told_.find(text); known != told_.end()) {
+    ++known->second;
+  } else if (told_.size() == most_told) {
+    ++untold_;
+  } else {
+    told_.emplace(text, 0);
+    tell_(fmt::format("veltra: note: {}\n", text));
+  }
+}
+
+void run_messages::finish() {
+  for (const auto& [text, again] : std::exchange(told_, {})) {
+    if (again == 0) continue;
+    tell_(fmt::format("veltra: note, {} more time{}: {}\n", again, again == 1 ? "" : "s", text));
+  }
+  if (const std::size_t more = std::exchange(untold_, 0)) {
+    tell_(fmt::format("veltra: note: {} more message{} of failures; --verbose shows them.\n", more,
+                      more == 1 ? "" : "s"));
+  }
+}
+
+}  // namespace veltra::host

@@ -1,0 +1,127 @@
+#include "host/simulate/live_simulation.h"
+
+#include <fmt/format.h>
+
+#include <memory>
+#include <system_error>
+#include <utility>
+
+#include "host/user_error.h"
+#include "platform/file.h"
+#include "platform/interrupt.h"
+#include "platform/pseudo_terminal.h"
+
+namespace veltra::host {
+
+namespace {
+
+// How long a reader is given to set the port up: one that drops nothing after it
+// opened it, and one that drops something, should it do so again. And how long one
+// that has read everything is given to use it.
+constexpr std::chrono::milliseconds settling{500};
+constexpr std::chrono::milliseconds quiet{250};
+constexpr std::chrono::milliseconds grace{500};
+
+play_end end_of(platform::pseudo_terminal::outcome outcome) {
+  switch (outcome) {
+    case platform::pseudo_terminal::outcome::interrupted:
+      return play_end::interrupted;
+    case platform::pseudo_terminal::outcome::reader_gone:
+      return play_end::reader_gone;
+    case platform::pseudo_terminal::outcome::done:
+      break;
+  }
+  return play_end::complete;
+}
+
+class terminal_line : public modem_line {
+ public:
+  explicit terminal_line(platform::pseudo_terminal& terminal) : terminal_(terminal) {}
+
+  time_point now() override { return std::chrono::steady_clock::now(); }
+  play_end write(std::string_view bytes) override { return end_of(terminal_.write(bytes)); }
+  play_end sleep_until(time_point when) override { return end_of(terminal_.sleep_until(when)); }
+
+ private:
+  platform::pseudo_terminal& terminal_;
+};
+
+// A symbolic link while it lives. It takes the place of one to another such device: an
+// earlier run left it behind.
+class device_link {
+ public:
+  device_link(std::filesystem::path link, std::filesystem::path device)
+      : link_(std::move(link)), device_(std::move(device)) {
+    if (link_.empty()) return;
+    std::error_code error;
+    const auto earlier = std::filesystem::read_symlink(link_, error);
+    if (!error && earlier.parent_path() == device_.parent_path()) {
+      std::filesystem::remove(link_, error);
+    }
+    std::filesystem::create_symlink(device_, link_, error);
+    if (!error) return;
+    throw user_error(exit_code::output_failed,
+                     fmt::format("cannot make the link {}: {}; give another name after --pty.",
+                                 platform::path_to_utf8(link_), error.message()));
+  }
+  device_link(const device_link&) = delete;
+  device_link& operator=(const device_link&) = delete;
+  ~device_link() {
+    std::error_code ignored;
+    if (link_.empty() || std::filesystem::read_symlink(link_, ignored) != device_) return;
+    std::filesystem::remove(link_, ignored);
+  }
+
+ private:
+  const std::filesystem::path link_;
+  const std::filesystem::path device_;
+};
+
+std::unique_ptr<platform::pseudo_terminal> open_terminal() {
+  try {
+    return std::make_unique<platform::pseudo_terminal>();
+  } catch (const std::system_error& error) {
+    throw user_error(exit_code::run_failed,
+                     fmt::format("the system gives no pseudo-terminal: {}; write a trace file with "
+                                 "--trace instead.",
+                                 error.what()));
+  }
+}
+
+play_end play_to_reader(platform::pseudo_terminal& terminal, trace_player& player,
+                        const play_pace& pace, std::uint64_t& bytes) {
+  const play_end begin = end_of(terminal.wait_for_reader(settling, quiet));
+  if (begin != play_end::complete) return begin;
+  terminal_line line(terminal);
+  const play_result played = play(player, pace, line);
+  bytes = played.bytes;
+  return played.end == play_end::complete ? end_of(terminal.drain(grace)) : played.end;
+}
+
+}  // namespace
+
+live_simulate_result simulate_live(
+    const live_simulate_options& options,
+    const std::function<void(const std::filesystem::path&)>& announce) {
+  const virtual_modem modem = load_virtual_modem(options.source);
+  const auto terminal = open_terminal();
+  const platform::interrupt_watch watch([&] { terminal->interrupt(); });
+  // Who waits for the link finds the database beside it.
+  write_database(options.source, modem.database);
+  const device_link link(options.link, terminal->device());
+  announce(terminal->device());
+
+  live_simulate_result result{.messages = modem.messages, .uuid = modem.database.uuid};
+  trace_player player(modem.traces, options.source.repeat);
+  const play_end end = play_to_reader(*terminal, player, options.pace, result.trace_bytes);
+  if (end == play_end::reader_gone) {
+    throw user_error(exit_code::run_failed,
+                     fmt::format("the program that read {} closed it before it had everything; {} "
+                                 "bytes were sent. Start it again for another run.",
+                                 platform::path_to_utf8(terminal->device()), result.trace_bytes));
+  }
+  result.interrupted = end == play_end::interrupted;
+  return result;
+}
+
+}  // namespace veltra::host

@@ -1,0 +1,33 @@
+#include "host/source/run_statistics.h"
+
+#include "host/source/dropped_traces.h"
+#include "implementation/json.h"
+
+namespace veltra::host {
+
+void run_statistics::add(const packet& packet) {
+  latest_metadata_.assign(packet.metadata);
+  if (is_raw(packet)) {
+    raw_bytes_ += packet.payload.size();
+    return;
+  }
+  ++decoded_packets_;
+  if (const auto dropped = host::dropped_traces(packet)) {
+    ++loss_reports_;
+    dropped_traces_ += *dropped;
+  }
+  const auto known = packets_by_layer_.find(packet.layer);
+  if (known != packets_by_layer_.end()) {
+    ++known->second;
+  } else {
+    packets_by_layer_.emplace(packet.layer, 1);
+  }
+}
+
+std::string run_statistics::metadata_text(const char* key) const {
+  const auto metadata = kovax::json::parse(latest_metadata_, nullptr, false);
+  if (!metadata.is_object() || !metadata.contains(key) || !metadata.at(key).is_string()) return {};
+  return metadata.at(key).get<std::string>();
+}
+
+}  // namespace veltra::host

@@ -1,0 +1,42 @@
+// run_statistics.h - what a run is told to have done.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <string>
+
+#include "host/source/packet.h"
+
+namespace veltra::host {
+
+// Counts the packets of a run. One thread.
+class run_statistics {
+ public:
+  void add(const packet& packet);
+
+  std::uint64_t raw_bytes() const { return raw_bytes_; }  // bytes of input delivered
+  std::uint64_t decoded_packets() const { return decoded_packets_; }
+  // Whether there was a decoded packet that tells more than a loss.
+  bool has_content() const { return decoded_packets_ != loss_reports_; }
+  std::uint64_t dropped_traces() const { return dropped_traces_; }  // as the modem reported
+  const std::map<std::string, std::uint64_t, std::less<>>& packets_by_layer() const {
+    return packets_by_layer_;
+  }
+
+  // From the metadata of the latest packet; empty when no database was in use.
+  std::string database_uuid() const { return metadata_text("modem_db_uuid"); }
+  std::string database_path() const { return metadata_text("modem_db_path"); }
+
+ private:
+  std::string metadata_text(const char* key) const;
+
+  std::uint64_t raw_bytes_ = 0;
+  std::uint64_t decoded_packets_ = 0;
+  std::uint64_t loss_reports_ = 0;  // among the decoded packets
+  std::uint64_t dropped_traces_ = 0;
+  std::map<std::string, std::uint64_t, std::less<>> packets_by_layer_;
+  std::string latest_metadata_;
+};
+
+}  // namespace veltra::host

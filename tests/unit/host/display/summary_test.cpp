@@ -1,0 +1,125 @@
+#include "host/display/summary.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace veltra::host {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+packet with_payload(std::string_view layer, std::string_view payload,
+                    std::string_view metadata = "{}") {
+  return {.layer = layer,
+          .category = {},
+          .metadata = metadata,
+          .payload = {reinterpret_cast<const std::uint8_t*>(payload.data()), payload.size()}};
+}
+
+TEST(run_statistics, raw_bytes_decoded_packets_and_losses_are_counted) {
+  run_statistics statistics;
+  statistics.add(with_payload("modem_trace", "12345"));
+  statistics.add(with_payload("at", "OK"));
+  statistics.add(with_payload("at", "Dropped traces count: 3"));
+  statistics.add(with_payload("ip", "E"));
+  statistics.add(with_payload("modem_trace", "678"));
+  EXPECT_EQ(statistics.raw_bytes(), 8U);
+  EXPECT_EQ(statistics.decoded_packets(), 3U);
+  EXPECT_EQ(statistics.dropped_traces(), 3U);
+  EXPECT_THAT(statistics.packets_by_layer(),
+              testing::ElementsAre(testing::Pair("at", 2U), testing::Pair("ip", 1U)));
+}
+
+// Out of noise a decoder makes nothing but losses.
+TEST(run_statistics, losses_are_no_content) {
+  run_statistics statistics;
+  EXPECT_FALSE(statistics.has_content());
+  statistics.add(with_payload("modem_trace", "12345"));
+  statistics.add(with_payload("at", "Dropped traces count: 3"));
+  statistics.add(with_payload("at", "Dropped traces count: 0"));
+  EXPECT_FALSE(statistics.has_content());
+  statistics.add(with_payload("at", "Dropped traces"));
+  EXPECT_TRUE(statistics.has_content());
+}
+
+TEST(run_statistics, the_database_is_that_of_the_latest_packet) {
+  run_statistics statistics;
+  EXPECT_EQ(statistics.database_uuid(), "");
+  statistics.add(with_payload("modem_trace", "", R"({"modem_db_path":"","modem_db_uuid":""})"));
+  EXPECT_EQ(statistics.database_uuid(), "");
+  statistics.add(with_payload("ip", "", R"({"modem_db_path":"/d","modem_db_uuid":"u-1"})"));
+  EXPECT_EQ(statistics.database_uuid(), "u-1");
+  EXPECT_EQ(statistics.database_path(), "/d");
+}
+
+TEST(run_statistics, metadata_that_are_none_name_no_database) {
+  for (const char* metadata : {"", "{", "[]", "null", R"({"modem_db_uuid":5})", "\xff"}) {
+    run_statistics statistics;
+    statistics.add(with_payload("ip", "", metadata));
+    EXPECT_EQ(statistics.database_uuid(), "") << metadata;
+  }
+}
+
+TEST(summary, bytes_have_the_unit_that_suits_them) {
+  EXPECT_EQ(format_bytes(0), "0 B");
+  EXPECT_EQ(format_bytes(999), "999 B");
+  EXPECT_EQ(format_bytes(1000), "1.0 kB");
+  EXPECT_EQ(format_bytes(1549), "1.5 kB");
+  EXPECT_EQ(format_bytes(999'949), "999.9 kB");
+  EXPECT_EQ(format_bytes(999'950), "1.0 MB");
+  EXPECT_EQ(format_bytes(12'345'678), "12.3 MB");
+  EXPECT_EQ(format_bytes(5e12), "5.0 TB");
+  EXPECT_EQ(format_bytes(5e16), "50000.0 TB");
+}
+
+// Rounded up to 1000 of the smaller unit, it is 1 of the larger.
+TEST(summary, a_fraction_below_the_next_unit_is_not_printed_as_1000) {
+  EXPECT_EQ(format_bytes(999.7), "1.0 kB");
+}
+
+TEST(summary, the_lines_of_a_run) {
+  run_statistics statistics;
+  statistics.add(with_payload("modem_trace", std::string(2'500'000, 'x')));
+  statistics.add(with_payload("lte_rrc.dl_dcch", "d"));
+  statistics.add(with_payload("at", "Dropped traces count: 12", R"({"modem_db_uuid":"u-1"})"));
+  EXPECT_EQ(
+      format_summary(statistics, {.output = "out.pcapng", .elapsed = std::chrono::seconds(2)}),
+      "out.pcapng: 2 packets from 2.5 MB of trace\n"
+      "  at                            1\n"
+      "  lte_rrc.dl_dcch               1\n"
+      "  dropped traces               12\n"
+      "  database UUID         u-1\n"
+      "  time                  2.00 s, 1.2 MB/s\n");
+}
+
+TEST(summary, one_packet_is_no_packets) {
+  run_statistics statistics;
+  statistics.add(with_payload("ip", "E"));
+  EXPECT_THAT(format_summary(statistics, {.output = "o"}), StartsWith("o: 1 packet from 0 B"));
+}
+
+TEST(summary, an_interrupted_run_says_so) {
+  EXPECT_THAT(format_summary({}, {.output = "o", .interrupted = true}),
+              HasSubstr("of trace, interrupted before its end\n"));
+}
+
+TEST(summary, without_a_database_there_is_none) {
+  EXPECT_THAT(format_summary({}, {.output = "o"}), HasSubstr("  database UUID         none\n"));
+}
+
+TEST(summary, remarks_have_a_line_only_if_there_are_some) {
+  EXPECT_THAT(format_summary({}, {.output = "o"}), Not(HasSubstr("remarks")));
+  EXPECT_THAT(format_summary({}, {.output = "o", .remarks = "2 packets cut"}),
+              HasSubstr("\n  remarks               2 packets cut\n"));
+}
+
+TEST(summary, no_time_at_all_is_no_division_by_zero) {
+  run_statistics statistics;
+  statistics.add(with_payload("modem_trace", "x"));
+  EXPECT_THAT(format_summary(statistics, {.output = "o"}), HasSubstr("0.00 s, 1.0 MB/s"));
+}
+
+}  // namespace
+}  // namespace veltra::host

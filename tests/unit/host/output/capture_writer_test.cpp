@@ -1,0 +1,297 @@
+#include "host/output/capture_writer.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/output/exported_pdu.h"
+#include "host/output/pcapng_blocks.h"
+#include "tests/support/temp_directory.h"
+#include "tests/unit/host/output/capture_reader.h"
+#include "tests/unit/host/output/file_content.h"
+
+namespace veltra::host {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class capture_writer_test : public testing::Test {
+ protected:
+  void put(std::string_view layer, std::string_view payload, std::uint64_t time = 0) {
+    writer_->consume(
+        {.sequence = 1,
+         .time = time,
+         .layer = layer,
+         .category = "network",
+         .metadata = "{}",
+         .payload = {reinterpret_cast<const std::uint8_t*>(payload.data()), payload.size()}});
+  }
+
+  // Closes the capture and returns its bytes.
+  std::string written() {
+    writer_->finish();
+    file_->commit();
+    return content(path_);
+  }
+
+  test_support::temp_directory directory_;
+  std::filesystem::path path_ = directory_.path() / "out.pcapng";
+  std::optional<output_file> file_{std::in_place, path_, output_file::access::random};
+  std::optional<capture_writer> writer_{std::in_place, *file_, capture_writer::settings{}};
+};
+
+std::vector<std::string> interfaces(const std::vector<captured_packet>& packets) {
+  std::vector<std::string> names;
+  for (const captured_packet& packet : packets) names.push_back(packet.interface);
+  return names;
+}
+
+std::string pdu(std::string_view dissector, direction way, std::string_view payload) {
+  return exported_pdu_header(dissector, way) + std::string(payload);
+}
+
+TEST_F(capture_writer_test, a_capture_without_packets_is_a_section_header) {
+  const auto blocks = read_blocks(written());
+  ASSERT_EQ(blocks.size(), 1U);
+  EXPECT_EQ(blocks[0].type, pcapng::section_header_type);
+  auto options = blocks[0].options(16);
+  EXPECT_EQ(options[2], "LTE modem trace");
+  EXPECT_THAT(options[4], testing::StartsWith("veltra "));
+}
+
+TEST_F(capture_writer_test, each_kind_has_an_interface_of_its_own) {
+  for (const char* layer : {"at", "lte_rrc.dl_dcch", "ip", "nas-eps", "lte_rrc.pcch", "x", "ip"}) {
+    put(layer, "E");
+  }
+  const auto packets = read_packets(written());
+  EXPECT_THAT(interfaces(packets), ElementsAre("at", "rrc", "ip", "nas", "rrc", "other", "ip"));
+  for (const captured_packet& packet : packets) {
+    EXPECT_EQ(packet.link_type, packet.interface == "ip" ? 101 : 252) << packet.interface;
+  }
+}
+
+TEST_F(capture_writer_test, ip_packets_are_written_as_they_are) {
+  put("ip", "E\x01\x02", 1'234'567'890'123'456'789);
+  const auto packets = read_packets(written());
+  ASSERT_EQ(packets.size(), 1U);
+  EXPECT_EQ(packets[0].data, "E\x01\x02");
+  EXPECT_EQ(packets[0].time, 1'234'567'890'123'456'789U);
+  EXPECT_EQ(packets[0].flags, 0U);
+}
+
+TEST_F(capture_writer_test, messages_carry_dissector_and_direction) {
+  put("lte_rrc.UL_DCCH.Message", "u");
+  put("lte_rrc.DL_DCCH.Message", "d");
+  put("nas-eps", "n");
+  const auto packets = read_packets(written());
+  ASSERT_EQ(packets.size(), 3U);
+  EXPECT_EQ(packets[0].data, pdu("lte_rrc.ul_dcch", direction::sent, "u"));
+  EXPECT_EQ(packets[0].flags, 2U);
+  EXPECT_EQ(packets[1].data, pdu("lte_rrc.dl_dcch", direction::received, "d"));
+  EXPECT_EQ(packets[1].flags, 1U);
+  EXPECT_EQ(packets[2].data, pdu("nas-eps", direction::unknown, "n"));
+  EXPECT_EQ(packets[2].flags, 0U);
+}
+
+TEST_F(capture_writer_test, an_at_text_is_told_as_command_answer_or_warning) {
+  for (const char* text :
+       {"AT+CFUN=1\r\n", "at", "aT", "OK", "A", "", "+CME ERROR: 3", "Dropped traces count: 7"}) {
+    put("at", text);
+  }
+  std::vector<std::string> comments;
+  for (const captured_packet& packet : read_packets(written())) {
+    comments.push_back(packet.comment);
+    EXPECT_EQ(packet.flags, 0U);
+    EXPECT_EQ(packet.data.substr(0, 12), pdu("at", direction::unknown, ""));
+  }
+  EXPECT_THAT(comments, ElementsAre("AT command", "AT command", "AT command", "AT answer",
+                                    "AT answer", "AT answer", "AT answer", "dropped traces"));
+}
+
+TEST_F(capture_writer_test, an_unknown_layer_shows_its_name_and_its_bytes) {
+  put("new-layer", "bytes");
+  const auto packets = read_packets(written());
+  ASSERT_EQ(packets.size(), 1U);
+  EXPECT_EQ(packets[0].data,
+            exported_pdu_header("data", direction::unknown, "new-layer") + "bytes");
+  EXPECT_EQ(packets[0].comment, "no dissector for layer new-layer");
+}
+
+TEST_F(capture_writer_test, a_layer_without_a_name_is_a_packet_too) {
+  put("", "bytes");
+  const auto packets = read_packets(written());
+  ASSERT_EQ(packets.size(), 1U);
+  EXPECT_EQ(packets[0].interface, "other");
+}
+
+TEST_F(capture_writer_test, an_empty_payload_is_a_packet_that_no_dissector_calls_malformed) {
+  put("ip", "");
+  put("nas-eps", "");
+  put("lte_rrc.pcch", "");
+  const auto packets = read_packets(written());
+  EXPECT_THAT(interfaces(packets), ElementsAre("other", "nas", "rrc"));
+  EXPECT_EQ(packets[0].data, exported_pdu_header("data", direction::unknown, "ip"));
+  EXPECT_EQ(packets[1].data, exported_pdu_header("data", direction::unknown, "nas-eps"));
+  EXPECT_EQ(packets[2].data, exported_pdu_header("data", direction::unknown, "lte_rrc.pcch"));
+  EXPECT_EQ(packets[0].comment, "no message of its layer");
+}
+
+TEST_F(capture_writer_test, an_ip_packet_of_no_known_version_is_data) {
+  put("ip", "\x60 six");
+  put("ip", "\x50 five");
+  const auto packets = read_packets(written());
+  EXPECT_THAT(interfaces(packets), ElementsAre("ip", "other"));
+  EXPECT_EQ(packets[0].data, "\x60 six");
+  EXPECT_EQ(packets[1].data, exported_pdu_header("data", direction::unknown, "ip") + "\x50 five");
+}
+
+TEST_F(capture_writer_test, raw_packets_are_passed_over) {
+  put("modem_trace", "raw");
+  EXPECT_EQ(read_blocks(written()).size(), 1U);
+}
+
+TEST_F(capture_writer_test, raw_packets_that_are_wanted_stand_in_their_place_as_data) {
+  writer_.emplace(file_.emplace(path_, output_file::access::random),
+                  capture_writer::settings{.with_raw_packets = true});
+  put("modem_trace", "first");
+  put("at", "OK", 20);
+  put("modem_trace", "second");
+  put("at", "OK", 30);
+  const auto packets = read_packets(written());
+  EXPECT_THAT(interfaces(packets), ElementsAre("raw", "at", "raw", "at"));
+  const std::string header = exported_pdu_header("data", direction::unknown, "modem_trace");
+  EXPECT_EQ(packets[0].data, header + "first");
+  EXPECT_EQ(packets[2].data, header + "second");
+  EXPECT_EQ(packets[0].comment, "");
+  EXPECT_EQ(packets[0].time, 0U);
+  EXPECT_EQ(packets[2].time, 20U) << "they have no time of their own";
+}
+
+TEST_F(capture_writer_test, a_raw_packet_that_is_too_large_is_several) {
+  writer_.emplace(file_.emplace(path_, output_file::access::random),
+                  capture_writer::settings{.with_raw_packets = true});
+  const std::string raw = std::string(262144, 'a') + std::string(262144, 'b');
+  put("modem_trace", raw);
+  const std::string header = exported_pdu_header("data", direction::unknown, "modem_trace");
+  std::string joined;
+  const auto packets = read_packets(written());
+  EXPECT_EQ(packets.size(), 3U);
+  for (const captured_packet& packet : packets) {
+    EXPECT_LE(packet.data.size(), 262144U);
+    EXPECT_EQ(packet.full_size, packet.data.size());
+    joined += packet.data.substr(header.size());
+  }
+  EXPECT_TRUE(joined == raw);
+  EXPECT_THAT(writer_->remarks(), IsEmpty());
+}
+
+TEST_F(capture_writer_test, a_packet_is_cut_at_what_wireshark_takes_and_told_so) {
+  put("ip", std::string(262144, 'E'));
+  EXPECT_THAT(writer_->remarks(), IsEmpty());
+  put("ip", std::string(262145, 'E'));
+  put("nas-eps", std::string(262144, 'n'));
+  const auto packets = read_packets(written());
+  ASSERT_EQ(packets.size(), 3U);
+  EXPECT_EQ(packets[0].data.size(), 262144U);
+  EXPECT_EQ(packets[1].data.size(), 262144U);
+  EXPECT_EQ(packets[1].full_size, 262145U);
+  EXPECT_EQ(packets[2].data.size(), 262144U);
+  EXPECT_EQ(packets[2].full_size,
+            262144U + exported_pdu_header("nas-eps", direction::unknown).size());
+  EXPECT_EQ(writer_->remarks(), "2 packets cut to 262144 bytes");
+}
+
+TEST_F(capture_writer_test, statistics_close_each_interface_with_its_losses) {
+  put("ip", "E", 10);
+  put("at", "OK", 30);
+  put("at", "Dropped traces count: 7", 20);
+  put("at", "Dropped traces count: 5", 25);
+  std::vector<capture_block> statistics;
+  for (const capture_block& block : read_blocks(written())) {
+    if (block.type == pcapng::interface_statistics_type) statistics.push_back(block);
+  }
+  ASSERT_EQ(statistics.size(), 2U);
+  const auto count = [](const capture_block& block, std::uint16_t option) {
+    return capture_block{0, block.options(12).at(option)}.u64(0);
+  };
+  EXPECT_EQ(statistics[0].u32(0), 0U);
+  EXPECT_EQ(count(statistics[0], 4), 1U);
+  EXPECT_EQ(count(statistics[0], 5), 0U);
+  EXPECT_EQ(statistics[1].u32(0), 1U);
+  EXPECT_EQ(count(statistics[1], 4), 3U);
+  EXPECT_EQ(count(statistics[1], 5), 12U);
+  for (const capture_block& block : statistics) {
+    EXPECT_EQ(std::uint64_t{block.u32(4)} << 32 | block.u32(8), 30U) << "the latest time";
+  }
+}
+
+TEST_F(capture_writer_test, secrets_stand_before_the_first_ip_packet_and_are_no_packets) {
+  put("at", "OK");
+  put("ip", "E");
+  put("handshake_randbytes", std::string(64, 'r'));
+  put("ip", "E");
+  put("session_master", std::string(48, 'm'));
+  const std::string file = written();
+  EXPECT_EQ(read_packets(file).size(), 3U);
+  std::string order;
+  for (const capture_block& block : read_blocks(file)) {
+    switch (block.type) {
+      case pcapng::section_header_type:
+        order += 'H';
+        break;
+      case pcapng::interface_description_type:
+        order += 'I';
+        break;
+      case pcapng::enhanced_packet_type:
+        order += 'P';
+        break;
+      case pcapng::interface_statistics_type:
+        order += 'S';
+        break;
+      case pcapng::decryption_secrets_type: {
+        order += 'K';
+        std::string line = "CLIENT_RANDOM ";
+        for (int i = 0; i < 32; ++i) line += "72";
+        line += ' ';
+        for (int i = 0; i < 48; ++i) line += "6d";
+        EXPECT_THAT(block.key_log(), testing::StartsWith(line + "\n"));
+        break;
+      }
+      default:
+        order += '?';
+    }
+  }
+  EXPECT_EQ(order, "HIPKIPPSS");
+  EXPECT_THAT(writer_->remarks(), IsEmpty());
+}
+
+TEST_F(capture_writer_test, secrets_without_ip_packets_are_kept) {
+  put("at", "OK");
+  put("handshake_randbytes", std::string(64, 'r'));
+  put("session_master", std::string(48, 'm'));
+  const auto blocks = read_blocks(written());
+  EXPECT_EQ(blocks.back().type, pcapng::decryption_secrets_type);
+}
+
+TEST_F(capture_writer_test, key_material_that_makes_no_secrets_is_kept_and_counted) {
+  put("handshake_randbytes", std::string(63, 'r'));
+  put("session_master", std::string(32, 'm'));
+  put("session_master", "");
+  put("session_master", std::string(48, 'm'));
+  const auto blocks = read_blocks(written());
+  ASSERT_EQ(blocks.size(), 2U);
+  EXPECT_THAT(blocks[1].key_log(),
+              testing::AllOf(testing::HasSubstr("# handshake_randbytes of a wrong size: 7272"),
+                             testing::HasSubstr("# session_master of a wrong size: 6d6d"),
+                             testing::HasSubstr("# session_master without a handshake: 6d6d")));
+  EXPECT_EQ(writer_->remarks(),
+            "3 TLS key traces of a wrong size, 1 TLS master secret without a handshake (kept as "
+            "comments with the TLS secrets)");
+}
+
+}  // namespace
+}  // namespace veltra::host
