@@ -42,6 +42,10 @@ int seek_file(std::FILE* file, std::uint64_t offset);
 // there, so that it survives a loss of power. Returns 0, or -1 with errno set.
 int sync_file(std::FILE* file);
 
+// Makes sure that a name given or taken in the directory `path` survives a loss of
+// power. Best effort: not every file system has the notion. Empty: the working directory.
+void sync_directory(const std::filesystem::path& path);
+
 // Gives `from` the name `to`; a file of that name is replaced in one step (rename(2)).
 // Where a file that somebody has open cannot be replaced, as on Windows, waits a second
 // for it. Returns the failure, in the system's category.

@@ -1,5 +1,6 @@
 #include "platform/file.h"
 
+#include <fcntl.h>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -40,6 +41,14 @@ int seek_file(std::FILE* file, std::uint64_t offset) {
 
 int sync_file(std::FILE* file) {
   return std::fflush(file) == 0 && fsync(fileno(file)) == 0 ? 0 : -1;
+}
+
+void sync_directory(const std::filesystem::path& path) {
+  const int directory =
+      open(path.empty() ? "." : path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (directory < 0) return;
+  fsync(directory);
+  close(directory);
 }
 
 std::error_code replace_file(const std::filesystem::path& from, const std::filesystem::path& to) {

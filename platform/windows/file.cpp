@@ -102,6 +102,9 @@ int sync_file(std::FILE* file) {
   return std::fflush(file) == 0 && _commit(_fileno(file)) == 0 ? 0 : -1;
 }
 
+// The system writes its names through by itself.
+void sync_directory(const std::filesystem::path& /*path*/) {}
+
 std::error_code replace_file(const std::filesystem::path& from, const std::filesystem::path& to) {
   constexpr DWORD interval = 10;  // milliseconds
   for (int tries = 100;; --tries) {

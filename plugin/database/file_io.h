@@ -1,13 +1,13 @@
 // file_io.h - whole files in and out, such that no file is ever half written.
 #pragma once
 
-#include <cstddef>
-#include <cstdio>
 #include <filesystem>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <system_error>
+
+#include "base/atomic_file.h"
 
 namespace veltra {
 
@@ -23,29 +23,6 @@ class file_error : public std::runtime_error {
   std::error_code reason_;
 };
 
-// What write_file() asks of the system; the members do just that. Tests put
-// failures in their place.
-class file_operations {
- public:
-  virtual ~file_operations() = default;
-
-  // A new or emptied file, in binary mode. Null, with errno set, on failure.
-  virtual std::FILE* create(const std::filesystem::path& path);
-  // The count of bytes taken; fewer than `size`, with errno set, on failure.
-  virtual std::size_t write(std::FILE* file, const char* bytes, std::size_t size);
-  // 0 once everything is on the device, otherwise -1 with errno set.
-  virtual int sync(std::FILE* file);
-  // 0, otherwise EOF with errno set; the file is closed in both cases.
-  virtual int close(std::FILE* file);
-  // Gives `from` the name `to`, in place of a file of that name.
-  virtual std::error_code replace(const std::filesystem::path& from,
-                                  const std::filesystem::path& to);
-  virtual void remove(const std::filesystem::path& path);
-};
-
-// The operations as the system has them. Lives as long as the program.
-file_operations& system_file_operations();
-
 // True if there is a file or directory. Throws std::filesystem::filesystem_error
 // naming "exists" if that cannot be told: the standard library's own texts differ
 // from one platform to the next.
@@ -55,15 +32,9 @@ bool path_exists(const std::filesystem::path& path);
 // it cannot be opened or read to its end.
 std::string read_file(const std::filesystem::path& path);
 
-// Makes `bytes` the content of the file `path`, new or in place of what it held.
-// The bytes go to a file beside it, to the device, and only then to that name: a
-// full device, a lost process or a loss of power leaves the old content or the
-// new one, whole. A file that a lost process left beside is removed by a later
-// write into the same directory, once it is an hour old.
-//
-// A symbolic link stays, and what it points to is replaced, or made if it does not
-// exist; links that lead round in a circle are refused. A file that may not be
-// written is not replaced either; permissions stay as they were.
+// Makes `bytes` the content of the file `path`, new or in place of what it held, as
+// an atomic_file. What a lost process left of an earlier attempt is removed once it is
+// an hour old.
 //
 // Throws file_error "unable to open file to write: " + path when any step fails.
 void write_file(const std::filesystem::path& path, std::string_view bytes,

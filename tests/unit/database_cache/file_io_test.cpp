@@ -156,14 +156,14 @@ TEST_F(file_io_test, the_first_of_several_failures_is_the_reason) {
 }
 
 TEST_F(file_io_test, what_a_lost_process_left_is_removed_after_an_hour) {
-  const auto old = directory_.write("veltra-0123456789abcdef.part", "half");
-  const auto recent = directory_.write("veltra-0123456789abcde0.part", "half");
+  const auto old = directory_.write("config.json.0123abcd.part", "half");
+  const auto recent = directory_.write("config.json.0123abce.part", "half");
   const auto now = fs::file_time_type::clock::now();
   fs::last_write_time(old, now - std::chrono::minutes(61));
   fs::last_write_time(recent, now - std::chrono::minutes(59));
   write_file(file_, "new");
   EXPECT_THAT(names_in(directory_.path()),
-              ElementsAre("config.json", "veltra-0123456789abcde0.part"));
+              ElementsAre("config.json", "config.json.0123abce.part"));
 }
 
 TEST_F(file_io_test, what_a_write_has_left_is_known_for_it_later) {
@@ -182,12 +182,12 @@ TEST_F(file_io_test, what_a_write_has_left_is_known_for_it_later) {
 TEST_F(file_io_test, a_file_that_is_only_called_alike_is_somebodys_own) {
   const std::vector<std::string> names = {
       "notes.part",
-      "veltra-.part",
-      "veltra-0123456789abcde.part",
-      "veltra-0123456789abcdeg.part",
-      "veltra-0123456789abcdef.part.part",
-      "veltra-0123456789abcdef0.part",
-      "veltra-engine-brackets-1.part",
+      "config.json.part",
+      "config.json.0123abc.part",
+      "config.json.0123abcg.part",
+      "config.json.0123abcd.part.part",
+      "config.json.0123abcd0.part",
+      "fw.json.0123abcd.part",
   };
   for (const std::string& name : names) {
     fs::last_write_time(directory_.write(name, "mine"),
