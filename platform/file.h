@@ -23,6 +23,7 @@ bool is_absolute_path(const std::filesystem::path& path);
 enum class open_mode {
   read,     // an existing file, from its start
   replace,  // a new or emptied file, for writing and reading back
+  create,   // a new file, for writing; fails with EEXIST if there is one
   write,    // for writing only, as devices and pipes want it
 };
 

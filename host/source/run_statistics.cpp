@@ -1,6 +1,6 @@
 #include "host/source/run_statistics.h"
 
-#include "host/source/dropped_traces.h"
+#include "host/source/packet.h"
 #include "implementation/json.h"
 
 namespace veltra::host {

@@ -25,6 +25,8 @@ std::FILE* open_file(const std::filesystem::path& path, open_mode mode) {
       return std::fopen(path.c_str(), "rbe");
     case open_mode::write:
       return std::fopen(path.c_str(), "wbe");
+    case open_mode::create:
+      return std::fopen(path.c_str(), "wbxe");
     case open_mode::replace:
       break;
   }

@@ -43,6 +43,8 @@ mode_flags flags_of(open_mode mode) {
       return {_O_RDONLY, L"rb"};
     case open_mode::write:
       return {_O_WRONLY | _O_CREAT | _O_TRUNC, L"wb"};
+    case open_mode::create:
+      return {_O_WRONLY | _O_CREAT | _O_EXCL, L"wb"};
     case open_mode::replace:
       break;
   }

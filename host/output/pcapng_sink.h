@@ -1,4 +1,4 @@
-// capture_writer.h - decoded packets into a pcapng capture (docs/capture-format.md).
+// pcapng_sink.h - packets as a pcapng capture (docs/capture-format.md).
 #pragma once
 
 #include <array>
@@ -6,40 +6,32 @@
 #include <cstdint>
 #include <functional>
 #include <map>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 
+#include "host/output/block_stream.h"
 #include "host/output/dissector_names.h"
-#include "host/output/packet_consumer.h"
-#include "host/output/secrets_place.h"
+#include "host/output/file_sink.h"
 #include "host/output/tls_key_log.h"
-#include "host/output/output_file.h"
 
 namespace veltra::host {
 
 // Writes IP packets as they are and every other layer as an exported PDU, which
 // Wireshark dissects without a plug-in; TLS key material becomes the capture's
-// decryption secrets. Raw packets are passed over unless they are asked for. One
-// thread.
-class capture_writer : public packet_consumer {
+// decryption secrets. Raw packets are passed over unless they are asked for.
+class pcapng_sink : public file_sink {
  public:
   struct settings {
     bool with_raw_packets = false;
-    bool streamed = false;  // read while it is written
+    bool is_live = false;  // packets come as the modem sends them
   };
 
-  // `file` must outlive the writer, and have random access unless it is streamed.
-  capture_writer(output_file& file, settings how);
+  pcapng_sink(std::filesystem::path path, settings settings);
 
-  void consume(const packet& packet) override;
-  void finish() override;
-  void finish_without_room() override;
+  void write(const packet& packet) override;
+  void mark_missed(std::uint64_t count) override;
   bool flush() override;
-
-  // Packets that had to be cut, and key material that makes no secrets.
-  std::string remarks() const override;
 
  private:
   static constexpr std::size_t kinds = 6;
@@ -58,19 +50,25 @@ class capture_writer : public packet_consumer {
     std::uint64_t dropped = 0;
   };
 
+  void write_header() override;
+  void write_trailer() override;
+  // Packets that had to be cut, and key material that makes no secrets.
+  std::string packet_remarks() const override;
+
   void put_raw(const packet& packet);
   bool put_key_material(const packet& packet);
   void put_message(const packet& packet);
   const layer_format& format_of(std::string_view layer);
   interface& interface_of(packet_kind kind);
 
-  const bool with_raw_packets_;
+  const settings settings_;
   std::map<std::string, layer_format, std::less<>> formats_;
   std::array<std::optional<interface>, kinds> interfaces_;
   std::uint32_t interface_count_ = 0;
   std::uint64_t last_time_ = 0;
+  std::uint64_t missed_ = 0;  // before the next packet
   tls_key_log key_log_;
-  const std::unique_ptr<secrets_place> blocks_;
+  std::optional<block_stream> block_stream_;
   std::uint64_t cut_packets_ = 0;
   std::string block_;  // kept between packets to save its allocation
 };

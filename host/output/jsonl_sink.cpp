@@ -1,18 +1,19 @@
-#include "host/output/jsonl_writer.h"
+#include "host/output/jsonl_sink.h"
 
 #include <fmt/format.h>
 
 #include <iterator>
+#include <utility>
 
 #include "host/output/hex.h"
 #include "implementation/json.h"
 
 namespace veltra::host {
 
-jsonl_writer::jsonl_writer(output_file& file, bool with_raw_packets)
-    : file_(file), with_raw_packets_(with_raw_packets) {}
+jsonl_sink::jsonl_sink(std::filesystem::path path, bool with_raw_packets)
+    : file_sink(std::move(path)), with_raw_packets_(with_raw_packets) {}
 
-void jsonl_writer::consume(const packet& packet) {
+void jsonl_sink::write(const packet& packet) {
   if (is_raw(packet) && !with_raw_packets_) return;
   line_.clear();
   fmt::format_to(std::back_inserter(line_),
@@ -22,15 +23,19 @@ void jsonl_writer::consume(const packet& packet) {
   line_ += R"(","metadata":)";
   line_ += packet.metadata.empty() ? "{}" : packet.metadata;
   line_ += "}\n";
-  file_.write(line_);
+  file().write(line_);
 }
 
-bool jsonl_writer::flush() {
-  file_.flush();
+void jsonl_sink::mark_missed(std::uint64_t count) {
+  file().write(fmt::format("{{\"kind\":\"missed\",\"count\":{}}}\n", count));
+}
+
+bool jsonl_sink::flush() {
+  file().flush();
   return false;
 }
 
-const std::string& jsonl_writer::quoted(std::string_view text) {
+const std::string& jsonl_sink::quoted(std::string_view text) {
   if (const auto known = quoted_.find(text); known != quoted_.end()) return known->second;
   using kovax::json;
   // What is not UTF-8 shows as replacement characters.

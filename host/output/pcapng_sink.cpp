@@ -1,4 +1,4 @@
-#include "host/output/capture_writer.h"
+#include "host/output/pcapng_sink.h"
 
 #include <fmt/format.h>
 
@@ -6,18 +6,15 @@
 #include <iterator>
 #include <utility>
 
-#include "host/source/dropped_traces.h"
 #include "host/output/exported_pdu.h"
 #include "host/output/pcapng_blocks.h"
-#include "host/output/secret_slots.h"
-#include "host/output/streamed_secrets.h"
 
 namespace veltra::host {
 
 namespace {
 
 // Wireshark refuses packets with more bytes than this.
-constexpr std::size_t largest_packet = 262144;
+constexpr std::size_t max_packet = 262144;
 
 constexpr std::string_view randbytes_layer = "handshake_randbytes";
 constexpr std::string_view master_layer = "session_master";
@@ -60,41 +57,48 @@ bool is_dissectable(packet_kind kind, std::span<const std::uint8_t> payload) {
   return true;
 }
 
-std::unique_ptr<secrets_place> make_place(output_file& file, tls_key_log& key_log, bool streamed) {
-  if (streamed) return std::make_unique<streamed_secrets>(file, key_log);
-  return std::make_unique<secret_slots>(file, key_log);
+std::string describe_gap(std::uint64_t missed) {
+  if (missed == 0) return {};
+  return fmt::format("{} packet{} before this one {} missed: the reader was too slow", missed,
+                     missed == 1 ? "" : "s", missed == 1 ? "was" : "were");
 }
 
 }  // namespace
 
-capture_writer::capture_writer(output_file& file, settings how)
-    : with_raw_packets_(how.with_raw_packets), blocks_(make_place(file, key_log_, how.streamed)) {
+pcapng_sink::pcapng_sink(std::filesystem::path path, settings settings)
+    : file_sink(std::move(path)), settings_(settings) {}
+
+void pcapng_sink::write_header() {
+  block_stream_.emplace(file(), key_log_,
+                        is_stream()         ? block_stream::for_stream
+                        : settings_.is_live ? block_stream::for_live_file
+                                            : block_stream::for_file);
   pcapng::append_section_header(block_, "LTE modem trace", "veltra " VELTRA_VERSION);
-  blocks_->write(block_);
+  block_stream_->write(block_);
 }
 
-void capture_writer::consume(const packet& packet) {
+void pcapng_sink::write(const packet& packet) {
   if (is_raw(packet)) {
-    if (with_raw_packets_) put_raw(packet);
+    if (settings_.with_raw_packets) put_raw(packet);
   } else if (!put_key_material(packet)) {
     put_message(packet);
   }
 }
 
-bool capture_writer::put_key_material(const packet& packet) {
+bool pcapng_sink::put_key_material(const packet& packet) {
   if (packet.layer == randbytes_layer) {
     key_log_.add_randbytes(packet.payload);
-    blocks_->random_bytes_came();
+    block_stream_->random_bytes_came();
   } else if (packet.layer == master_layer) {
     key_log_.add_session_master(packet.payload);
-    blocks_->master_came();
+    block_stream_->master_came();
   } else {
     return false;
   }
   return true;
 }
 
-void capture_writer::put_raw(const packet& packet) {
+void pcapng_sink::put_raw(const packet& packet) {
   const layer_format& format = format_of(raw_layer);
   interface& on = interface_of(packet_kind::raw);
   // A stream has no packets of its own, so that nothing need be cut. It has no time
@@ -104,23 +108,23 @@ void capture_writer::put_raw(const packet& packet) {
   block.time = last_time_;
   block.header = format.header;
   for (auto rest = packet.payload; !rest.empty(); rest = rest.subspan(block.payload.size())) {
-    block.payload = rest.first(std::min(rest.size(), largest_packet - block.header.size()));
+    block.payload = rest.first(std::min(rest.size(), max_packet - block.header.size()));
     block.full_payload_size = block.payload.size();
     block_.clear();
     pcapng::append_packet(block_, block);
-    blocks_->write(block_);
+    block_stream_->write(block_);
     ++on.received;
   }
 }
 
-void capture_writer::put_message(const packet& packet) {
+void pcapng_sink::put_message(const packet& packet) {
   const layer_format& format = format_of(packet.layer);
   const bool dissectable = is_dissectable(format.kind, packet.payload);
   const std::string& header = dissectable ? format.header : format.data_header;
   // Without a header there would be no telling on the interface for IP.
   const packet_kind kind =
       format.kind == packet_kind::ip && !dissectable ? packet_kind::other : format.kind;
-  if (kind == packet_kind::ip) blocks_->before_ip_packet(packet.payload);
+  if (kind == packet_kind::ip) block_stream_->before_ip_packet(packet.payload);
   interface& on = interface_of(kind);
   ++on.received;
   const std::optional<std::uint64_t> dropped = dropped_traces(packet);
@@ -132,7 +136,7 @@ void capture_writer::put_message(const packet& packet) {
   block.time = packet.time;
   block.header = header;
   block.payload =
-      packet.payload.first(std::min(packet.payload.size(), largest_packet - header.size()));
+      packet.payload.first(std::min(packet.payload.size(), max_packet - header.size()));
   block.full_payload_size = packet.payload.size();
   if (block.payload.size() < packet.payload.size()) ++cut_packets_;
   block.way = format.way;
@@ -143,29 +147,32 @@ void capture_writer::put_message(const packet& packet) {
                     : is_at_command(as_text(packet.payload)) ? "AT command"
                                                              : "AT answer";
   }
+  on.dropped += missed_;
+  const std::string gap = describe_gap(std::exchange(missed_, 0));
+  if (!gap.empty()) block.comment = gap;
   block_.clear();
   pcapng::append_packet(block_, block);
-  blocks_->write(block_);
+  block_stream_->write(block_);
 }
 
-void capture_writer::finish() {
+void pcapng_sink::mark_missed(std::uint64_t count) {
+  missed_ += count;
+}
+
+void pcapng_sink::write_trailer() {
   block_.clear();
   for (const std::optional<interface>& on : interfaces_) {
     if (on) pcapng::append_statistics(block_, on->number, last_time_, on->received, on->dropped);
   }
-  blocks_->write(block_);
-  blocks_->finish();
+  block_stream_->write(block_);
+  block_stream_->finish();
 }
 
-void capture_writer::finish_without_room() {
-  blocks_->finish_without_room();
+bool pcapng_sink::flush() {
+  return block_stream_->flush(std::chrono::steady_clock::now());
 }
 
-bool capture_writer::flush() {
-  return blocks_->flush();
-}
-
-std::string capture_writer::remarks() const {
+std::string pcapng_sink::packet_remarks() const {
   std::string text;
   const auto add = [&text](std::uint64_t count, std::string_view thing, std::string_view why) {
     if (count == 0) return;
@@ -176,11 +183,11 @@ std::string capture_writer::remarks() const {
   add(key_log_.unused_masters(), "TLS master secret", "without a handshake");
   add(key_log_.lone_handshakes(), "TLS handshake", "without a master secret");
   if (!text.empty()) text += " (kept as comments with the TLS secrets)";
-  add(cut_packets_, "packet", fmt::format("cut to {} bytes", largest_packet));
+  add(cut_packets_, "packet", fmt::format("cut to {} bytes", max_packet));
   return text;
 }
 
-const capture_writer::layer_format& capture_writer::format_of(std::string_view layer) {
+const pcapng_sink::layer_format& pcapng_sink::format_of(std::string_view layer) {
   if (const auto known = formats_.find(layer); known != formats_.end()) return known->second;
   layer_format format{packet_kind::other, direction::unknown, {}, {}, {}};
   format.data_header = exported_pdu_header("data", direction::unknown, layer);
@@ -197,7 +204,7 @@ const capture_writer::layer_format& capture_writer::format_of(std::string_view l
   return formats_.emplace(layer, std::move(format)).first->second;
 }
 
-capture_writer::interface& capture_writer::interface_of(packet_kind kind) {
+pcapng_sink::interface& pcapng_sink::interface_of(packet_kind kind) {
   const auto index = static_cast<std::size_t>(kind);
   std::optional<interface>& found = interfaces_[index];
   if (!found) {
@@ -206,7 +213,7 @@ capture_writer::interface& capture_writer::interface_of(packet_kind kind) {
     pcapng::append_interface(
         block_, kind == packet_kind::ip ? pcapng::link_type_raw_ip : pcapng::link_type_exported_pdu,
         descriptions[index].name, descriptions[index].description);
-    blocks_->write(block_);
+    block_stream_->write(block_);
   }
   return *found;
 }

@@ -1,0 +1,44 @@
+// file_sink.h - what the sinks for packets share: an output_file from begin() to its name.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+
+#include "host/output/output_file.h"
+#include "host/output/sink.h"
+
+namespace veltra::host {
+
+class file_sink : public sink {
+ public:
+  void begin() final;
+  void finish() final;
+  bool salvage() final;
+  void limit_writes() noexcept final;
+  bool is_stream() const final { return is_stream_; }
+  std::string name() const final;
+  std::string remarks() const final;
+
+ protected:
+  // "-" is standard output.
+  explicit file_sink(std::filesystem::path path);
+
+  output_file& file() { return *file_; }  // from begin() on
+
+  // What precedes the first packet, and what follows the last.
+  virtual void write_header() {}
+  virtual void write_trailer() {}
+  // Words for the summary about the packets.
+  virtual std::string packet_remarks() const { return {}; }
+
+ private:
+  bool save_whole_records();
+
+  std::filesystem::path path_;
+  const bool is_stream_;
+  std::optional<output_file> file_;
+  bool is_cut_ = false;  // the last records could not be written
+};
+
+}  // namespace veltra::host

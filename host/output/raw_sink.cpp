@@ -1,0 +1,111 @@
+#include "host/output/raw_sink.h"
+
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <fstream>
+#include <system_error>
+#include <utility>
+
+#include "host/output/output_failure.h"
+#include "host/output/output_file.h"
+#include "platform/file.h"
+
+namespace veltra::host {
+
+namespace {
+
+constexpr std::string_view operation = "cannot write the raw trace";
+
+}  // namespace
+
+raw_sink::raw_sink(std::filesystem::path path, bool may_overwrite,
+                   std::chrono::milliseconds patience)
+    : path_(std::move(path)),
+      is_stream_(output_file::is_stream(path_)),
+      may_overwrite_(may_overwrite),
+      stream_(patience) {
+  check_output_place(operation, path_);
+  if (!is_stream_) check_file();
+}
+
+// Changes nothing, so that hours of silence are not for nothing.
+void raw_sink::check_file() const {
+  std::error_code ignored;
+  const auto there = std::filesystem::status(path_, ignored).type();
+  const bool is_new = there == std::filesystem::file_type::not_found;
+  if (!is_new && !may_overwrite_) {
+    throw user_error(exit_code::usage,
+                     fmt::format("{} exists; give another name for the raw trace, or replace the "
+                                 "file with --overwrite.",
+                                 name()));
+  }
+  if (!is_new && there != std::filesystem::file_type::regular) return;
+  errno = 0;
+  const bool opens = std::ofstream(path_, std::ios::binary | std::ios::app).is_open();
+  const int error = errno;
+  if (is_new) std::filesystem::remove(path_, ignored);
+  if (!opens) fail(error);
+}
+
+void raw_sink::begin() {
+  if (is_stream_) open();
+}
+
+void raw_sink::open() {
+  using platform::open_mode;
+  if (path_ == "-") {
+    platform::set_binary_mode(stdout);
+    file_.reset(stdout);
+  } else {
+    const bool is_replaced = is_stream_ || may_overwrite_;
+    file_.reset(
+        platform::open_file(path_, is_replaced ? open_mode::replace : open_mode::create));
+  }
+  if (!file_) fail(errno);
+  // A packet is in the file when write() returns, not when some buffer is full.
+  std::setvbuf(file_.get(), nullptr, _IONBF, 0);
+}
+
+void raw_sink::write(const packet& packet) {
+  if (!is_raw(packet)) return;
+  if (!file_) open();
+  if (const int error =
+          put({reinterpret_cast<const char*>(packet.payload.data()), packet.payload.size()})) {
+    fail(error);
+  }
+  bytes_ += packet.payload.size();
+}
+
+int raw_sink::put(std::string_view bytes) {
+  if (is_stream_) return stream_.write(file_.get(), bytes);
+  return std::fwrite(bytes.data(), 1, bytes.size(), file_.get()) == bytes.size() ? 0 : errno;
+}
+
+void raw_sink::finish() {
+  if (!file_) return;
+  std::FILE* const file = file_.release();
+  if ((file == stdout ? std::fflush(file) : std::fclose(file)) != 0) fail(errno);
+}
+
+bool raw_sink::salvage() {
+  file_.reset();
+  return bytes_ != 0;
+}
+
+std::string raw_sink::name() const {
+  return output_name(path_);
+}
+
+std::string raw_sink::remarks() const {
+  if (missed_ == 0) return {};
+  return fmt::format("{} chunk{} missed: the reader was too slow", missed_,
+                     missed_ == 1 ? "" : "s");
+}
+
+void raw_sink::fail(int error) const {
+  if (path_ == "-") throw output_failure("cannot write the raw trace to", path_, error);
+  throw file_failure(operation, path_, error);
+}
+
+}  // namespace veltra::host

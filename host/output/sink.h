@@ -1,0 +1,62 @@
+// sink.h - what takes the packets of a run.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "host/source/packet.h"
+
+namespace veltra::host {
+
+// An output of a run: begin(), then write() for every packet in order, flush() now and
+// then, finish() once. One thread at a time, except for limit_writes(). Failures are
+// user_errors; after one only salvage(), the descriptions and destruction follow. A sink
+// that is not finished or salvaged leaves nothing under its name, unless it says
+// otherwise.
+class sink {
+ public:
+  sink() = default;
+  sink(const sink&) = delete;
+  sink& operator=(const sink&) = delete;
+  virtual ~sink() = default;
+
+  // Opens the output and writes what precedes the first packet; a reader of a stream
+  // gets it now, since the first packet may be hours away.
+  virtual void begin() = 0;
+
+  // One packet, raw or decoded. Its views end with the call.
+  virtual void write(const packet& packet) = 0;
+
+  // `count` packets before the next one did not get here: marks the gap.
+  virtual void mark_missed(std::uint64_t count) = 0;
+
+  // Hands on everything that is not held back on purpose. Returns true while something
+  // is, so that it has to be asked again.
+  virtual bool flush() = 0;
+
+  // Completes the output and gives it its name.
+  virtual void finish() = 0;
+
+  // After a failure: completes the output with the whole records in it, under another
+  // name if its own cannot be had. Returns false if that is not possible.
+  virtual bool salvage() = 0;
+
+  // Somebody waits for the end: a reader that stalls is a failure soon, see output_file.
+  // Any thread.
+  virtual void limit_writes() noexcept = 0;
+
+  // True if packets' metadata is written; otherwise nobody need copy it.
+  virtual bool wants_metadata() const { return false; }
+
+  // True if the output is read while it is written, and cannot be taken back.
+  virtual bool is_stream() const = 0;
+
+  // Where the output is, for a person to read.
+  virtual std::string name() const = 0;
+
+  // What did not become what it should be in the output, for the summary; empty if
+  // nothing. After finish() or salvage().
+  virtual std::string remarks() const { return {}; }
+};
+
+}  // namespace veltra::host

@@ -1,0 +1,142 @@
+#include "host/run/queued_sink.h"
+
+#include <utility>
+
+namespace veltra::host {
+
+namespace {
+
+// A batch gathers for this long, so that packets that come together cost one wake-up.
+constexpr std::chrono::milliseconds gathering{1};
+
+std::string_view take(std::string_view& bytes, std::size_t size) {
+  const std::string_view taken = bytes.substr(0, size);
+  bytes.remove_prefix(size);
+  return taken;
+}
+
+}  // namespace
+
+void queued_sink::batch::append(const packet& packet, bool with_metadata,
+                                std::uint64_t missed_before) {
+  const std::string_view metadata = with_metadata ? packet.metadata : std::string_view();
+  entries.push_back({.values = {.sequence = packet.sequence, .time = packet.time},
+                     .missed_before = missed_before,
+                     .layer_size = packet.layer.size(),
+                     .category_size = packet.category.size(),
+                     .metadata_size = metadata.size(),
+                     .payload_size = packet.payload.size()});
+  bytes.append(packet.layer).append(packet.category).append(metadata);
+  bytes.append(reinterpret_cast<const char*>(packet.payload.data()), packet.payload.size());
+}
+
+void queued_sink::batch::clear() {
+  entries.clear();
+  bytes.clear();
+}
+
+queued_sink::queued_sink(sink& to, when_full policy, std::size_t max_bytes)
+    : to_(to), policy_(policy), max_bytes_(max_bytes), with_metadata_(to.wants_metadata()) {}
+
+queued_sink::~queued_sink() {
+  finish();
+}
+
+void queued_sink::start() {
+  thread_ = std::thread([this] { write_until_finished(); });
+}
+
+void queued_sink::push(const packet& packet) {
+  std::unique_lock lock(mutex_);
+  if (filling_.size() >= max_bytes_) {
+    if (policy_ == when_full::drop) {
+      ++missed_;
+      ++missed_in_all_;
+      return;
+    }
+    has_room_.wait(lock, [this] { return filling_.size() < max_bytes_ || failure_; });
+  }
+  if (failure_) return;
+  filling_.append(packet, with_metadata_, std::exchange(missed_, 0));
+  if (is_idle_) changed_.notify_one();
+}
+
+void queued_sink::tick() {
+  const std::lock_guard lock(mutex_);
+  is_due_ = true;
+  changed_.notify_one();
+}
+
+void queued_sink::finish() {
+  {
+    const std::lock_guard lock(mutex_);
+    is_finished_ = true;
+    changed_.notify_one();
+  }
+  if (thread_.joinable()) thread_.join();
+}
+
+std::exception_ptr queued_sink::failure() const {
+  const std::lock_guard lock(mutex_);
+  return failure_;
+}
+
+bool queued_sink::has_work() const {
+  const std::lock_guard lock(mutex_);
+  return !is_idle_ && !failure_;
+}
+
+std::uint64_t queued_sink::missed() const {
+  const std::lock_guard lock(mutex_);
+  return missed_in_all_;
+}
+
+void queued_sink::write_until_finished() {
+  try {
+    while (take_batch()) {
+      write_batch();
+      if (policy_ == when_full::drop) holds_back_ = to_.flush();
+    }
+    if (missed_ != 0) to_.mark_missed(missed_);
+  } catch (...) {
+    const std::lock_guard lock(mutex_);
+    failure_ = std::current_exception();
+    has_failed_ = true;
+    filling_.clear();
+    has_room_.notify_one();
+  }
+}
+
+// Waits for work; false when everything is written and no more will come.
+bool queued_sink::take_batch() {
+  std::unique_lock lock(mutex_);
+  is_idle_ = true;
+  changed_.wait(lock, [this] {
+    return is_finished_ || !filling_.entries.empty() || (is_due_ && holds_back_);
+  });
+  if (policy_ == when_full::drop && !is_finished_) {
+    changed_.wait_for(lock, gathering, [this] { return is_finished_; });
+  }
+  is_idle_ = is_due_ = false;
+  std::swap(filling_, writing_);
+  has_room_.notify_one();
+  return !is_finished_ || !writing_.entries.empty();
+}
+
+void queued_sink::write_batch() {
+  std::string_view bytes = writing_.bytes;
+  for (entry& each : writing_.entries) {
+    packet& packet = each.values;
+    packet.layer = take(bytes, each.layer_size);
+    packet.category = take(bytes, each.category_size);
+    packet.metadata = take(bytes, each.metadata_size);
+    const std::string_view payload = take(bytes, each.payload_size);
+    packet.payload = {reinterpret_cast<const std::uint8_t*>(payload.data()), payload.size()};
+    if (each.missed_before != 0) to_.mark_missed(each.missed_before);
+    to_.write(packet);
+    written_.fetch_add(1, std::memory_order_relaxed);
+  }
+  writing_.clear();
+}
+
+}  // namespace veltra::host
