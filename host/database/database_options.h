@@ -7,11 +7,6 @@
 
 #include "implementation/json.h"
 
-namespace CLI {
-class App;
-class Option;
-}  // namespace CLI
-
 namespace veltra::host {
 
 // Which trace database decodes: one that is named, or one that is found in a
@@ -24,10 +19,6 @@ struct database_options {
   std::optional<std::string> proxy;    // empty: none, whatever the environment says
   bool update = false;                 // fetch the catalogue
 };
-
-// Adds the options that say where a cache is kept from. They need the option
-// `cache`, if there is one. `options` must outlive the parsing.
-void add_catalogue_options(CLI::App& command, database_options& options, CLI::Option* cache);
 
 // The cache's options as the plug-in's parameter "auto_detect_db_config".
 kovax::json cache_parameters(const database_options& options);

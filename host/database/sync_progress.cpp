@@ -5,7 +5,7 @@
 #include <string_view>
 #include <utility>
 
-#include "host/terminal_line.h"
+#include "host/console.h"
 #include "platform/file.h"
 
 namespace veltra::host {
@@ -25,7 +25,7 @@ void sync_progress::take(std::int32_t /*level*/, std::string_view message) {
   if (message == "Trying to download database config.json") {
     begin_line("config.json", "fetched");
   } else if (split_message(message, catalogue_not_fetched, rest)) {
-    outcome_ = fmt::format("{}{}", not_fetched, without_controls(reason_of(rest)));
+    outcome_ = fmt::format("{}{}", not_fetched, sanitize(reason_of(rest)));
   } else if (message == "check if config.json is up-to-date") {
     outcome_ = "up to date";
   } else if (message == "write new config.json") {
@@ -49,7 +49,7 @@ void sync_progress::finish(bool failed) {
 
 void sync_progress::begin_line(const std::string& subject, const char* outcome) {
   finish(false);
-  show(fmt::format("{}: ", without_controls(subject)));
+  show(fmt::format("{}: ", sanitize(subject)));
   outcome_ = outcome;
 }
 

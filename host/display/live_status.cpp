@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "host/display/summary.h"
-#include "host/terminal_line.h"
+#include "host/console.h"
 
 namespace veltra::host {
 
@@ -54,22 +54,15 @@ void live_status::begin(time_point now) {
 
 void live_status::take(const packet& packet, time_point now) {
   statistics_.add(packet);
-  given_ = true;
-  given_at_ = now;
-  if (!is_raw(packet)) return;
-  // What was searched comes as one packet.
-  searched_ = 0;
-  arrived(now);
+  if (is_raw(packet)) arrived(now);
 }
 
-void live_status::taken(time_point now) {
-  given_ = stalled_ = false;
-  last_arrival_ += now - given_at_;
-}
-
-void live_status::take_searched(std::uint64_t bytes, time_point now) {
+void live_status::take_searched(std::uint64_t bytes) {
   searched_ = bytes;
-  arrived(now);
+}
+
+void live_status::take_located() {
+  searched_ = 0;
 }
 
 void live_status::arrived(time_point now) {
@@ -82,19 +75,15 @@ bool live_status::searches_long() const {
   return searched_ >= options_.long_search && !long_search_told_;
 }
 
-std::uint64_t live_status::bytes() const {
-  return statistics_.raw_bytes() + searched_;
-}
-
 std::string live_status::counters(time_point now) {
   if (now - mark_ >= speed_interval) {
-    speed_ = static_cast<double>(bytes() - bytes_at_mark_) /
+    speed_ = static_cast<double>(statistics_.raw_bytes() - bytes_at_mark_) /
              std::chrono::duration<double>(now - mark_).count();
     mark_ = now;
-    bytes_at_mark_ = bytes();
+    bytes_at_mark_ = statistics_.raw_bytes();
   }
   std::string text = fmt::format("{}  {}  {}/s", format_elapsed(now - begin_),
-                                 format_bytes(static_cast<double>(bytes())), format_bytes(speed_));
+                                 format_bytes(static_cast<double>(statistics_.raw_bytes())), format_bytes(speed_));
   if (searched_ > 0) return text + "  searching for the database's UUID";
   for (const layer_kind& kind : kinds) {
     fmt::format_to(std::back_inserter(text), "  {} {}", kind.name, packets_of(kind, statistics_));
@@ -114,27 +103,20 @@ std::string live_status::silence() const {
                "not the modem's, or a trace that is not enabled in the modem. ");
 }
 
-std::string live_status::stall() const {
-  return fmt::format(
-      "veltra: the output has taken nothing for {} seconds: the program that reads it may have "
-      "stopped reading. What arrives on {} waits in memory. Still waiting; Ctrl-C ends.\n",
-      std::chrono::floor<std::chrono::seconds>(options_.silence).count(), options_.port);
-}
-
 std::string live_status::show(time_point now) {
   std::string text;
   if (!running_) return text;
-  if (now >= note_due()) {
-    text = clear() + (given_ ? stall() : silence());
-    (given_ ? stalled_ : silent_) = true;
+  if (now >= silence_due()) {
+    text = clear() + silence();
+    silent_ = true;
     next_draw_ = now;
   }
   if (searches_long()) {
     long_search_told_ = true;
     text += clear();
     fmt::format_to(std::back_inserter(text),
-                   "veltra: {} have arrived on {} and no database UUID in them; it stands where a "
-                   "trace begins. Begin the trace anew, or name the database with --database. "
+                   "veltra: {} have arrived on {} and no database UUID in them; the modem sends it "
+                   "when a trace begins. Restart the trace, or name the database with --database. "
                    "Still searching; Ctrl-C ends.\n",
                    format_bytes(static_cast<double>(searched_)), options_.port);
     next_draw_ = now;
@@ -147,15 +129,8 @@ std::string live_status::show(time_point now) {
   return text;
 }
 
-live_status::time_point live_status::note_due() const {
-  if (given_) return stalled_ ? time_point::max() : given_at_ + options_.silence;
+live_status::time_point live_status::silence_due() const {
   return silent_ ? time_point::max() : last_arrival_ + options_.silence;
-}
-
-live_status::time_point live_status::next() const {
-  if (!running_) return time_point::max();
-  if (searches_long()) return last_arrival_;
-  return options_.with_counters ? std::min(next_draw_, note_due()) : note_due();
 }
 
 std::string live_status::clear() {

@@ -13,8 +13,8 @@ namespace veltra::host {
 struct live_status_options {
   std::string port;                         // as the user knows it
   bool with_counters = true;                // a line that is redrawn, for a terminal
-  std::chrono::milliseconds silence{5000};  // of the modem or the output, then a person is told
-  std::uint64_t long_search = 1'000'000;    // bytes without a UUID, the same
+  std::chrono::milliseconds silence{5000};  // of the modem, before it is reported
+  std::uint64_t long_search = 1'000'000;    // bytes without a UUID, likewise
 };
 
 // Counts what comes and decides what to show and when. It knows no clock and
@@ -29,47 +29,38 @@ class live_status {
   // The port is about to be open; nothing is shown before.
   void begin(time_point now);
 
-  // A packet came, and goes to the output.
+  // A packet came.
   void take(const packet& packet, time_point now);
 
-  // The output has taken the packet: it was no silence of the modem meanwhile.
-  void taken(time_point now);
+  // The search for the database's UUID has looked at `bytes` of the trace so far.
+  void take_searched(std::uint64_t bytes);
 
-  // The search for the database's UUID has `bytes` of the trace so far.
-  void take_searched(std::uint64_t bytes, time_point now);
+  // The search is over.
+  void take_located();
 
   // What to write to the terminal now, control characters included; often nothing.
   std::string show(time_point now);
-
-  // When show() has something to say at the latest if nothing comes;
-  // time_point::max() for never.
-  time_point next() const;
 
   // Takes the line off the terminal until the next show().
   std::string clear();
 
  private:
   void arrived(time_point now);
-  time_point note_due() const;  // of silence or a stall; time_point::max() for never
-  bool searches_long() const;   // and nobody was told yet
-  std::uint64_t bytes() const;
+  time_point silence_due() const;  // time_point::max() for never
+  bool searches_long() const;   // and it was not reported yet
   std::string silence() const;  // in words
-  std::string stall() const;
   std::string counters(time_point now);
 
   const live_status_options options_;
   run_statistics statistics_;
-  std::uint64_t searched_ = 0;  // bytes, not delivered yet
+  std::uint64_t searched_ = 0;  // bytes; 0 while no search is under way
   bool running_ = false;
   bool heard_ = false;    // something came since the port was opened
-  bool silent_ = false;   // and a person was told
-  bool given_ = false;    // a packet, to the output, which has not taken it yet
-  bool stalled_ = false;  // the same, and a person was told
+  bool silent_ = false;   // and it was reported
   bool long_search_told_ = false;
   bool drawn_ = false;
   time_point begin_{};
   time_point last_arrival_{};
-  time_point given_at_{};
   time_point next_draw_{};
   // The speed is that of the time since the mark, which moves on every second.
   time_point mark_{};

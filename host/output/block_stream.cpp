@@ -5,8 +5,8 @@
 
 namespace veltra::host {
 
-block_stream::block_stream(output_file& file, tls_key_log& key_log, limits limits)
-    : file_(file), key_log_(key_log), limits_(limits) {}
+block_stream::block_stream(output_file& file, tls_key_log& key_log, limits how_long)
+    : file_(file), key_log_(key_log), limits_(how_long) {}
 
 void block_stream::before_ip_packet(std::span<const std::uint8_t> packet) {
   if (begins_with_server_hello(packet)) ++awaited_masters_;

@@ -37,7 +37,7 @@ class block_stream {
   using time_point = std::chrono::steady_clock::time_point;
 
   // Both must outlive the object.
-  block_stream(output_file& file, tls_key_log& key_log, limits limits);
+  block_stream(output_file& file, tls_key_log& key_log, limits how_long);
 
   // An IP packet is about to be written.
   void before_ip_packet(std::span<const std::uint8_t> packet);

@@ -65,8 +65,8 @@ std::string describe_gap(std::uint64_t missed) {
 
 }  // namespace
 
-pcapng_sink::pcapng_sink(std::filesystem::path path, settings settings)
-    : file_sink(std::move(path)), settings_(settings) {}
+pcapng_sink::pcapng_sink(std::filesystem::path path, settings how)
+    : file_sink(std::move(path)), settings_(how) {}
 
 void pcapng_sink::write_header() {
   block_stream_.emplace(file(), key_log_,

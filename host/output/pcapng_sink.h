@@ -27,7 +27,7 @@ class pcapng_sink : public file_sink {
     bool is_live = false;  // packets come as the modem sends them
   };
 
-  pcapng_sink(std::filesystem::path path, settings settings);
+  pcapng_sink(std::filesystem::path path, settings how);
 
   void write(const packet& packet) override;
   void mark_missed(std::uint64_t count) override;

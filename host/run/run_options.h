@@ -1,15 +1,10 @@
-// run_options.h - the options that every command shares which runs the plug-in.
+// run_options.h - what the command line says about a run.
 #pragma once
 
 #include <cstdint>
 #include <string>
 
 #include "host/database/database_options.h"
-#include "implementation/json.h"
-
-namespace CLI {
-class App;
-}
 
 namespace veltra::host {
 
@@ -17,6 +12,7 @@ struct output_options {
   std::string file;  // "-" is standard output; may be empty while it has a default
   std::string format = "pcapng";
   bool raw_packets = false;
+  bool overwrite = false;  // replace what is under a name that was not given
 };
 
 struct run_options {
@@ -27,15 +23,14 @@ struct run_options {
   bool verbose = false;          // show the plug-in's messages
 };
 
-// Adds the options to a subcommand; `options` must outlive the parsing, and holds
-// the defaults.
-void add_run_options(CLI::App& command, run_options& options);
-
-// Throws user_error (usage) if `output` is a file of the cache.
-void refuse_file_of_cache(const std::string& output, const database_options& database);
-
-// Puts "db_file_path" or "auto_detect_db_config", if a database or a cache is named,
-// and "chunk_size" into the plug-in's init parameters.
-void add_run_parameters(kovax::json& parameters, const run_options& options);
+// How a serial port is set up.
+struct line_options {
+  std::string port;
+  std::uint32_t baud_rate = 1'000'000;
+  unsigned data_bits = 8;
+  std::string stop_bits = "1";
+  std::string parity = "none";
+  std::string flow_control = "none";
+};
 
 }  // namespace veltra::host

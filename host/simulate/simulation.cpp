@@ -94,7 +94,7 @@ virtual_modem load_virtual_modem(const simulate_options& options) {
 
 void write_database(const simulate_options& options, const database_document& database) {
   if (options.database.empty()) return;
-  output_file file(options.database, output_file::access::sequential);
+  output_file file(options.database);
   file.write(database_bytes(options, database));
   file.commit();
 }
@@ -104,7 +104,7 @@ simulation::simulation(simulate_options options)
   const auto open_stream = [this](const std::filesystem::path& target,
                                   std::optional<output_file>& file) {
     if (!output_file::is_stream(target)) return;
-    streams_.push_back(&file.emplace(target, output_file::access::sequential));
+    streams_.push_back(&file.emplace(target));
   };
   // Before the wait for a reader.
   check_output_place("cannot write", options_.database);
@@ -114,12 +114,12 @@ simulation::simulation(simulate_options options)
 }
 
 void simulation::hurry() noexcept {
-  for (output_file* const stream : streams_) stream->hurry();
+  for (output_file* const stream : streams_) stream->limit_writes();
 }
 
 simulate_result simulation::write(const std::function<bool()>& stopped) {
-  if (!database_) database_.emplace(options_.database, output_file::access::sequential);
-  if (!trace_) trace_.emplace(options_.trace, output_file::access::sequential);
+  if (!database_) database_.emplace(options_.database);
+  if (!trace_) trace_.emplace(options_.trace);
   database_->write(database_bytes(options_, modem_.database));
   const bool whole = write_trace(modem_, options_.repeat, *trace_, stopped);
   // All that can fail but the names themselves comes before the first of them.

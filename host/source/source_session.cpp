@@ -33,8 +33,8 @@ class reported_failure {
 
 }  // namespace
 
-source_session::source_session(const plugin_library& plugin, log_handler log)
-    : plugin_(plugin), log_(std::move(log)) {}
+source_session::source_session(const plugin_library& plugin, source_listener& listener)
+    : plugin_(plugin), listener_(listener) {}
 
 source_session::~source_session() {
   plugin_.release(source_);
@@ -48,8 +48,7 @@ source_failure source_session::init(const std::string& parameters) {
   return std::move(reported).with_result(result);
 }
 
-source_failure source_session::run(packet_handler handle) {
-  handle_ = std::move(handle);
+source_failure source_session::run() {
   thrown_ = nullptr;
   const std::int32_t result = plugin_.start(source_, this, take_packet);
   if (thrown_) std::rethrow_exception(std::exchange(thrown_, nullptr));
@@ -67,7 +66,7 @@ void source_session::take_packet(kovax_source* /*source*/, void* user_data,
   auto& session = *static_cast<source_session*>(user_data);
   if (session.thrown_) return;  // the run is about to end
   try {
-    session.handle_(make_packet(record));
+    session.listener_.on_packet(make_packet(record));
   } catch (...) {
     session.thrown_ = std::current_exception();
     session.stop();
@@ -77,11 +76,10 @@ void source_session::take_packet(kovax_source* /*source*/, void* user_data,
 void source_session::take_log(kovax_source* /*source*/, void* user_data, std::int32_t level,
                               const char* message) {
   const auto& session = *static_cast<source_session*>(user_data);
-  if (!session.log_) return;
   try {
-    session.log_(level, text_of(message));
+    session.listener_.on_message(level, text_of(message));
   } catch (...) {
-    // A message that cannot be shown is no reason to end the work it tells of.
+    // A message that cannot be shown is no reason to end the work it describes.
   }
 }
 

@@ -5,7 +5,6 @@
 
 #include <cstdint>
 #include <exception>
-#include <functional>
 #include <string>
 #include <string_view>
 
@@ -22,15 +21,24 @@ struct source_failure {
   explicit operator bool() const noexcept { return code != 0; }
 };
 
-// One thread, but for stop().
+// Gets what an instance delivers.
+class source_listener {
+ public:
+  virtual ~source_listener() = default;
+
+  // On the thread of run(); what it throws ends the run. The packet's views end with
+  // the call.
+  virtual void on_packet(const packet& packet) = 0;
+
+  // On the thread of init(), run() or stop(); what it throws is ignored.
+  virtual void on_message(std::int32_t level, std::string_view message) = 0;
+};
+
+// One thread, except for stop().
 class source_session {
  public:
-  using packet_handler = std::function<void(const packet&)>;
-  using log_handler = std::function<void(std::int32_t level, std::string_view message)>;
-
-  // `log` receives the plug-in's messages and may be empty; what it throws is
-  // ignored. `plugin` must outlive the session.
-  source_session(const plugin_library& plugin, log_handler log);
+  // Both must outlive the session.
+  source_session(const plugin_library& plugin, source_listener& listener);
   source_session(const source_session&) = delete;
   source_session& operator=(const source_session&) = delete;
   ~source_session();
@@ -39,9 +47,9 @@ class source_session {
   // failure, if any; then the session can only be destroyed.
   source_failure init(const std::string& parameters);
 
-  // Runs until the input ends, stop() or a failure, which it returns. What
-  // `handle` throws ends the run and is thrown from here.
-  source_failure run(packet_handler handle);
+  // Runs until the input ends, stop() or a failure, which it returns. What the
+  // listener throws ends the run and is thrown from here.
+  source_failure run();
 
   // Ends run() soon. Any thread, between init() and destruction.
   void stop();
@@ -52,10 +60,9 @@ class source_session {
                        const char* message);
 
   const plugin_library& plugin_;
-  const log_handler log_;
+  source_listener& listener_;
   kovax_source* source_ = nullptr;
-  packet_handler handle_;
-  std::exception_ptr thrown_;  // by handle_; must not pass through the plug-in
+  std::exception_ptr thrown_;  // by the listener; must not pass through the plug-in
 };
 
 }  // namespace veltra::host

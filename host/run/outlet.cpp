@@ -1,4 +1,4 @@
-#include "host/run/queued_sink.h"
+#include "host/run/outlet.h"
 
 #include <utility>
 
@@ -17,10 +17,11 @@ std::string_view take(std::string_view& bytes, std::size_t size) {
 
 }  // namespace
 
-void queued_sink::batch::append(const packet& packet, bool with_metadata,
+void outlet::batch::append(const packet& packet, bool with_metadata,
                                 std::uint64_t missed_before) {
   const std::string_view metadata = with_metadata ? packet.metadata : std::string_view();
-  entries.push_back({.values = {.sequence = packet.sequence, .time = packet.time},
+  entries.push_back({.sequence = packet.sequence,
+                     .time = packet.time,
                      .missed_before = missed_before,
                      .layer_size = packet.layer.size(),
                      .category_size = packet.category.size(),
@@ -30,26 +31,32 @@ void queued_sink::batch::append(const packet& packet, bool with_metadata,
   bytes.append(reinterpret_cast<const char*>(packet.payload.data()), packet.payload.size());
 }
 
-void queued_sink::batch::clear() {
+void outlet::batch::clear() {
   entries.clear();
   bytes.clear();
 }
 
-queued_sink::queued_sink(sink& to, when_full policy, std::size_t max_bytes)
-    : to_(to), policy_(policy), max_bytes_(max_bytes), with_metadata_(to.wants_metadata()) {}
+outlet::outlet(sink& to, delivery delivery, std::size_t max_bytes)
+    : to_(to), delivery_(delivery), max_bytes_(max_bytes), with_metadata_(to.wants_metadata()) {}
 
-queued_sink::~queued_sink() {
+outlet::~outlet() {
   finish();
 }
 
-void queued_sink::start() {
+void outlet::start() {
+  if (delivery_ == delivery::direct) return;
   thread_ = std::thread([this] { write_until_finished(); });
 }
 
-void queued_sink::push(const packet& packet) {
+void outlet::push(const packet& packet) {
+  if (has_failed_) return;
+  if (delivery_ == delivery::direct) {
+    write_directly(packet);
+    return;
+  }
   std::unique_lock lock(mutex_);
   if (filling_.size() >= max_bytes_) {
-    if (policy_ == when_full::drop) {
+    if (delivery_ == delivery::dropping) {
       ++missed_;
       ++missed_in_all_;
       return;
@@ -61,13 +68,29 @@ void queued_sink::push(const packet& packet) {
   if (is_idle_) changed_.notify_one();
 }
 
-void queued_sink::tick() {
+void outlet::write_directly(const packet& packet) {
+  try {
+    to_.write(packet);
+  } catch (...) {
+    fail(std::current_exception());
+  }
+}
+
+void outlet::fail(std::exception_ptr failure) {
+  const std::lock_guard lock(mutex_);
+  failure_ = std::move(failure);
+  has_failed_ = true;
+  filling_.clear();
+  has_room_.notify_one();
+}
+
+void outlet::tick() {
   const std::lock_guard lock(mutex_);
   is_due_ = true;
   changed_.notify_one();
 }
 
-void queued_sink::finish() {
+void outlet::finish() {
   {
     const std::lock_guard lock(mutex_);
     is_finished_ = true;
@@ -76,45 +99,46 @@ void queued_sink::finish() {
   if (thread_.joinable()) thread_.join();
 }
 
-std::exception_ptr queued_sink::failure() const {
+std::exception_ptr outlet::failure() const {
   const std::lock_guard lock(mutex_);
   return failure_;
 }
 
-bool queued_sink::has_work() const {
+std::chrono::steady_clock::duration outlet::stalled_for(
+    std::chrono::steady_clock::time_point now) {
   const std::lock_guard lock(mutex_);
-  return !is_idle_ && !failure_;
+  const bool works = thread_.joinable() && !is_idle_ && !failure_;
+  if (!works || std::exchange(last_seen_written_, written_.load()) != written_) {
+    last_progress_ = now;
+  }
+  return now - last_progress_;
 }
 
-std::uint64_t queued_sink::missed() const {
+std::uint64_t outlet::missed() const {
   const std::lock_guard lock(mutex_);
   return missed_in_all_;
 }
 
-void queued_sink::write_until_finished() {
+void outlet::write_until_finished() {
   try {
     while (take_batch()) {
       write_batch();
-      if (policy_ == when_full::drop) holds_back_ = to_.flush();
+      if (delivery_ == delivery::dropping) holds_back_ = to_.flush();
     }
     if (missed_ != 0) to_.mark_missed(missed_);
   } catch (...) {
-    const std::lock_guard lock(mutex_);
-    failure_ = std::current_exception();
-    has_failed_ = true;
-    filling_.clear();
-    has_room_.notify_one();
+    fail(std::current_exception());
   }
 }
 
 // Waits for work; false when everything is written and no more will come.
-bool queued_sink::take_batch() {
+bool outlet::take_batch() {
   std::unique_lock lock(mutex_);
   is_idle_ = true;
   changed_.wait(lock, [this] {
     return is_finished_ || !filling_.entries.empty() || (is_due_ && holds_back_);
   });
-  if (policy_ == when_full::drop && !is_finished_) {
+  if (delivery_ == delivery::dropping && !is_finished_) {
     changed_.wait_for(lock, gathering, [this] { return is_finished_; });
   }
   is_idle_ = is_due_ = false;
@@ -123,10 +147,12 @@ bool queued_sink::take_batch() {
   return !is_finished_ || !writing_.entries.empty();
 }
 
-void queued_sink::write_batch() {
+void outlet::write_batch() {
   std::string_view bytes = writing_.bytes;
-  for (entry& each : writing_.entries) {
-    packet& packet = each.values;
+  for (const entry& each : writing_.entries) {
+    packet packet;
+    packet.sequence = each.sequence;
+    packet.time = each.time;
     packet.layer = take(bytes, each.layer_size);
     packet.category = take(bytes, each.category_size);
     packet.metadata = take(bytes, each.metadata_size);

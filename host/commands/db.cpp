@@ -1,6 +1,5 @@
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -10,14 +9,13 @@
 #include <string>
 #include <vector>
 
-#include "host/commands/command.h"
+#include "host/commands/commands.h"
 #include "host/console.h"
 #include "host/database/cache_report.h"
 #include "host/database/database_failure.h"
 #include "host/database/database_options.h"
 #include "host/database/database_summary.h"
 #include "host/database/sync_progress.h"
-#include "host/commands/name_option.h"
 #include "host/user_error.h"
 #include "platform/file.h"
 #include "platform/shell.h"
@@ -27,12 +25,6 @@
 namespace veltra::host {
 
 namespace {
-
-struct db_options {
-  database_options database;
-  std::string file;   // of `show`
-  bool json = false;  // of `list`
-};
 
 void take_log(kovax_source* /*source*/, void* user_data, std::int32_t level, const char* message) {
   static_cast<sync_progress*>(user_data)->take(level, message);
@@ -64,7 +56,17 @@ void synchronise(const database_options& options, sync_progress& progress) {
   }
 }
 
-exit_code sync(const database_options& options) {
+// A catalogue whose paths begin with the placeholder says only half of where
+// its files come from.
+bool needs_root(const std::vector<cached_database>& databases) {
+  return std::any_of(databases.begin(), databases.end(), [](const cached_database& database) {
+    return database.location.starts_with("${root}") || database.location.starts_with("${ROOT}");
+  });
+}
+
+}  // namespace
+
+exit_code sync_cache(const database_options& options) {
   sync_progress progress(platform::path_from_utf8(options.cache), stdout);
   synchronise(options, progress);
   if (progress.databases() == 0) throw no_database(options);
@@ -80,26 +82,18 @@ exit_code sync(const database_options& options) {
   return exit_code::ok;
 }
 
-exit_code list(const db_options& options) {
-  const std::vector<cached_database> databases = look_at_cache(options.database);
-  print(options.json ? format_cache_json(databases) : format_cache_table(databases));
+exit_code list_cache(const database_options& options, bool as_json) {
+  const std::vector<cached_database> databases = look_at_cache(options);
+  print(as_json ? format_cache_json(databases) : format_cache_table(databases));
   return exit_code::ok;
 }
 
-exit_code show(const std::string& file) {
+exit_code show_database(const std::string& file) {
   print(summarize_database_file(platform::path_from_utf8(file)));
   return exit_code::ok;
 }
 
-// A catalogue whose paths begin with the placeholder says only half of where
-// its files come from.
-bool needs_root(const std::vector<cached_database>& databases) {
-  return std::any_of(databases.begin(), databases.end(), [](const cached_database& database) {
-    return database.location.starts_with("${root}") || database.location.starts_with("${ROOT}");
-  });
-}
-
-exit_code verify(const database_options& options) {
+exit_code verify_cache(const database_options& options) {
   const std::vector<cached_database> databases = look_at_cache(options);
   if (databases.empty()) throw no_database(options);
   if (const std::size_t faults = report_faults(databases)) {
@@ -113,42 +107,6 @@ exit_code verify(const database_options& options) {
   print(fmt::format("{}: {} database{}, all intact\n", options.cache, databases.size(),
                     databases.size() == 1 ? "" : "s"));
   return exit_code::ok;
-}
-
-CLI::Option* add_cache_option(CLI::App& command, database_options& options) {
-  return names_something(command.add_option("--cache", options.cache, "Directory of databases"))
-      ->required();
-}
-
-}  // namespace
-
-void add_db_command(CLI::App& app, command& chosen) {
-  const auto options = std::make_shared<db_options>();
-  CLI::App* const db = app.add_subcommand("db", "Keep and look at a cache of trace databases");
-  db->require_subcommand(1);
-
-  CLI::App* const sync_app =
-      db->add_subcommand("sync", "Make sure that every database of the catalogue is in the cache");
-  add_catalogue_options(*sync_app, options->database,
-                        add_cache_option(*sync_app, options->database));
-  sync_app->callback(
-      [options, &chosen] { chosen = [options] { return sync(options->database); }; });
-
-  CLI::App* const list_app = db->add_subcommand("list", "List the cache's databases");
-  add_cache_option(*list_app, options->database);
-  list_app->add_flag("--json", options->json, "For programs: a JSON array");
-  list_app->callback([options, &chosen] { chosen = [options] { return list(*options); }; });
-
-  CLI::App* const show_app = db->add_subcommand("show", "Say what is in a trace database file");
-  names_something(show_app->add_option("FILE", options->file, "Trace database (.json or .tar.gz)"))
-      ->required();
-  show_app->callback([options, &chosen] { chosen = [options] { return show(options->file); }; });
-
-  CLI::App* const verify_app = db->add_subcommand(
-      "verify", "Check that every database of the catalogue is there and intact");
-  add_cache_option(*verify_app, options->database);
-  verify_app->callback(
-      [options, &chosen] { chosen = [options] { return verify(options->database); }; });
 }
 
 }  // namespace veltra::host

@@ -1,4 +1,4 @@
-// queued_sink.h - a sink on a thread of its own, behind a bounded queue.
+// outlet.h - the way of packets from the run's thread into a sink.
 #pragma once
 
 #include <atomic>
@@ -16,35 +16,37 @@
 
 namespace veltra::host {
 
-// What happens to a packet for which the queue has no room.
-enum class when_full {
-  wait,  // push() waits: a file can be read more slowly
-  drop,  // it is missed, counted, and the gap marked: a modem does not wait
+enum class delivery {
+  direct,   // on the run's thread: a packet is written when push() returns
+  waiting,  // on another thread; push() waits while the queue is full: a file has time
+  dropping  // on another thread; what finds the queue full is missed, counted, and the
+            // gap marked: a modem does not wait
 };
 
-// Formats and writes on another thread than the one that reads the input. start() and
-// finish() belong to the thread that owns the sink; push() to the run's thread; the others
-// may be called on any.
-class queued_sink {
+// start() and finish() belong to the thread that owns the sink, push() to the run's
+// thread; the others may be called on any. A failure of the sink ends its outlet and
+// nothing else.
+class outlet {
  public:
   static constexpr std::size_t max_bytes_waiting = std::size_t{1} << 20;
   static constexpr std::size_t max_bytes_dropping = std::size_t{64} << 20;
 
-  // `to` must outlive the object and have begun. Live sinks (`drop`) are flushed
-  // whenever the queue is empty.
-  queued_sink(sink& to, when_full policy, std::size_t max_bytes);
-  queued_sink(sink& to, when_full policy)
-      : queued_sink(to, policy,
-                    policy == when_full::wait ? max_bytes_waiting : max_bytes_dropping) {}
-  queued_sink(const queued_sink&) = delete;
-  queued_sink& operator=(const queued_sink&) = delete;
+  // `to` must outlive the object. With `dropping` the sink is flushed whenever the queue
+  // is empty: somebody may read along.
+  outlet(sink& to, delivery delivery, std::size_t max_bytes);
+  outlet(sink& to, delivery delivery)
+      : outlet(to, delivery,
+               delivery == delivery::waiting ? max_bytes_waiting : max_bytes_dropping) {}
+  outlet(const outlet&) = delete;
+  outlet& operator=(const outlet&) = delete;
 
   // As finish().
-  ~queued_sink();
+  ~outlet();
 
+  // To be called when the sink has begun.
   void start();
 
-  // Copies the packet into the queue. Without effect once the sink has failed.
+  // Without effect once the sink has failed.
   void push(const packet& packet);
 
   // Lets the sink have another look at what it holds back.
@@ -54,18 +56,20 @@ class queued_sink {
   void finish();
 
   bool has_failed() const { return has_failed_; }
-  // What the sink threw; null if nothing. After has_failed() or finish().
+  // What the sink threw; null if nothing.
   std::exception_ptr failure() const;
 
-  // Packets that the sink has taken; with has_work() it shows a sink that stalls.
-  std::uint64_t written() const { return written_; }
-  bool has_work() const;
+  sink& target() { return to_; }
+
+  // For how long the sink has not taken the packet it was given. On one thread.
+  std::chrono::steady_clock::duration stalled_for(std::chrono::steady_clock::time_point now);
   // Packets that found no room.
   std::uint64_t missed() const;
 
  private:
   struct entry {
-    packet values;                // without its views
+    std::uint64_t sequence;
+    std::uint64_t time;
     std::uint64_t missed_before;  // packets
     std::size_t layer_size;
     std::size_t category_size;
@@ -82,12 +86,14 @@ class queued_sink {
     void clear();
   };
 
+  void write_directly(const packet& packet);
+  void fail(std::exception_ptr failure);
   void write_until_finished();
   bool take_batch();
   void write_batch();
 
   sink& to_;
-  const when_full policy_;
+  const delivery delivery_;
   const std::size_t max_bytes_;
   const bool with_metadata_;
   mutable std::mutex mutex_;  // guards what follows up to the blank line
@@ -103,7 +109,9 @@ class queued_sink {
 
   batch writing_;             // the thread's own
   bool holds_back_ = false;   // likewise
-  std::atomic<std::uint64_t> written_ = 0;
+  std::atomic<std::uint64_t> written_ = 0;  // packets
+  std::uint64_t last_seen_written_ = 0;     // by stalled_for()
+  std::chrono::steady_clock::time_point last_progress_{};  // likewise
   std::atomic<bool> has_failed_ = false;
   std::thread thread_;
 };

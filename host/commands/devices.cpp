@@ -1,10 +1,10 @@
-#include "host/commands/device_list.h"
-
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <iterator>
 
+#include "host/commands/commands.h"
+#include "host/console.h"
 #include "host/run/port_failure.h"
 #include "platform/file.h"
 
@@ -66,6 +66,15 @@ std::string format_devices(const std::vector<platform::serial_device>& devices,
     text += '\n';
   }
   return text;
+}
+
+exit_code list_devices() {
+  const std::string list = format_devices(platform::list_serial_devices(), {});
+  if (list.empty()) {
+    tell("veltra: there is no serial port; plug in the modem or its adapter.\n");
+  }
+  print(list);
+  return exit_code::ok;
 }
 
 }  // namespace veltra::host

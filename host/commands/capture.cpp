@@ -1,0 +1,89 @@
+#include <fmt/format.h>
+
+#include <chrono>
+#include <cstdio>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "host/commands/commands.h"
+#include "host/commands/packet_sink.h"
+#include "host/display/live_view.h"
+#include "host/output/output_failure.h"
+#include "host/output/raw_sink.h"
+#include "host/output/same_file.h"
+#include "host/run/run.h"
+#include "host/user_error.h"
+#include "platform/file.h"
+
+namespace veltra::host {
+
+namespace {
+
+bool decodes(const capture_options& options) {
+  return !options.run.database.file.empty() || !options.run.database.cache.empty();
+}
+
+void refuse_same_file(const std::string& output, const std::string& other, const char* what) {
+  if (!is_same_file(platform::path_from_utf8(output), platform::path_from_utf8(other))) return;
+  throw user_error(
+      exit_code::usage,
+      fmt::format("{} cannot be both an output and {}; give two names.", output, what));
+}
+
+void check(const capture_options& options) {
+  if (!decodes(options) && !options.raw) {
+    throw user_error(exit_code::usage,
+                     "there is nothing to write: name the trace database with --database or "
+                     "--cache to decode, or keep the raw trace with --raw.");
+  }
+  if (!decodes(options) && !options.run.output.file.empty()) {
+    throw user_error(exit_code::usage,
+                     fmt::format("{} cannot be written without a trace database: name it with "
+                                 "--database or --cache, or leave -o out.",
+                                 options.run.output.file));
+  }
+  const std::string raw = options.raw.value_or("");
+  refuse_same_file(options.run.output.file, raw, "the raw trace");
+  refuse_same_file(options.run.output.file, options.line.port, "the port");
+  refuse_same_file(raw, options.line.port, "the port");
+  refuse_same_file(options.run.output.file, options.run.database.file, "the trace database");
+  refuse_same_file(raw, options.run.database.file, "the trace database");
+  for (const std::string& output : {options.run.output.file, raw}) {
+    refuse_file_of_cache(output, options.run.database);
+  }
+}
+
+std::string default_name(const capture_options& options, const std::string& extension) {
+  const auto now = std::chrono::system_clock::now().time_since_epoch();
+  return name_without_file(default_capture_name(
+      options.line.port, std::chrono::floor<std::chrono::seconds>(now).count(), extension));
+}
+
+}  // namespace
+
+exit_code capture(capture_options options) {
+  check(options);
+  output_options& output = options.run.output;
+  const serial_input input(options.line);
+  run_sinks sinks;
+
+  std::optional<raw_sink> raw_trace;
+  if (options.raw) {
+    const std::string name = options.raw->empty() ? default_name(options, "trace") : *options.raw;
+    sinks.raw_trace = &raw_trace.emplace(platform::path_from_utf8(name), output.overwrite);
+  }
+  std::unique_ptr<sink> packets;
+  if (decodes(options)) {
+    if (output.file.empty()) output.file = default_name(options, output.format);
+    check_output_place("cannot write", platform::path_from_utf8(output.file));
+    packets = make_packet_sink(output, input);
+    sinks.capture = packets.get();
+  }
+  // Messages of the plug-in would tear the line of counters.
+  const bool with_counters = platform::is_terminal(stderr) && !options.run.verbose;
+  live_view view({.port = options.line.port, .with_counters = with_counters});
+  return run(input, options.run, sinks, view);
+}
+
+}  // namespace veltra::host

@@ -1,0 +1,49 @@
+// commands.h - what the subcommands of `veltra` do, apart from the command line.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/database/database_options.h"
+#include "host/exit_code.h"
+#include "host/run/run_options.h"
+#include "host/simulate/live_simulation.h"
+#include "platform/serial_devices.h"
+
+namespace veltra::host {
+
+// Each function does the work of one subcommand on the caller's thread, prints its result
+// to stdout and what a person should know to stderr, and throws user_error for everything
+// that fails. Names are UTF-8.
+
+struct decode_options {
+  std::string trace;
+  run_options run;
+};
+exit_code decode(decode_options options);
+
+struct capture_options {
+  line_options line;
+  run_options run;
+  std::optional<std::string> raw;  // keep the raw trace; empty: under a name of its own
+};
+exit_code capture(capture_options options);
+
+exit_code list_devices();
+
+// One line for each port under a line of headings: its name, its state, and what the
+// system knows of it. Empty for no ports. Looks for the holders under `roots`.
+std::string format_devices(const std::vector<platform::serial_device>& devices,
+                           const platform::device_roots& roots);
+
+exit_code sync_cache(const database_options& options);
+exit_code list_cache(const database_options& options, bool as_json);
+exit_code verify_cache(const database_options& options);
+exit_code show_database(const std::string& file);
+
+exit_code simulate_to_files(const simulate_options& options);
+exit_code simulate_on_line(const live_simulate_options& options);
+
+}  // namespace veltra::host

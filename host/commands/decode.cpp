@@ -1,0 +1,88 @@
+#include <fmt/format.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <system_error>
+
+#include "host/commands/commands.h"
+#include "host/commands/packet_sink.h"
+#include "host/display/progress_bar.h"
+#include "host/output/output_failure.h"
+#include "host/output/same_file.h"
+#include "host/run/run.h"
+#include "host/user_error.h"
+#include "platform/file.h"
+
+namespace veltra::host {
+
+namespace {
+
+void refuse_to_replace_input(const std::string& output, const std::string& input) {
+  if (is_same_file(platform::path_from_utf8(output), platform::path_from_utf8(input))) {
+    throw user_error(
+        exit_code::usage,
+        fmt::format("the output would replace the input {}; name another file with -o.", input));
+  }
+}
+
+// The plug-in wants a file that has a size, but opens it first, which for a pipe
+// waits for a writer.
+void refuse_pipe(const std::string& trace) {
+  std::error_code ignored;
+  if (!std::filesystem::is_fifo(platform::path_from_utf8(trace), ignored)) return;
+  throw user_error(
+      exit_code::bad_input,
+      fmt::format("{} is not a regular file but a pipe; give the trace's own file.", trace));
+}
+
+void check(const decode_options& options) {
+  if (options.run.database.file.empty() && options.run.database.cache.empty()) {
+    throw user_error(exit_code::usage,
+                     "there is nothing to decode with: name the trace database with --database, or "
+                     "a directory of databases with --cache.");
+  }
+  if (options.trace == "-") {
+    throw user_error(exit_code::usage,
+                     "a trace is read from a file, not from standard input; give the file's name.");
+  }
+  refuse_pipe(options.trace);
+}
+
+// The output's name when none is given. Another trace may have the same one, so a file
+// that is there is not replaced unless that is asked for.
+std::string name_beside_trace(const decode_options& options) {
+  std::filesystem::path path = platform::path_from_utf8(options.trace);
+  path.replace_extension("." + options.run.output.format);
+  std::string name = platform::path_to_utf8(path);
+  refuse_to_replace_input(name, options.trace);
+  std::error_code ignored;
+  if (!options.run.output.overwrite && std::filesystem::is_regular_file(path, ignored)) {
+    throw user_error(exit_code::usage,
+                     fmt::format("{} exists and may come from another trace; name the output with "
+                                 "-o, or replace the file with --overwrite.",
+                                 name));
+  }
+  return name;
+}
+
+}  // namespace
+
+exit_code decode(decode_options options) {
+  check(options);
+  std::string& output = options.run.output.file;
+  // What is wrong with a place that follows from the input's may be the input's fault.
+  const bool is_named = !output.empty();
+  if (!is_named) output = name_beside_trace(options);
+  refuse_to_replace_input(output, options.trace);
+  refuse_to_replace_input(output, options.run.database.file);
+  refuse_file_of_cache(output, options.run.database);
+  if (is_named) check_output_place("cannot write", platform::path_from_utf8(output));
+
+  const file_input input(options.trace);
+  const std::unique_ptr<sink> capture = make_packet_sink(options.run.output, input);
+  progress_bar bar(platform::is_terminal(stderr) ? stderr : nullptr);
+  return run(input, options.run, {.capture = capture.get()}, bar);
+}
+
+}  // namespace veltra::host

@@ -1,0 +1,32 @@
+#include "host/commands/packet_sink.h"
+
+#include <fmt/format.h>
+
+#include "host/output/jsonl_sink.h"
+#include "host/output/pcapng_sink.h"
+#include "host/output/same_file.h"
+#include "host/user_error.h"
+#include "platform/file.h"
+
+namespace veltra::host {
+
+std::unique_ptr<sink> make_packet_sink(const output_options& options, const input& input) {
+  const std::filesystem::path path = platform::path_from_utf8(options.file);
+  if (options.format == "jsonl") return std::make_unique<jsonl_sink>(path, options.raw_packets);
+  return std::make_unique<pcapng_sink>(
+      path, pcapng_sink::settings{.with_raw_packets = options.raw_packets,
+                                  .is_live = input.is_live()});
+}
+
+void refuse_file_of_cache(const std::string& output, const database_options& database) {
+  if (!is_file_of_cache(platform::path_from_utf8(output),
+                        platform::path_from_utf8(database.cache))) {
+    return;
+  }
+  throw user_error(exit_code::usage,
+                   fmt::format("the output would replace {}, a file of the cache {}; name another "
+                               "file.",
+                               output, database.cache));
+}
+
+}  // namespace veltra::host

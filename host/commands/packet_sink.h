@@ -1,0 +1,19 @@
+// packet_sink.h - the sink and the checks that the options of `decode` and `capture` ask for.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "host/output/sink.h"
+#include "host/run/input.h"
+#include "host/run/run_options.h"
+
+namespace veltra::host {
+
+// The sink for packets of the format that is asked for.
+std::unique_ptr<sink> make_packet_sink(const output_options& options, const input& input);
+
+// Throws user_error (usage) if `output` is a file of the cache.
+void refuse_file_of_cache(const std::string& output, const database_options& database);
+
+}  // namespace veltra::host

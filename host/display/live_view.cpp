@@ -1,0 +1,65 @@
+#include "host/display/live_view.h"
+
+#include <chrono>
+#include <utility>
+
+#include "host/console.h"
+
+namespace veltra::host {
+
+namespace {
+
+using clock = std::chrono::steady_clock;
+
+}  // namespace
+
+live_view::live_view(live_status_options options) : status_(std::move(options)) {}
+
+void live_view::take_packet(const packet& packet) {
+  const std::lock_guard lock(mutex_);
+  status_.take(packet, clock::now());
+}
+
+void live_view::take_event(const source_event& event) {
+  const std::lock_guard lock(mutex_);
+  if (event.kind == event_kind::port_opening) {
+    status_.begin(clock::now());
+  } else if (event.kind == event_kind::bytes_searched) {
+    status_.take_searched(event.bytes);
+  } else if (event.kind == event_kind::database_located) {
+    status_.take_located();
+  }
+}
+
+void live_view::show_lines(std::string_view lines) {
+  {
+    const std::lock_guard lock(mutex_);
+    if (!has_ended_) {
+      lines_ += lines;
+      return;
+    }
+  }
+  tell(lines);
+}
+
+void live_view::tick(time_point now) {
+  std::string text;
+  {
+    const std::lock_guard lock(mutex_);
+    if (!lines_.empty()) text = status_.clear() + std::exchange(lines_, {});
+    text += status_.show(now);
+  }
+  if (!text.empty()) tell(text);
+}
+
+void live_view::end() {
+  std::string text;
+  {
+    const std::lock_guard lock(mutex_);
+    has_ended_ = true;
+    text = status_.clear() + std::exchange(lines_, {});
+  }
+  if (!text.empty()) tell(text);
+}
+
+}  // namespace veltra::host

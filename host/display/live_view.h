@@ -1,0 +1,32 @@
+// live_view.h - the state of a capture while the run waits for its input.
+#pragma once
+
+#include <mutex>
+#include <string>
+#include <string_view>
+
+#include "host/display/display.h"
+#include "host/display/live_status.h"
+
+namespace veltra::host {
+
+// Shows what a live_status has to say when its time has come, on stderr. Lines wait for
+// the next tick(), so that a terminal that has been stopped does not stop the run.
+class live_view : public display {
+ public:
+  explicit live_view(live_status_options options);
+
+  void take_packet(const packet& packet) override;
+  void take_event(const source_event& event) override;
+  void show_lines(std::string_view lines) override;
+  void tick(time_point now) override;
+  void end() override;
+
+ private:
+  std::mutex mutex_;  // guards what follows
+  live_status status_;
+  std::string lines_;  // not shown yet
+  bool has_ended_ = false;
+};
+
+}  // namespace veltra::host

@@ -1,0 +1,85 @@
+// input.h - what a run reads, and what its failures mean in the input's own words.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "host/run/run_options.h"
+#include "host/source/run_statistics.h"
+#include "host/source/source_session.h"
+#include "host/user_error.h"
+#include "implementation/json.h"
+
+namespace veltra::host {
+
+class input {
+ public:
+  virtual ~input() = default;
+
+  // The plug-in's init parameters that belong to the input.
+  virtual kovax::json parameters() const = 0;
+
+  // As the user knows it.
+  virtual const std::string& name() const = 0;
+
+  // True for an input without an end of its own: Ctrl-C is how such a run ends, and what
+  // was captured before a failure is kept.
+  virtual bool is_live() const = 0;
+
+  // A failed run, if the failure is the input's own; `remark` says what became of the
+  // capture, with the punctuation in front of it.
+  virtual std::optional<user_error> explain_failure(const source_failure& failure,
+                                                    std::string_view remark) const = 0;
+
+  // A run without content.
+  virtual user_error explain_nothing(const run_statistics& statistics,
+                                     const database_options& database) const = 0;
+};
+
+// A recorded trace.
+class file_input : public input {
+ public:
+  // `path`: UTF-8.
+  explicit file_input(std::string path) : path_(std::move(path)) {}
+
+  kovax::json parameters() const override;
+  const std::string& name() const override { return path_; }
+  bool is_live() const override { return false; }
+  std::optional<user_error> explain_failure(const source_failure& failure,
+                                            std::string_view remark) const override;
+  user_error explain_nothing(const run_statistics& statistics,
+                             const database_options& database) const override;
+
+ private:
+  const std::string path_;
+};
+
+// A modem behind a serial port.
+class serial_input : public input {
+ public:
+  explicit serial_input(line_options line) : line_(std::move(line)) {}
+
+  kovax::json parameters() const override;
+  const std::string& name() const override { return line_.port; }
+  bool is_live() const override { return true; }
+  std::optional<user_error> explain_failure(const source_failure& failure,
+                                            std::string_view remark) const override;
+  user_error explain_nothing(const run_statistics& statistics,
+                             const database_options& database) const override;
+
+ private:
+  const line_options line_;
+};
+
+// The name of an output of this port that began at `seconds_since_epoch` (UTC), such
+// as capture-ttyUSB0-20240131T120000Z.pcapng. Those of one second share it: see
+// name_without_file().
+std::string default_capture_name(const std::string& port, std::int64_t seconds_since_epoch,
+                                 const std::string& extension);
+
+// `name`, or the first of NAME-2.EXTENSION, NAME-3.EXTENSION and so on under which
+// there is nothing. UTF-8; looks into the file system.
+std::string name_without_file(const std::string& name);
+
+}  // namespace veltra::host

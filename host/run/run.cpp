@@ -1,0 +1,357 @@
+#include "host/run/run.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <deque>
+#include <exception>
+#include <optional>
+#include <set>
+#include <string>
+#include <thread>
+#include <utility>
+
+#include "host/console.h"
+#include "host/database/database_failure.h"
+#include "host/display/summary.h"
+#include "host/run/outlet.h"
+#include "host/run/plugin_failure.h"
+#include "host/run/ticker.h"
+#include "host/source/literal_path.h"
+#include "host/source/plugin_library.h"
+#include "host/source/source_events.h"
+#include "host/source/source_session.h"
+#include "host/user_error.h"
+#include "platform/file.h"
+#include "platform/interrupt.h"
+
+namespace veltra::host {
+
+namespace {
+
+using steady = std::chrono::steady_clock;
+
+constexpr std::chrono::milliseconds tick_interval{100};
+// A reader that takes nothing for this long is reported.
+constexpr std::chrono::seconds stall_before_note{5};
+// What a modem had sent when Ctrl-C came is delivered for this long.
+constexpr std::chrono::seconds max_draining{2};
+
+std::string parameter_text(const input& input, const run_options& options) {
+  kovax::json parameters = input.parameters();
+  parameters["chunk_size"] = options.chunk_size;
+  const database_options& database = options.database;
+  if (!database.file.empty()) {
+    parameters["db_file_path"] = literal_path(platform::path_from_utf8(database.file));
+  } else if (!database.cache.empty()) {
+    parameters["auto_detect_db_config"] = cache_parameters(database);
+  }
+  try {
+    return parameters.dump();
+  } catch (const kovax::json::type_error&) {
+    throw user_error(exit_code::bad_input,
+                     "a name on the command line is not UTF-8; the plug-in takes only names that "
+                     "are.");
+  }
+}
+
+bool has_undelivered(const source_failure& failure) {
+  const auto undelivered = parse_undelivered(failure.message);
+  return undelivered && *undelivered != undelivered_data{};
+}
+
+class active_run : public source_listener {
+ public:
+  active_run(const input& input, const run_options& options, const run_sinks& sinks,
+             display& display);
+
+  exit_code course();
+
+  // On the thread of the plug-in's start.
+  void on_packet(const packet& packet) override;
+  void on_message(std::int32_t level, std::string_view message) override;
+
+ private:
+  void init();
+  void begin_sinks();
+  source_failure read();
+  void interrupt();
+  void tick(steady::time_point now);
+
+  void take_sign_of_life();
+  void request_stop();
+  void note(const std::string& text);
+  void note_failure(std::string_view message);
+  void stop_decoding(std::string_view reason);
+  bool is_any_outlet_open() const;
+
+  exit_code conclude(source_failure failure);
+  bool finish_sink(outlet& from);
+  void summarise_capture() const;
+  void summarise_raw_trace() const;
+  user_error explain(const source_failure& failure, bool is_kept) const;
+  user_error explain_nothing() const;
+
+  const input& input_;
+  const run_options& options_;
+  const run_sinks& sinks_;
+  display& display_;
+  const std::thread::id thread_ = std::this_thread::get_id();
+  const plugin_library plugin_;
+  source_session session_;
+  std::deque<outlet> outlets_;
+  outlet* capture_ = nullptr;    // one of outlets_; null: none
+  outlet* raw_trace_ = nullptr;  // likewise
+  ticker ticker_;
+  steady::time_point begin_{};
+
+  // The run's thread.
+  run_statistics statistics_;
+  database_log database_log_;
+  std::set<std::string> notes_;  // each is shown once
+  std::optional<source_failure> decoding_failure_;
+  bool has_started_ = false;
+  std::exception_ptr thrown_;  // by a callback
+  std::exception_ptr sink_failure_;
+
+  std::atomic<bool> is_alive_ = false;  // the plug-in has called since its start
+  std::atomic<bool> is_stop_requested_ = false;
+  std::atomic<bool> is_interrupted_ = false;
+  std::optional<steady::time_point> interrupted_at_;  // as the ticker saw it
+  std::atomic<int> interrupts_ = 0;
+};
+
+active_run::active_run(const input& input, const run_options& options, const run_sinks& sinks,
+                       display& display)
+    : input_(input),
+      options_(options),
+      sinks_(sinks),
+      display_(display),
+      plugin_(platform::path_from_utf8(options.plugin)),
+      session_(plugin_, *this),
+      ticker_(tick_interval, [this](steady::time_point now) { tick(now); }) {}
+
+exit_code active_run::course() {
+  init();
+  begin_sinks();
+  // Until all is written: a second Ctrl-C must not cost what the first one kept.
+  const platform::interrupt_watch watch([this] { interrupt(); });
+  return conclude(read());
+}
+
+void active_run::init() {
+  const source_failure failure = session_.init(parameter_text(input_, options_));
+  const database_options& database = options_.database;
+  if (failure) {
+    if (database.file.empty()) {
+      if (auto known = explain_sync_failure(failure.message, database, database_log_)) throw *known;
+    }
+    throw explain_init_failure(failure, input_.name(), database);
+  }
+  if (auto known = explain_empty_cache(database, database_log_)) throw *known;
+}
+
+void active_run::begin_sinks() {
+  const delivery queued = input_.is_live() ? delivery::dropping : delivery::waiting;
+  // First the one that depends on nobody.
+  if (sinks_.raw_trace != nullptr) {
+    sinks_.raw_trace->begin();
+    raw_trace_ = &outlets_.emplace_back(
+        *sinks_.raw_trace, sinks_.raw_trace->is_stream() ? queued : delivery::direct);
+  }
+  if (sinks_.capture != nullptr) {
+    sinks_.capture->begin();
+    capture_ = &outlets_.emplace_back(*sinks_.capture, queued);
+  }
+}
+
+source_failure active_run::read() {
+  begin_ = steady::now();
+  for (outlet& each : outlets_) each.start();
+  ticker_.start();
+  source_failure failure;
+  has_started_ = true;
+  try {
+    failure = session_.run();
+  } catch (...) {
+    thrown_ = std::current_exception();
+  }
+  for (outlet& each : outlets_) each.finish();
+  ticker_.stop();
+  display_.end();
+  return failure;
+}
+
+void active_run::on_packet(const packet& packet) {
+  take_sign_of_life();
+  statistics_.add(packet);
+  for (outlet& each : outlets_) each.push(packet);
+  display_.take_packet(packet);
+}
+
+void active_run::on_message(std::int32_t level, std::string_view message) {
+  if (options_.verbose) display_.show_lines(fmt::format("[{}] {}\n", level, sanitize(message)));
+  // The thread that stops a run hears of it, which concerns nobody else.
+  if (std::this_thread::get_id() != thread_) return;
+  if (has_started_) take_sign_of_life();
+  const source_event event = parse_event(level, message);
+  database_log_.take(message);
+  if (event.kind == event_kind::decoding_stopped) {
+    stop_decoding(event.detail);
+  } else if (event.is_failure && !options_.verbose) {
+    note_failure(message);
+  }
+  display_.take_event(event);
+}
+
+// A stop before the start has no effect on it.
+void active_run::take_sign_of_life() {
+  if (!is_alive_.exchange(true) && is_interrupted_) request_stop();
+}
+
+void active_run::request_stop() {
+  if (!is_stop_requested_.exchange(true)) session_.stop();
+}
+
+// On the thread that watches for Ctrl-C.
+void active_run::interrupt() {
+  is_interrupted_ = true;
+  for (outlet& each : outlets_) each.target().limit_writes();
+  if (interrupts_++ != 0) {
+    session_.stop();  // at once
+  } else if (is_alive_) {
+    request_stop();
+  }
+}
+
+// On the ticker's thread.
+void active_run::tick(steady::time_point now) {
+  for (outlet& each : outlets_) {
+    each.tick();
+    if (each.stalled_for(now) < stall_before_note) continue;
+    note(fmt::format("{} has taken nothing for {} seconds: the program that reads it may have "
+                     "stopped reading. What it misses is counted.",
+                     each.target().name(), stall_before_note.count()));
+  }
+  if (!is_any_outlet_open()) request_stop();
+  if (is_interrupted_ && !interrupted_at_) interrupted_at_ = now;
+  if (interrupted_at_ && now - *interrupted_at_ > max_draining) {
+    interrupted_at_ = steady::time_point::max();
+    session_.stop();
+  }
+  display_.tick(now);
+}
+
+void active_run::note(const std::string& text) {
+  display_.show_lines(fmt::format("veltra: note: {}\n", text));
+}
+
+// What the plug-in passed over must not go unseen: a catalogue that is not up to date must
+// not pass for one that is. Each text once, and no more than a person reads.
+void active_run::note_failure(std::string_view message) {
+  constexpr std::size_t max_notes = 50;
+  const std::string text = describe_passed_over(message, options_.database, database_log_);
+  if (text.empty() || notes_.size() > max_notes || !notes_.insert(text).second) return;
+  note(notes_.size() > max_notes ? "more failures; --verbose shows all messages." : text);
+}
+
+void active_run::stop_decoding(std::string_view reason) {
+  decoding_failure_ = {KOVAX_RESULT_FAILED, std::string(reason)};
+  if (raw_trace_ == nullptr) {
+    request_stop();
+  } else {
+    note(fmt::format("decoding stopped ({}); the raw trace goes on.", sanitize(reason)));
+  }
+}
+
+bool active_run::is_any_outlet_open() const {
+  return std::any_of(outlets_.begin(), outlets_.end(),
+                     [](const outlet& each) { return !each.has_failed(); });
+}
+
+exit_code active_run::conclude(source_failure failure) {
+  const bool is_live = input_.is_live();
+  // A stop ends the wait for a live input by design; only what it cost is a failure.
+  if (is_live && is_interrupted_ && !has_undelivered(failure)) failure = {};
+  if (!failure && decoding_failure_) failure = *decoding_failure_;
+  const bool has_content =
+      capture_ != nullptr ? statistics_.has_content() : statistics_.raw_bytes() != 0;
+  const bool is_kept = has_content && (is_live || (!failure && !thrown_));
+
+  for (const outlet& each : outlets_) {
+    if (!sink_failure_) sink_failure_ = each.failure();
+  }
+  if (capture_ != nullptr && is_kept && finish_sink(*capture_)) summarise_capture();
+  if (raw_trace_ != nullptr && finish_sink(*raw_trace_)) summarise_raw_trace();
+
+  if (thrown_) std::rethrow_exception(thrown_);
+  if (failure) throw explain(failure, is_kept);
+  if (sink_failure_) std::rethrow_exception(sink_failure_);
+  if (!has_content) throw explain_nothing();
+  return is_interrupted_ && !is_live ? exit_code::interrupted : exit_code::ok;
+}
+
+// Completes the output; returns whether there is one.
+bool active_run::finish_sink(outlet& from) {
+  try {
+    if (from.failure()) std::rethrow_exception(from.failure());
+    from.target().finish();
+    return true;
+  } catch (const user_error&) {
+    if (!sink_failure_) sink_failure_ = std::current_exception();
+    // A live input does not come a second time.
+    return input_.is_live() && from.target().salvage();
+  }
+}
+
+void active_run::summarise_capture() const {
+  std::string remarks = capture_->target().remarks();
+  if (const std::uint64_t missed = capture_->missed()) {
+    remarks += fmt::format("{}{} packet{} missed: the reader was too slow",
+                           remarks.empty() ? "" : ", ", missed, missed == 1 ? "" : "s");
+  }
+  tell(format_summary(statistics_, {.output = capture_->target().name(),
+                                    .elapsed = steady::now() - begin_,
+                                    .interrupted = is_interrupted_ && !input_.is_live(),
+                                    .remarks = remarks}));
+}
+
+void active_run::summarise_raw_trace() const {
+  const std::uint64_t bytes = sinks_.raw_trace->bytes();
+  if (bytes == 0) return;
+  const std::string remarks = sinks_.raw_trace->remarks();
+  tell(fmt::format("{}: {} of raw trace{}{}\n", sinks_.raw_trace->name(),
+                   format_bytes(static_cast<double>(bytes)), remarks.empty() ? "" : ", ",
+                   remarks));
+}
+
+user_error active_run::explain(const source_failure& failure, bool is_kept) const {
+  const database_options& database = options_.database;
+  const std::string_view remark = capture_ != nullptr ? capture_remark(is_kept) : "";
+  if (auto known = input_.explain_failure(failure, remark)) return *known;
+  if (database.file.empty()) {
+    auto known = explain_search_failure(failure.message, input_.name(), database, database_log_);
+    if (known) return *known;
+  }
+  return explain_run_failure(failure, input_.name(), database, is_kept);
+}
+
+user_error active_run::explain_nothing() const {
+  if (is_interrupted_ && !input_.is_live()) {
+    return {exit_code::interrupted,
+            fmt::format("interrupted before {} gave a packet; no capture was written.",
+                        input_.name())};
+  }
+  return input_.explain_nothing(statistics_, options_.database);
+}
+
+}  // namespace
+
+exit_code run(const input& input, const run_options& options, const run_sinks& sinks,
+              display& display) {
+  return active_run(input, options, sinks, display).course();
+}
+
+}  // namespace veltra::host
