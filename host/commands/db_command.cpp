@@ -35,7 +35,7 @@ struct db_options {
 };
 
 void take_log(kovax_source* /*source*/, void* user_data, std::int32_t level, const char* message) {
-  static_cast<sync_progress*>(user_data)->take(level, message);
+  static_cast<sync_progress*>(user_data)->take(parse_event(level, message));
 }
 
 // Describes each fault on stderr; returns how many there are.
@@ -57,7 +57,7 @@ void synchronise(const database_options& options, sync_progress& progress) {
     progress.finish(false);
   } catch (const std::exception& failure) {
     progress.finish(true);
-    if (auto known = explain_sync_failure(failure.what(), options, progress.log())) throw *known;
+    if (auto known = explain_sync_failure(classify_failure(failure.what()), failure.what(), options, progress.events())) throw *known;
     throw user_error(exit_code::bad_input,
                      fmt::format("the cache {} cannot be kept: {}; check the options.",
                                  options.cache, failure.what()));

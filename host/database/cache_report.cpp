@@ -54,7 +54,9 @@ std::vector<cached_database> look_at_cache(const database_options& options) {
   try {
     return list_cached_databases(platform::path_from_utf8(options.cache));
   } catch (const std::exception& failure) {
-    if (auto known = explain_sync_failure(failure.what(), options, {})) throw *known;
+    if (auto known =
+            explain_sync_failure(classify_failure(failure.what()), failure.what(), options, {}))
+      throw *known;
     throw;
   }
 }

@@ -3,8 +3,8 @@
 #include <CLI/CLI.hpp>
 #include <string_view>
 
-#include "host/source/literal_path.h"
 #include "host/commands/name_option.h"
+#include "host/source/literal_path.h"
 #include "platform/file.h"
 #include "platform/shell.h"
 

@@ -19,23 +19,32 @@ constexpr std::string_view not_fetched = "not fetched: ";
 sync_progress::sync_progress(std::filesystem::path cache, std::FILE* out)
     : cache_(std::move(cache)), out_(out) {}
 
-void sync_progress::take(std::int32_t /*level*/, std::string_view message) {
-  log_.take(message);
-  std::string_view rest;
-  if (message == "Trying to download database config.json") {
-    begin_line("config.json", "fetched");
-  } else if (split_message(message, catalogue_not_fetched, rest)) {
-    outcome_ = fmt::format("{}{}", not_fetched, without_controls(reason_of(rest)));
-  } else if (message == "check if config.json is up-to-date") {
-    outcome_ = "up to date";
-  } else if (message == "write new config.json") {
-    outcome_ = "new";
-  } else if (split_message(message, "check database at path: ", rest)) {
-    ++databases_;
-    begin_line(below_cache(rest), "intact");
-  } else if (message.starts_with("try download database: ")) {
-    ++downloads_;
-    outcome_ = "downloaded";
+void sync_progress::take(const source_event& event) {
+  events_.take(event);
+  switch (event.kind) {
+    case event_kind::catalogue_requested:
+      begin_line("config.json", "fetched");
+      break;
+    case event_kind::catalogue_failed:
+      outcome_ =
+          fmt::format("{}{}", not_fetched, without_controls(reason_of_failed_location(event)));
+      break;
+    case event_kind::catalogue_compared:
+      outcome_ = "up to date";
+      break;
+    case event_kind::catalogue_written:
+      outcome_ = "new";
+      break;
+    case event_kind::database_checked:
+      ++databases_;
+      begin_line(below_cache(event.detail), "intact");
+      break;
+    case event_kind::database_requested:
+      ++downloads_;
+      outcome_ = "downloaded";
+      break;
+    default:
+      break;
   }
 }
 
@@ -54,7 +63,7 @@ void sync_progress::begin_line(const std::string& subject, const char* outcome) 
 }
 
 void sync_progress::show(const std::string& text) {
-  // Whatever becomes of it: the work that it tells of goes on.
+  // Best effort; errors are ignored.
   std::fwrite(text.data(), 1, text.size(), out_);
   std::fflush(out_);
 }

@@ -71,23 +71,25 @@ class run_end {
 };
 
 user_error explain_init(const source_failure& failure, const capture_request& request,
-                        const database_log& log) {
+                        const database_events& events) {
   const database_options& database = request.options.database;
   if (database.file.empty()) {
-    if (auto known = explain_sync_failure(failure.message, database, log)) return *known;
+    if (auto known = explain_sync_failure(failure.kind(), failure.message, database, events)) return *known;
   }
   return explain_init_failure(failure, request.input, database);
 }
 
 user_error explain_run(const source_failure& failure, const capture_request& request,
-                       const database_log& log, bool kept) {
+                       const database_events& events, bool kept) {
   const database_options& database = request.options.database;
   if (request.explain_failure) {
     if (auto known = request.explain_failure(failure, kept)) return *known;
   }
   if (database.file.empty()) {
-    auto known = explain_search_failure(failure.message, request.input, database, log);
-    if (known) return *known;
+    if (auto known = explain_search_failure(failure.kind(), failure.message, request.input,
+                                            database, events)) {
+      return *known;
+    }
   }
   return explain_run_failure(failure, request.input, database, kept);
 }
@@ -125,9 +127,9 @@ exit_code run_capture(capture_request request) {
   }
   if (const source_failure failure = session.init(parameter_text(request))) {
     messages.finish();
-    throw explain_init(failure, request, messages.log());
+    throw explain_init(failure, request, messages.events());
   }
-  if (auto known = explain_empty_cache(request.options.database, messages.log())) throw *known;
+  if (auto known = explain_empty_cache(request.options.database, messages.events())) throw *known;
   std::unique_ptr<capture_output> output;  // null when there is nothing to write
   if (!request.options.output.file.empty()) {
     output = std::make_unique<capture_output>(request.options.output, request.live,
@@ -194,7 +196,7 @@ exit_code run_capture(capture_request request) {
   const bool something = statistics.has_content() || (!output && statistics.raw_bytes() != 0);
   const bool keep = something && (!failure || request.live);
   if (keep) keep_capture();
-  if (failure) throw explain_run(failure, request, messages.log(), keep && output != nullptr);
+  if (failure) throw explain_run(failure, request, messages.events(), keep && output != nullptr);
   if (!keep) throw explain_nothing(request, statistics, end.interrupted());
   return end.interrupted() && !request.live ? exit_code::interrupted : exit_code::ok;
 }

@@ -1,7 +1,6 @@
 #include "host/run/run_messages.h"
 
 #include <fmt/format.h>
-#include <kovax/source.h>
 
 #include <utility>
 
@@ -22,9 +21,10 @@ bool run_messages::take(std::int32_t level, std::string_view message) {
     return false;
   }
   if (options_.verbose) tell_(line);
-  log_.take(message);
-  if (level < KOVAX_LOG_RECOVERABLE_FAILURE || options_.verbose) return true;
-  const std::string text = describe_passed_over(message, options_.database, log_);
+  const source_event event = parse_event(level, message);
+  events_.take(event);
+  if (!event.is_failure || options_.verbose) return true;
+  const std::string text = describe_nonfatal_failure(event, options_.database, events_);
   if (!text.empty()) take_failure(text);
   return true;
 }

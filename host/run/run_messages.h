@@ -9,8 +9,8 @@
 #include <string_view>
 #include <thread>
 
+#include "host/database/database_events.h"
 #include "host/run/run_options.h"
-#include "host/database/database_log.h"
 
 namespace veltra::host {
 
@@ -37,7 +37,7 @@ class run_messages {
   // Tells how often failures came again; once, when no more messages come.
   void finish();
 
-  const database_log& log() const { return log_; }
+  const database_events& events() const { return events_; }
 
  private:
   void take_failure(const std::string& text);
@@ -45,7 +45,7 @@ class run_messages {
   const run_options& options_;
   const teller tell_;
   const std::thread::id thread_ = std::this_thread::get_id();
-  database_log log_;
+  database_events events_;
   std::map<std::string, std::size_t> told_;  // with how often it came again
   std::size_t untold_ = 0;
 };

@@ -16,7 +16,7 @@ using test_support::native;
 class sync_progress_test : public testing::Test {
  protected:
   void take(std::initializer_list<const char*> messages) {
-    for (const char* message : messages) progress.take(2, message);
+    for (const char* message : messages) progress.take(parse_event(2, message));
   }
 
   // What has been shown so far.
