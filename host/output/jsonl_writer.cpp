@@ -4,7 +4,7 @@
 
 #include <iterator>
 
-#include "host/output/hex.h"
+#include "base/hex.h"
 #include "implementation/json.h"
 
 namespace veltra::host {

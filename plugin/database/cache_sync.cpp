@@ -7,11 +7,11 @@
 #include <optional>
 #include <stdexcept>
 
+#include "base/json_member.h"
 #include "platform/file.h"
 #include "plugin/database/cached_database.h"
 #include "plugin/database/catalogue.h"
 #include "plugin/database/download.h"
-#include "plugin/database/json_member.h"
 #include "plugin/database/location.h"
 
 namespace veltra {

@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-#include "plugin/database/json_member.h"
+#include "base/json_member.h"
 
 namespace veltra {
 
