@@ -52,8 +52,8 @@ std::size_t report_faults(const std::vector<cached_database>& databases) {
 void synchronise(const database_options& options, sync_progress& progress) {
   std::vector<std::string> directories;
   try {
-    sync_database_cache({take_log, &progress}, cache_parameters(options), directories,
-                        expand_env_variables);
+    sync_log listener({take_log, &progress});
+    sync_database_cache(listener, cache_parameters(options), directories, expand_env_variables);
     progress.finish(false);
   } catch (const std::exception& failure) {
     progress.finish(true);
