@@ -77,7 +77,7 @@ int main(int argc, char** argv) {
     return static_cast<int>(chosen());
   } catch (const veltra::host::user_error& error) {
     std::fprintf(stderr, "veltra: %s\n",
-                 veltra::host::without_controls(platform::utf8_message(error.what())).c_str());
+                 veltra::host::sanitize(platform::utf8_message(error.what())).c_str());
     return static_cast<int>(error.code());
   } catch (const std::exception& error) {
     std::fprintf(stderr, "veltra: internal error: %s; please report it with the command line.\n",

@@ -28,7 +28,7 @@ inline std::string drawn_line(std::string_view text) {
 
 // `text` with '?' for the control characters of ASCII: what others wrote must not
 // steer the terminal.
-inline std::string without_controls(std::string_view text) {
+inline std::string sanitize(std::string_view text) {
   std::string result(text);
   for (char& c : result) {
     if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) c = '?';

@@ -3,7 +3,6 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstddef>
-#include <cstdint>
 #include <cstdio>
 #include <exception>
 #include <memory>
@@ -11,13 +10,13 @@
 #include <vector>
 
 #include "host/commands/command.h"
+#include "host/commands/name_option.h"
 #include "host/console.h"
 #include "host/database/cache_report.h"
 #include "host/database/database_failure.h"
 #include "host/database/database_options.h"
 #include "host/database/database_summary.h"
 #include "host/database/sync_progress.h"
-#include "host/commands/name_option.h"
 #include "host/user_error.h"
 #include "platform/file.h"
 #include "platform/shell.h"
@@ -34,10 +33,6 @@ struct db_options {
   bool json = false;  // of `list`
 };
 
-void take_log(kovax_source* /*source*/, void* user_data, std::int32_t level, const char* message) {
-  static_cast<sync_progress*>(user_data)->take(parse_event(level, message));
-}
-
 // Describes each fault on stderr; returns how many there are.
 std::size_t report_faults(const std::vector<cached_database>& databases) {
   std::size_t faults = 0;
@@ -52,14 +47,13 @@ std::size_t report_faults(const std::vector<cached_database>& databases) {
 void synchronise(const database_options& options, sync_progress& progress) {
   std::vector<std::string> directories;
   try {
-    sync_log listener({take_log, &progress});
-    sync_database_cache(listener, cache_parameters(options), directories, expand_env_variables);
+    sync_database_cache(progress, cache_parameters(options), directories, expand_env_variables);
     progress.finish(false);
   } catch (const std::exception& failure) {
     progress.finish(true);
-    if (auto known = explain_sync_failure(classify_failure(failure.what()), failure.what(), options, progress.events())) throw *known;
+    if (auto known = explain_sync_failure(failure, options, progress.events())) throw *known;
     throw user_error(exit_code::bad_input,
-                     fmt::format("the cache {} cannot be kept: {}; check the options.",
+                     fmt::format("the cache {} cannot be synchronised: {}; check the options.",
                                  options.cache, failure.what()));
   }
 }

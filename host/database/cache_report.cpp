@@ -54,9 +54,7 @@ std::vector<cached_database> look_at_cache(const database_options& options) {
   try {
     return list_cached_databases(platform::path_from_utf8(options.cache));
   } catch (const std::exception& failure) {
-    if (auto known =
-            explain_sync_failure(classify_failure(failure.what()), failure.what(), options, {}))
-      throw *known;
+    if (auto known = explain_sync_failure(failure, options, {})) throw *known;
     throw;
   }
 }
@@ -64,9 +62,8 @@ std::vector<cached_database> look_at_cache(const database_options& options) {
 std::string format_cache_table(const std::vector<cached_database>& databases) {
   std::vector<table_row> rows = {{"DEVICE", "VERSION", "UUID", "STATE", "FILE"}};
   for (const cached_database& database : databases) {
-    rows.push_back({without_controls(database.device), without_controls(database.version),
-                    without_controls(database.uuid), name_of(database.state),
-                    without_controls(platform::path_to_utf8(database.file))});
+    rows.push_back({sanitize(database.device), sanitize(database.version), sanitize(database.uuid),
+                    name_of(database.state), sanitize(platform::path_to_utf8(database.file))});
   }
   return format_table(rows);
 }
@@ -89,7 +86,7 @@ std::string format_cache_json(const std::vector<cached_database>& databases) {
 std::string describe_fault(const cached_database& database) {
   const std::string file = platform::path_to_utf8(database.file);
   const auto describe = [&database](const std::string& fault) {
-    return without_controls(
+    return sanitize(
         fmt::format("{} {} ({}): {}", database.device, database.version, database.uuid, fault));
   };
   switch (database.state) {

@@ -5,14 +5,12 @@
 
 namespace veltra::host {
 
-std::string_view reason_of_failed_location(const source_event& event) {
-  return event.detail.empty() ? "that is not an address to fetch from" : event.detail;
-}
-
 void database_events::take(const source_event& event) {
   switch (event.kind) {
     case event_kind::catalogue_failed:
-      failed_locations_.emplace_back(reason_of_failed_location(event));
+      // libcurl has no reason for a text that is not an address.
+      failed_locations_.emplace_back(event.detail.empty() ? "that is not an address to fetch from"
+                                                          : event.detail);
       break;
     case event_kind::database_checked:
       file_ = event.detail;

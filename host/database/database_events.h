@@ -58,8 +58,4 @@ class database_events {
   std::string located_;
 };
 
-// Why a location gave no catalogue. libcurl has no reason for a text that is not an
-// address.
-std::string_view reason_of_failed_location(const source_event& event);
-
 }  // namespace veltra::host

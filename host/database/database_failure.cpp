@@ -13,7 +13,9 @@
 #include "implementation/json.h"
 #include "platform/file.h"
 #include "platform/shell.h"
+#include "plugin/database/cache_settings_error.h"
 #include "plugin/database/catalogue.h"
+#include "plugin/database/file_io.h"
 
 namespace veltra::host {
 
@@ -158,7 +160,46 @@ user_error explain_missing_uuid(const std::string& input, const database_events&
       input, rejected);
 }
 
+failure_kind kind_of(const cache_settings_error& failure) {
+  switch (failure.fault()) {
+    case cache_settings_fault::locations_missing:
+    case cache_settings_fault::locations_empty:
+      return failure_kind::locations_missing;
+    case cache_settings_fault::no_location_answered:
+      return failure_kind::catalogue_unavailable;
+    case cache_settings_fault::root_missing:
+      return failure_kind::root_missing;
+    case cache_settings_fault::cache_directory_missing:
+      break;
+  }
+  return failure_kind::other;
+}
+
+failure_kind kind_of(const std::exception& failure) {
+  if (const auto* settings = dynamic_cast<const cache_settings_error*>(&failure)) {
+    return kind_of(*settings);
+  }
+  if (const auto* file = dynamic_cast<const file_error*>(&failure)) {
+    return file->access() == file_access::read ? failure_kind::file_unreadable
+                                               : failure_kind::file_unwritable;
+  }
+  if (dynamic_cast<const kovax::json::exception*>(&failure) != nullptr) {
+    return failure_kind::json_error;
+  }
+  // All paths that these functions look for or create lie in the cache.
+  if (dynamic_cast<const std::filesystem::filesystem_error*>(&failure) != nullptr) {
+    return failure_kind::cache_unusable;
+  }
+  return failure_kind::other;
+}
+
 }  // namespace
+
+std::optional<user_error> explain_sync_failure(const std::exception& failure,
+                                               const database_options& options,
+                                               const database_events& events) {
+  return explain_sync_failure(kind_of(failure), failure.what(), options, events);
+}
 
 std::optional<user_error> explain_sync_failure(failure_kind kind, const std::string& message,
                                                const database_options& options,
@@ -181,7 +222,7 @@ std::optional<user_error> explain_sync_failure(failure_kind kind, const std::str
     case failure_kind::path_unreachable:
       if (!mentions_path(message, options.cache)) break;
       [[fallthrough]];
-    case failure_kind::directory_not_created:
+    case failure_kind::cache_unusable:
       return bad_input("the cache {} cannot be used ({}); name a directory that can be written to.",
                        options.cache, message);
     default:

@@ -1,6 +1,7 @@
 // database_failure.h - why a database is not available, and what to do.
 #pragma once
 
+#include <exception>
 #include <optional>
 #include <string>
 
@@ -17,6 +18,11 @@ namespace veltra::host {
 
 // The synchronisation of the cache failed.
 std::optional<user_error> explain_sync_failure(failure_kind kind, const std::string& message,
+                                               const database_options& options,
+                                               const database_events& events);
+
+// The same for an exception of sync_database_cache() or list_cached_databases().
+std::optional<user_error> explain_sync_failure(const std::exception& failure,
                                                const database_options& options,
                                                const database_events& events);
 

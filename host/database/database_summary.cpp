@@ -63,7 +63,7 @@ void append_count(std::string& text, const char* name, std::size_t count) {
 }
 
 void append_database(std::string& text, const trace_db_config& database) {
-  fmt::format_to(std::back_inserter(text), "\n{}\n", without_controls(database.name));
+  fmt::format_to(std::back_inserter(text), "\n{}\n", sanitize(database.name));
   append_line(text, "id", std::to_string(database.id));
   append_line(text, "master ids", fmt::format("{}", fmt::join(database.ids, ", ")));
   append_line(text, "byte order", database.little_endian ? "little" : "big");
@@ -86,7 +86,7 @@ std::string summarize_database_file(const std::filesystem::path& path) {
   const std::size_t count = collection.configs().size();
   std::string text = fmt::format("{}: {} database{}\n", platform::path_to_utf8(path), count,
                                  count == 1 ? "" : "s");
-  append_line(text, "UUID", collection.uuid.empty() ? "none" : without_controls(collection.uuid));
+  append_line(text, "UUID", collection.uuid.empty() ? "none" : sanitize(collection.uuid));
   const char* configured = "none: a decoder cannot be set up with this file";
   for (const char* const core : configured_cores) {
     if (!collection.find_decoder_config(core)) continue;

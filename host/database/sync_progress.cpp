@@ -12,45 +12,60 @@ namespace veltra::host {
 
 namespace {
 
-constexpr std::string_view not_fetched = "not fetched: ";
+constexpr const char* not_fetched = "not fetched: ";
+
+event_kind kind_of(sync_step step) {
+  switch (step) {
+    case sync_step::catalogue_requested:
+      return event_kind::catalogue_requested;
+    case sync_step::catalogue_failed:
+      return event_kind::catalogue_failed;
+    case sync_step::catalogue_compared:
+      return event_kind::catalogue_compared;
+    case sync_step::catalogue_written:
+      return event_kind::catalogue_written;
+    case sync_step::database_checked:
+      return event_kind::database_checked;
+    case sync_step::database_requested:
+      return event_kind::database_requested;
+  }
+  return event_kind::other;
+}
 
 }  // namespace
 
 sync_progress::sync_progress(std::filesystem::path cache, std::FILE* out)
     : cache_(std::move(cache)), out_(out) {}
 
-void sync_progress::take(const source_event& event) {
-  events_.take(event);
-  switch (event.kind) {
-    case event_kind::catalogue_requested:
+void sync_progress::on_step(sync_step step, const std::string& detail) {
+  events_.take({.kind = kind_of(step), .is_failure = false, .bytes = 0, .detail = detail});
+  switch (step) {
+    case sync_step::catalogue_requested:
       begin_line("config.json", "fetched");
       break;
-    case event_kind::catalogue_failed:
-      outcome_ =
-          fmt::format("{}{}", not_fetched, without_controls(reason_of_failed_location(event)));
+    case sync_step::catalogue_failed:
+      outcome_ = not_fetched + sanitize(events_.failed_locations().back());
       break;
-    case event_kind::catalogue_compared:
+    case sync_step::catalogue_compared:
       outcome_ = "up to date";
       break;
-    case event_kind::catalogue_written:
+    case sync_step::catalogue_written:
       outcome_ = "new";
       break;
-    case event_kind::database_checked:
+    case sync_step::database_checked:
       ++databases_;
-      begin_line(below_cache(event.detail), "intact");
+      begin_line(below_cache(detail), "intact");
       break;
-    case event_kind::database_requested:
+    case sync_step::database_requested:
       ++downloads_;
       outcome_ = "downloaded";
-      break;
-    default:
       break;
   }
 }
 
 void sync_progress::finish(bool failed) {
   if (outcome_.empty()) return;
-  // The last location that did not answer says more than "failed".
+  // Why the last location did not answer says more than "failed".
   const bool known = !failed || outcome_.starts_with(not_fetched);
   show(fmt::format("{}\n", known ? outcome_ : "failed"));
   outcome_.clear();
@@ -58,7 +73,7 @@ void sync_progress::finish(bool failed) {
 
 void sync_progress::begin_line(const std::string& subject, const char* outcome) {
   finish(false);
-  show(fmt::format("{}: ", without_controls(subject)));
+  show(fmt::format("{}: ", sanitize(subject)));
   outcome_ = outcome;
 }
 

@@ -34,7 +34,7 @@ std::string format_summary(const run_statistics& statistics, const summary_facts
                  format_bytes(static_cast<double>(statistics.raw_bytes())),
                  facts.interrupted ? ", interrupted before its end" : "");
   for (const auto& [layer, count] : statistics.packets_by_layer()) {
-    fmt::format_to(out, "  {:<22}{:>9}\n", without_controls(layer), count);
+    fmt::format_to(out, "  {:<22}{:>9}\n", sanitize(layer), count);
   }
   fmt::format_to(out, "  {:<22}{:>9}\n", "dropped traces", statistics.dropped_traces());
   if (!facts.remarks.empty()) {
@@ -42,7 +42,7 @@ std::string format_summary(const run_statistics& statistics, const summary_facts
   }
   fmt::format_to(
       out, "  {:<22}{}\n", "database UUID",
-      statistics.database_uuid().empty() ? "none" : without_controls(statistics.database_uuid()));
+      statistics.database_uuid().empty() ? "none" : sanitize(statistics.database_uuid()));
   const double seconds = std::max(facts.elapsed.count(), 1e-6);
   fmt::format_to(out, "  {:<22}{:.2f} s, {:.1f} MB/s\n", "time", facts.elapsed.count(),
                  static_cast<double>(statistics.raw_bytes()) / 1e6 / seconds);

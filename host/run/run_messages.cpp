@@ -15,7 +15,7 @@ run_messages::run_messages(const run_options& options, teller tell)
 
 bool run_messages::take(std::int32_t level, std::string_view message) {
   const std::string line =
-      options_.verbose ? fmt::format("[{}] {}\n", level, without_controls(message)) : "";
+      options_.verbose ? fmt::format("[{}] {}\n", level, sanitize(message)) : "";
   if (std::this_thread::get_id() != thread_) {
     host::tell(line);
     return false;

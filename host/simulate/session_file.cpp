@@ -116,7 +116,7 @@ std::string reason(int error) {
 
 std::string printable(std::string_view text) {
   constexpr std::size_t longest = 40;
-  const std::string result = without_controls(text.substr(0, longest));
+  const std::string result = sanitize(text.substr(0, longest));
   return text.size() > longest ? result + "..." : result;
 }
 

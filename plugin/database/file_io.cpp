@@ -104,8 +104,11 @@ void keep_permissions(const fs::path& target, const fs::path& part) {
 
 }  // namespace
 
-file_error::file_error(const char* failure, const fs::path& path, std::error_code reason)
-    : std::runtime_error(failure + platform::path_to_utf8(path)), reason_(reason) {}
+file_error::file_error(file_access access, const fs::path& path, std::error_code reason)
+    : std::runtime_error((access == file_access::read ? cannot_read : cannot_write) +
+                         platform::path_to_utf8(path)),
+      access_(access),
+      reason_(reason) {}
 
 std::FILE* file_operations::create(const fs::path& path) {
   return platform::open_file(path, platform::open_mode::replace);
@@ -147,7 +150,7 @@ bool path_exists(const fs::path& path) {
 std::string read_file(const fs::path& path) {
   errno = 0;
   const open_file file(platform::open_file(path, platform::open_mode::read));
-  if (!file) throw file_error(cannot_read, path, last_error());
+  if (!file) throw file_error(file_access::read, path, last_error());
   std::string bytes;
   std::error_code unknown_size;
   const std::uintmax_t size = fs::file_size(path, unknown_size);
@@ -156,16 +159,16 @@ std::string read_file(const fs::path& path) {
   while (const std::size_t count = std::fread(block.data(), 1, block.size(), file.get())) {
     bytes.append(block.data(), count);
   }
-  if (std::ferror(file.get()) != 0) throw file_error(cannot_read, path, last_error());
+  if (std::ferror(file.get()) != 0) throw file_error(file_access::read, path, last_error());
   return bytes;
 }
 
 void write_file(const fs::path& path, std::string_view bytes, file_operations& operations) {
   std::error_code lost;
   const fs::path target = platform::end_of_links(path, lost);
-  if (lost) throw file_error(cannot_write, path, lost);
+  if (lost) throw file_error(file_access::write, path, lost);
   if (const std::error_code reason = write_protection(target)) {
-    throw file_error(cannot_write, path, reason);
+    throw file_error(file_access::write, path, reason);
   }
   remove_abandoned_parts(target.has_parent_path() ? target.parent_path() : ".", operations);
   const fs::path part = new_part_path(target);
@@ -176,7 +179,7 @@ void write_file(const fs::path& path, std::string_view bytes, file_operations& o
   }
   if (failure) {
     operations.remove(part);
-    throw file_error(cannot_write, path, failure);
+    throw file_error(file_access::write, path, failure);
   }
 }
 

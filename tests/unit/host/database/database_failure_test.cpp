@@ -2,6 +2,14 @@
 
 #include <gmock/gmock.h>
 
+#include <filesystem>
+#include <stdexcept>
+#include <system_error>
+#include <utility>
+
+#include "implementation/json.h"
+#include "plugin/database/cache_settings_error.h"
+#include "plugin/database/file_io.h"
 #include "tests/support/paths.h"
 #include "tests/support/temp_directory.h"
 
@@ -214,7 +222,7 @@ TEST_F(database_failure_test, a_file_in_a_directory_that_is_not_created) {
 TEST_F(database_failure_test, a_cache_that_cannot_be_created_or_reached) {
   const std::string expected =
       "the cache " + options.cache + " cannot be used (" + "no way [" + options.cache + "]);";
-  for (const auto kind : {failure_kind::directory_not_created, failure_kind::path_unreachable}) {
+  for (const auto kind : {failure_kind::cache_unusable, failure_kind::path_unreachable}) {
     EXPECT_THAT(sync_failure(kind, "no way [" + options.cache + "]"), StartsWith(expected));
   }
   EXPECT_EQ(sync_failure(failure_kind::path_unreachable, "no way [/elsewhere/t.bin]"), none)
@@ -248,6 +256,31 @@ TEST_F(database_failure_test, a_failed_download_names_the_database) {
                                "host); check its path in " +
                                catalogue()),
                     HasSubstr("with --database FILE")));
+}
+
+TEST_F(database_failure_test, exceptions_of_the_synchronisation_are_explained_by_their_types) {
+  const auto text = [&](const std::exception& failure) {
+    return text_of(explain_sync_failure(failure, options, events));
+  };
+  using fault = cache_settings_fault;
+  for (const auto& [each, kind] :
+       {std::pair{fault::locations_missing, failure_kind::locations_missing},
+        {fault::locations_empty, failure_kind::locations_missing},
+        {fault::no_location_answered, failure_kind::catalogue_unavailable},
+        {fault::root_missing, failure_kind::root_missing},
+        {fault::cache_directory_missing, failure_kind::other}}) {
+    EXPECT_EQ(text(cache_settings_error(each, "REASON")), sync_failure(kind));
+  }
+  const std::error_code denied = std::make_error_code(std::errc::permission_denied);
+  const file_error unreadable(file_access::read, "f", denied);
+  EXPECT_EQ(text(unreadable), sync_failure(failure_kind::file_unreadable, unreadable.what()));
+  const file_error unwritable(file_access::write, "f", denied);
+  EXPECT_EQ(text(unwritable), sync_failure(failure_kind::file_unwritable, unwritable.what()));
+  const std::filesystem::filesystem_error unusable("exists", "c", denied);
+  EXPECT_EQ(text(unusable), sync_failure(failure_kind::cache_unusable, unusable.what()));
+  const auto type_error = kovax::json::type_error::create(302, "text", nullptr);
+  EXPECT_EQ(text(type_error), sync_failure(failure_kind::json_error, type_error.what()));
+  EXPECT_EQ(text(std::runtime_error("REASON")), none);
 }
 
 TEST_F(database_failure_test, failures_that_do_not_concern_databases_are_not_explained) {
