@@ -54,8 +54,9 @@ init_parameters read_init_parameters(const char* text, const host_log& log) {
       existing_path(parameters, "db_file_path", "database file does not exist");
   settings.chunk_size = read_chunk_size(parameters, settings.chunk_size);
   if (finds_database_itself(parameters, settings)) {
-    sync_database_cache(log, parameters.at("auto_detect_db_config"), settings.database_directories,
-                        expand_env_variables);
+    sync_log listener(log);
+    sync_database_cache(listener, parameters.at("auto_detect_db_config"),
+                        settings.database_directories, expand_env_variables);
   }
   if (result.trace_file.empty() && settings.serial_port.empty()) {
     throw std::runtime_error(no_input);

@@ -3,8 +3,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "base/json_member.h"
 #include "implementation/json_numbers.h"
-#include "plugin/database/json_member.h"
 #include "plugin/json_nesting.h"
 
 namespace veltra {

@@ -1,7 +1,5 @@
 #include "plugin/veltra_object.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <stdexcept>
 #include <utility>
@@ -45,31 +43,13 @@ void veltra_object::load_database(const std::filesystem::path& path) {
 void veltra_object::run(void* packet_user_data, kovax_packet_callback callback) {
   stop_requested_.exchange(0);
   if (!file_mode()) open_serial_port();
-  try {
-    read_to_the_end({handle(), packet_user_data, callback});
-  } catch (...) {
-    tell_unread_bytes();
-    throw;
-  }
-  tell_unread_bytes();
-}
-
-void veltra_object::read_to_the_end(const packet_receiver& to) {
+  const packet_receiver to{handle(), packet_user_data, callback};
   if (!decoder_.ready() && !settings_.database_directories.empty()) {
     log().progress("dekodrix not set start waiting for db uuid");
     locate_database();
     delivery_.deliver_raw(to, uid_search_.cached_data());
   }
   extract(to);
-}
-
-// They wait for the next start; who starts no more has lost them.
-void veltra_object::tell_unread_bytes() {
-  if (file_mode()) return;
-  // The stop's own closing may still wait for the last of them.
-  if (stop_requested()) port_.close();
-  const std::size_t bytes = port_.bytes_available() + (chunk_is_unread_ ? chunk_.size() : 0);
-  if (bytes > 0) log().progress(fmt::format("Received bytes that were not read: {}", bytes));
 }
 
 void veltra_object::stop() {

@@ -61,9 +61,9 @@ class veltra_object {
 
   // Reads the input and delivers packets until the file has ended and all its
   // traces were delivered, or stop() was called. Throws on failure. Packets that
-  // the decoder holds at a stop wait for the next run. A stop that ends the wait
-  // for serial data is the std::runtime_error "stop extracting". Bytes that a serial
-  // port has received by then and that no packet has are told in the log.
+  // the decoder holds at a stop wait for the next run, and so do bytes that a serial
+  // port has received and no packet has. A stop that ends the wait for serial data is
+  // the std::runtime_error "stop extracting".
   void run(void* packet_user_data, kovax_packet_callback callback);
 
   // Makes a running run() end soon. Throws what the log callback throws.
@@ -83,8 +83,6 @@ class veltra_object {
   void load_database(const std::filesystem::path& path);
   bool stop_requested() const { return stop_requested_.load() != 0; }
 
-  void read_to_the_end(const packet_receiver& to);
-  void tell_unread_bytes();
   void locate_database();
   std::optional<std::string> search_uuid();
   void open_serial_port();

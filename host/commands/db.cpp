@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <cstdint>
 #include <cstdio>
 #include <exception>
 #include <memory>
@@ -26,9 +25,6 @@ namespace veltra::host {
 
 namespace {
 
-void take_log(kovax_source* /*source*/, void* user_data, std::int32_t level, const char* message) {
-  static_cast<sync_progress*>(user_data)->take(level, message);
-}
 
 // Describes each fault on stderr; returns how many there are.
 std::size_t report_faults(const std::vector<cached_database>& databases) {
@@ -44,14 +40,13 @@ std::size_t report_faults(const std::vector<cached_database>& databases) {
 void synchronise(const database_options& options, sync_progress& progress) {
   std::vector<std::string> directories;
   try {
-    sync_database_cache({take_log, &progress}, cache_parameters(options), directories,
-                        expand_env_variables);
+    sync_database_cache(progress, cache_parameters(options), directories, expand_env_variables);
     progress.finish(false);
   } catch (const std::exception& failure) {
     progress.finish(true);
-    if (auto known = explain_sync_failure(failure.what(), options, progress.log())) throw *known;
+    if (auto known = explain_sync_failure(failure, options, progress.events())) throw *known;
     throw user_error(exit_code::bad_input,
-                     fmt::format("the cache {} cannot be kept: {}; check the options.",
+                     fmt::format("the cache {} cannot be synchronised: {}; check the options.",
                                  options.cache, failure.what()));
   }
 }

@@ -40,7 +40,7 @@ exit_code simulate_to_files(const simulate_options& options) {
   std::atomic<bool> stopped = false;
   const platform::interrupt_watch watch([&] {
     stopped = true;
-    simulated.hurry();
+    simulated.limit_writes();
   });
   const simulate_result result = simulated.write([&stopped] { return stopped.load(); });
   report(options, result);
@@ -48,7 +48,7 @@ exit_code simulate_to_files(const simulate_options& options) {
 }
 
 exit_code simulate_on_line(const live_simulate_options& options) {
-  const live_simulate_result result =
+  const simulate_result result =
       simulate_live(options, [](const std::filesystem::path& device) {
         // The only line on stdout, so that a script can read the name.
         print(platform::path_to_utf8(device) + "\n");

@@ -54,7 +54,7 @@ std::vector<cached_database> look_at_cache(const database_options& options) {
   try {
     return list_cached_databases(platform::path_from_utf8(options.cache));
   } catch (const std::exception& failure) {
-    if (auto known = explain_sync_failure(failure.what(), options, {})) throw *known;
+    if (auto known = explain_sync_failure(failure, options, {})) throw *known;
     throw;
   }
 }
@@ -62,9 +62,8 @@ std::vector<cached_database> look_at_cache(const database_options& options) {
 std::string format_cache_table(const std::vector<cached_database>& databases) {
   std::vector<table_row> rows = {{"DEVICE", "VERSION", "UUID", "STATE", "FILE"}};
   for (const cached_database& database : databases) {
-    rows.push_back({sanitize(database.device), sanitize(database.version),
-                    sanitize(database.uuid), name_of(database.state),
-                    sanitize(platform::path_to_utf8(database.file))});
+    rows.push_back({sanitize(database.device), sanitize(database.version), sanitize(database.uuid),
+                    name_of(database.state), sanitize(platform::path_to_utf8(database.file))});
   }
   return format_table(rows);
 }

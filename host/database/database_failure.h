@@ -1,44 +1,49 @@
-// database_failure.h - why a database could not be had, and what to do.
+// database_failure.h - why a database is not available, and what to do.
 #pragma once
 
+#include <exception>
 #include <optional>
 #include <string>
-#include <string_view>
 
-#include "host/database/database_log.h"
+#include "host/database/database_events.h"
 #include "host/database/database_options.h"
+#include "host/source/source_events.h"
 #include "host/user_error.h"
 
 namespace veltra::host {
 
-// These turn a failure's text into a sentence with the next step, and keep that
-// text in it; `log` has heard what came before. None for a failure that has
-// nothing to do with databases.
+// These make a sentence with the next step of a failure and keep its `message` in it;
+// `events` has taken what preceded it. Nothing for a failure that does not concern
+// databases. Any thread; they may look into the file system.
 
 // The synchronisation of the cache failed.
-std::optional<user_error> explain_sync_failure(const std::string& message,
+std::optional<user_error> explain_sync_failure(failure_kind kind, const std::string& message,
                                                const database_options& options,
-                                               const database_log& log);
+                                               const database_events& events);
 
-// The cache is in order and has nothing to decode with: the plug-in would read the
-// input in vain. Asked for when the synchronisation is over; none unless it was for a
-// cache.
+// The same for an exception of sync_database_cache() or list_cached_databases().
+std::optional<user_error> explain_sync_failure(const std::exception& failure,
+                                               const database_options& options,
+                                               const database_events& events);
+
+// The cache is in order but its catalogue lists no database, so that the plug-in could
+// never decode. Ask after the synchronisation; nothing if no cache is named.
 std::optional<user_error> explain_empty_cache(const database_options& options,
-                                              const database_log& log);
+                                              const database_events& events);
 
-// The same in words, for a cache that was looked at.
+// The same for a cache whose databases have been listed.
 user_error no_database(const database_options& options);
 
-// The search for the database that `input` asks for failed.
-std::optional<user_error> explain_search_failure(const std::string& message,
+// The search for the database that `input` names failed.
+std::optional<user_error> explain_search_failure(failure_kind kind, const std::string& message,
                                                  const std::string& input,
                                                  const database_options& options,
-                                                 const database_log& log);
+                                                 const database_events& events);
 
-// What to tell of a failure after which the work goes on; `log` has heard it last. A
-// message that has nothing to do with databases stays as it is. Empty if there is
-// nothing to tell: it was told before, or the failure that ends the work tells it.
-std::string describe_passed_over(std::string_view message, const database_options& options,
-                                 const database_log& log);
+// Describes a non-fatal failure, the latest event that `events` has taken. One that
+// does not concern databases keeps its own words. Empty if there is nothing to report:
+// it was reported before, or the failure that ends the work reports it.
+std::string describe_nonfatal_failure(const source_event& event, const database_options& options,
+                                      const database_events& events);
 
 }  // namespace veltra::host

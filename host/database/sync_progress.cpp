@@ -12,36 +12,60 @@ namespace veltra::host {
 
 namespace {
 
-constexpr std::string_view not_fetched = "not fetched: ";
+constexpr const char* not_fetched = "not fetched: ";
+
+event_kind kind_of(sync_step step) {
+  switch (step) {
+    case sync_step::catalogue_requested:
+      return event_kind::catalogue_requested;
+    case sync_step::catalogue_failed:
+      return event_kind::catalogue_failed;
+    case sync_step::catalogue_compared:
+      return event_kind::catalogue_compared;
+    case sync_step::catalogue_written:
+      return event_kind::catalogue_written;
+    case sync_step::database_checked:
+      return event_kind::database_checked;
+    case sync_step::database_requested:
+      return event_kind::database_requested;
+  }
+  return event_kind::other;
+}
 
 }  // namespace
 
 sync_progress::sync_progress(std::filesystem::path cache, std::FILE* out)
     : cache_(std::move(cache)), out_(out) {}
 
-void sync_progress::take(std::int32_t /*level*/, std::string_view message) {
-  log_.take(message);
-  std::string_view rest;
-  if (message == "Trying to download database config.json") {
-    begin_line("config.json", "fetched");
-  } else if (split_message(message, catalogue_not_fetched, rest)) {
-    outcome_ = fmt::format("{}{}", not_fetched, sanitize(reason_of(rest)));
-  } else if (message == "check if config.json is up-to-date") {
-    outcome_ = "up to date";
-  } else if (message == "write new config.json") {
-    outcome_ = "new";
-  } else if (split_message(message, "check database at path: ", rest)) {
-    ++databases_;
-    begin_line(below_cache(rest), "intact");
-  } else if (message.starts_with("try download database: ")) {
-    ++downloads_;
-    outcome_ = "downloaded";
+void sync_progress::on_step(sync_step step, const std::string& detail) {
+  events_.take({.kind = kind_of(step), .is_failure = false, .bytes = 0, .detail = detail});
+  switch (step) {
+    case sync_step::catalogue_requested:
+      begin_line("config.json", "fetched");
+      break;
+    case sync_step::catalogue_failed:
+      outcome_ = not_fetched + sanitize(events_.failed_locations().back());
+      break;
+    case sync_step::catalogue_compared:
+      outcome_ = "up to date";
+      break;
+    case sync_step::catalogue_written:
+      outcome_ = "new";
+      break;
+    case sync_step::database_checked:
+      ++databases_;
+      begin_line(below_cache(detail), "intact");
+      break;
+    case sync_step::database_requested:
+      ++downloads_;
+      outcome_ = "downloaded";
+      break;
   }
 }
 
 void sync_progress::finish(bool failed) {
   if (outcome_.empty()) return;
-  // The last location that did not answer says more than "failed".
+  // Why the last location did not answer says more than "failed".
   const bool known = !failed || outcome_.starts_with(not_fetched);
   show(fmt::format("{}\n", known ? outcome_ : "failed"));
   outcome_.clear();
@@ -54,7 +78,7 @@ void sync_progress::begin_line(const std::string& subject, const char* outcome) 
 }
 
 void sync_progress::show(const std::string& text) {
-  // Whatever becomes of it: the work that it tells of goes on.
+  // Best effort; errors are ignored.
   std::fwrite(text.data(), 1, text.size(), out_);
   std::fflush(out_);
 }

@@ -2,32 +2,32 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <string>
 #include <string_view>
 
-#include "host/database/database_log.h"
+#include "host/database/database_events.h"
+#include "plugin/database/cache_sync.h"
 
 namespace veltra::host {
 
-// Turns the log of a synchronisation into one line for the catalogue and one for
-// each database: its file below the cache, and what became of it. A line begins
-// when the work on it does, so that a slow download is seen by its name.
-class sync_progress {
+// Makes one line for the catalogue and one for each database of a synchronisation: the
+// file below the cache, and what became of it. A line begins when the work on it does, so
+// that a slow download is seen by its name. One thread.
+class sync_progress : public sync_listener {
  public:
   // `cache` as the user named it; `out` must outlive this object.
   sync_progress(std::filesystem::path cache, std::FILE* out);
 
-  void take(std::int32_t level, std::string_view message);
+  void on_step(sync_step step, const std::string& detail) override;
 
-  // Ends the last line; after a failure as failed.
+  // Ends the last line, after a failure as failed.
   void finish(bool failed);
 
   std::size_t databases() const { return databases_; }
   std::size_t downloads() const { return downloads_; }
-  const database_log& log() const { return log_; }
+  const database_events& events() const { return events_; }
 
  private:
   void begin_line(const std::string& subject, const char* outcome);
@@ -36,8 +36,8 @@ class sync_progress {
 
   const std::filesystem::path cache_;
   std::FILE* const out_;
-  database_log log_;
-  std::string outcome_;  // what the line that has begun will end with; empty: none has
+  database_events events_;
+  std::string outcome_;  // how the line that has begun will end; empty: none has begun
   std::size_t databases_ = 0;
   std::size_t downloads_ = 0;
 };

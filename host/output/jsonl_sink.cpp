@@ -5,7 +5,7 @@
 #include <iterator>
 #include <utility>
 
-#include "host/output/hex.h"
+#include "base/hex.h"
 #include "implementation/json.h"
 
 namespace veltra::host {

@@ -6,7 +6,7 @@
 #include <iterator>
 #include <utility>
 
-#include "host/output/hex.h"
+#include "base/hex.h"
 
 namespace veltra::host {
 

@@ -9,42 +9,40 @@ namespace veltra::host {
 namespace {
 
 struct explanation {
-  std::string_view message;  // begins with
-  const char* sentence;      // {0} input, {1} database, {2} the plug-in's message
+  failure_kind kind;
+  const char* sentence;  // {0} input, {1} database, {2} the plug-in's message
 };
 
 constexpr explanation init_explanations[] = {
-    {"trace file does not exist", "{0}: {2}; check the name."},
-    {"trace_file could not be opened", "{0} cannot be read ({2}); check its permissions."},
-    {"filesystem error: file_size", "{0} is no regular file ({2}); give the trace's own file."},
-    {"filesystem error: exists",
-     "there is no way to a file that was named ({2}); check its name and the permissions of the "
-     "folders above it."},
-    {"database file does not exist", "{1}: {2}; check the name."},
-    {"veltra plugin cannot open trace file",
+    {failure_kind::trace_missing, "{0}: {2}; check the name."},
+    {failure_kind::trace_unreadable, "{0} cannot be read ({2}); check its permissions."},
+    {failure_kind::trace_not_regular,
+     "{0} is not a regular file ({2}); give the trace's own file."},
+    {failure_kind::path_unreachable,
+     "a named file cannot be reached ({2}); check its name and the permissions of the folders "
+     "above it."},
+    {failure_kind::database_missing, "{1}: {2}; check the name."},
+    {failure_kind::database_unreadable,
      "the database {1} cannot be read ({2}); check that it is a file and its permissions."},
-    {"Database file extension", "{1}: {2}; give a trace database under such a name."},
-    {"Trace database has missing fields",
-     "{1}: {2}; give the trace database of the modem's firmware."},
-    {"Invalid gzip data",
+    {failure_kind::database_extension, "{1}: {2}; give a trace database under such a name."},
+    {failure_kind::database_invalid, "{1}: {2}; give the trace database of the modem's firmware."},
+    {failure_kind::database_not_gzip,
      "{1}: {2}; give a database as .json or as a gzip compressed tar archive."},
-    {"dekodrix config not found",
-     "{1} holds no decoder configuration ({2}); an archive must begin with its database files, in "
-     "the ustar format and without a folder."},
-    {"dekodrix config failed to set",
+    {failure_kind::decoder_config_missing,
+     "{1} contains no decoder configuration ({2}); an archive must begin with its database files, "
+     "in the ustar format and without a folder."},
+    {failure_kind::decoder_config_refused,
      "the decoder does not take the configuration in {1} ({2}); the database belongs to another "
      "decoding library."},
 };
-
-// The JSON library's own words. Definitions are read when a trace needs them.
-constexpr std::string_view wrong_json_type = "[json.exception.type_error.302]";
 
 }  // namespace
 
 user_error explain_init_failure(const source_failure& failure, const std::string& input,
                                 const database_options& database) {
+  const failure_kind kind = failure.kind();
   for (const explanation& known : init_explanations) {
-    if (failure.message.starts_with(known.message)) {
+    if (kind == known.kind) {
       return {exit_code::bad_input,
               fmt::format(fmt::runtime(known.sentence), input, database.file, failure.message)};
     }
@@ -59,11 +57,12 @@ std::string_view capture_remark(bool kept) {
 
 user_error explain_run_failure(const source_failure& failure, const std::string& input,
                                const database_options& database, bool kept) {
-  if (failure.message.starts_with(wrong_json_type)) {
+  // Definitions are read when a trace needs them.
+  if (failure.kind() == failure_kind::json_type) {
     return {
         exit_code::run_failed,
         fmt::format("the trace database {} has a definition of a wrong type ({}); give the "
-                    "trace database of the modem's firmware as its makers have built it{}.",
+                    "trace database of the modem's firmware as its makers built it{}.",
                     database.file.empty() ? "that was found in " + database.cache : database.file,
                     failure.message, capture_remark(kept))};
   }
@@ -73,7 +72,7 @@ user_error explain_run_failure(const source_failure& failure, const std::string&
 
 std::string nothing_but_losses(const run_statistics& statistics) {
   if (statistics.decoded_packets() == 0) return "not one packet";
-  return fmt::format("nothing but news of {} dropped trace{}", statistics.dropped_traces(),
+  return fmt::format("only reports of {} dropped trace{}", statistics.dropped_traces(),
                      statistics.dropped_traces() == 1 ? "" : "s");
 }
 

@@ -1,4 +1,4 @@
-// source_parameters.h - what the plug-in's refusals mean.
+// plugin_failure.h - what the failures of the plug-in mean for the user.
 #pragma once
 
 #include <string>
@@ -11,15 +11,15 @@
 
 namespace veltra::host {
 
-// Each of these turns a failure into a sentence with the next step. The plug-in's
-// own words stay in it; `input` is the input as the user knows it.
+// Each of these makes a sentence with the next step of a failure and keeps the plug-in's
+// own words in it; `input` is the input as the user knows it. Any thread.
 
 // A refusal of kovax_source_init.
 user_error explain_init_failure(const source_failure& failure, const std::string& input,
                                 const database_options& database);
 
-// What became of the capture of a run that failed, for the end of a sentence; `kept`
-// when what came before the failure was written.
+// What became of the capture of a run that failed, for the end of a sentence. `kept`:
+// what came before the failure was written.
 std::string_view capture_remark(bool kept);
 
 // A run that failed; `kept` as above.
@@ -27,7 +27,7 @@ user_error explain_run_failure(const source_failure& failure, const std::string&
                                const database_options& database, bool kept);
 
 // What came out of a run without content, for a sentence that goes on with "came out
-// of": not one packet, or only news of losses.
+// of": not one packet, or only reports of losses.
 std::string nothing_but_losses(const run_statistics& statistics);
 
 // A run without content.

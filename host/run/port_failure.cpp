@@ -8,14 +8,9 @@ namespace veltra::host {
 
 namespace {
 
-constexpr std::string_view open_failed = "error: ERR_SERIALPORT_OPEN";
-constexpr std::string_view settings_refused = "error: ERR_ASSIGN_SETTINGS";
-constexpr std::string_view settings_unknown = "error: ERR_QUERY_SETTINGS";
-constexpr std::string_view line_lost[] = {"port closed", "serialcommunication error"};
-
-user_error no_serial_port(const std::string& port) {
+user_error not_a_serial_port(const std::string& port) {
   return {exit_code::bad_input,
-          fmt::format("{} is no serial port; \"veltra devices\" lists those there are.", port)};
+          fmt::format("{} is not a serial port; \"veltra devices\" lists those there are.", port)};
 }
 
 user_error explain_refusal(const std::string& message, const std::string& port,
@@ -38,7 +33,7 @@ user_error explain_refusal(const std::string& message, const std::string& port,
                       "in again.",
                       port, port));
     case port_refusal::not_serial:
-      return no_serial_port(port);
+      return not_a_serial_port(port);
     case port_refusal::other:
       break;
   }
@@ -61,30 +56,31 @@ std::optional<user_error> explain_port_failure(const source_failure& failure,
                                                const std::string& port, std::string_view remark,
                                                const platform::device_holders& holders) {
   const std::string& message = failure.message;
-  if (message.starts_with(open_failed)) return explain_refusal(message, port, holders);
-  if (message.starts_with(settings_refused)) {
-    return user_error(exit_code::bad_input,
-                      fmt::format("{} cannot hold these line settings ({}); give others, such as 8 "
-                                  "data bits, 1 stop bit and a speed that the adapter has.",
-                                  port, message));
+  switch (failure.kind()) {
+    case failure_kind::port_not_opened:
+      return explain_refusal(message, port, holders);
+    case failure_kind::port_settings_refused:
+      return user_error(exit_code::bad_input,
+                        fmt::format("{} does not support these line settings ({}); give others, "
+                                    "such as 8 data bits, 1 stop bit and a speed that the adapter "
+                                    "has.",
+                                    port, message));
+    case failure_kind::port_settings_unknown:
+      // How a file shows on a system that opens any file as a port.
+      if (platform::refusal_of(message) == platform::port_refusal::not_serial) {
+        return not_a_serial_port(port);
+      }
+      return user_error(exit_code::bad_input,
+                        fmt::format("{} does not report its line settings ({}); \"veltra devices\" "
+                                    "lists the ports there are.",
+                                    port, message));
+    case failure_kind::port_lost:
+      return user_error(exit_code::run_failed,
+                        fmt::format("{} was lost ({}){}. Check the cable and the modem's power.",
+                                    port, message, remark));
+    default:
+      return std::nullopt;
   }
-  if (message.starts_with(settings_unknown)) {
-    // Where a system opens any file as a port, this is how it shows.
-    if (platform::refusal_of(message) == platform::port_refusal::not_serial) {
-      return no_serial_port(port);
-    }
-    return user_error(exit_code::bad_input,
-                      fmt::format("{} does not tell its line settings ({}); \"veltra devices\" "
-                                  "lists the ports there are.",
-                                  port, message));
-  }
-  for (const std::string_view lost : line_lost) {
-    if (!message.starts_with(lost)) continue;
-    return user_error(exit_code::run_failed,
-                      fmt::format("{} was lost ({}){}. Check the cable and the modem's power.",
-                                  port, message, remark));
-  }
-  return std::nullopt;
 }
 
 }  // namespace veltra::host

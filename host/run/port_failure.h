@@ -1,4 +1,4 @@
-// port_failure.h - what a serial port's failures mean for the person in front of it.
+// port_failure.h - what the failures of a serial port mean for the user.
 #pragma once
 
 #include <optional>
@@ -11,10 +11,10 @@
 
 namespace veltra::host {
 
-// A sentence for a run that failed because of its port: it could not be opened, it
-// does not take its settings, or it was lost. `remark` says what became of the capture,
-// with the punctuation in front of it; empty if there was to be none. `holders` are
-// those of the port, asked for when it is in use. Nothing for a failure of another kind.
+// A sentence for a run that failed because of its port: it could not be opened, does
+// not support its settings, or was lost. `remark` says what became of the capture, with
+// the punctuation that precedes it; empty if there was to be none. `holders` are those of
+// the port and named when it is in use. Nothing for any other failure. Any thread.
 std::optional<user_error> explain_port_failure(const source_failure& failure,
                                                const std::string& port, std::string_view remark,
                                                const platform::device_holders& holders);

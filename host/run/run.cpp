@@ -83,7 +83,7 @@ class active_run : public source_listener {
   void take_sign_of_life();
   void request_stop();
   void note(const std::string& text);
-  void note_failure(std::string_view message);
+  void note_failure(const source_event& event);
   void stop_decoding(std::string_view reason);
   bool is_any_outlet_open() const;
 
@@ -109,7 +109,7 @@ class active_run : public source_listener {
 
   // The run's thread.
   run_statistics statistics_;
-  database_log database_log_;
+  database_events database_events_;
   std::set<std::string> notes_;  // each is shown once
   std::optional<source_failure> decoding_failure_;
   bool has_started_ = false;
@@ -146,11 +146,13 @@ void active_run::init() {
   const database_options& database = options_.database;
   if (failure) {
     if (database.file.empty()) {
-      if (auto known = explain_sync_failure(failure.message, database, database_log_)) throw *known;
+      if (auto known = explain_sync_failure(failure.kind(), failure.message, database, database_events_)) {
+        throw *known;
+      }
     }
     throw explain_init_failure(failure, input_.name(), database);
   }
-  if (auto known = explain_empty_cache(database, database_log_)) throw *known;
+  if (auto known = explain_empty_cache(database, database_events_)) throw *known;
 }
 
 void active_run::begin_sinks() {
@@ -197,11 +199,11 @@ void active_run::on_message(std::int32_t level, std::string_view message) {
   if (std::this_thread::get_id() != thread_) return;
   if (has_started_) take_sign_of_life();
   const source_event event = parse_event(level, message);
-  database_log_.take(message);
+  database_events_.take(event);
   if (event.kind == event_kind::decoding_stopped) {
     stop_decoding(event.detail);
   } else if (event.is_failure && !options_.verbose) {
-    note_failure(message);
+    note_failure(event);
   }
   display_.take_event(event);
 }
@@ -250,9 +252,9 @@ void active_run::note(const std::string& text) {
 
 // What the plug-in passed over must not go unseen: a catalogue that is not up to date must
 // not pass for one that is. Each text once, and no more than a person reads.
-void active_run::note_failure(std::string_view message) {
+void active_run::note_failure(const source_event& event) {
   constexpr std::size_t max_notes = 50;
-  const std::string text = describe_passed_over(message, options_.database, database_log_);
+  const std::string text = describe_nonfatal_failure(event, options_.database, database_events_);
   if (text.empty() || notes_.size() > max_notes || !notes_.insert(text).second) return;
   note(notes_.size() > max_notes ? "more failures; --verbose shows all messages." : text);
 }
@@ -332,8 +334,10 @@ user_error active_run::explain(const source_failure& failure, bool is_kept) cons
   const std::string_view remark = capture_ != nullptr ? capture_remark(is_kept) : "";
   if (auto known = input_.explain_failure(failure, remark)) return *known;
   if (database.file.empty()) {
-    auto known = explain_search_failure(failure.message, input_.name(), database, database_log_);
-    if (known) return *known;
+    if (auto known = explain_search_failure(failure.kind(), failure.message, input_.name(),
+                                            database, database_events_)) {
+      return *known;
+    }
   }
   return explain_run_failure(failure, input_.name(), database, is_kept);
 }

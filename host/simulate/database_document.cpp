@@ -1,13 +1,14 @@
 #include "host/simulate/database_document.h"
 
+#include <fmt/format.h>
+
 #include <cstddef>
+#include <cstdint>
 #include <initializer_list>
 #include <utility>
 
-#include "host/simulate/gzip.h"
+#include "host/simulate/archive_writer.h"
 #include "host/simulate/trace_ids.h"
-#include "host/simulate/ustar_writer.h"
-#include "host/simulate/uuid.h"
 #include "implementation/json.h"
 
 namespace veltra::host {
@@ -140,6 +141,25 @@ json static_data() {
   return {{"static_strings",
            {static_string(string_at_command, string_at_command_text),
             static_string(string_at_answer, string_at_answer_text)}}};
+}
+
+// FNV-1a, 64 bits. The second half of a UUID starts from another basis, the
+// first one with its bits inverted, so that the halves differ.
+constexpr std::uint64_t hash_basis = 0xCBF29CE484222325;
+constexpr std::uint64_t hash_prime = 0x100000001B3;
+
+std::uint64_t hash(std::string_view content, std::uint64_t basis) {
+  for (const char c : content) basis = (basis ^ static_cast<unsigned char>(c)) * hash_prime;
+  return basis;
+}
+
+// A UUID of version 8 in lower case that depends only on `content`, on every machine.
+std::string uuid_of_content(std::string_view content) {
+  // RFC 9562, section 5.8: four bits of version, two of variant, the rest is free.
+  const std::uint64_t high = (hash(content, hash_basis) & ~0xF000ULL) | 0x8000ULL;
+  const std::uint64_t low = (hash(content, ~hash_basis) & ~(3ULL << 62)) | (2ULL << 62);
+  return fmt::format("{:08x}-{:04x}-{:04x}-{:04x}-{:012x}", high >> 32, high >> 16 & 0xFFFF,
+                     high & 0xFFFF, low >> 48, low & 0xFFFFFFFFFFFF);
 }
 
 }  // namespace

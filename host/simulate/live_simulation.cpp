@@ -6,6 +6,7 @@
 #include <system_error>
 #include <utility>
 
+#include "host/output/output_file.h"
 #include "host/user_error.h"
 #include "platform/file.h"
 #include "platform/interrupt.h"
@@ -15,11 +16,12 @@ namespace veltra::host {
 
 namespace {
 
-// How long a reader is given to set the port up: one that drops nothing after it
-// opened it, and one that drops something, should it do so again. And how long one
-// that has read everything is given to use it.
+// A reader that sets the port up may drop what has arrived. Playing begins when it has
+// dropped nothing for this long after it opened the port,
 constexpr std::chrono::milliseconds settling{500};
+// or, once it has dropped something, for this long.
 constexpr std::chrono::milliseconds quiet{250};
+// After the end, how long a reader that has read everything may keep the port open.
 constexpr std::chrono::milliseconds grace{500};
 
 play_end end_of(platform::pseudo_terminal::outcome outcome) {
@@ -34,9 +36,9 @@ play_end end_of(platform::pseudo_terminal::outcome outcome) {
   return play_end::complete;
 }
 
-class terminal_line : public modem_line {
+class pty_line : public modem_line {
  public:
-  explicit terminal_line(platform::pseudo_terminal& terminal) : terminal_(terminal) {}
+  explicit pty_line(platform::pseudo_terminal& terminal) : terminal_(terminal) {}
 
   time_point now() override { return std::chrono::steady_clock::now(); }
   play_end write(std::string_view bytes) override { return end_of(terminal_.write(bytes)); }
@@ -46,8 +48,8 @@ class terminal_line : public modem_line {
   platform::pseudo_terminal& terminal_;
 };
 
-// A symbolic link while it lives. It takes the place of one to another such device: an
-// earlier run left it behind.
+// A symbolic link that exists as long as the object. It replaces a link to another such
+// device, which an earlier run left behind.
 class device_link {
  public:
   device_link(std::filesystem::path link, std::filesystem::path device)
@@ -61,7 +63,7 @@ class device_link {
     std::filesystem::create_symlink(device_, link_, error);
     if (!error) return;
     throw user_error(exit_code::output_failed,
-                     fmt::format("cannot make the link {}: {}; give another name after --pty.",
+                     fmt::format("cannot create the link {}: {}; give another name after --pty.",
                                  platform::path_to_utf8(link_), error.message()));
   }
   device_link(const device_link&) = delete;
@@ -88,11 +90,18 @@ std::unique_ptr<platform::pseudo_terminal> open_terminal() {
   }
 }
 
+void write_database(const simulate_options& options, const database_document& database) {
+  if (options.database.empty()) return;
+  output_file file(options.database);
+  file.write(database_file_content(options, database));
+  file.commit();
+}
+
 play_end play_to_reader(platform::pseudo_terminal& terminal, trace_player& player,
                         const play_pace& pace, std::uint64_t& bytes) {
   const play_end begin = end_of(terminal.wait_for_reader(settling, quiet));
   if (begin != play_end::complete) return begin;
-  terminal_line line(terminal);
+  pty_line line(terminal);
   const play_result played = play(player, pace, line);
   bytes = played.bytes;
   return played.end == play_end::complete ? end_of(terminal.drain(grace)) : played.end;
@@ -100,18 +109,17 @@ play_end play_to_reader(platform::pseudo_terminal& terminal, trace_player& playe
 
 }  // namespace
 
-live_simulate_result simulate_live(
-    const live_simulate_options& options,
-    const std::function<void(const std::filesystem::path&)>& announce) {
+simulate_result simulate_live(const live_simulate_options& options,
+                              const std::function<void(const std::filesystem::path&)>& announce) {
   const virtual_modem modem = load_virtual_modem(options.source);
   const auto terminal = open_terminal();
   const platform::interrupt_watch watch([&] { terminal->interrupt(); });
-  // Who waits for the link finds the database beside it.
+  // A program that waits for the link finds the database beside it.
   write_database(options.source, modem.database);
   const device_link link(options.link, terminal->device());
   announce(terminal->device());
 
-  live_simulate_result result{.messages = modem.messages, .uuid = modem.database.uuid};
+  simulate_result result{.messages = modem.messages, .uuid = modem.database.uuid};
   trace_player player(modem.traces, options.source.repeat);
   const play_end end = play_to_reader(*terminal, player, options.pace, result.trace_bytes);
   if (end == play_end::reader_gone) {

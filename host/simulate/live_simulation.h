@@ -1,12 +1,11 @@
-// live_simulation.h - the virtual modem on a serial line made of software.
+// live_simulation.h - the virtual modem on a pseudo-terminal.
 #pragma once
 
-#include <cstdint>
 #include <filesystem>
 #include <functional>
 
-#include "host/simulate/line_player.h"
-#include "host/simulate/simulation.h"
+#include "host/simulate/trace_player.h"
+#include "host/simulate/virtual_modem.h"
 
 namespace veltra::host {
 
@@ -16,20 +15,12 @@ struct live_simulate_options {
   play_pace pace;
 };
 
-struct live_simulate_result {
-  std::size_t messages = 0;  // in one play of the session
-  std::uint64_t trace_bytes = 0;
-  std::string uuid;  // the database's
-  bool interrupted = false;
-};
-
-// Opens a pseudo-terminal, writes the database if one is named, tells the device to
-// `announce`, waits for a reader and plays the session to it. Returns when the reader
-// has had all of it and closed the port, or had half a second's time for it, or on Ctrl-C.
-// The link is there while it runs; one that an earlier run left behind is replaced.
-// Throws user_error; run_failed when the reader leaves before the end.
-live_simulate_result simulate_live(
-    const live_simulate_options& options,
-    const std::function<void(const std::filesystem::path&)>& announce);
+// Opens a pseudo-terminal, writes the database if one is named, reports the device to
+// `announce`, waits for a reader and plays the session to it. Returns on Ctrl-C, or when
+// the reader has had everything and closed the port or kept it open for half a second.
+// The link exists while this runs. Throws user_error; run_failed when the reader closes
+// the port before the end.
+simulate_result simulate_live(const live_simulate_options& options,
+                              const std::function<void(const std::filesystem::path&)>& announce);
 
 }  // namespace veltra::host

@@ -8,8 +8,8 @@
 #include <iterator>
 #include <optional>
 
-#include "host/simulate/asn_type.h"
 #include "host/simulate/frame_encoder.h"
+#include "host/simulate/peer_buffer_table.h"
 #include "host/simulate/trace_ids.h"
 
 namespace veltra::host {

@@ -3,6 +3,8 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <filesystem>
 #include <optional>
 #include <string>
 
@@ -23,5 +25,29 @@ struct virtual_modem {
 // becomes the database's; otherwise the database gets one of its own. Throws
 // user_error (bad_input) that names the line of a message that cannot be carried.
 virtual_modem make_virtual_modem(const session& recorded, const std::optional<std::string>& uuid);
+
+// What the command line asks for.
+struct simulate_options {
+  std::filesystem::path session;
+  std::filesystem::path trace;     // "-" is standard output; empty when there is no file
+  std::filesystem::path database;  // .json, or .gz for an archive; empty: none is written
+  std::uint64_t repeat = 1;
+  std::optional<std::string> uuid;
+};
+
+// What has been played.
+struct simulate_result {
+  std::size_t messages = 0;  // in one play of the session
+  std::uint64_t trace_bytes = 0;
+  std::string uuid;  // the database's
+  bool interrupted = false;
+};
+
+// Checks the options, reads the session and builds the modem. Throws user_error.
+virtual_modem load_virtual_modem(const simulate_options& options);
+
+// The bytes of the file that `options` name for the database: JSON or an archive.
+std::string database_file_content(const simulate_options& options,
+                                  const database_document& database);
 
 }  // namespace veltra::host

@@ -51,7 +51,7 @@ Function resolve(const platform::dynamic_library& library, const char* name) {
     throw user_error(
         exit_code::bad_input,
         fmt::format(
-            "the plug-in is none that this program can use: {}; name another with --plugin.",
+            "the plug-in is incompatible: {}; name another with --plugin.",
             error.what()));
   }
 }

@@ -20,7 +20,6 @@ struct known_message {
 constexpr known_message known_messages[] = {
     {"open port", event_kind::port_opening, argument::none},
     {"Cached data for locating database UID: ", event_kind::bytes_searched, argument::number},
-    {"Received bytes that were not read: ", event_kind::bytes_unread, argument::number},
     {"found UID: ", event_kind::uuid_found, argument::text},
     {"uuid does not match regex, continue searching ", event_kind::uuid_rejected, argument::none},
     {"try to locate db directory ", event_kind::directory_tried, argument::text},
@@ -47,7 +46,7 @@ constexpr known_failure known_failures[] = {
     {"trace_file could not be opened", failure_kind::trace_unreadable},
     {"filesystem error: file_size", failure_kind::trace_not_regular},
     {"filesystem error: exists", failure_kind::path_unreachable},
-    {"filesystem error: create_directories", failure_kind::directory_not_created},
+    {"filesystem error: create_directories", failure_kind::cache_unusable},
     {"filesystem error: ", failure_kind::file_system_error},
     {"database file does not exist", failure_kind::database_missing},
     {"veltra plugin cannot open trace file", failure_kind::database_unreadable},

@@ -12,7 +12,6 @@ enum class event_kind {
   other,                // detail: the whole message
   port_opening,         // the serial port is about to be opened
   bytes_searched,       // bytes: of the trace, in which the database's UUID is searched
-  bytes_unread,         // bytes: received but not read when the run ended
   uuid_found,           // detail: the text in the UUID's place, not checked yet
   uuid_rejected,        // the text just found is not a UUID
   directory_tried,      // detail: a directory that is searched for the database
@@ -62,8 +61,8 @@ enum class failure_kind {
   catalogue_unavailable,  // no location gave a catalogue
   file_unreadable,        // the catalogue, or a database of the cache
   file_unwritable,        // the same
-  directory_not_created,
-  file_system_error,  // any other
+  cache_unusable,         // its directory cannot be created or reached
+  file_system_error,      // any other
   // The search for the database that the stream names.
   uuid_missing,                // no UUID up to the end of the trace
   database_directory_missing,  // the UUID is not in the cache

@@ -10,6 +10,7 @@
 
 #include "host/source/packet.h"
 #include "host/source/plugin_library.h"
+#include "host/source/source_events.h"
 
 namespace veltra::host {
 
@@ -17,6 +18,8 @@ namespace veltra::host {
 struct source_failure {
   std::int32_t code = 0;
   std::string message;
+
+  failure_kind kind() const { return classify_failure(message); }
 
   explicit operator bool() const noexcept { return code != 0; }
 };

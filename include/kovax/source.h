@@ -189,8 +189,8 @@ typedef int32_t (*kovax_source_init_parameters_fn)(void *user_data, kovax_text_c
  * ends a file's run with KOVAX_RESULT_OK; a serial port's with KOVAX_RESULT_FAILED
  * and the text "stop extracting" when it meets a read, which is where such a run
  * waits, and with KOVAX_RESULT_OK when it meets the delivery of decoded packets.
- * Bytes that a serial port has received and no packet has by then are told in the
- * log, and stay for the next run. [thread-A]
+ * Bytes that a serial port has received and no packet has by then stay for the next
+ * run. [thread-A]
  */
 typedef int32_t (*kovax_source_start_fn)(kovax_source *source, void *packet_user_data,
                                          kovax_packet_callback callback);

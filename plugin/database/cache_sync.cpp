@@ -5,13 +5,14 @@
 
 #include <filesystem>
 #include <optional>
-#include <stdexcept>
+#include <utility>
 
+#include "base/json_member.h"
 #include "platform/file.h"
+#include "plugin/database/cache_settings_error.h"
 #include "plugin/database/cached_database.h"
 #include "plugin/database/catalogue.h"
 #include "plugin/database/download.h"
-#include "plugin/database/json_member.h"
 #include "plugin/database/location.h"
 
 namespace veltra {
@@ -36,7 +37,10 @@ std::optional<Value> optional_member(const json& config, const char* key) {
 }
 
 cache_settings read_settings(const json& config, const text_expansion& expand) {
-  if (!config.contains("cache_directory")) throw std::runtime_error("cache_directory missing");
+  if (!config.contains("cache_directory")) {
+    throw cache_settings_error(cache_settings_fault::cache_directory_missing,
+                               "cache_directory missing");
+  }
   cache_settings settings;
   settings.cache_directory = platform::path_from_utf8(expand(config["cache_directory"]));
   settings.update_cache = optional_member<bool>(config, "update_cache");
@@ -55,8 +59,8 @@ void make_directories(const fs::path& path) {
 // One run over one cache.
 class synchronisation {
  public:
-  synchronisation(const host_log& log, cache_settings settings, file_operations& operations)
-      : log_(log),
+  synchronisation(sync_listener& listener, cache_settings settings, file_operations& operations)
+      : listener_(listener),
         settings_(std::move(settings)),
         catalogue_path_(catalogue_path(settings_.cache_directory)),
         operations_(operations) {}
@@ -75,21 +79,26 @@ class synchronisation {
  private:
   void refresh_catalogue() const {
     if (!settings_.locations) {
-      throw std::runtime_error("trace_db_locations when update_cache is true");
+      throw cache_settings_error(cache_settings_fault::locations_missing,
+                                 "trace_db_locations when update_cache is true");
     }
-    if (settings_.locations->empty()) throw std::runtime_error("trace_db_locations is empty");
+    if (settings_.locations->empty()) {
+      throw cache_settings_error(cache_settings_fault::locations_empty,
+                                 "trace_db_locations is empty");
+    }
     const std::string content = download_catalogue();
     if (content.empty()) {
-      throw std::runtime_error(
+      throw cache_settings_error(
+          cache_settings_fault::no_location_answered,
           fmt::format("Unable to download configuration content from any of the following "
                       "locations:\n\t{}",
                       fmt::join(*settings_.locations, "\n\t")));
     }
     if (path_exists(catalogue_path_)) {
-      log_.progress("check if config.json is up-to-date");
+      listener_.on_step(sync_step::catalogue_compared, {});
       if (cached_catalogue_is_as_new_as(content)) return;
     }
-    log_.progress("write new config.json");
+    listener_.on_step(sync_step::catalogue_written, {});
     write_file(catalogue_path_, content, operations_);
   }
 
@@ -98,12 +107,11 @@ class synchronisation {
   std::string download_catalogue() const {
     for (const std::string& location : *settings_.locations) {
       const std::string address = resolve_location(settings_.root, location);
-      log_.progress("Trying to download database config.json");
+      listener_.on_step(sync_step::catalogue_requested, location);
       try {
         return download_to_string(address, settings_.proxy);
       } catch (const std::exception& failure) {
-        log_.recoverable_failure(std::string("Failed to download config.json. Reason: ") +
-                                 failure.what());
+        listener_.on_step(sync_step::catalogue_failed, failure.what());
       }
     }
     return {};
@@ -119,15 +127,15 @@ class synchronisation {
   void provide_database(const fs::path& directory, const json& entry) const {
     make_directories(directory);
     const fs::path path = database_file(directory, entry);
-    log_.progress("check database at path: " + platform::path_to_utf8(path));
+    listener_.on_step(sync_step::database_checked, platform::path_to_utf8(path));
     if (check_database(path, entry) == database_state::intact) return;
     const std::string address =
         resolve_location(settings_.root, text_member(member(entry, "database"), "path"));
-    log_.progress("try download database: " + text_member(entry, "uuid"));
+    listener_.on_step(sync_step::database_requested, text_member(entry, "uuid"));
     write_file(path, download_to_string(address, settings_.proxy), operations_);
   }
 
-  const host_log& log_;
+  sync_listener& listener_;
   const cache_settings settings_;
   const fs::path catalogue_path_;
   file_operations& operations_;
@@ -135,10 +143,27 @@ class synchronisation {
 
 }  // namespace
 
-void sync_database_cache(const host_log& log, const json& config,
+void sync_log::on_step(sync_step step, const std::string& detail) {
+  switch (step) {
+    case sync_step::catalogue_requested:
+      return log_.progress("Trying to download database config.json");
+    case sync_step::catalogue_failed:
+      return log_.recoverable_failure("Failed to download config.json. Reason: " + detail);
+    case sync_step::catalogue_compared:
+      return log_.progress("check if config.json is up-to-date");
+    case sync_step::catalogue_written:
+      return log_.progress("write new config.json");
+    case sync_step::database_checked:
+      return log_.progress("check database at path: " + detail);
+    case sync_step::database_requested:
+      return log_.progress("try download database: " + detail);
+  }
+}
+
+void sync_database_cache(sync_listener& listener, const json& config,
                          std::vector<std::string>& directories, const text_expansion& expand,
                          file_operations& operations) {
-  synchronisation(log, read_settings(config, expand), operations).run(directories);
+  synchronisation(listener, read_settings(config, expand), operations).run(directories);
 }
 
 }  // namespace veltra

@@ -2,12 +2,12 @@
 
 #include <exception>
 
+#include "base/json_member.h"
 #include "platform/file.h"
 #include "plugin/database/catalogue.h"
 #include "plugin/database/database_locator.h"
 #include "plugin/database/digest.h"
 #include "plugin/database/file_io.h"
-#include "plugin/database/json_member.h"
 
 namespace veltra {
 

@@ -5,8 +5,8 @@
 #include <locale>
 #include <sstream>
 
+#include "base/json_member.h"
 #include "platform/file.h"
-#include "plugin/database/json_member.h"
 #include "plugin/database/location.h"
 
 namespace veltra {

@@ -26,8 +26,11 @@ using open_file = std::unique_ptr<std::FILE, file_closer>;
 
 }  // namespace
 
-file_error::file_error(const char* failure, const fs::path& path, std::error_code reason)
-    : std::runtime_error(failure + platform::path_to_utf8(path)), reason_(reason) {}
+file_error::file_error(file_access access, const fs::path& path, std::error_code reason)
+    : std::runtime_error((access == file_access::read ? cannot_read : cannot_write) +
+                         platform::path_to_utf8(path)),
+      access_(access),
+      reason_(reason) {}
 
 bool path_exists(const fs::path& path) {
   std::error_code error;
@@ -39,7 +42,7 @@ bool path_exists(const fs::path& path) {
 std::string read_file(const fs::path& path) {
   errno = 0;
   const open_file file(platform::open_file(path, platform::open_mode::read));
-  if (!file) throw file_error(cannot_read, path, last_error());
+  if (!file) throw file_error(file_access::read, path, last_error());
   std::string bytes;
   std::error_code unknown_size;
   const std::uintmax_t size = fs::file_size(path, unknown_size);
@@ -48,7 +51,7 @@ std::string read_file(const fs::path& path) {
   while (const std::size_t count = std::fread(block.data(), 1, block.size(), file.get())) {
     bytes.append(block.data(), count);
   }
-  if (std::ferror(file.get()) != 0) throw file_error(cannot_read, path, last_error());
+  if (std::ferror(file.get()) != 0) throw file_error(file_access::read, path, last_error());
   return bytes;
 }
 
@@ -58,7 +61,7 @@ void write_file(const fs::path& path, std::string_view bytes, file_operations& o
   std::error_code failure = file.open(path);
   if (!failure) failure = file.write(bytes);
   if (!failure) failure = file.commit();
-  if (failure) throw file_error(cannot_write, path, failure);
+  if (failure) throw file_error(file_access::write, path, failure);
 }
 
 }  // namespace veltra

@@ -11,15 +11,19 @@
 
 namespace veltra {
 
+enum class file_access { read, write };
+
 // A file could not be read or written. The text names what was tried and the
 // path; reason() is the system's own.
 class file_error : public std::runtime_error {
  public:
-  file_error(const char* failure, const std::filesystem::path& path, std::error_code reason);
+  file_error(file_access access, const std::filesystem::path& path, std::error_code reason);
 
+  file_access access() const noexcept { return access_; }
   const std::error_code& reason() const { return reason_; }
 
  private:
+  file_access access_;
   std::error_code reason_;
 };
 

@@ -1,8 +1,7 @@
 #include "plugin/database/location.h"
 
-#include <stdexcept>
-
-#include "plugin/database/json_member.h"
+#include "base/json_member.h"
+#include "plugin/database/cache_settings_error.h"
 
 namespace veltra {
 
@@ -31,7 +30,8 @@ std::string resolve_location(std::string_view root, std::string_view location) {
   const std::size_t found = find_placeholder(location);
   if (found == std::string_view::npos) return std::string(location);
   if (found == 0 && root.empty()) {
-    throw std::runtime_error("root missing from auto_detect_db_config");
+    throw cache_settings_error(cache_settings_fault::root_missing,
+                               "root missing from auto_detect_db_config");
   }
   std::string address(root);
   if (!ends_with_separator(root)) address += '/';

@@ -13,8 +13,8 @@ namespace veltra {
 // with one "/" between them unless the root ends with a "/" or "\".
 //
 // A placeholder must stand first. Wherever it stands, the first seven characters
-// are what is replaced. Throws std::runtime_error "root missing from
-// auto_detect_db_config" when it stands first and `root` is empty.
+// are what is replaced. Throws cache_settings_error (root_missing) "root missing
+// from auto_detect_db_config" when it stands first and `root` is empty.
 std::string resolve_location(std::string_view root, std::string_view location);
 
 // Returns the name under which the database of a catalogue's version entry is

@@ -1,7 +1,8 @@
 #include "plugin/database/uid_search.h"
 
 #include <algorithm>
-#include <array>
+
+#include "base/uuid.h"
 
 namespace veltra {
 
@@ -9,7 +10,7 @@ namespace {
 
 constexpr std::string_view marker_text = "UID %s";
 constexpr std::size_t candidate_offset = 7;
-constexpr std::size_t candidate_size = 36;
+constexpr std::size_t candidate_size = uuid_size;
 
 // The byte that must be there before a candidate is taken; one less than the
 // candidate and two bytes behind it take up.
@@ -21,21 +22,7 @@ static_assert(last_needed_offset + 1 == candidate_offset + candidate_size + 2);
 constexpr std::size_t continue_offset = 8;
 static_assert(continue_offset <= last_needed_offset);
 
-bool is_hexadecimal_digit(char c) {
-  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
-}
-
 }  // namespace
-
-bool is_uuid(std::string_view text) {
-  constexpr std::array<std::size_t, 4> hyphens = {8, 13, 18, 23};
-  if (text.size() != candidate_size) return false;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const bool hyphen = std::find(hyphens.begin(), hyphens.end(), i) != hyphens.end();
-    if (hyphen ? text[i] != '-' : !is_hexadecimal_digit(text[i])) return false;
-  }
-  return true;
-}
 
 std::optional<std::string> uid_search::search(std::string_view new_bytes, const host_log& log) {
   cached_data_.append(new_bytes);

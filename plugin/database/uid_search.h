@@ -52,7 +52,4 @@ class uid_search {
   std::size_t unsearched_ = 0;         // no marker that is not in rejected_ begins before it
 };
 
-// True if `text` has the form 8-4-4-4-12 in hexadecimal digits of either case.
-bool is_uuid(std::string_view text);
-
 }  // namespace veltra

@@ -10,7 +10,7 @@
 namespace {
 
 using test_support::compress;
-using test_support::deflate_wrapping;
+using test_support::wrapping;
 using test_support::minimal_database;
 using test_support::tar_archive;
 using test_support::tar_directory;
@@ -73,7 +73,7 @@ INSTANTIATE_TEST_SUITE_P(sizes, padding_test,
 
 TEST_F(archives_test, a_zlib_stream_is_accepted_as_well) {
   open(parameters(
-      compress(tar_archive({{"db.json", database_named("MCU")}}), deflate_wrapping::zlib)));
+      compress(tar_archive({{"db.json", database_named("MCU")}}), wrapping::zlib)));
   EXPECT_THAT(names(), ElementsAre("MCU"));
 }
 

@@ -15,10 +15,7 @@ using test_support::conversion_database;
 using test_support::database_master;
 using test_support::log_line;
 using test_support::received_packet;
-using testing::Contains;
-using testing::Field;
-using testing::HasSubstr;
-using testing::Not;
+using testing::ElementsAre;
 using steady = std::chrono::steady_clock;
 
 using serial_stop_test = test_support::serial_fixture;
@@ -118,16 +115,15 @@ TEST_F(serial_stop_test, keeps_what_was_received_and_is_less_than_a_chunk_for_th
   open_line({{"chunk_size", 8}});
   start_receiving();
   send_and_drain("abcde");
-  ASSERT_EQ(stop_and_wait(), 100);
-  EXPECT_THAT(session.logs,
-              Contains(log_line{session.handle(), 2, "Received bytes that were not read: 5"}));
   session.logs.clear();
+  ASSERT_EQ(stop_and_wait(), 100);
+  EXPECT_THAT(session.log_texts(),
+              ElementsAre("veltra stop_extracting entry", "veltra stop_extracting exit"));
   start_receiving();
   send("fgh");
   wait_for_packets(1);
   ASSERT_EQ(stop_and_wait(), 100);
   EXPECT_EQ(session.packets.at(0).data, "abcdefgh");
-  EXPECT_THAT(session.logs, Not(Contains(Field(&log_line::text, HasSubstr("not read")))));
 }
 
 TEST_F(serial_stop_test, keeps_the_waiting_chunks_for_the_next_start) {

@@ -35,7 +35,7 @@ decode() { refused "$1" "$2" "$veltra" decode "${@:3}"; }
 decode $bad_input "no.bin: trace file does not exist" no.bin --database database.json
 decode $bad_input "misspelt/trace.bin: trace file does not exist" \
   misspelt/trace.bin --database database.json
-decode $bad_input "directory is no regular file" directory --database database.json
+decode $bad_input "directory is not a regular file" directory --database database.json
 mkfifo pipe.bin
 refused $bad_input "pipe.bin is no regular file" \
   timeout 10 "$veltra" decode pipe.bin --database database.json
@@ -51,12 +51,12 @@ printf '{"firmwares": {"updated_timestamp": "", "devices": [{"type": "modem", "v
   "$(sha256sum database.json | cut -d ' ' -f 1)" >cache/config.json
 decode $nothing_decoded "empty.bin is empty" empty.bin --cache cache
 decode $bad_input "trace.bin needs the database" trace.bin --cache cache
-decode $bad_input "the cache trace.bin is no directory" trace.bin --cache trace.bin
+decode $bad_input "the cache trace.bin is not a directory" trace.bin --cache trace.bin
 decode $bad_input "the cache directory has no catalogue yet" trace.bin --cache directory
 decode $nothing_decoded "not one packet came out of $session" "$session" --database database.json
 # Bytes that are no trace: all that comes of them are losses.
 head -c 100000 "$veltra" >noise.bin
-decode $nothing_decoded "nothing but news of " noise.bin --database database.json
+decode $nothing_decoded "only reports of " noise.bin --database database.json
 
 # The database.
 decode $bad_input "no.json: database file does not exist" trace.bin --database no.json
@@ -72,8 +72,8 @@ done
 for name in empty.gz text.gz broken.gz; do
   decode $bad_input "$name: Invalid gzip data" trace.bin --database $name
 done
-decode $bad_input "short.gz holds no decoder configuration" trace.bin --database short.gz
-decode $bad_input "unconfigured.json holds no decoder configuration" \
+decode $bad_input "short.gz contains no decoder configuration" trace.bin --database short.gz
+decode $bad_input "unconfigured.json contains no decoder configuration" \
   trace.bin --database unconfigured.json
 decode $bad_input "the decoder does not take the configuration in foreign.json" \
   trace.bin --database foreign.json

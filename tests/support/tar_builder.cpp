@@ -11,21 +11,15 @@ namespace test_support {
 namespace {
 
 constexpr std::size_t block_size = 512;
-constexpr std::size_t checksum_offset = 148;
-constexpr std::size_t checksum_size = 8;
 
 }  // namespace
 
 tar_header::tar_header(std::string_view name, std::size_t size, char type_flag)
     : block_(block_size, '\0') {
-  set(0, name);
-  set(100, "0000644");
-  set(108, "0000000");
-  set(116, "0000000");
-  set(124, fmt::format("{:011o}", size));
-  set(136, "00000000000");
-  set(156, std::string(1, type_flag));
-  set(257, std::string("ustar\0", 6) + "00");
+  set(0, name).set(100, "0000644").set(108, "0001750").set(116, "0001750");
+  this->size(fmt::format("{:011o}", size)).set(136, "14371573042").type(type_flag);
+  set(257, std::string_view("ustar\00000", 8)).set(265, "firmware").set(297, "firmware");
+  set(329, "0000000").set(337, "0000000");
   seal();
 }
 
@@ -35,24 +29,47 @@ tar_header& tar_header::set(std::size_t offset, std::string_view bytes) {
   return *this;
 }
 
+tar_header& tar_header::field(std::size_t offset, std::size_t width, std::string_view text) {
+  return set(offset, std::string(width, '\0')).set(offset, text.substr(0, width));
+}
+
+tar_header& tar_header::name(std::string_view text) {
+  return field(0, 100, text);
+}
+tar_header& tar_header::size(std::string_view text) {
+  return field(124, 12, text);
+}
+tar_header& tar_header::checksum(std::string_view text) {
+  return field(148, 8, text);
+}
+tar_header& tar_header::type(char flag) {
+  return set(156, std::string_view(&flag, 1));
+}
+
 std::uint32_t tar_header::sum() const {
+  std::string block = block_;
+  block.replace(148, 8, 8, ' ');
   std::uint32_t sum = 0;
-  for (std::size_t index = 0; index < block_size; ++index) {
-    const bool in_field = index >= checksum_offset && index < checksum_offset + checksum_size;
-    sum += in_field ? 0x20U : static_cast<unsigned char>(block_[index]);
-  }
+  for (const char byte : block) sum += static_cast<unsigned char>(byte);
   return sum;
 }
 
+std::string tar_header::checksum_digits() const {
+  return fmt::format("{:06o}", sum());
+}
+
 tar_header& tar_header::seal() {
-  return set(checksum_offset, fmt::format("{:06o}", sum()) + std::string("\0 ", 2));
+  return checksum(checksum_digits() + std::string("\0 ", 2));
+}
+
+std::string tar_padded(std::string_view data) {
+  std::string bytes(data);
+  bytes.resize((bytes.size() + block_size - 1) / block_size * block_size);
+  return bytes;
 }
 
 std::string tar_member(const tar_header& header, std::string_view data) {
-  std::string bytes = header.block();
-  bytes += data;
-  bytes.resize((bytes.size() + block_size - 1) / block_size * block_size);
-  return bytes;
+  return header.block() + tar_padded(data);
 }
 
 std::string tar_file(std::string_view name, std::string_view data) {
@@ -73,11 +90,11 @@ std::string tar_archive(const std::vector<std::pair<std::string, std::string>>& 
   return bytes + tar_end();
 }
 
-std::string compress(std::string_view bytes, deflate_wrapping wrapping) {
+std::string compress(std::string_view bytes, wrapping form, int level) {
+  constexpr int window = 15;
+  const int bits = form == wrapping::gzip ? window + 16 : form == wrapping::zlib ? window : -window;
   z_stream stream = {};
-  const int window_bits = wrapping == deflate_wrapping::gzip ? 15 + 16 : 15;
-  if (deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, window_bits, 8, Z_DEFAULT_STRATEGY) !=
-      Z_OK) {
+  if (deflateInit2(&stream, level, Z_DEFLATED, bits, 8, Z_DEFAULT_STRATEGY) != Z_OK) {
     throw std::runtime_error("deflateInit2 failed");
   }
   const std::string input(bytes);

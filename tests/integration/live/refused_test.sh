@@ -9,9 +9,9 @@ modem --repeat 1000000 --database database.json
 echo earlier >raw.bin
 set -- "$veltra" capture --database database.json --raw raw.bin -o out.pcapng --port
 refused 3 'there is no port /dev/ttyNONE; "veltra devices" lists' "$@" /dev/ttyNONE
-refused 3 'database.json is no serial port' "$@" database.json
-refused 3 '/ is no serial port' "$@" /
-refused 3 'line cannot hold these line settings' "$@" line --stop-bits 1.5
+refused 3 'database.json is not a serial port' "$@" database.json
+refused 3 '/ is not a serial port' "$@" /
+refused 3 'line does not support these line settings' "$@" line --stop-bits 1.5
 refused 2 'there is nothing to write' "$veltra" capture --port line
 refused 2 'x.pcapng cannot be written without a trace database' \
   "$veltra" capture --port line --raw x -o x.pcapng
@@ -39,7 +39,7 @@ ended $modem 5 modem.err
 # A link to something else is not the virtual modem's to replace, one to a device that
 # is gone is.
 ln -s raw.bin other
-refused 6 'cannot make the link other: File exists' "$veltra" simulate "$session" --pty other
+refused 6 'cannot create the link other: File exists' "$veltra" simulate "$session" --pty other
 [ "$(readlink other)" = raw.bin ] || fail "another link was replaced"
 ln -sf /dev/pts/99999 line
 rm modem.txt

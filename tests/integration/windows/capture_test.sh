@@ -57,7 +57,7 @@ ended $modem 5 modem.err
 rm -f line
 refused 3 'there is no port COM31; "veltra devices" lists' \
   "${windows[@]}" capture --port COM31 --database database.json -o none.pcapng
-refused 3 'expected.pcapng is no serial port' \
+refused 3 'expected.pcapng is not a serial port' \
   "${windows[@]}" capture --port expected.pcapng --database database.json -o none.pcapng
 refused 5 'write a trace file with --trace instead' \
   "${windows[@]}" simulate "$session" --pty COM31

@@ -13,16 +13,16 @@
 #include <vector>
 
 #include "implementation/json.h"
-#include "tests/unit/database/archive_builder.h"
+#include "tests/support/tar_builder.h"
 
 namespace veltra {
 namespace {
 
-using test::compressed;
-using test::tar_end;
-using test::tar_header;
-using test::tar_member;
-using test::wrapping;
+using test_support::compress;
+using test_support::tar_end;
+using test_support::tar_file;
+using test_support::tar_header;
+using test_support::wrapping;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -55,8 +55,7 @@ void parse(std::string_view text) {
 }
 
 std::string two_databases() {
-  return tar_member("mcu.json", R"({"meta": 1})") + tar_member("m4.json", R"({"meta": 2})") +
-         tar_end();
+  return tar_file("mcu.json", R"({"meta": 1})") + tar_file("m4.json", R"({"meta": 2})") + tar_end();
 }
 
 TEST(database_reader, a_plain_file_is_one_text) {
@@ -67,7 +66,7 @@ TEST(database_reader, a_plain_file_is_passed_on_whole_whatever_it_holds) {
   const std::string_view with_nul("{}\0{}", 5);
   EXPECT_THAT(texts_of(with_nul, false), ElementsAre(with_nul));
   EXPECT_THAT(texts_of("", false), ElementsAre(""));
-  const std::string archive = compressed(two_databases());
+  const std::string archive = compress(two_databases());
   EXPECT_THAT(texts_of(archive, false), ElementsAre(archive));
 }
 
@@ -75,23 +74,22 @@ TEST(database_reader, a_plain_file_that_is_not_json_is_invalid) {
   EXPECT_EQ(failure_of("{}", false, parse), "");
   EXPECT_EQ(failure_of("not json", false, parse), invalid_database);
   EXPECT_EQ(failure_of("", false, parse), invalid_database);
-  EXPECT_EQ(failure_of(compressed(two_databases()), false, parse), invalid_database);
+  EXPECT_EQ(failure_of(compress(two_databases()), false, parse), invalid_database);
 }
 
 TEST(database_reader, an_archive_of_two_databases_is_two_texts_in_order) {
-  EXPECT_THAT(texts_of(compressed(two_databases()), true),
+  EXPECT_THAT(texts_of(compress(two_databases()), true),
               ElementsAre(R"({"meta": 1})", R"({"meta": 2})"));
 }
 
 TEST(database_reader, an_archive_may_be_wrapped_as_zlib) {
-  EXPECT_THAT(texts_of(compressed(two_databases(), wrapping::zlib), true),
+  EXPECT_THAT(texts_of(compress(two_databases(), wrapping::zlib), true),
               ElementsAre(R"({"meta": 1})", R"({"meta": 2})"));
 }
 
 TEST(database_reader, a_member_keeps_its_nul_bytes) {
   const std::string text("{\0}", 3);
-  EXPECT_THAT(texts_of(compressed(tar_member("a.json", text) + tar_end()), true),
-              ElementsAre(text));
+  EXPECT_THAT(texts_of(compress(tar_file("a.json", text) + tar_end()), true), ElementsAre(text));
 }
 
 TEST(database_reader, an_archive_that_is_plain_json_is_invalid_gzip) {
@@ -111,7 +109,7 @@ TEST(database_reader, an_archive_of_one_byte_that_begins_no_stream_is_invalid_gz
 }
 
 TEST(database_reader, a_corrupt_archive_is_invalid_gzip_and_nothing_is_processed) {
-  std::string bytes = compressed(two_databases());
+  std::string bytes = compress(two_databases());
   bytes[bytes.size() - 8] ^= 1;
   int processed = 0;
   EXPECT_EQ(failure_of(bytes, true, [&](std::string_view) { ++processed; }), invalid_gzip);
@@ -120,7 +118,7 @@ TEST(database_reader, a_corrupt_archive_is_invalid_gzip_and_nothing_is_processed
 
 TEST(database_reader, a_truncated_archive_gives_the_members_that_are_whole) {
   // Stored, so that every byte cut off is a byte of the archive.
-  const std::string bytes = compressed(two_databases(), wrapping::gzip, 0);
+  const std::string bytes = compress(two_databases(), wrapping::gzip, 0);
   constexpr std::size_t wrapper = 10 + 5;  // gzip header and the stored block's
   for (std::size_t length = 1; length <= bytes.size(); ++length) {
     std::vector<std::string> whole;
@@ -135,7 +133,7 @@ TEST(database_reader, a_truncated_archive_gives_the_members_that_are_whole) {
 }
 
 TEST(database_reader, a_truncated_deflated_archive_is_no_error_at_any_length) {
-  const std::string bytes = compressed(two_databases());
+  const std::string bytes = compress(two_databases());
   std::size_t most = 0;
   for (std::size_t length = 1; length <= bytes.size(); ++length) {
     const std::size_t count = texts_of(bytes.substr(0, length), true).size();
@@ -146,36 +144,36 @@ TEST(database_reader, a_truncated_deflated_archive_is_no_error_at_any_length) {
 }
 
 TEST(database_reader, an_archive_of_nothing_gives_no_text) {
-  EXPECT_THAT(texts_of(compressed(""), true), IsEmpty());
-  EXPECT_THAT(texts_of(compressed(tar_end()), true), IsEmpty());
+  EXPECT_THAT(texts_of(compress(""), true), IsEmpty());
+  EXPECT_THAT(texts_of(compress(tar_end()), true), IsEmpty());
 }
 
 TEST(database_reader, compressed_json_that_is_in_no_archive_gives_no_text) {
-  EXPECT_THAT(texts_of(compressed(R"({"meta": 1})"), true), IsEmpty());
-  EXPECT_THAT(texts_of(compressed(std::string(2000, ' ') + "{}"), true), IsEmpty());
+  EXPECT_THAT(texts_of(compress(R"({"meta": 1})"), true), IsEmpty());
+  EXPECT_THAT(texts_of(compress(std::string(2000, ' ') + "{}"), true), IsEmpty());
 }
 
 TEST(database_reader, an_archived_folder_gives_no_text) {
   tar_header folder("databases/", 0);
   folder.type('5').seal();
-  EXPECT_THAT(texts_of(compressed(folder.bytes() + two_databases()), true), IsEmpty());
+  EXPECT_THAT(texts_of(compress(folder.block() + two_databases()), true), IsEmpty());
 }
 
 TEST(database_reader, a_damaged_first_header_gives_no_text) {
   std::string archive = two_databases();
   archive[0] ^= 1;
-  EXPECT_THAT(texts_of(compressed(archive), true), IsEmpty());
+  EXPECT_THAT(texts_of(compress(archive), true), IsEmpty());
 }
 
 TEST(database_reader, a_damaged_second_header_leaves_the_first_text) {
   std::string archive = two_databases();
   archive[1024] ^= 1;
-  EXPECT_THAT(texts_of(compressed(archive), true), ElementsAre(R"({"meta": 1})"));
+  EXPECT_THAT(texts_of(compress(archive), true), ElementsAre(R"({"meta": 1})"));
 }
 
 TEST(database_reader, a_member_that_is_not_json_makes_the_archive_invalid) {
-  const std::string archive = tar_member("a.json", "{}") + tar_member("b.json", "not json");
-  EXPECT_EQ(failure_of(compressed(archive), true, parse), invalid_database);
+  const std::string archive = tar_file("a.json", "{}") + tar_file("b.json", "not json");
+  EXPECT_EQ(failure_of(compress(archive), true, parse), invalid_database);
 }
 
 TEST(database_reader, nothing_is_processed_after_a_text_that_was_refused) {
@@ -187,13 +185,13 @@ TEST(database_reader, nothing_is_processed_after_a_text_that_was_refused) {
     }
   };
   const std::string archive =
-      tar_member("a", "1") + tar_member("b", "2") + tar_member("c", "3") + tar_end();
-  EXPECT_EQ(failure_of(compressed(archive), true, refuse_second), invalid_database);
+      tar_file("a", "1") + tar_file("b", "2") + tar_file("c", "3") + tar_end();
+  EXPECT_EQ(failure_of(compress(archive), true, refuse_second), invalid_database);
   EXPECT_THAT(seen, ElementsAre("1", "2"));
 }
 
 TEST(database_reader, whatever_is_thrown_is_an_invalid_database) {
-  const std::string archive = compressed(tar_member("a.json", "{}") + tar_end());
+  const std::string archive = compress(tar_file("a.json", "{}") + tar_end());
   const std::vector<std::function<void(std::string_view)>> throwing = {
       [](std::string_view) { throw std::runtime_error("of its own"); },
       [](std::string_view) { throw std::logic_error("a logic error"); },

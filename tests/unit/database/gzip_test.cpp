@@ -13,13 +13,13 @@
 #include <string>
 #include <string_view>
 
-#include "tests/unit/database/archive_builder.h"
+#include "tests/support/tar_builder.h"
 
 namespace veltra {
 namespace {
 
-using test::compressed;
-using test::wrapping;
+using test_support::compress;
+using test_support::wrapping;
 using testing::StartsWith;
 
 constexpr std::uint32_t plenty = 1'000'000;
@@ -54,42 +54,41 @@ std::string sample_text() {
 
 TEST(gzip, a_gzip_stream_gives_its_bytes) {
   const std::string text = sample_text();
-  EXPECT_EQ(decompress_gzip(plenty, compressed(text)), text);
+  EXPECT_EQ(decompress_gzip(plenty, compress(text)), text);
 }
 
 TEST(gzip, a_zlib_stream_is_accepted_as_well) {
   const std::string text = sample_text();
-  EXPECT_EQ(decompress_gzip(plenty, compressed(text, wrapping::zlib)), text);
+  EXPECT_EQ(decompress_gzip(plenty, compress(text, wrapping::zlib)), text);
 }
 
 TEST(gzip, a_stream_without_a_header_is_refused) {
-  EXPECT_EQ(failure_of(plenty, compressed(sample_text(), wrapping::none)),
-            "incorrect header check");
+  EXPECT_EQ(failure_of(plenty, compress(sample_text(), wrapping::none)), "incorrect header check");
 }
 
 TEST(gzip, stored_blocks_are_read) {
   const std::string text = sample_text();
-  EXPECT_EQ(decompress_gzip(plenty, compressed(text, wrapping::gzip, 0)), text);
+  EXPECT_EQ(decompress_gzip(plenty, compress(text, wrapping::gzip, 0)), text);
 }
 
 TEST(gzip, nul_bytes_are_kept) {
   const std::string text("\0a\0\0b\0", 6);
-  EXPECT_EQ(decompress_gzip(plenty, compressed(text)), text);
+  EXPECT_EQ(decompress_gzip(plenty, compress(text)), text);
 }
 
 TEST(gzip, a_stream_of_nothing_gives_nothing) {
-  EXPECT_EQ(decompress_gzip(plenty, compressed("")), "");
+  EXPECT_EQ(decompress_gzip(plenty, compress("")), "");
 }
 
 TEST(gzip, data_much_larger_than_its_stream_is_read_in_many_steps) {
   const std::string zeros(200'000, '\0');
-  const std::string stream = compressed(zeros);
+  const std::string stream = compress(zeros);
   ASSERT_GT(zeros.size(), 100 * stream.size());
   EXPECT_EQ(decompress_gzip(plenty, stream), zeros);
 }
 
 TEST(gzip, header_fields_before_the_data_are_skipped) {
-  const std::string stream = compressed("text");
+  const std::string stream = compress("text");
   constexpr unsigned char extra_name_and_comment = 0x04 | 0x08 | 0x10;
   std::string with_fields = stream.substr(0, 10);
   with_fields[3] = static_cast<char>(extra_name_and_comment);
@@ -100,8 +99,8 @@ TEST(gzip, header_fields_before_the_data_are_skipped) {
 
 TEST(gzip, whatever_follows_the_stream_is_ignored) {
   const std::string text = sample_text();
-  EXPECT_EQ(decompress_gzip(plenty, compressed(text) + "more"), text);
-  EXPECT_EQ(decompress_gzip(plenty, compressed(text) + compressed("second member")), text);
+  EXPECT_EQ(decompress_gzip(plenty, compress(text) + "more"), text);
+  EXPECT_EQ(decompress_gzip(plenty, compress(text) + compress("second member")), text);
 }
 
 TEST(gzip, plain_text_is_refused) {
@@ -148,7 +147,7 @@ TEST(gzip, reserved_header_flags_are_refused) {
 TEST(gzip, a_stream_truncated_at_any_length_gives_what_came_before) {
   const std::string text = sample_text();
   for (const wrapping form : {wrapping::gzip, wrapping::zlib}) {
-    const std::string stream = compressed(text, form);
+    const std::string stream = compress(text, form);
     std::size_t longest = 0;
     for (std::size_t length = 1; length < stream.size(); ++length) {
       const std::string part = decompress_gzip(plenty, stream.substr(0, length));
@@ -161,13 +160,13 @@ TEST(gzip, a_stream_truncated_at_any_length_gives_what_came_before) {
 }
 
 TEST(gzip, a_wrong_check_value_is_refused_with_the_message_of_zlib) {
-  std::string stream = compressed(sample_text());
+  std::string stream = compress(sample_text());
   stream[stream.size() - 8] ^= 1;
   EXPECT_EQ(failure_of(plenty, stream), "incorrect data check");
 }
 
 TEST(gzip, a_wrong_length_is_refused_with_the_message_of_zlib) {
-  std::string stream = compressed(sample_text());
+  std::string stream = compress(sample_text());
   stream[stream.size() - 1] ^= 1;
   EXPECT_EQ(failure_of(plenty, stream), "incorrect length check");
 }
@@ -175,7 +174,7 @@ TEST(gzip, a_wrong_length_is_refused_with_the_message_of_zlib) {
 TEST(gzip, a_corrupt_block_is_refused_although_data_came_before_it) {
   // Two stored blocks; the second's length does not match its complement.
   const std::string text(100'000, 'x');
-  std::string stream = compressed(text, wrapping::gzip, 0);
+  std::string stream = compress(text, wrapping::gzip, 0);
   const std::size_t second = 10 + 5 + 65535;
   ASSERT_GT(stream.size(), second + 5);
   stream[second + 1] ^= 1;
@@ -188,7 +187,7 @@ TEST(gzip, a_stream_that_asks_for_a_dictionary_is_refused) {
 }
 
 TEST(gzip, any_flipped_bit_gives_bytes_or_a_runtime_error) {
-  const std::string stream = compressed(sample_text().substr(0, 600));
+  const std::string stream = compress(sample_text().substr(0, 600));
   std::size_t refused = 0;
   for (std::size_t bit = 0; bit < 8 * stream.size(); ++bit) {
     std::string damaged = stream;
@@ -199,7 +198,7 @@ TEST(gzip, any_flipped_bit_gives_bytes_or_a_runtime_error) {
 }
 
 TEST(gzip, input_of_half_the_limit_is_taken_and_a_byte_more_is_refused) {
-  const std::string stream = compressed("small");
+  const std::string stream = compress("small");
   const auto size = static_cast<std::uint32_t>(stream.size());
   EXPECT_EQ(decompress_gzip(2 * size, stream), "small");
   EXPECT_EQ(failure_of(2 * size - 1, stream), input_too_large);
@@ -213,7 +212,7 @@ TEST(gzip, the_input_is_measured_before_it_is_looked_at) {
 
 TEST(gzip, output_may_fill_the_limit_and_not_a_byte_more) {
   const std::string zeros(10'000, '\0');
-  const std::string stream = compressed(zeros);
+  const std::string stream = compress(zeros);
   const std::size_t step = 2 * stream.size();
   ASSERT_NE(zeros.size() % step, 0U);
   const auto rounded_up = static_cast<std::uint32_t>((zeros.size() / step + 1) * step);
@@ -228,7 +227,7 @@ TEST(gzip, output_that_fills_its_last_step_needs_room_for_one_more) {
   std::size_t step = 1;
   do {
     zeros.push_back('\0');
-    stream = compressed(zeros);
+    stream = compress(zeros);
     step = 2 * stream.size();
   } while (zeros.size() % step != 0 && zeros.size() < 10'000);
   ASSERT_EQ(zeros.size() % step, 0U);
@@ -255,7 +254,7 @@ TEST(gzip, a_database_may_take_two_billion_bytes) {
 
 TEST(gzip, trying_gives_true_and_the_bytes) {
   std::string output = "from before";
-  EXPECT_TRUE(try_decompress_gzip(compressed("text"), output));
+  EXPECT_TRUE(try_decompress_gzip(compress("text"), output));
   EXPECT_EQ(output, "text");
 }
 

@@ -1,3 +1,4 @@
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -7,12 +8,12 @@
 #include <vector>
 
 #include "plugin/database/ustar.h"
-#include "tests/unit/database/archive_builder.h"
+#include "tests/support/tar_builder.h"
 
 namespace veltra {
 namespace {
 
-using test::tar_header;
+using test_support::tar_header;
 using testing::AnyOf;
 
 ustar_block block_of(const std::string& bytes) {
@@ -20,7 +21,7 @@ ustar_block block_of(const std::string& bytes) {
 }
 
 ustar_header parse(const tar_header& header) {
-  return parse_ustar_header(block_of(header.bytes()));
+  return parse_ustar_header(block_of(header.block()));
 }
 
 // The error of a header whose checksum has been made to fit.
@@ -74,13 +75,13 @@ TEST(ustar_header, a_block_with_one_byte_set_is_no_end_block) {
 
 TEST(ustar_header, the_magic_with_a_nul_and_version_00_is_accepted) {
   tar_header header;
-  header.put(257, std::string_view("ustar\00000", 8)).seal();
+  header.set(257, std::string_view("ustar\00000", 8)).seal();
   EXPECT_EQ(parse(header).error, "");
 }
 
 TEST(ustar_header, the_magic_with_a_space_and_version_space_nul_is_accepted) {
   tar_header header;
-  header.put(257, std::string_view("ustar  \0", 8)).seal();
+  header.set(257, std::string_view("ustar  \0", 8)).seal();
   EXPECT_EQ(parse(header).error, "");
 }
 
@@ -88,7 +89,7 @@ TEST(ustar_header, only_a_nul_or_a_space_may_end_the_magic) {
   for (int value = 0; value < 256; ++value) {
     const char byte = static_cast<char>(value);
     tar_header header;
-    header.put(262, std::string_view(&byte, 1));
+    header.set(262, std::string_view(&byte, 1));
     EXPECT_EQ(error_of(header), value == 0 || value == ' ' ? "" : "not a ustar archive") << value;
   }
 }
@@ -97,7 +98,7 @@ TEST(ustar_header, every_letter_of_the_magic_counts) {
   for (std::size_t offset = 257; offset < 262; ++offset) {
     for (const std::string_view other : {std::string_view("U"), std::string_view("\0", 1)}) {
       tar_header header;
-      EXPECT_EQ(error_of(header.put(offset, other)), "not a ustar archive") << offset;
+      EXPECT_EQ(error_of(header.set(offset, other)), "not a ustar archive") << offset;
     }
   }
 }
@@ -109,7 +110,7 @@ TEST(ustar_header, a_version_byte_is_one_of_a_few) {
       const bool second_is_good = (second & 0xCF) == 0 && second != 0x10;
       const std::string version{static_cast<char>(first), static_cast<char>(second)};
       tar_header header;
-      ASSERT_EQ(error_of(header.put(263, version)),
+      ASSERT_EQ(error_of(header.set(263, version)),
                 first_is_good && second_is_good ? "" : "invalid ustar version")
           << first << " " << second;
     }
@@ -190,17 +191,17 @@ TEST(ustar_header, a_name_of_100_bytes_is_too_long) {
 
 TEST(ustar_header, a_byte_in_the_last_place_of_the_name_is_too_long_even_after_a_nul) {
   tar_header header("short");
-  EXPECT_EQ(error_of(header.put(99, "x")), "file name too long");
+  EXPECT_EQ(error_of(header.set(99, "x")), "file name too long");
 }
 
 TEST(ustar_header, a_name_split_over_the_prefix_is_too_long) {
   tar_header header;
-  EXPECT_EQ(error_of(header.put(345, "folder")), "file name too long");
+  EXPECT_EQ(error_of(header.set(345, "folder")), "file name too long");
 }
 
 TEST(ustar_header, a_prefix_is_empty_when_its_first_byte_is_nul) {
   tar_header header;
-  EXPECT_EQ(error_of(header.put(346, "leftover")), "");
+  EXPECT_EQ(error_of(header.set(346, "leftover")), "");
 }
 
 TEST(ustar_header, a_name_ends_at_its_first_nul) {
@@ -257,19 +258,19 @@ TEST(ustar_header, a_size_beyond_32_bits_is_corrupt) {
 TEST(ustar_header, the_first_fault_in_order_is_reported) {
   // Everything is wrong at first; each repair shows the next fault.
   tar_header header;
-  header.put(257, "USTAR").put(263, "xx").type('2').size("");
-  header.name(std::string(100, 'n')).put(345, "p").checksum("");
+  header.set(257, "USTAR").set(263, "xx").type('2').size("");
+  header.name(std::string(100, 'n')).set(345, "p").checksum("");
   EXPECT_EQ(parse(header).error, "not a ustar archive");
-  header.put(257, "ustar");
+  header.set(257, "ustar");
   EXPECT_EQ(parse(header).error, "invalid ustar version");
-  header.put(263, "00");
+  header.set(263, "00");
   EXPECT_EQ(parse(header).error, "corrupt chksum field");
   header.checksum("0");
   EXPECT_EQ(parse(header).error, "checksum mismatch");
   EXPECT_EQ(parse(header.seal()).error, "file name too long");
   header.name("a.json");
   EXPECT_EQ(parse(header.seal()).error, "file name too long") << "the prefix";
-  header.put(345, std::string_view("\0", 1));
+  header.set(345, std::string_view("\0", 1));
   EXPECT_EQ(parse(header.seal()).error, "unimplemented file type");
   header.type('0');
   EXPECT_EQ(parse(header.seal()).error, "corrupt file size field");
@@ -286,9 +287,9 @@ TEST(ustar_header, any_byte_changed_is_a_listed_error_or_changes_nothing) {
   std::size_t unnoticed = 0;
   for (std::size_t offset = 0; offset < 512; ++offset) {
     for (int change = 1; change < 256; ++change) {
-      const char byte = static_cast<char>(good.bytes()[offset] ^ change);
+      const char byte = static_cast<char>(good.block()[offset] ^ change);
       tar_header header = good;
-      const ustar_header result = parse(header.put(offset, std::string_view(&byte, 1)));
+      const ustar_header result = parse(header.set(offset, std::string_view(&byte, 1)));
       if (!result.error.empty()) {
         ASSERT_THAT(result.error, AnyOf("not a ustar archive", "invalid ustar version",
                                         "corrupt chksum field", "checksum mismatch"))
@@ -316,7 +317,7 @@ TEST(ustar_header, the_fields_that_do_not_matter_may_hold_anything) {
        {range{100, 124}, range{136, 148}, range{157, 257}, range{265, 345}, range{346, 512}}) {
     for (std::size_t offset = ignored.begin; offset < ignored.end; ++offset) {
       tar_header header;
-      header.put(offset, "\xA5").seal();
+      header.set(offset, "\xA5").seal();
       const ustar_header result = parse(header);
       ASSERT_EQ(result.error, "") << offset;
       ASSERT_EQ(result.name, expected.name) << offset;

@@ -9,15 +9,15 @@
 #include <vector>
 
 #include "plugin/database/ustar.h"
-#include "tests/unit/database/archive_builder.h"
+#include "tests/support/tar_builder.h"
 
 namespace veltra {
 namespace {
 
-using test::tar_end;
-using test::tar_header;
-using test::tar_member;
-using test::tar_padded;
+using test_support::tar_end;
+using test_support::tar_file;
+using test_support::tar_header;
+using test_support::tar_padded;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -32,12 +32,12 @@ std::vector<std::string> members_of(std::string_view archive) {
 
 // An entry of the given header with 100 bytes of data behind it.
 std::string entry(tar_header header) {
-  return header.seal().bytes() + tar_padded(std::string(100, 'd'));
+  return header.seal().block() + tar_padded(std::string(100, 'd'));
 }
 
 TEST(ustar_members, come_in_archive_order) {
   const std::string archive =
-      tar_member("b.json", "second name first") + tar_member("a.json", "first name second");
+      tar_file("b.json", "second name first") + tar_file("a.json", "first name second");
   EXPECT_THAT(members_of(archive + tar_end()),
               ElementsAre("second name first", "first name second"));
 }
@@ -45,7 +45,7 @@ TEST(ustar_members, come_in_archive_order) {
 TEST(ustar_members, keep_their_bytes_whatever_their_size) {
   for (const std::size_t size : {1U, 2U, 511U, 512U, 513U, 1023U, 1024U, 1025U, 70'000U}) {
     const std::string data(size, 'x');
-    EXPECT_THAT(members_of(tar_member("a.json", data) + tar_member("b.json", "{}") + tar_end()),
+    EXPECT_THAT(members_of(tar_file("a.json", data) + tar_file("b.json", "{}") + tar_end()),
                 ElementsAre(data, "{}"))
         << size;
   }
@@ -53,45 +53,44 @@ TEST(ustar_members, keep_their_bytes_whatever_their_size) {
 
 TEST(ustar_members, may_hold_nul_bytes_and_look_like_headers) {
   const std::string zeros(1024, '\0');
-  const std::string inner = tar_member("inner.json", "{}");
-  EXPECT_THAT(members_of(tar_member("a", zeros) + tar_member("b.tar", inner) + tar_end()),
+  const std::string inner = tar_file("inner.json", "{}");
+  EXPECT_THAT(members_of(tar_file("a", zeros) + tar_file("b.tar", inner) + tar_end()),
               ElementsAre(zeros, inner));
 }
 
 TEST(ustar_members, are_taken_whatever_their_names) {
-  const std::string archive = tar_member("README", "1") + tar_member("../x.exe", "2") +
-                              tar_member("", "3") + tar_member("same", "4") +
-                              tar_member("same", "5");
+  const std::string archive = tar_file("README", "1") + tar_file("../x.exe", "2") +
+                              tar_file("", "3") + tar_file("same", "4") + tar_file("same", "5");
   EXPECT_THAT(members_of(archive + tar_end()), ElementsAre("1", "2", "3", "4", "5"));
 }
 
 TEST(ustar_members, may_be_of_both_forms_of_the_magic) {
   tar_header older("a.json", 2);
-  older.put(257, std::string_view("ustar  \0", 8)).seal();
-  EXPECT_THAT(members_of(older.bytes() + tar_padded("{}") + tar_member("b.json", "[]")),
+  older.set(257, std::string_view("ustar  \0", 8)).seal();
+  EXPECT_THAT(members_of(older.block() + tar_padded("{}") + tar_file("b.json", "[]")),
               ElementsAre("{}", "[]"));
 }
 
 TEST(ustar_members, padding_is_skipped_unread) {
-  std::string archive = tar_member("a.json", "{}") + tar_member("b.json", "[]");
+  std::string archive = tar_file("a.json", "{}") + tar_file("b.json", "[]");
   archive.replace(512 + 2, 510, 510, '\xFF');
   EXPECT_THAT(members_of(archive), ElementsAre("{}", "[]"));
 }
 
 TEST(ustar_members, end_at_the_first_block_of_zeros) {
   const std::string archive =
-      tar_member("a.json", "{}") + std::string(512, '\0') + tar_member("b.json", "[]") + tar_end();
+      tar_file("a.json", "{}") + std::string(512, '\0') + tar_file("b.json", "[]") + tar_end();
   EXPECT_THAT(members_of(archive), ElementsAre("{}"));
 }
 
 TEST(ustar_members, end_at_the_first_damaged_header) {
   tar_header bad_magic;
-  bad_magic.put(257, "tar");
+  bad_magic.set(257, "tar");
   tar_header bad_version;
-  bad_version.put(263, "1");
+  bad_version.set(263, "1");
   tar_header long_name(std::string(100, 'n'));
   tar_header prefixed;
-  prefixed.put(345, "folder");
+  prefixed.set(345, "folder");
   tar_header link;
   link.type('2');
   tar_header old_file;
@@ -105,15 +104,15 @@ TEST(ustar_members, end_at_the_first_damaged_header) {
   for (const tar_header& header : {bad_magic, bad_version, long_name, prefixed, link, old_file,
                                    extended, bad_size, too_large}) {
     const std::string odd = entry(header);
-    const std::string good = tar_member("b.json", "[]") + tar_end();
+    const std::string good = tar_file("b.json", "[]") + tar_end();
     EXPECT_THAT(members_of(odd + good), IsEmpty())
         << parse_ustar_header(ustar_block(odd.data(), 512)).error;
-    EXPECT_THAT(members_of(tar_member("a.json", "{}") + odd + good), ElementsAre("{}"));
+    EXPECT_THAT(members_of(tar_file("a.json", "{}") + odd + good), ElementsAre("{}"));
   }
 }
 
 TEST(ustar_members, end_at_a_header_with_a_bad_checksum) {
-  std::string archive = tar_member("a.json", "{}") + tar_member("b.json", "[]") + tar_end();
+  std::string archive = tar_file("a.json", "{}") + tar_file("b.json", "[]") + tar_end();
   archive[1024 + 5] = 'X';
   EXPECT_THAT(members_of(archive), ElementsAre("{}"));
   archive[5] = 'X';
@@ -123,43 +122,43 @@ TEST(ustar_members, end_at_a_header_with_a_bad_checksum) {
 TEST(ustar_members, end_at_a_directory) {
   tar_header folder("databases/", 0);
   folder.type('5').seal();
-  EXPECT_THAT(members_of(folder.bytes() + tar_member("databases/a.json", "{}") + tar_end()),
+  EXPECT_THAT(members_of(folder.block() + tar_file("databases/a.json", "{}") + tar_end()),
               IsEmpty());
-  EXPECT_THAT(members_of(tar_member("a.json", "{}") + folder.bytes() +
-                         tar_member("databases/b.json", "[]") + tar_end()),
+  EXPECT_THAT(members_of(tar_file("a.json", "{}") + folder.block() +
+                         tar_file("databases/b.json", "[]") + tar_end()),
               ElementsAre("{}"));
 }
 
 TEST(ustar_members, end_at_an_empty_file) {
-  EXPECT_THAT(members_of(tar_member("a.json", "{}") + tar_member("empty.json", "") +
-                         tar_member("b.json", "[]") + tar_end()),
+  EXPECT_THAT(members_of(tar_file("a.json", "{}") + tar_file("empty.json", "") +
+                         tar_file("b.json", "[]") + tar_end()),
               ElementsAre("{}"));
 }
 
 TEST(ustar_members, end_at_a_member_larger_than_what_is_left) {
-  const std::string header = tar_header("b.json", 100).bytes();
-  const std::string first = tar_member("a.json", "{}");
+  const std::string header = tar_header("b.json", 100).block();
+  const std::string first = tar_file("a.json", "{}");
   EXPECT_THAT(members_of(first + header + std::string(99, 'x')), ElementsAre("{}"));
   EXPECT_THAT(members_of(first + header + std::string(100, 'x')),
               ElementsAre("{}", std::string(100, 'x')));
 }
 
 TEST(ustar_members, end_at_a_member_of_almost_2_gib_in_a_small_archive) {
-  EXPECT_THAT(members_of(tar_header("a.json", 0x7FFFFFFF).bytes() + std::string(4096, 'x')),
+  EXPECT_THAT(members_of(tar_header("a.json", 0x7FFFFFFF).block() + std::string(4096, 'x')),
               IsEmpty());
 }
 
 TEST(ustar_members, need_neither_padding_nor_an_end_block) {
-  EXPECT_THAT(members_of(tar_member("a.json", "{}")), ElementsAre("{}"));
-  EXPECT_THAT(members_of(tar_header("a.json", 2).bytes() + "{}"), ElementsAre("{}"));
-  EXPECT_THAT(members_of(tar_header("a.json", 2).bytes() + "{}..."), ElementsAre("{}"));
+  EXPECT_THAT(members_of(tar_file("a.json", "{}")), ElementsAre("{}"));
+  EXPECT_THAT(members_of(tar_header("a.json", 2).block() + "{}"), ElementsAre("{}"));
+  EXPECT_THAT(members_of(tar_header("a.json", 2).block() + "{}..."), ElementsAre("{}"));
 }
 
 TEST(ustar_members, end_where_less_than_a_block_is_left) {
   EXPECT_THAT(members_of(""), IsEmpty());
   EXPECT_THAT(members_of("{"), IsEmpty());
-  EXPECT_THAT(members_of(tar_header().bytes().substr(0, 511)), IsEmpty());
-  EXPECT_THAT(members_of(tar_member("a.json", "{}") + tar_header().bytes().substr(0, 511)),
+  EXPECT_THAT(members_of(tar_header().block().substr(0, 511)), IsEmpty());
+  EXPECT_THAT(members_of(tar_file("a.json", "{}") + tar_header().block().substr(0, 511)),
               ElementsAre("{}"));
 }
 
@@ -169,7 +168,7 @@ TEST(ustar_members, of_an_archive_truncated_at_any_length_are_those_that_fit_who
   std::vector<std::size_t> ends;
   for (const std::string& text : texts) {
     ends.push_back(archive.size() + 512 + text.size());
-    archive += tar_member("member.json", text);
+    archive += tar_file("member.json", text);
   }
   archive += tar_end();
   for (std::size_t length = 0; length <= archive.size(); ++length) {
@@ -182,7 +181,7 @@ TEST(ustar_members, of_an_archive_truncated_at_any_length_are_those_that_fit_who
 }
 
 TEST(ustar_members, end_with_an_exception_of_the_visitor_which_passes_through) {
-  const std::string archive = tar_member("a.json", "{}") + tar_member("b.json", "[]");
+  const std::string archive = tar_file("a.json", "{}") + tar_file("b.json", "[]");
   int visits = 0;
   const auto refuse = [&](std::string_view) {
     ++visits;
@@ -193,7 +192,7 @@ TEST(ustar_members, end_with_an_exception_of_the_visitor_which_passes_through) {
 }
 
 TEST(ustar_members, are_views_into_the_archive) {
-  const std::string archive = tar_member("a.json", "{}");
+  const std::string archive = tar_file("a.json", "{}");
   visit_ustar_members(archive, [&](std::string_view data) {
     EXPECT_EQ(static_cast<const void*>(data.data()), archive.data() + 512);
   });

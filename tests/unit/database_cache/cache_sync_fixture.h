@@ -5,8 +5,11 @@
 
 #include <cerrno>
 #include <curlpp/Exception.hpp>
+#include <optional>
+#include <utility>
 
 #include "platform/file.h"
+#include "plugin/database/cache_settings_error.h"
 #include "plugin/database/cache_sync.h"
 #include "plugin/database/digest.h"
 #include "tests/support/catalogue_builder.h"
@@ -68,7 +71,8 @@ class cache_sync_test : public testing::Test {
   void sync() {
     directories_.clear();
     log_.clear();
-    sync_database_cache(log_.host_log(), config_, directories_, expand_, files_);
+    sync_log listener(log_.host_log());
+    sync_database_cache(listener, config_, directories_, expand_, files_);
   }
 
   std::string error_of_sync() {

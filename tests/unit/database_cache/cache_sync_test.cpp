@@ -238,15 +238,77 @@ TEST_F(cache_sync_test, messages_carry_no_instance) {
 
 TEST_F(cache_sync_test, a_host_without_log_callback_is_served_too) {
   publish(old_time, {database("fw.json", cached_)});
-  sync_database_cache({}, config_, directories_, expand_);
+  sync_log no_log({});
+  sync_database_cache(no_log, config_, directories_, expand_);
   EXPECT_EQ(directories_.size(), 1U);
 }
 
-TEST_F(cache_sync_test, what_the_log_callback_throws_passes_through) {
+// --- what a listener gets ------------------------------------------------------
+
+using step = std::pair<sync_step, std::string>;
+
+struct recorded_steps : sync_listener {
+  void on_step(sync_step step, const std::string& detail) override {
+    steps.emplace_back(step, detail);
+    if (step == failing) throw std::logic_error("listener");
+  }
+  std::vector<step> steps;
+  std::optional<sync_step> failing;
+};
+
+TEST_F(cache_sync_test, a_listener_gets_every_step_with_what_it_is_about) {
+  cache_catalogue(old_time, {});
+  publish(new_time, {database("fw1.json", "one", "1.0"), database("fw2.json", "two", "2.0")});
+  cache_.write("modem/2.0/uuid-of-fw2.json/fw2.json", "two");
+  config_["trace_db_locations"] = {"file:///no/such/config.json", "${root}config.json"};
+  recorded_steps listener;
+  sync_database_cache(listener, config_, directories_, expand_);
+  EXPECT_THAT(
+      listener.steps,
+      ElementsAre(step(sync_step::catalogue_requested, "file:///no/such/config.json"),
+                  step(sync_step::catalogue_failed, "Couldn't open file /no/such/config.json"),
+                  step(sync_step::catalogue_requested, "${root}config.json"),
+                  step(sync_step::catalogue_compared, ""), step(sync_step::catalogue_written, ""),
+                  step(sync_step::database_checked, path("modem/1.0/uuid-of-fw1.json/fw1.json")),
+                  step(sync_step::database_requested, "uuid-of-fw1.json"),
+                  step(sync_step::database_checked, path("modem/2.0/uuid-of-fw2.json/fw2.json"))));
+}
+
+TEST_F(cache_sync_test, what_a_listener_throws_ends_the_work_and_passes_through) {
+  cache_catalogue(old_time, {});
+  publish(new_time, {database("fw.json", cached_)});
+  config_["trace_db_locations"] = {"file:///no/such/config.json", "${root}config.json"};
+  for (const sync_step failing :
+       {sync_step::catalogue_requested, sync_step::catalogue_failed, sync_step::catalogue_compared,
+        sync_step::catalogue_written, sync_step::database_checked, sync_step::database_requested}) {
+    cache_catalogue(old_time, {});
+    recorded_steps listener;
+    listener.failing = failing;
+    EXPECT_THROW(sync_database_cache(listener, config_, directories_, expand_), std::logic_error);
+    EXPECT_EQ(listener.steps.back().first, failing);
+  }
+}
+
+TEST_F(cache_sync_test, settings_that_cannot_be_worked_with_have_a_kind) {
+  const auto fault_of = [&](const json& changes) {
+    json config = config_;
+    config.merge_patch(changes);  // null removes
+    sync_log no_log({});
+    try {
+      sync_database_cache(no_log, config, directories_, expand_);
+    } catch (const cache_settings_error& error) {
+      return std::optional(error.fault());
+    }
+    return std::optional<cache_settings_fault>();
+  };
+  using fault = cache_settings_fault;
   publish(old_time, {});
-  const host_log throwing = {
-      [](kovax_source*, void*, int32_t, const char*) { throw std::logic_error("host"); }, nullptr};
-  EXPECT_THROW(sync_database_cache(throwing, config_, directories_, expand_), std::logic_error);
+  EXPECT_EQ(fault_of({{"cache_directory", nullptr}}), fault::cache_directory_missing);
+  EXPECT_EQ(fault_of({{"trace_db_locations", nullptr}}), fault::locations_missing);
+  EXPECT_EQ(fault_of({{"trace_db_locations", json::array()}}), fault::locations_empty);
+  EXPECT_EQ(fault_of({{"trace_db_locations", {"file:///none"}}}), fault::no_location_answered);
+  EXPECT_EQ(fault_of({{"root", nullptr}}), fault::root_missing);
+  EXPECT_EQ(fault_of(json::object()), std::nullopt);
 }
 
 }  // namespace

@@ -39,7 +39,8 @@ class full_device_test : public testing::Test {
 
   void sync() {
     std::vector<std::string> directories;
-    sync_database_cache({},
+    sync_log no_log({});
+    sync_database_cache(no_log,
                         {{"cache_directory", platform::path_to_utf8(cache_.path())},
                          {"update_cache", true},
                          {"trace_db_locations", {"${root}config.json"}},

@@ -60,9 +60,10 @@ int main(int count, char** arguments) {
   deadly_files files(count > 3 ? std::strtol(arguments[3], nullptr, 10) : 0);
   try {
     std::vector<std::string> directories;
+    veltra::sync_log no_log({});
     veltra::sync_database_cache(
-        {}, config, directories, [](const kovax::json& value) { return value.get<std::string>(); },
-        files);
+        no_log, config, directories,
+        [](const kovax::json& value) { return value.get<std::string>(); }, files);
     return 0;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "%s\n", error.what());

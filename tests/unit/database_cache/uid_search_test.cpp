@@ -6,6 +6,7 @@
 #include <random>
 #include <stdexcept>
 
+#include "base/uuid.h"
 #include "tests/support/recorded_log.h"
 #include "tests/support/uid_search_reference.h"
 
@@ -166,8 +167,9 @@ TEST_F(uid_search_test, one_wrong_character_anywhere_rejects_the_candidate) {
   }
 }
 
-TEST_F(uid_search_test, a_uuid_has_exactly_36_characters) {
+TEST_F(uid_search_test, a_uuid_has_exactly_36_characters_in_either_case) {
   EXPECT_TRUE(is_uuid(uuid));
+  EXPECT_TRUE(is_uuid("01234567-89AB-CDEF-0123-456789abcdef"));
   EXPECT_FALSE(is_uuid(std::string(uuid) + "0"));
   EXPECT_FALSE(is_uuid(std::string(uuid).substr(1)));
   EXPECT_FALSE(is_uuid(""));

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "tests/support/paths.h"
 
@@ -15,8 +16,10 @@ using test_support::native;
 
 class sync_progress_test : public testing::Test {
  protected:
-  void take(std::initializer_list<const char*> messages) {
-    for (const char* message : messages) progress.take(2, message);
+  using step = sync_step;
+
+  void take(std::initializer_list<std::pair<sync_step, const char*>> steps) {
+    for (const auto& [each, detail] : steps) progress.on_step(each, detail);
   }
 
   // What has been shown so far.
@@ -35,7 +38,7 @@ class sync_progress_test : public testing::Test {
 };
 
 TEST_F(sync_progress_test, an_intact_database_gets_a_line_below_the_cache) {
-  take({"check database at path: cache/a/1/u/fw.json"});
+  take({{step::database_checked, "cache/a/1/u/fw.json"}});
   EXPECT_EQ(shown(), native("a/1/u/fw.json: "));
   progress.finish(false);
   EXPECT_EQ(shown(), native("a/1/u/fw.json: intact\n"));
@@ -44,41 +47,44 @@ TEST_F(sync_progress_test, an_intact_database_gets_a_line_below_the_cache) {
 }
 
 TEST_F(sync_progress_test, the_next_line_ends_the_one_before) {
-  take({"check database at path: cache/a", "try download database: u",
-        "check database at path: cache/b"});
+  take({{step::database_checked, "cache/a"},
+        {step::database_requested, "u"},
+        {step::database_checked, "cache/b"}});
   EXPECT_EQ(shown(), "a: downloaded\nb: ");
   EXPECT_EQ(progress.downloads(), 1U);
 }
 
 TEST_F(sync_progress_test, a_file_outside_the_cache_keeps_its_whole_name) {
   const std::string outside = native("/dbs/fw.json");
-  take({("check database at path: " + outside).c_str()});
+  take({{step::database_checked, outside.c_str()}});
   progress.finish(false);
   EXPECT_EQ(shown(), outside + ": intact\n");
 }
 
 TEST_F(sync_progress_test, a_failure_ends_the_line_that_it_hit) {
-  take({"check database at path: cache/a", "try download database: u"});
+  take({{step::database_checked, "cache/a"}, {step::database_requested, "u"}});
   progress.finish(true);
   EXPECT_EQ(shown(), "a: failed\n");
 }
 
-TEST_F(sync_progress_test, the_last_location_in_vain_says_why) {
-  take({"Trying to download database config.json", "Failed to download config.json. Reason: gone"});
+TEST_F(sync_progress_test, the_last_location_that_failed_says_why) {
+  take({{step::catalogue_requested, ""}, {step::catalogue_failed, "gone"}});
   progress.finish(true);
   EXPECT_EQ(shown(), "config.json: not fetched: gone\n");
 }
 
 TEST_F(sync_progress_test, each_location_of_the_catalogue_has_its_line) {
-  take({"Trying to download database config.json", "Failed to download config.json. Reason: gone",
-        "Trying to download database config.json", "check if config.json is up-to-date",
-        "write new config.json"});
+  take({{step::catalogue_requested, ""},
+        {step::catalogue_failed, "gone"},
+        {step::catalogue_requested, ""},
+        {step::catalogue_compared, ""},
+        {step::catalogue_written, ""}});
   progress.finish(false);
   EXPECT_EQ(shown(), "config.json: not fetched: gone\nconfig.json: new\n");
 }
 
-TEST_F(sync_progress_test, a_catalogue_that_is_no_newer_is_up_to_date) {
-  take({"Trying to download database config.json", "check if config.json is up-to-date"});
+TEST_F(sync_progress_test, a_catalogue_that_is_not_newer_is_up_to_date) {
+  take({{step::catalogue_requested, ""}, {step::catalogue_compared, ""}});
   progress.finish(false);
   EXPECT_EQ(shown(), "config.json: up to date\n");
 }

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "host/output/hex.h"
+#include "base/hex.h"
 
 namespace veltra::host {
 namespace {

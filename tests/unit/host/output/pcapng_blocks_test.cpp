@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "host/output/hex.h"
+#include "base/hex.h"
 
 namespace veltra::host::pcapng {
 namespace {

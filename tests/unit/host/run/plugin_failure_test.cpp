@@ -6,12 +6,13 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <utility>
 
 namespace veltra::host {
 namespace {
 
+using testing::AllOf;
 using testing::HasSubstr;
+using testing::StartsWith;
 
 database_options named(const char* file) {
   database_options options;
@@ -19,68 +20,59 @@ database_options named(const char* file) {
   return options;
 }
 
-struct refusal {
-  const char* name;
-  std::string message;  // the plug-in's
-  std::string sentence;
-};
-
-class known_refusal : public testing::TestWithParam<refusal> {};
-
-TEST_P(known_refusal, becomes_a_sentence_with_the_next_step) {
-  const user_error error = explain_init_failure({1, GetParam().message}, "t.bin", named("d.json"));
-  EXPECT_EQ(error.code(), exit_code::bad_input);
-  EXPECT_EQ(error.what(), GetParam().sentence);
+database_options kept_in(const char* cache) {
+  database_options options;
+  options.cache = cache;
+  return options;
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    source_parameters, known_refusal,
-    testing::Values(
-        refusal{"missing_trace", "trace file does not exist",
-                "t.bin: trace file does not exist; check the name."},
-        refusal{"unreadable_trace", "trace_file could not be opened",
-                "t.bin cannot be read (trace_file could not be opened); check its permissions."},
-        refusal{"odd_trace", "filesystem error: file_size: Is a directory [t.bin]",
-                "t.bin is no regular file (filesystem error: file_size: Is a directory [t.bin]); "
-                "give the trace's own file."},
-        refusal{"unreachable", "filesystem error: exists: Permission denied [d/t.bin]",
-                "there is no way to a file that was named (filesystem error: exists: Permission "
-                "denied [d/t.bin]); check its name and the permissions of the folders above it."},
-        refusal{"missing_database", "database file does not exist",
-                "d.json: database file does not exist; check the name."},
-        refusal{"unreadable_database", "veltra plugin cannot open trace file",
-                "the database d.json cannot be read (veltra plugin cannot open trace file); check "
-                "that it is a file and its permissions."},
-        refusal{"extension", "Database file extension not supported",
-                "d.json: Database file extension not supported; give a trace database under such "
-                "a name."},
-        refusal{"invalid", "Trace database has missing fields or is invalid",
-                "d.json: Trace database has missing fields or is invalid; give the trace database "
-                "of the modem's firmware."},
-        refusal{"gzip", "Invalid gzip data",
-                "d.json: Invalid gzip data; give a database as .json or as a gzip compressed tar "
-                "archive."},
-        refusal{"no_configuration", "dekodrix config not found",
-                "d.json holds no decoder configuration (dekodrix config not found); an archive "
-                "must begin with its database files, in the ustar format and without a folder."},
-        refusal{"foreign_configuration", "dekodrix config failed to set",
-                "the decoder does not take the configuration in d.json (dekodrix config failed to "
-                "set); the database belongs to another decoding library."}),
-    [](const auto& tested) { return tested.param.name; });
-
-TEST(source_parameters, an_unknown_refusal_keeps_the_plug_ins_words) {
-  const user_error error = explain_init_failure({1, "{}%s {0}"}, "t.bin", named("d.json"));
-  EXPECT_EQ(error.code(), exit_code::bad_input);
-  EXPECT_STREQ(error.what(), "the plug-in does not start: {}%s {0}; check the parameters.");
+TEST(init_failure, each_known_refusal_becomes_a_sentence_with_the_next_step) {
+  const struct {
+    std::string message;  // the plug-in's
+    std::string sentence;
+  } cases[] = {
+      {"trace file does not exist", "t.bin: trace file does not exist; check the name."},
+      {"trace_file could not be opened",
+       "t.bin cannot be read (trace_file could not be opened); check its permissions."},
+      {"filesystem error: file_size: Is a directory [t.bin]",
+       "t.bin is not a regular file (filesystem error: file_size: Is a directory [t.bin]); give "
+       "the trace's own file."},
+      {"filesystem error: exists: Permission denied [d/t.bin]",
+       "a named file cannot be reached (filesystem error: exists: Permission denied [d/t.bin]); "
+       "check its name and the permissions of the folders above it."},
+      {"database file does not exist", "d.json: database file does not exist; check the name."},
+      {"veltra plugin cannot open trace file",
+       "the database d.json cannot be read (veltra plugin cannot open trace file); check that it "
+       "is a file and its permissions."},
+      {"Database file extension not supported",
+       "d.json: Database file extension not supported; give a trace database under such a name."},
+      {"Trace database has missing fields or is invalid",
+       "d.json: Trace database has missing fields or is invalid; give the trace database of the "
+       "modem's firmware."},
+      {"Invalid gzip data",
+       "d.json: Invalid gzip data; give a database as .json or as a gzip compressed tar archive."},
+      {"dekodrix config not found",
+       "d.json contains no decoder configuration (dekodrix config not found); an archive must "
+       "begin with its database files, in the ustar format and without a folder."},
+      {"dekodrix config failed to set",
+       "the decoder does not take the configuration in d.json (dekodrix config failed to set); the "
+       "database belongs to another decoding library."},
+      {"{}%s {0}", "the plug-in does not start: {}%s {0}; check the parameters."},
+  };
+  for (const auto& [message, sentence] : cases) {
+    const user_error error = explain_init_failure({1, message}, "t.bin", named("d.json"));
+    EXPECT_EQ(error.code(), exit_code::bad_input);
+    EXPECT_EQ(error.what(), sentence);
+  }
 }
 
-TEST(source_parameters, names_with_braces_are_names) {
-  const user_error error =
-      explain_init_failure({1, "trace file does not exist"}, "{1}{.bin", named("d.json"));
-  EXPECT_STREQ(error.what(), "{1}{.bin: trace file does not exist; check the name.");
+TEST(init_failure, names_with_braces_are_names) {
+  EXPECT_STREQ(
+      explain_init_failure({1, "trace file does not exist"}, "{1}{.bin", named("d.json")).what(),
+      "{1}{.bin: trace file does not exist; check the name.");
 }
 
-TEST(source_parameters, a_failed_run_tells_what_became_of_the_packets) {
+TEST(run_failure, says_what_became_of_the_packets) {
   const source_failure failure{22, "the end"};
   const user_error lost = explain_run_failure(failure, "t.bin", named("d.json"), false);
   EXPECT_EQ(lost.code(), exit_code::run_failed);
@@ -89,22 +81,20 @@ TEST(source_parameters, a_failed_run_tells_what_became_of_the_packets) {
                "reading t.bin failed: the end (code 22); what came before is in the capture.");
 }
 
-TEST(source_parameters, a_definition_of_a_wrong_type_is_the_databases_fault) {
+TEST(run_failure, a_definition_of_a_wrong_type_is_the_databases_fault) {
   const source_failure failure{
       100, "[json.exception.type_error.302] type must be number, but is string"};
   EXPECT_STREQ(explain_run_failure(failure, "t.bin", named("d.json"), false).what(),
                "the trace database d.json has a definition of a wrong type "
                "([json.exception.type_error.302] type must be number, but is string); give the "
-               "trace database of the modem's firmware as its makers have built it; no capture "
-               "was written.");
-  database_options found;
-  found.cache = "cache";
-  EXPECT_THAT(explain_run_failure(failure, "t.bin", found, true).what(),
+               "trace database of the modem's firmware as its makers built it; no capture was "
+               "written.");
+  EXPECT_THAT(explain_run_failure(failure, "t.bin", kept_in("cache"), true).what(),
               AllOf(HasSubstr("the trace database that was found in cache has"),
                     HasSubstr("what came before is in the capture.")));
 }
 
-// What a run that read `raw` was told, with a database of the UUID u-1.
+// The statistics of a run that read `raw`, with a database of the UUID u-1.
 run_statistics statistics_of(std::string_view raw, std::string_view at = {}) {
   run_statistics statistics;
   const auto add = [&](std::string_view layer, std::string_view payload) {
@@ -119,34 +109,29 @@ run_statistics statistics_of(std::string_view raw, std::string_view at = {}) {
   return statistics;
 }
 
-TEST(source_parameters, nothing_decoded_names_trace_database_and_uuid) {
+TEST(nothing_decoded, names_trace_database_and_uuid) {
   const user_error error =
       explain_nothing_decoded("t.bin", named("d.json"), statistics_of("12345"));
   EXPECT_EQ(error.code(), exit_code::nothing_decoded);
   EXPECT_STREQ(error.what(),
                "not one packet came out of t.bin with the database d.json (UUID u-1); check that "
                "it is the modem's raw trace and that the database belongs to its firmware.");
+  EXPECT_THAT(explain_nothing_decoded("t.bin", kept_in("cache"), statistics_of("12345")).what(),
+              HasSubstr("the database cache (UUID u-1)"));
 }
 
-TEST(source_parameters, losses_alone_are_nothing_and_told) {
-  for (const auto& [count, told] :
+TEST(nothing_decoded, reports_of_losses_alone_are_nothing_but_are_counted) {
+  for (const auto& [count, reported] :
        {std::pair{"1", "1 dropped trace "}, {"12", "12 dropped traces "}}) {
     const auto statistics = statistics_of("12345", std::string("Dropped traces count: ") + count);
     const user_error error = explain_nothing_decoded("t.bin", named("d.json"), statistics);
     EXPECT_EQ(error.code(), exit_code::nothing_decoded);
-    EXPECT_THAT(error.what(), testing::StartsWith(std::string("nothing but news of ") + told +
-                                                  "came out of t.bin with the database d.json"));
+    EXPECT_THAT(error.what(), StartsWith(std::string("only reports of ") + reported +
+                                         "came out of t.bin with the database d.json"));
   }
 }
 
-TEST(source_parameters, nothing_decoded_with_a_cache_names_the_cache) {
-  database_options options;
-  options.cache = "cache";
-  EXPECT_THAT(explain_nothing_decoded("t.bin", options, statistics_of("12345")).what(),
-              HasSubstr("cache"));
-}
-
-TEST(source_parameters, an_empty_trace_is_told_so) {
+TEST(nothing_decoded, an_empty_trace_is_called_empty) {
   const user_error error = explain_nothing_decoded("t.bin", named("d.json"), {});
   EXPECT_EQ(error.code(), exit_code::nothing_decoded);
   EXPECT_STREQ(error.what(), "t.bin is empty; record the trace again.");

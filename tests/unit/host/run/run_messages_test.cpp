@@ -86,7 +86,7 @@ TEST_F(run_messages_test, a_message_of_another_thread_counts_for_nothing) {
   }).join();
   EXPECT_FALSE(counts);
   EXPECT_EQ(told_, "");
-  EXPECT_EQ(messages_.log().uuid(), "");
+  EXPECT_EQ(messages_.events().uuid(), "");
 }
 
 }  // namespace

@@ -6,9 +6,8 @@
 #include <string>
 #include <utility>
 
-#include "host/simulate/gzip.h"
-#include "host/simulate/ustar_writer.h"
-#include "host/simulate/uuid.h"
+#include "base/uuid.h"
+#include "host/simulate/archive_writer.h"
 #include "implementation/json.h"
 
 namespace veltra::host {
@@ -46,7 +45,7 @@ TEST(database_document, the_header_names_the_core_and_its_traces) {
   EXPECT_EQ(meta.at("type_mapping"), "id");
 }
 
-TEST(database_document, peer_dumps_and_formatted_traces_are_told_by_their_ids) {
+TEST(database_document, peer_dumps_and_formatted_traces_are_distinguished_by_their_ids) {
   EXPECT_EQ(ordinary().at("meta").at("trace_type_descriptors"), json::parse(R"([
       {"type": "peer_dump", "conditions": [{"id_range": {"min": 512, "max": 767}}]},
       {"type": "formatted", "conditions": [{"id_range": {"min": 768, "max": 1023}},
@@ -128,15 +127,25 @@ TEST(database_document, the_system_warning_holds_two_counts_behind_its_id) {
        "format_items": [{"size": 2}, {"size": 4}, {"size": 4}]})"));
 }
 
-TEST(database_document, without_a_uuid_it_gets_one_from_its_content) {
+TEST(database_document, without_a_uuid_it_gets_one_of_version_8_from_its_content) {
   const database_document document = make_database_document(peer_buffer_table().buffers(), {});
-  EXPECT_TRUE(is_uuid(document.uuid));
+  EXPECT_TRUE(is_uuid(document.uuid)) << document.uuid;
+  EXPECT_EQ(document.uuid[14], '8') << document.uuid;
+  EXPECT_NE(std::string("89ab").find(document.uuid[19]), std::string::npos) << document.uuid;
   EXPECT_EQ(parsed(document).at("meta").at("uuid"), document.uuid);
-  EXPECT_EQ(make_database_document(peer_buffer_table().buffers(), {}).text, document.text);
 
   peer_buffer_table larger;
   larger.find_or_add("lte_rrc.DL_DCCH.Message");
-  EXPECT_NE(make_database_document(larger.buffers(), {}).uuid, document.uuid);
+  const database_document other = make_database_document(larger.buffers(), {});
+  EXPECT_NE(other.uuid.substr(0, 18), document.uuid.substr(0, 18));
+  EXPECT_NE(other.uuid.substr(19), document.uuid.substr(19));
+}
+
+// Traces that were simulated earlier name it.
+TEST(database_document, the_ordinary_database_keeps_its_uuid_and_text) {
+  const database_document document = make_database_document(peer_buffer_table().buffers(), {});
+  EXPECT_EQ(document.uuid, "5ae68be3-1ff0-8e9f-b47b-89bb206d4302");
+  EXPECT_EQ(make_database_document(peer_buffer_table().buffers(), {}).text, document.text);
 }
 
 TEST(database_document, a_given_uuid_is_taken_as_it_is_written) {

@@ -167,7 +167,7 @@ TEST(plugin_library, a_file_that_is_no_library_is_refused) {
 
 TEST(plugin_library, a_library_without_the_functions_is_refused_by_the_first_missing_name) {
   EXPECT_THAT(refusal_of([] { plugin_library{empty_plugin_file()}; }),
-              AllOf(StartsWith("the plug-in is none that this program can use: "),
+              AllOf(StartsWith("the plug-in is incompatible: "),
                     HasSubstr("kovax_source_init"), HasSubstr("--plugin")));
 }
 

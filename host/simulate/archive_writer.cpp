@@ -1,9 +1,12 @@
-#include "host/simulate/ustar_writer.h"
+#include "host/simulate/archive_writer.h"
 
 #include <fmt/format.h>
+#include <zlib.h>
 
 #include <cstddef>
 #include <cstring>
+#include <stdexcept>
+#include <vector>
 
 #include "implementation/contract.h"
 
@@ -12,7 +15,7 @@ namespace veltra::host {
 namespace {
 
 constexpr std::size_t block_size = 512;
-constexpr std::size_t max_content = 0x7FFFFFFF;
+constexpr std::size_t max_size = 0x7FFFFFFF;
 
 // All numbers are octal digits with a NUL behind them.
 struct ustar_header {
@@ -56,11 +59,35 @@ void put_checksum(ustar_header& header) {
   header.chksum[6] = '\0';
 }
 
+constexpr int compression_level = 9;
+constexpr int window_bits = 15 + 16;  // the largest window, in a gzip wrapper
+constexpr int memory_level = 8;
+constexpr int unknown_system = 255;  // RFC 1952, section 2.3.1, OS
+
+// A deflate stream that is ended on every path.
+class deflate_stream {
+ public:
+  deflate_stream() {
+    if (deflateInit2(&stream_, compression_level, Z_DEFLATED, window_bits, memory_level,
+                     Z_DEFAULT_STRATEGY) != Z_OK) {
+      throw std::runtime_error("zlib cannot start to compress");
+    }
+  }
+  deflate_stream(const deflate_stream&) = delete;
+  deflate_stream& operator=(const deflate_stream&) = delete;
+  ~deflate_stream() { deflateEnd(&stream_); }
+
+  z_stream* get() noexcept { return &stream_; }
+
+ private:
+  z_stream stream_{};
+};
+
 }  // namespace
 
 std::string ustar_archive(std::string_view name, std::string_view content) {
   KOVAX_CONTRACT(!name.empty() && name.size() < sizeof ustar_header::name);
-  KOVAX_CONTRACT(content.size() <= max_content);
+  KOVAX_CONTRACT(content.size() <= max_size);
 
   ustar_header header{};
   std::memcpy(header.name, name.data(), name.size());
@@ -83,6 +110,26 @@ std::string ustar_archive(std::string_view name, std::string_view content) {
   // Two blocks of zeros end an archive.
   archive.append(padding + 2 * block_size, '\0');
   return archive;
+}
+
+std::string gzip(std::string_view bytes) {
+  KOVAX_CONTRACT(bytes.size() <= max_size);
+  deflate_stream stream;
+  gz_header header{};
+  header.os = unknown_system;
+  std::vector<Bytef> input(bytes.begin(), bytes.end());  // zlib's input is not const
+  std::string result(deflateBound(stream.get(), static_cast<uLong>(bytes.size())), '\0');
+
+  stream.get()->next_in = input.data();
+  stream.get()->avail_in = static_cast<uInt>(input.size());
+  stream.get()->next_out = reinterpret_cast<Bytef*>(result.data());
+  stream.get()->avail_out = static_cast<uInt>(result.size());
+  if (deflateSetHeader(stream.get(), &header) != Z_OK ||
+      deflate(stream.get(), Z_FINISH) != Z_STREAM_END) {
+    throw std::runtime_error("zlib cannot compress");
+  }
+  result.resize(stream.get()->total_out);
+  return result;
 }
 
 }  // namespace veltra::host

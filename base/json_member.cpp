@@ -1,4 +1,4 @@
-#include "plugin/database/json_member.h"
+#include "base/json_member.h"
 
 namespace veltra {
 

@@ -1,4 +1,4 @@
-// hex.h - bytes as text.
+// hex.h - bytes as hexadecimal digits.
 #pragma once
 
 #include <array>
@@ -6,9 +6,9 @@
 #include <span>
 #include <string>
 
-namespace veltra::host {
+namespace veltra {
 
-// Appends two lower-case hexadecimal digits for each byte.
+// Appends two lower-case digits for each byte. Any thread.
 inline void append_hex(std::string& to, std::span<const std::uint8_t> bytes) {
   static constexpr auto pairs = [] {
     constexpr char digits[] = "0123456789abcdef";
@@ -24,4 +24,4 @@ inline void append_hex(std::string& to, std::span<const std::uint8_t> bytes) {
   }
 }
 
-}  // namespace veltra::host
+}  // namespace veltra
