@@ -46,9 +46,8 @@ std::string part_prefix(const fs::path& target) {
 // numbers repeat.
 fs::path new_part_path(const fs::path& target) {
   std::random_device random;
-  return target.parent_path() /
-         platform::path_from_utf8(
-             fmt::format("{}{:08x}{}", part_prefix(target), random(), part_extension));
+  return target.parent_path() / platform::path_from_utf8(fmt::format(
+                                    "{}{:08x}{}", part_prefix(target), random(), part_extension));
 }
 
 bool is_part_of(std::string_view prefix, std::string_view name) {

@@ -15,8 +15,7 @@ int main(int argc, char** argv) {
 
   const platform::console_setup console;
   try {
-    return static_cast<int>(
-        veltra::host::run_command_line(platform::utf8_arguments(argc, argv)));
+    return static_cast<int>(veltra::host::run_command_line(platform::utf8_arguments(argc, argv)));
   } catch (const veltra::host::user_error& error) {
     std::fprintf(stderr, "veltra: %s\n", sanitize(platform::utf8_message(error.what())).c_str());
     return static_cast<int>(error.code());

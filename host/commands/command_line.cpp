@@ -277,10 +277,9 @@ void add_simulate_command(CLI::App& parent, command& chosen) {
       chosen = [options] { return simulate_to_files(options); };
       return;
     }
-    const live_simulate_options live = {
-        .source = options,
-        .link = platform::path_from_utf8(given->link),
-        .pace = {speed_named(given->speed), given->baud_rate}};
+    const live_simulate_options live = {.source = options,
+                                        .link = platform::path_from_utf8(given->link),
+                                        .pace = {speed_named(given->speed), given->baud_rate}};
     chosen = [live] { return simulate_on_line(live); };
   });
 }

@@ -25,7 +25,6 @@ namespace veltra::host {
 
 namespace {
 
-
 // Describes each fault on stderr; returns how many there are.
 std::size_t report_faults(const std::vector<cached_database>& databases) {
   std::size_t faults = 0;

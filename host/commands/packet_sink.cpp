@@ -14,8 +14,8 @@ std::unique_ptr<sink> make_packet_sink(const output_options& options, const inpu
   const std::filesystem::path path = platform::path_from_utf8(options.file);
   if (options.format == "jsonl") return std::make_unique<jsonl_sink>(path, options.raw_packets);
   return std::make_unique<pcapng_sink>(
-      path, pcapng_sink::settings{.with_raw_packets = options.raw_packets,
-                                  .is_live = input.is_live()});
+      path,
+      pcapng_sink::settings{.with_raw_packets = options.raw_packets, .is_live = input.is_live()});
 }
 
 void refuse_file_of_cache(const std::string& output, const database_options& database) {

@@ -48,11 +48,10 @@ exit_code simulate_to_files(const simulate_options& options) {
 }
 
 exit_code simulate_on_line(const live_simulate_options& options) {
-  const simulate_result result =
-      simulate_live(options, [](const std::filesystem::path& device) {
-        // The only line on stdout, so that a script can read the name.
-        print(platform::path_to_utf8(device) + "\n");
-      });
+  const simulate_result result = simulate_live(options, [](const std::filesystem::path& device) {
+    // The only line on stdout, so that a script can read the name.
+    print(platform::path_to_utf8(device) + "\n");
+  });
   tell(fmt::format("{} messages, {}: {} bytes sent; database {}\n", result.messages,
                    played(options.source.repeat, result.interrupted), result.trace_bytes,
                    result.uuid));

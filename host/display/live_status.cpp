@@ -7,8 +7,8 @@
 #include <string_view>
 #include <utility>
 
-#include "host/display/summary.h"
 #include "host/console.h"
+#include "host/display/summary.h"
 
 namespace veltra::host {
 
@@ -82,8 +82,9 @@ std::string live_status::counters(time_point now) {
     mark_ = now;
     bytes_at_mark_ = statistics_.raw_bytes();
   }
-  std::string text = fmt::format("{}  {}  {}/s", format_elapsed(now - begin_),
-                                 format_bytes(static_cast<double>(statistics_.raw_bytes())), format_bytes(speed_));
+  std::string text =
+      fmt::format("{}  {}  {}/s", format_elapsed(now - begin_),
+                  format_bytes(static_cast<double>(statistics_.raw_bytes())), format_bytes(speed_));
   if (searched_ > 0) return text + "  searching for the database's UUID";
   for (const layer_kind& kind : kinds) {
     fmt::format_to(std::back_inserter(text), "  {} {}", kind.name, packets_of(kind, statistics_));

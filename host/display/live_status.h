@@ -47,16 +47,16 @@ class live_status {
  private:
   void arrived(time_point now);
   time_point silence_due() const;  // time_point::max() for never
-  bool searches_long() const;   // and it was not reported yet
-  std::string silence() const;  // in words
+  bool searches_long() const;      // and it was not reported yet
+  std::string silence() const;     // in words
   std::string counters(time_point now);
 
   const live_status_options options_;
   run_statistics statistics_;
   std::uint64_t searched_ = 0;  // bytes; 0 while no search is under way
   bool running_ = false;
-  bool heard_ = false;    // something came since the port was opened
-  bool silent_ = false;   // and it was reported
+  bool heard_ = false;   // something came since the port was opened
+  bool silent_ = false;  // and it was reported
   bool long_search_told_ = false;
   bool drawn_ = false;
   time_point begin_{};

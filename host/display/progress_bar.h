@@ -27,8 +27,7 @@ std::optional<input_position> read_position(std::string_view metadata);
 class progress_bar : public display {
  public:
   // `terminal` null: nothing is ever drawn. The clock of tick() runs from `begin`.
-  explicit progress_bar(std::FILE* terminal,
-                        time_point begin = std::chrono::steady_clock::now());
+  explicit progress_bar(std::FILE* terminal, time_point begin = std::chrono::steady_clock::now());
 
   void take_packet(const packet& packet) override;
   void show_lines(std::string_view lines) override;

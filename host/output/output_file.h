@@ -76,7 +76,7 @@ class output_file {
 
   std::filesystem::path target_;
   const bool is_stream_;
-  atomic_file file_;                              // unless it is a stream
+  atomic_file file_;                                // unless it is a stream
   std::unique_ptr<std::FILE, closer> stream_file_;  // if it is one
   platform::stream_writer stream_;
   std::string collected_;  // whole records, not given to the system yet

@@ -135,8 +135,7 @@ void pcapng_sink::put_message(const packet& packet) {
   block.interface = on.number;
   block.time = packet.time;
   block.header = header;
-  block.payload =
-      packet.payload.first(std::min(packet.payload.size(), max_packet - header.size()));
+  block.payload = packet.payload.first(std::min(packet.payload.size(), max_packet - header.size()));
   block.full_payload_size = packet.payload.size();
   if (block.payload.size() < packet.payload.size()) ++cut_packets_;
   block.way = format.way;

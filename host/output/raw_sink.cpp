@@ -59,8 +59,7 @@ void raw_sink::open() {
     file_.reset(stdout);
   } else {
     const bool is_replaced = is_stream_ || may_overwrite_;
-    file_.reset(
-        platform::open_file(path_, is_replaced ? open_mode::replace : open_mode::create));
+    file_.reset(platform::open_file(path_, is_replaced ? open_mode::replace : open_mode::create));
   }
   if (!file_) fail(errno);
   // A packet is in the file when write() returns, not when some buffer is full.

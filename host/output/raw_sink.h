@@ -24,8 +24,7 @@ class raw_sink : public sink {
   // (usage) for one that exists unless `may_overwrite`. `patience` is that of a stream
   // after limit_writes().
   explicit raw_sink(std::filesystem::path path, bool may_overwrite = false,
-                    std::chrono::milliseconds patience =
-                        platform::stream_writer::usual_patience);
+                    std::chrono::milliseconds patience = platform::stream_writer::usual_patience);
 
   // A named pipe waits here for its reader.
   void begin() override;

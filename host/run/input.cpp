@@ -55,9 +55,8 @@ kovax::json serial_input::parameters() const {
 
 std::optional<user_error> serial_input::explain_failure(const source_failure& failure,
                                                         std::string_view remark) const {
-  return explain_port_failure(
-      failure, line_.port, remark,
-      platform::find_device_holders(platform::path_from_utf8(line_.port)));
+  return explain_port_failure(failure, line_.port, remark,
+                              platform::find_device_holders(platform::path_from_utf8(line_.port)));
 }
 
 user_error serial_input::explain_nothing(const run_statistics& statistics,

@@ -57,10 +57,28 @@ std::string parameter_text(const input& input, const run_options& options) {
   }
 }
 
+std::string describe(const std::exception_ptr& failure) {
+  try {
+    std::rethrow_exception(failure);
+  } catch (const std::exception& error) {
+    return error.what();
+  }
+}
+
 bool has_undelivered(const source_failure& failure) {
   const auto undelivered = parse_undelivered(failure.message);
   return undelivered && *undelivered != undelivered_data{};
 }
+
+// An outlet and what a person has been shown of it; the notes are the ticker's.
+struct lane {
+  template <typename... Arguments>
+  explicit lane(Arguments&&... arguments) : to(std::forward<Arguments>(arguments)...) {}
+
+  outlet to;
+  bool is_failure_noted = false;
+  bool is_stall_noted = false;
+};
 
 class active_run : public source_listener {
  public:
@@ -79,6 +97,7 @@ class active_run : public source_listener {
   source_failure read();
   void interrupt();
   void tick(steady::time_point now);
+  void watch_lane(lane& lane, steady::time_point now);
 
   void take_sign_of_life();
   void request_stop();
@@ -101,8 +120,8 @@ class active_run : public source_listener {
   const std::thread::id thread_ = std::this_thread::get_id();
   const plugin_library plugin_;
   source_session session_;
-  std::deque<outlet> outlets_;
-  outlet* capture_ = nullptr;    // one of outlets_; null: none
+  std::deque<lane> lanes_;
+  outlet* capture_ = nullptr;    // in one of lanes_; null: none
   outlet* raw_trace_ = nullptr;  // likewise
   ticker ticker_;
   steady::time_point begin_{};
@@ -146,7 +165,8 @@ void active_run::init() {
   const database_options& database = options_.database;
   if (failure) {
     if (database.file.empty()) {
-      if (auto known = explain_sync_failure(failure.kind(), failure.message, database, database_events_)) {
+      if (auto known =
+              explain_sync_failure(failure.kind(), failure.message, database, database_events_)) {
         throw *known;
       }
     }
@@ -160,18 +180,20 @@ void active_run::begin_sinks() {
   // First the one that depends on nobody.
   if (sinks_.raw_trace != nullptr) {
     sinks_.raw_trace->begin();
-    raw_trace_ = &outlets_.emplace_back(
-        *sinks_.raw_trace, sinks_.raw_trace->is_stream() ? queued : delivery::direct);
+    raw_trace_ = &lanes_
+                      .emplace_back(*sinks_.raw_trace,
+                                    sinks_.raw_trace->is_stream() ? queued : delivery::direct)
+                      .to;
   }
   if (sinks_.capture != nullptr) {
     sinks_.capture->begin();
-    capture_ = &outlets_.emplace_back(*sinks_.capture, queued);
+    capture_ = &lanes_.emplace_back(*sinks_.capture, queued).to;
   }
 }
 
 source_failure active_run::read() {
   begin_ = steady::now();
-  for (outlet& each : outlets_) each.start();
+  for (lane& each : lanes_) each.to.start();
   ticker_.start();
   source_failure failure;
   has_started_ = true;
@@ -180,7 +202,7 @@ source_failure active_run::read() {
   } catch (...) {
     thrown_ = std::current_exception();
   }
-  for (outlet& each : outlets_) each.finish();
+  for (lane& each : lanes_) each.to.finish();
   ticker_.stop();
   display_.end();
   return failure;
@@ -189,7 +211,7 @@ source_failure active_run::read() {
 void active_run::on_packet(const packet& packet) {
   take_sign_of_life();
   statistics_.add(packet);
-  for (outlet& each : outlets_) each.push(packet);
+  for (lane& each : lanes_) each.to.push(packet);
   display_.take_packet(packet);
 }
 
@@ -220,7 +242,7 @@ void active_run::request_stop() {
 // On the thread that watches for Ctrl-C.
 void active_run::interrupt() {
   is_interrupted_ = true;
-  for (outlet& each : outlets_) each.target().limit_writes();
+  for (lane& each : lanes_) each.to.target().limit_writes();
   if (interrupts_++ != 0) {
     session_.stop();  // at once
   } else if (is_alive_) {
@@ -230,13 +252,7 @@ void active_run::interrupt() {
 
 // On the ticker's thread.
 void active_run::tick(steady::time_point now) {
-  for (outlet& each : outlets_) {
-    each.tick();
-    if (each.stalled_for(now) < stall_before_note) continue;
-    note(fmt::format("{} has taken nothing for {} seconds: the program that reads it may have "
-                     "stopped reading. What it misses is counted.",
-                     each.target().name(), stall_before_note.count()));
-  }
+  for (lane& each : lanes_) watch_lane(each, now);
   if (!is_any_outlet_open()) request_stop();
   if (is_interrupted_ && !interrupted_at_) interrupted_at_ = now;
   if (interrupted_at_ && now - *interrupted_at_ > max_draining) {
@@ -269,8 +285,8 @@ void active_run::stop_decoding(std::string_view reason) {
 }
 
 bool active_run::is_any_outlet_open() const {
-  return std::any_of(outlets_.begin(), outlets_.end(),
-                     [](const outlet& each) { return !each.has_failed(); });
+  return std::any_of(lanes_.begin(), lanes_.end(),
+                     [](const lane& each) { return !each.to.has_failed(); });
 }
 
 exit_code active_run::conclude(source_failure failure) {
@@ -282,8 +298,8 @@ exit_code active_run::conclude(source_failure failure) {
       capture_ != nullptr ? statistics_.has_content() : statistics_.raw_bytes() != 0;
   const bool is_kept = has_content && (is_live || (!failure && !thrown_));
 
-  for (const outlet& each : outlets_) {
-    if (!sink_failure_) sink_failure_ = each.failure();
+  for (const lane& each : lanes_) {
+    if (!sink_failure_) sink_failure_ = each.to.failure();
   }
   if (capture_ != nullptr && is_kept && finish_sink(*capture_)) summarise_capture();
   if (raw_trace_ != nullptr && finish_sink(*raw_trace_)) summarise_raw_trace();
@@ -325,8 +341,7 @@ void active_run::summarise_raw_trace() const {
   if (bytes == 0) return;
   const std::string remarks = sinks_.raw_trace->remarks();
   tell(fmt::format("{}: {} of raw trace{}{}\n", sinks_.raw_trace->name(),
-                   format_bytes(static_cast<double>(bytes)), remarks.empty() ? "" : ", ",
-                   remarks));
+                   format_bytes(static_cast<double>(bytes)), remarks.empty() ? "" : ", ", remarks));
 }
 
 user_error active_run::explain(const source_failure& failure, bool is_kept) const {
@@ -344,11 +359,29 @@ user_error active_run::explain(const source_failure& failure, bool is_kept) cons
 
 user_error active_run::explain_nothing() const {
   if (is_interrupted_ && !input_.is_live()) {
-    return {exit_code::interrupted,
-            fmt::format("interrupted before {} gave a packet; no capture was written.",
-                        input_.name())};
+    return {
+        exit_code::interrupted,
+        fmt::format("interrupted before {} gave a packet; no capture was written.", input_.name())};
   }
   return input_.explain_nothing(statistics_, options_.database);
+}
+
+void active_run::watch_lane(lane& lane, steady::time_point now) {
+  outlet& to = lane.to;
+  to.tick();
+  if (to.has_failed()) {
+    if (std::exchange(lane.is_failure_noted, true) || !is_any_outlet_open()) return;
+    note(fmt::format("{} The rest of the run goes on without it.", describe(to.failure())));
+    return;
+  }
+  if (to.stalled_for(now) < stall_before_note) {
+    lane.is_stall_noted = false;
+  } else if (!std::exchange(lane.is_stall_noted, true)) {
+    note(
+        fmt::format("{} has taken nothing for {} seconds: the program that reads it may have "
+                    "stopped reading. What it misses is counted.",
+                    to.target().name(), stall_before_note.count()));
+  }
 }
 
 }  // namespace
