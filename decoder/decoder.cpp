@@ -7,7 +7,7 @@
 namespace open_decoder {
 namespace {
 
-// Room for appended bytes beyond this is given back once they are parsed.
+// A larger buffer for appended bytes is freed once they are parsed.
 constexpr std::size_t kept_capacity = std::size_t{1} << 20;
 
 // The loss trace's counts, behind its trace id.
@@ -98,7 +98,7 @@ void decoder::report_loss() noexcept {
   write_count(counts.subspan(count_size), losses_.unreported().damaged);
   auto trace = make_trace(settings->master_id, last_timestamp_ + timebase_,
                           std::span(data).first(id.size() + 2 * count_size));
-  // Without memory for it, the losses stay to be told with the next ones.
+  // Without memory for it, the losses are reported together with the next ones.
   if (trace != nullptr) {
     losses_.reported();
     traces_.push(std::move(trace));

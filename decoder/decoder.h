@@ -15,35 +15,35 @@
 
 namespace open_decoder {
 
-// Decodes one stream of frames (docs/frame-format.md). However the stream is cut
-// into pieces and whenever parse() is called, the same traces come out. Between
-// two calls of parse() it keeps what was appended since, one frame begun (at most
-// `largest_frame_size` bytes) and the traces not taken yet.
+// Decodes one stream of frames (docs/frame-format.md). Any split of the stream into
+// pieces and any schedule of parse() calls give the same traces. Between two calls
+// of parse() it keeps the bytes appended since, one unfinished frame (at most
+// `max_frame_size` bytes) and the traces not taken yet.
 //
 // One thread at a time; different decoders are independent.
 class decoder {
  public:
-  // Has no configuration, and so accepts no master, and adds nothing to
+  // Has no configuration, so that it accepts no master, and adds nothing to
   // timestamps. Throws std::bad_alloc.
   decoder() = default;
 
   // From now on adds `nanoseconds` to the time of every trace decoded, modulo 2^64.
   void set_timebase(std::uint64_t nanoseconds) noexcept { timebase_ = nanoseconds; }
 
-  // Takes a configuration for what is parsed from now on. Returns false, and
-  // keeps the one it has, if the text is none. Throws std::bad_alloc.
+  // Takes a configuration for what is parsed from now on. Returns false
+  // and keeps the current one if the text is not a configuration. Throws std::bad_alloc.
   bool set_configuration(std::string_view text);
 
   // Forgets bytes, traces, losses and the place in the stream; keeps the
   // configuration and the timebase.
   void reset() noexcept;
 
-  // Copies the next bytes of the stream. Throws std::bad_alloc, and then takes
-  // none of them; the sequence numbers will tell of the frames so lost.
+  // Copies the next bytes of the stream. Throws std::bad_alloc and then takes
+  // none of them; the frames lost this way show as a gap in the sequence numbers.
   void append(std::span<const std::uint8_t> bytes);
 
-  // Decodes what was appended. A frame for whose trace there is no memory counts
-  // as one that never arrived.
+  // Decodes what was appended. If there is no memory for a frame's trace, the frame
+  // counts as one that never arrived.
   void parse() noexcept;
 
   [[nodiscard]] std::uint64_t trace_count() const noexcept { return traces_.size(); }

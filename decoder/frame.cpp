@@ -29,7 +29,7 @@ Integer read_little_endian(std::span<const std::uint8_t> bytes) noexcept {
 }  // namespace
 
 std::optional<frame> parse_frame(std::span<const std::uint8_t> bytes) noexcept {
-  if (bytes.size() < smallest_frame_size || bytes.size() > largest_frame_size) {
+  if (bytes.size() < min_frame_size || bytes.size() > max_frame_size) {
     return std::nullopt;
   }
   const auto checked = bytes.first(bytes.size() - frame_check_size);

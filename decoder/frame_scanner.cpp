@@ -19,7 +19,7 @@ std::size_t length_before(std::span<const std::uint8_t> bytes, std::uint8_t want
 }  // namespace
 
 frame_scanner::frame_scanner()
-    : held_(std::make_unique_for_overwrite<std::uint8_t[]>(largest_frame_size)) {}
+    : held_(std::make_unique_for_overwrite<std::uint8_t[]>(max_frame_size)) {}
 
 frame_scanner::event frame_scanner::next(std::span<const std::uint8_t>& input,
                                          std::span<const std::uint8_t>& bytes) noexcept {
@@ -36,7 +36,7 @@ frame_scanner::event frame_scanner::next(std::span<const std::uint8_t>& input,
         continue;
       }
       // Most frames lie whole in the input and need no unstuffing: no copy.
-      if (segment.size() <= largest_frame_size &&
+      if (segment.size() <= max_frame_size &&
           length_before(segment, frame_escape) == segment.size()) {
         bytes = segment;
         return event::frame;
@@ -76,7 +76,7 @@ void frame_scanner::unstuff(std::span<const std::uint8_t> stuffed) noexcept {
 }
 
 void frame_scanner::hold(std::span<const std::uint8_t> bytes) noexcept {
-  if (bytes.size() > largest_frame_size - held_size_) {
+  if (bytes.size() > max_frame_size - held_size_) {
     too_long_ = true;
     return;
   }

@@ -12,7 +12,7 @@ namespace open_decoder {
 
 // Finds the frames of an octet-stuffed stream (RFC 1662, 4.2), whatever chunks
 // the stream comes in, and undoes the stuffing. It looks at every byte once, and
-// holds at most one frame of `largest_frame_size` bytes.
+// holds at most one frame of `max_frame_size` bytes.
 //
 // One thread at a time.
 class frame_scanner {
@@ -28,7 +28,7 @@ class frame_scanner {
 
   // Goes on in `input`, which loses the bytes that were used, up to the end of
   // the next frame. With event::frame, `bytes` is set to the unstuffed frame: at
-  // most `largest_frame_size` bytes, never empty, valid until the next call and
+  // most `max_frame_size` bytes, never empty, valid until the next call and
   // as long as the input's memory is. Bytes before the stream's first flag and
   // empty frames are passed over. Never throws.
   event next(std::span<const std::uint8_t>& input, std::span<const std::uint8_t>& bytes) noexcept;
@@ -44,12 +44,12 @@ class frame_scanner {
     return held_size_ != 0 || escaping_ || too_long_;
   }
 
-  // The frame begun, unstuffed; largest_frame_size bytes, not cleared in advance.
+  // The frame begun, unstuffed; max_frame_size bytes, not cleared in advance.
   std::unique_ptr<std::uint8_t[]> held_;
   std::size_t held_size_ = 0;
   bool synchronised_ = false;  // a flag was seen
   bool escaping_ = false;      // the last byte was an escape
-  bool too_long_ = false;      // the frame begun exceeds largest_frame_size
+  bool too_long_ = false;      // the frame begun exceeds max_frame_size
 };
 
 }  // namespace open_decoder

@@ -54,7 +54,7 @@ bytes from_hex(std::string_view text) {
 }
 
 bytes encode(const frame_fields& fields) {
-  bytes out(2 * (fields.payload.size() + smallest_frame_size) + 2);
+  bytes out(2 * (fields.payload.size() + min_frame_size) + 2);
   out.resize(encode_frame(out.data(), fields.master_id, fields.sequence, fields.timestamp,
                           fields.payload.data(), fields.payload.size()));
   return out;

@@ -18,7 +18,7 @@ using bytes = std::vector<std::uint8_t>;
 bytes to_bytes(std::string_view text);
 bytes operator+(bytes left, const bytes& right);
 
-// Reads hexadecimal digits; everything else is passed over.
+// Reads hexadecimal digits and ignores every other character.
 bytes from_hex(std::string_view text);
 
 // A master that `test_configuration` accepts, and one that it does not.
