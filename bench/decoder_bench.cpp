@@ -10,7 +10,7 @@
 // content 0 is text (nothing to escape), 1 random bytes (one escape in 128 bytes on
 // average), 2 random bytes of which one in four needs an escape, 3 escapes only.
 #include <benchmark/benchmark.h>
-#include <zlib.h>
+#include <libdeflate.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -65,7 +65,7 @@ bytes make_stream(content kind, std::size_t frame_size, std::size_t& frames) {
     while (frame.size() < frame_size - frame_check_size) {
       frame.push_back(payload_byte(kind, random));
     }
-    put(frame, crc32_z(0, frame.data(), frame.size()), frame_check_size);
+    put(frame, libdeflate_crc32(0, frame.data(), frame.size()), frame_check_size);
     stream.push_back(frame_flag);
     for (const std::uint8_t byte : frame) {
       const bool escaped = byte == frame_flag || byte == frame_escape;
@@ -89,7 +89,7 @@ std::uint64_t bare_pass(const bytes& stream) {
         flag == nullptr
             ? rest.size()
             : static_cast<std::size_t>(static_cast<const std::uint8_t*>(flag) - rest.data());
-    sum += crc32_z(0, rest.data(), length);
+    sum += libdeflate_crc32(0, rest.data(), length);
     rest = rest.subspan(std::min(length + 1, rest.size()));
   }
   return sum;

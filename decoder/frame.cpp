@@ -1,6 +1,6 @@
 #include "decoder/frame.h"
 
-#include <zlib.h>
+#include <libdeflate.h>
 
 namespace open_decoder {
 namespace {
@@ -34,8 +34,8 @@ std::optional<frame> parse_frame(std::span<const std::uint8_t> bytes) noexcept {
   }
   const auto checked = bytes.first(bytes.size() - frame_check_size);
   const auto check = read_little_endian<std::uint32_t>(bytes.last(frame_check_size));
-  // zlib's CRC-32 is the FCS-32 of RFC 1662, complement included.
-  if (crc32_z(0, checked.data(), checked.size()) != check) {
+  // This CRC-32 is the FCS-32 of RFC 1662, complement included.
+  if (libdeflate_crc32(0, checked.data(), checked.size()) != check) {
     return std::nullopt;
   }
   if (checked[version_offset] != frame_version) {
