@@ -38,7 +38,7 @@ class frame_scanner {
 
  private:
   void unstuff(std::span<const std::uint8_t> stuffed) noexcept;
-  void hold(std::span<const std::uint8_t> bytes) noexcept;
+  void hold(std::span<const std::uint8_t> stuffed) noexcept;
   void begin_frame() noexcept;
   [[nodiscard]] bool frame_has_begun() const noexcept {
     return held_size_ != 0 || escaping_ || too_long_;
