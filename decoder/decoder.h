@@ -1,6 +1,8 @@
 // decoder.h - the open decoder: trace bytes in, traces out.
 #pragma once
 
+#include <dekodrix/statistics.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -34,7 +36,7 @@ class decoder {
   // and keeps the current one if the text is not a configuration. Throws std::bad_alloc.
   bool set_configuration(std::string_view text);
 
-  // Forgets bytes, traces, losses and the place in the stream; keeps the
+  // Forgets bytes, traces, losses, statistics and the place in the stream; keeps the
   // configuration and the timebase.
   void reset() noexcept;
 
@@ -51,6 +53,10 @@ class decoder {
   // Takes the oldest trace; null when there is none.
   trace_pointer take_trace() noexcept { return traces_.pop(); }
 
+  // What was found in the stream so far; a frame for whose trace there was no memory
+  // counts as intact.
+  [[nodiscard]] dekodrix_statistics statistics() const noexcept;
+
  private:
   void take_frame(const frame& received) noexcept;
   void report_loss() noexcept;
@@ -58,6 +64,9 @@ class decoder {
   configuration configuration_;
   std::uint64_t timebase_ = 0;        // nanoseconds
   std::uint64_t last_timestamp_ = 0;  // of the last intact frame, without timebase
+  std::uint64_t frames_intact_ = 0;
+  std::uint64_t frames_damaged_ = 0;
+  std::uint64_t frames_of_unknown_masters_ = 0;
   std::vector<std::uint8_t> appended_;
   frame_scanner scanner_;
   loss_monitor losses_;

@@ -4,6 +4,7 @@
 // null, a configuration is refused, or appended bytes are missing from the stream,
 // which shows as a gap in the sequence numbers of its frames.
 #include <dekodrix/dekodrix.h>
+#include <dekodrix/statistics.h>
 
 #include <cstddef>
 #include <new>
@@ -84,6 +85,10 @@ uint64_t dekodrix_get_trace_count(dekodrix* decoder) {
 
 dekodrix_trace* dekodrix_get_trace(dekodrix* decoder) {
   return decoder->implementation->take_trace().release();
+}
+
+void dekodrix_get_statistics(const dekodrix* decoder, dekodrix_statistics* statistics) {
+  *statistics = decoder->implementation->statistics();
 }
 
 }  // extern "C"

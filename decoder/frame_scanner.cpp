@@ -49,6 +49,7 @@ frame_scanner::event frame_scanner::next(std::span<const std::uint8_t>& input,
     input = input.subspan(segment.size() + (ended ? 1 : 0));
     if (!synchronised_) {
       synchronised_ = ended;
+      skipped_bytes_ += segment.size();
       continue;
     }
     if (ended && !frame_has_begun()) {
@@ -76,6 +77,7 @@ frame_scanner::event frame_scanner::next(std::span<const std::uint8_t>& input,
 
 void frame_scanner::reset() noexcept {
   begin_frame();
+  skipped_bytes_ = 0;
   synchronised_ = false;
 }
 
@@ -84,6 +86,7 @@ void frame_scanner::unstuff(std::span<const std::uint8_t> stuffed) noexcept {
     const std::size_t room = max_frame_size - held_size_;
     if (room == 0) {
       too_long_ = true;
+      skipped_bytes_ += stuffed.size();
       return;
     }
     // Unstuffing makes nothing longer: what is cut off here fits.

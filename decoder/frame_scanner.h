@@ -33,7 +33,12 @@ class frame_scanner {
   // empty frames are passed over. Never throws.
   event next(std::span<const std::uint8_t>& input, std::span<const std::uint8_t>& bytes) noexcept;
 
-  // Forgets the frame begun and waits for a flag, as at the start of a stream.
+  // How many bytes were in no frame: those before the first flag, and those of frames
+  // that are too long from the byte on that would exceed the limit. Flags do not count.
+  [[nodiscard]] std::uint64_t skipped_bytes() const noexcept { return skipped_bytes_; }
+
+  // Forgets the frame begun and all counts, and waits for a flag, as at the start of a
+  // stream.
   void reset() noexcept;
 
  private:
@@ -47,6 +52,7 @@ class frame_scanner {
   // The frame begun, unstuffed; max_frame_size bytes, not cleared in advance.
   std::unique_ptr<std::uint8_t[]> held_;
   std::size_t held_size_ = 0;
+  std::uint64_t skipped_bytes_ = 0;
   bool synchronised_ = false;  // a flag was seen
   bool escaping_ = false;      // the last byte was an escape
   bool too_long_ = false;      // the frame begun exceeds max_frame_size

@@ -1,4 +1,4 @@
-// The decoder and the reference reader give the same traces for random streams:
+// The decoder and the reference reader give the same results for random streams:
 // damage, escapes at every place, splits at every byte, frames around the largest
 // size, runs of flags.
 //
@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <ostream>
 #include <random>
 
 #include "tests/unit/decoder/reference_reader.h"
@@ -204,67 +205,92 @@ class stream_maker {
   bytes stream_;
 };
 
-std::vector<trace> read_plainly(const bytes& stream) {
+// What a reader makes of a stream.
+struct result {
+  std::vector<trace> traces;
+  counts counted{};
+  bool operator==(const result&) const = default;
+};
+
+std::ostream& operator<<(std::ostream& out, const result& value) {
+  return out << testing::PrintToString(value.traces) << ", counted "
+             << testing::PrintToString(value.counted);
+}
+
+result read_plainly(const bytes& stream) {
   reference_reader reader;
   for (const std::uint8_t byte : stream) {
     reader.read(byte);
   }
-  return reader.traces();
+  return {reader.traces(), counters(reader.statistics())};
 }
+
+class decoder_run {
+ public:
+  decoder_run() {
+    if (!decoder_.set_configuration(test_configuration)) {
+      ADD_FAILURE() << "the tests' configuration was refused";
+    }
+  }
+
+  void append(std::span<const std::uint8_t> piece) { decoder_.append(piece); }
+  void parse() { decoder_.parse(); }
+  void take() {
+    const auto taken = take_all(decoder_);
+    traces_.insert(traces_.end(), taken.begin(), taken.end());
+  }
+  result finish() {
+    parse();
+    take();
+    return {std::move(traces_), counters(decoder_.statistics())};
+  }
+
+ private:
+  decoder decoder_;
+  std::vector<trace> traces_;
+};
 
 // Decodes in pieces of random sizes. Some pieces are not parsed at once, and traces are
 // taken at the end or in between.
-std::vector<trace> decode_randomly(random_source& random, const bytes& stream) {
-  decoder subject;
-  if (!subject.set_configuration(test_configuration)) {
-    ADD_FAILURE() << "the tests' configuration was refused";
-  }
-  std::vector<trace> traces;
+result decode_randomly(random_source& random, const bytes& stream) {
+  decoder_run run;
   const std::size_t limit = stream.size() > 10000 ? 70000 : 1 + random.below(100);
   const bool takes_between = random.one_in(2);
   for (std::span<const std::uint8_t> rest = stream; !rest.empty();) {
     const auto piece = rest.first(std::min<std::size_t>(rest.size(), 1 + random.below(limit)));
     rest = rest.subspan(piece.size());
-    subject.append(piece);
+    run.append(piece);
     if (random.one_in(4)) {
       continue;
     }
-    subject.parse();
+    run.parse();
     if (takes_between) {
-      const auto taken = take_all(subject);
-      traces.insert(traces.end(), taken.begin(), taken.end());
+      run.take();
     }
   }
-  subject.parse();
-  const auto taken = take_all(subject);
-  traces.insert(traces.end(), taken.begin(), taken.end());
-  return traces;
+  return run.finish();
 }
 
 // Decodes in two pieces.
-std::vector<trace> decode_split(const bytes& stream, std::size_t at) {
-  decoder subject;
-  if (!subject.set_configuration(test_configuration)) {
-    ADD_FAILURE() << "the tests' configuration was refused";
-  }
-  subject.append(std::span(stream).first(at));
-  subject.parse();
-  subject.append(std::span(stream).subspan(at));
-  subject.parse();
-  return take_all(subject);
+result decode_split(const bytes& stream, std::size_t at) {
+  decoder_run run;
+  run.append(std::span(stream).first(at));
+  run.parse();
+  run.append(std::span(stream).subspan(at));
+  return run.finish();
 }
 
-TEST(differential, random_streams_give_the_traces_of_the_reference_reader) {
+TEST(differential, random_streams_give_the_traces_and_statistics_of_the_reference_reader) {
   random_source random;
   std::uint64_t traces = 0;
   for (unsigned long i = 0; i < case_count(); ++i) {
     const bytes stream = stream_maker(random).make();
-    const auto wanted = read_plainly(stream);
-    traces += wanted.size();
-    ASSERT_EQ(decode(stream), wanted) << "case " << i << ", at once";
+    const result wanted = read_plainly(stream);
+    traces += wanted.traces.size();
+    ASSERT_EQ(decode_split(stream, 0), wanted) << "case " << i << ", at once";
     ASSERT_EQ(decode_randomly(random, stream), wanted) << "case " << i << ", in pieces";
     if (stream.size() < 200 && random.one_in(50)) {
-      for (std::size_t at = 0; at <= stream.size(); ++at) {
+      for (std::size_t at = 1; at <= stream.size(); ++at) {
         ASSERT_EQ(decode_split(stream, at), wanted) << "case " << i << ", split at " << at;
       }
     }

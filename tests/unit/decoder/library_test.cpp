@@ -1,5 +1,6 @@
 // The decoder through its C interface, in the shared library.
 #include <dekodrix/dekodrix.h>
+#include <dekodrix/statistics.h>
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -139,6 +140,16 @@ TEST(library, a_reset_forgets_the_stream_and_keeps_the_configuration) {
   feed(handle, encode({.sequence = 5, .payload = to_bytes("b")}));
   ASSERT_EQ(dekodrix_get_trace_count(handle.get()), 1U);
   EXPECT_EQ(take(handle).data, to_bytes("b"));
+}
+
+TEST(library, the_statistics_come_through_the_c_interface) {
+  const auto handle = configured();
+  feed(handle, to_bytes("cut off") + encode({.sequence = 1, .payload = {}}) +
+                   encode({.sequence = 2, .payload = {}, .master_id = unknown_master}) +
+                   to_bytes("~damaged~"));
+  dekodrix_statistics statistics{};
+  dekodrix_get_statistics(handle.get(), &statistics);
+  EXPECT_EQ(counters(statistics), (counts{3, 2, 1, 1, 7}));
 }
 
 // AddressSanitizer checks the size and the kind of the deletion, and that the decoder

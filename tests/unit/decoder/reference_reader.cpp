@@ -40,11 +40,13 @@ void reference_reader::read(std::uint8_t byte) {
     return;
   }
   if (!synchronised_) {
+    ++statistics_.bytes_outside_frames;
     return;
   }
   begun_ = true;
   if (frame_.size() == 131072) {
     too_long_ = true;
+    ++statistics_.bytes_outside_frames;
   } else if (escaping_) {
     frame_.push_back(byte ^ 0x20);
     escaping_ = false;
@@ -62,11 +64,14 @@ bool reference_reader::is_intact() const {
 }
 
 void reference_reader::end_frame() {
+  ++statistics_.frames_found;
   if (!is_intact()) {
+    ++statistics_.frames_damaged;
     ++damaged_since_intact_;
     traces_.push_back(loss_report(0, 1, last_timestamp_));
     return;
   }
+  ++statistics_.frames_intact;
   const auto master_id = static_cast<std::uint32_t>(integer_at(frame_, 1, 4));
   const auto timestamp = integer_at(frame_, 9, 8);
   count_gap(static_cast<std::uint32_t>(integer_at(frame_, 5, 4)), timestamp);
@@ -75,6 +80,8 @@ void reference_reader::end_frame() {
                        .channel = 0,
                        .timestamp = timestamp,
                        .data = bytes(frame_.begin() + 17, frame_.end() - 4)});
+  } else {
+    ++statistics_.frames_of_unknown_masters;
   }
 }
 

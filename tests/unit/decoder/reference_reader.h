@@ -23,6 +23,8 @@ class reference_reader {
   // All traces so far, loss reports included.
   [[nodiscard]] const std::vector<trace>& traces() const { return traces_; }
 
+  [[nodiscard]] const dekodrix_statistics& statistics() const { return statistics_; }
+
  private:
   void end_frame();
   [[nodiscard]] bool is_intact() const;
@@ -38,6 +40,7 @@ class reference_reader {
   std::uint64_t last_timestamp_ = 0;
   std::uint32_t damaged_since_intact_ = 0;
   std::vector<trace> traces_;
+  dekodrix_statistics statistics_{};
 };
 
 }  // namespace open_decoder::test

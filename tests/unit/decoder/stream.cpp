@@ -109,6 +109,11 @@ trace loss_report(std::uint32_t missing, std::uint32_t damaged, std::uint64_t ti
   return {.master_id = known_master, .channel = 0, .timestamp = timestamp, .data = data};
 }
 
+counts counters(const dekodrix_statistics& statistics) {
+  return {statistics.frames_found, statistics.frames_intact, statistics.frames_damaged,
+          statistics.frames_of_unknown_masters, statistics.bytes_outside_frames};
+}
+
 std::vector<trace> take_all(decoder& source) {
   std::vector<trace> traces;
   while (const auto taken = source.take_trace()) {
