@@ -2,8 +2,9 @@
 // damage, escapes at every place, splits at every byte, frames around the largest
 // size, runs of flags.
 //
-// VELTRA_DIFFERENTIAL_CASES sets how many streams are tried. The streams follow from
-// a fixed seed, so that a case that failed fails again.
+// VELTRA_DIFFERENTIAL_CASES sets how many streams are tried. They follow from fixed
+// seeds, so that a case that failed fails again. Each seed is a test of its own, because
+// all of them take long with ThreadSanitizer.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -19,21 +20,24 @@ namespace open_decoder::test {
 namespace {
 
 constexpr unsigned long default_cases = 30000;  // about two seconds
+constexpr unsigned seeds = 4;
 
-unsigned long case_count() {
+unsigned long cases_per_seed() {
   const char* wanted = std::getenv("VELTRA_DIFFERENTIAL_CASES");
-  return wanted == nullptr ? default_cases : std::strtoul(wanted, nullptr, 10);
+  return (wanted == nullptr ? default_cases : std::strtoul(wanted, nullptr, 10)) / seeds;
 }
 
 class random_source {
  public:
+  explicit random_source(unsigned seed) : engine_(seed) {}
+
   // A number from 0 to `limit` - 1.
   std::uint32_t below(std::size_t limit) { return static_cast<std::uint32_t>(engine_() % limit); }
   bool one_in(std::size_t chances) { return below(chances) == 0; }
   std::uint8_t byte() { return static_cast<std::uint8_t>(engine_()); }
 
  private:
-  std::mt19937 engine_{20240301};  // NOLINT(cert-msc51-cpp): the same streams every time
+  std::mt19937 engine_;
 };
 
 // Frames around the largest size with a good check, made once because that takes long.
@@ -280,10 +284,14 @@ result decode_split(const bytes& stream, std::size_t at) {
   return run.finish();
 }
 
-TEST(differential, random_streams_give_the_traces_and_statistics_of_the_reference_reader) {
-  random_source random;
+class differential : public testing::TestWithParam<unsigned> {};
+INSTANTIATE_TEST_SUITE_P(seed, differential, testing::Range(0U, seeds));
+
+TEST_P(differential, random_streams_give_the_results_of_the_reference_reader) {
+  random_source random(GetParam());
+  const unsigned long cases = cases_per_seed();
   std::uint64_t traces = 0;
-  for (unsigned long i = 0; i < case_count(); ++i) {
+  for (unsigned long i = 0; i < cases; ++i) {
     const bytes stream = stream_maker(random).make();
     const result wanted = read_plainly(stream);
     traces += wanted.traces.size();
@@ -295,7 +303,7 @@ TEST(differential, random_streams_give_the_traces_and_statistics_of_the_referenc
       }
     }
   }
-  EXPECT_GT(traces, case_count());  // the streams are not mere noise
+  EXPECT_GT(traces, cases);  // the streams are not mere noise
 }
 
 }  // namespace
