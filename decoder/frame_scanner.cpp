@@ -29,8 +29,8 @@ std::size_t plain_in_block(const std::uint8_t* from) noexcept {
   for (unsigned i = 0; i < block_size; ++i) {
     block |= std::uint64_t{from[i]} << (8 * i);
   }
-  // Escapes become zero bytes; of those the lowest gets its highest bit set, as no lower
-  // byte does. Without any, countr_zero() counts the whole block.
+  // Escapes become zero bytes. The lowest bit of `found` is the highest one of the lowest
+  // zero byte; without a zero byte `found` is 0 and countr_zero() returns 64.
   block ^= ones * frame_escape;
   const std::uint64_t found = (block - ones) & ~block & (ones << 7);
   return static_cast<std::size_t>(std::countr_zero(found)) / 8;
@@ -89,14 +89,14 @@ void frame_scanner::unstuff(std::span<const std::uint8_t> stuffed) noexcept {
       skipped_bytes_ += stuffed.size();
       return;
     }
-    // Unstuffing makes nothing longer: what is cut off here fits.
+    // Unstuffing makes nothing longer, so that this part fits.
     const auto part = stuffed.first(std::min(room, stuffed.size()));
-    hold(part);
+    unstuff_fitting(part);
     stuffed = stuffed.subspan(part.size());
   }
 }
 
-void frame_scanner::hold(std::span<const std::uint8_t> stuffed) noexcept {
+void frame_scanner::unstuff_fitting(std::span<const std::uint8_t> stuffed) noexcept {
   const std::uint8_t* from = stuffed.data();
   const std::uint8_t* const end = from + stuffed.size();
   std::uint8_t* to = held_.get() + held_size_;
