@@ -11,10 +11,10 @@ using kovax::json;
 
 constexpr std::string_view format_name = "veltra-frames";
 constexpr std::uint32_t format_version = 1;
-constexpr std::uint64_t largest_id = 0xFFFFFFFF;
-constexpr std::uint32_t largest_trace_id_size = 4;
+constexpr std::uint64_t max_id = 0xFFFFFFFF;
+constexpr std::uint32_t max_trace_id_size = 4;
 
-// Returns the member, or null if `value` is no object that has it.
+// Returns the member, or null if `value` is not an object that has it.
 const json* member(const json& value, const char* name) {
   if (!value.is_object()) {
     return nullptr;
@@ -29,7 +29,7 @@ std::optional<std::uint32_t> to_id(const json* value) {
     return std::nullopt;
   }
   const auto number = value->get<std::uint64_t>();
-  return number <= largest_id ? std::optional(static_cast<std::uint32_t>(number)) : std::nullopt;
+  return number <= max_id ? std::optional(static_cast<std::uint32_t>(number)) : std::nullopt;
 }
 
 bool has_text(const json* value, std::string_view text) {
@@ -74,7 +74,7 @@ std::optional<loss_trace> parse_loss_trace(const json& value) {
   const auto master_id = to_id(member(value, "master_id"));
   const auto trace_id = to_id(member(value, "trace_id"));
   const auto size = to_id(member(value, "trace_id_size"));
-  if (!master_id || !trace_id || !size || *size < 1 || *size > largest_trace_id_size) {
+  if (!master_id || !trace_id || !size || *size < 1 || *size > max_trace_id_size) {
     return std::nullopt;
   }
   if ((std::uint64_t{*trace_id} >> (8 * *size)) != 0) {

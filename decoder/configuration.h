@@ -1,4 +1,5 @@
-// configuration.h - what the decoder is told by the trace database.
+// configuration.h - the decoder's settings, read from the JSON text that a trace
+// database carries.
 #pragma once
 
 #include <array>
@@ -11,11 +12,11 @@
 
 namespace open_decoder {
 
-// The trace that tells of lost frames: two little-endian 32-bit counts behind the
-// trace id of the firmware's own "traces dropped" warning.
+// The trace that reports lost frames: the trace id of the firmware's own "traces
+// dropped" warning, then two little-endian 32-bit counts.
 struct loss_trace {
   std::uint32_t master_id = 0;
-  std::array<std::uint8_t, 4> id{};  // trace id as it stands in the trace
+  std::array<std::uint8_t, 4> id{};  // trace id in the trace's byte order
   std::size_t id_size = 0;           // bytes of `id` in use, 1 to 4
 
   [[nodiscard]] std::span<const std::uint8_t> id_bytes() const noexcept {
@@ -32,7 +33,7 @@ struct configuration {
 };
 
 // Reads the JSON text (RFC 8259) that docs/frame-format.md describes. Returns
-// nothing if it is anything else. Throws std::bad_alloc. Any thread.
+// nothing for any other text. Throws std::bad_alloc. Any thread.
 std::optional<configuration> parse_configuration(std::string_view text);
 
 }  // namespace open_decoder

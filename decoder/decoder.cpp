@@ -7,7 +7,7 @@
 namespace open_decoder {
 namespace {
 
-// Room for appended bytes beyond this is given back once they are parsed.
+// A larger buffer for appended bytes is freed once they are parsed.
 constexpr std::size_t kept_capacity = std::size_t{1} << 20;
 
 // The loss trace's counts, behind its trace id.
@@ -37,6 +37,9 @@ void decoder::reset() noexcept {
   losses_.reset();
   traces_.clear();
   last_timestamp_ = 0;
+  frames_intact_ = 0;
+  frames_damaged_ = 0;
+  frames_of_unknown_masters_ = 0;
 }
 
 void decoder::append(std::span<const std::uint8_t> bytes) {
@@ -55,6 +58,7 @@ void decoder::parse() noexcept {
     if (received) {
       take_frame(*received);
     } else {
+      ++frames_damaged_;
       losses_.damaged_frame();
       report_loss();
     }
@@ -66,13 +70,24 @@ void decoder::parse() noexcept {
   }
 }
 
+dekodrix_statistics decoder::statistics() const noexcept {
+  return {.frames_found = frames_intact_ + frames_damaged_,
+          .frames_intact = frames_intact_,
+          .frames_damaged = frames_damaged_,
+          .frames_of_unknown_masters = frames_of_unknown_masters_,
+          .bytes_outside_frames = scanner_.skipped_bytes()};
+}
+
 void decoder::take_frame(const frame& received) noexcept {
+  ++frames_intact_;
   trace_pointer trace;
   if (configuration_.accepts(received.master_id)) {
     trace = make_trace(received.master_id, received.timestamp + timebase_, received.payload);
     if (trace == nullptr) {
       return;
     }
+  } else {
+    ++frames_of_unknown_masters_;
   }
   last_timestamp_ = received.timestamp;
   losses_.intact_frame(received.sequence);
@@ -98,7 +113,7 @@ void decoder::report_loss() noexcept {
   write_count(counts.subspan(count_size), losses_.unreported().damaged);
   auto trace = make_trace(settings->master_id, last_timestamp_ + timebase_,
                           std::span(data).first(id.size() + 2 * count_size));
-  // Without memory for it, the losses stay to be told with the next ones.
+  // Without memory for it, the losses are reported together with the next ones.
   if (trace != nullptr) {
     losses_.reported();
     traces_.push(std::move(trace));

@@ -1,9 +1,10 @@
-// exports.cpp - the bridge from the C interface to the decoder; no logic.
+// exports.cpp - the bridge from the C interface to the decoder.
 //
-// No exception leaves it: only memory can run out here, and then a handle is
-// null, a configuration is not taken, or appended bytes are missing from the
-// stream, which the sequence numbers of its frames bring to light.
+// No exception leaves it. The only failure is a lack of memory: then a handle is
+// null, a configuration is refused, or appended bytes are missing from the stream,
+// which shows as a gap in the sequence numbers of its frames.
 #include <dekodrix/dekodrix.h>
+#include <dekodrix/statistics.h>
 
 #include <cstddef>
 #include <new>
@@ -11,7 +12,7 @@
 #include "decoder/decoder.h"
 #include "decoder/handle_table.h"
 
-// One heap object of 8 bytes, which its user may give back by itself.
+// One heap object of 8 bytes, which its user may delete without dekodrix_delete().
 struct dekodrix {
   alignas(8) open_decoder::decoder* implementation;
 };
@@ -19,7 +20,8 @@ static_assert(sizeof(dekodrix) == 8);
 
 namespace {
 
-// Made at first use in storage that nothing tears down.
+// Made at first use and never destroyed: handles may outlive the static objects of
+// this library when a process ends.
 open_decoder::handle_table& handles() {
   alignas(open_decoder::handle_table) static std::byte storage[sizeof(open_decoder::handle_table)];
   static auto& table = *new (storage) open_decoder::handle_table;
@@ -83,6 +85,10 @@ uint64_t dekodrix_get_trace_count(dekodrix* decoder) {
 
 dekodrix_trace* dekodrix_get_trace(dekodrix* decoder) {
   return decoder->implementation->take_trace().release();
+}
+
+void dekodrix_get_statistics(const dekodrix* decoder, dekodrix_statistics* statistics) {
+  *statistics = decoder->implementation->statistics();
 }
 
 }  // extern "C"

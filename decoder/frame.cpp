@@ -1,6 +1,6 @@
 #include "decoder/frame.h"
 
-#include <zlib.h>
+#include <libdeflate.h>
 
 namespace open_decoder {
 namespace {
@@ -29,13 +29,13 @@ Integer read_little_endian(std::span<const std::uint8_t> bytes) noexcept {
 }  // namespace
 
 std::optional<frame> parse_frame(std::span<const std::uint8_t> bytes) noexcept {
-  if (bytes.size() < smallest_frame_size || bytes.size() > largest_frame_size) {
+  if (bytes.size() < min_frame_size || bytes.size() > max_frame_size) {
     return std::nullopt;
   }
   const auto checked = bytes.first(bytes.size() - frame_check_size);
   const auto check = read_little_endian<std::uint32_t>(bytes.last(frame_check_size));
-  // zlib's CRC-32 is the FCS-32 of RFC 1662, complement included.
-  if (crc32_z(0, checked.data(), checked.size()) != check) {
+  // This CRC-32 is the FCS-32 of RFC 1662, complement included.
+  if (libdeflate_crc32(0, checked.data(), checked.size()) != check) {
     return std::nullopt;
   }
   if (checked[version_offset] != frame_version) {

@@ -17,18 +17,18 @@ inline constexpr std::uint8_t frame_flag = 0x7E;
 inline constexpr std::uint8_t frame_escape = 0x7D;
 inline constexpr std::uint8_t escape_mask = 0x20;
 
-// The only version of the frame layout there is.
+// The only version of the frame layout.
 inline constexpr std::uint8_t frame_version = 1;
 
 // Sizes of an unstuffed frame's parts, in bytes.
 inline constexpr std::size_t frame_header_size = 17;
 inline constexpr std::size_t frame_check_size = 4;
-inline constexpr std::size_t smallest_frame_size = frame_header_size + frame_check_size;
+inline constexpr std::size_t min_frame_size = frame_header_size + frame_check_size;
 
 // Limit for hostile input: the largest unstuffed frame, header and check
 // included. It bounds the memory a decoder keeps between two parses.
-inline constexpr std::size_t largest_frame_size = 131072;
-inline constexpr std::size_t largest_payload_size = largest_frame_size - smallest_frame_size;
+inline constexpr std::size_t max_frame_size = 131072;
+inline constexpr std::size_t max_payload_size = max_frame_size - min_frame_size;
 
 // The fields of an intact frame. `payload` points into the bytes that were parsed.
 struct frame {

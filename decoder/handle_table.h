@@ -1,6 +1,7 @@
 // handle_table.h - the decoders behind the handles of the C interface.
 #pragma once
 
+#include <map>
 #include <mutex>
 
 #include "decoder/decoder.h"
@@ -8,35 +9,31 @@
 namespace open_decoder {
 
 // Owns the decoder of every handle. A handle is a small heap object that its user
-// may give back by itself, without a word to us: the decoder then stays here
-// until the heap hands out the same address for a new handle, which proves that
-// the old one is gone. So such decoders do not pile up, and none is freed too soon.
-//
-// Meant as a global that is never torn down: handles may outlive the static objects
-// of this library when a process ends. What is still in the table then is left to
-// the system.
+// may delete without a call to this library. Its decoder then stays here until the
+// heap returns the same address for a new handle, which proves that the old one is
+// gone. So such decoders do not accumulate, and none is destroyed too early.
 //
 // Any thread.
 class handle_table {
  public:
-  handle_table() = default;
-  handle_table(const handle_table&) = delete;
-  handle_table& operator=(const handle_table&) = delete;
-
   // Makes a decoder for the handle at `handle`, in place of that of an earlier
-  // handle at the same address. The decoder stays until remove() or the next
+  // handle at the same address. The decoder lives until remove() or the next
   // add() for that address. Throws std::bad_alloc.
-  decoder* add(const void* handle);
+  decoder* add(const void* handle) {
+    const std::lock_guard lock(mutex_);
+    decoders_.erase(handle);
+    return &decoders_[handle];
+  }
 
-  // Destroys the decoder of `handle`.
-  void remove(const void* handle);
+  // Destroys the decoder of `handle`, if there is one.
+  void remove(const void* handle) {
+    const std::lock_guard lock(mutex_);
+    decoders_.erase(handle);
+  }
 
  private:
-  struct entry;
-  void remove_locked(const void* handle);
-
   std::mutex mutex_;
-  entry* first_ = nullptr;
+  std::map<const void*, decoder> decoders_;
 };
 
 }  // namespace open_decoder

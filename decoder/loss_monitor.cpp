@@ -3,13 +3,13 @@
 namespace open_decoder {
 namespace {
 
-// The counter's values after a start: 1 to 0xFFFFFFFF, again and again.
+// After a start the counter runs from 1 to 0xFFFFFFFF, and then from 1 again.
 constexpr std::uint64_t sequence_period = 0xFFFFFFFF;
 
-// A step of this size or larger is taken for a step back.
+// A step of this size or more counts as a step back.
 constexpr std::uint64_t half_period = std::uint64_t{1} << 31;
 
-// Returns how many frames lie between two that follow each other in the stream.
+// Returns how many frames are missing between two successive ones.
 std::uint64_t frames_between(std::uint32_t earlier, std::uint32_t later) noexcept {
   if (later == 0) {
     return 0;

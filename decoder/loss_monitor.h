@@ -1,4 +1,4 @@
-// loss_monitor.h - finds out from sequence numbers how many frames were lost.
+// loss_monitor.h - counts lost frames from gaps in the sequence numbers.
 #pragma once
 
 #include <cstdint>
@@ -16,18 +16,18 @@ struct loss {
 // Follows the one sequence counter of a stream. The counter is 0 for the first
 // frame after a start of the sender and goes from 0xFFFFFFFF to 1. Two sequence
 // numbers are compared as in RFC 1982: one that is less than half the counter's
-// range ahead is newer, and what lies between was lost; any other one (the same
-// again, or one that goes backwards) means that the sender's start was missed,
-// and counts as a restart.
+// range ahead is newer, and the numbers between were lost; any other one (the same
+// again, or one that goes backwards) means that the receiver missed the sender's
+// start, and counts as a restart.
 //
-// A frame that arrives damaged is counted at once, and not a second time when the
-// next intact frame shows the gap. One thread at a time; nothing throws.
+// A damaged frame is counted at once, and not a second time when the next intact
+// frame shows the gap. One thread at a time; nothing throws.
 class loss_monitor {
  public:
-  // Takes note of an intact frame; the first one only sets where counting begins.
+  // Counts the losses before an intact frame; the first frame only starts the count.
   void intact_frame(std::uint32_t sequence) noexcept;
 
-  // Takes note of a damaged frame.
+  // Counts a damaged frame.
   void damaged_frame() noexcept;
 
   // The losses since the last call of `reported`.

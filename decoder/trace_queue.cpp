@@ -7,8 +7,8 @@
 
 namespace open_decoder {
 
-// A record as it is allocated: its user knows the first member only, and frees
-// the whole by that member's address.
+// The block of a record. Its taker knows the first member only, and frees the block
+// by that member's address.
 struct trace_queue::link {
   dekodrix_trace trace;
   link* newer;

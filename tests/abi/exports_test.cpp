@@ -41,12 +41,12 @@ TEST(exports_test, the_open_decoder_is_called_so_without_a_version) {
   EXPECT_EQ(read_library_file(VELTRA_DECODER_FILE).name, decoder_library_name);
 }
 
-TEST(exports_test, the_open_decoder_exports_exactly_the_interface) {
+TEST(exports_test, the_open_decoder_exports_exactly_the_interface_and_its_statistics) {
   EXPECT_EQ(read_library_file(VELTRA_DECODER_FILE).exported,
-            (std::set<std::string>{"dekodrix_new", "dekodrix_delete", "dekodrix_set_timebase",
-                                   "dekodrix_reset", "dekodrix_set_configuration_json",
-                                   "dekodrix_append_buffer", "dekodrix_parse",
-                                   "dekodrix_get_trace_count", "dekodrix_get_trace"}));
+            (std::set<std::string>{
+                "dekodrix_new", "dekodrix_delete", "dekodrix_set_timebase", "dekodrix_reset",
+                "dekodrix_set_configuration_json", "dekodrix_append_buffer", "dekodrix_parse",
+                "dekodrix_get_trace_count", "dekodrix_get_trace", "dekodrix_get_statistics"}));
 }
 
 TEST(exports_test, the_scripted_decoder_has_the_same_name) {

@@ -14,7 +14,7 @@ deb=$(echo made/kovax-veltra-source_*.deb)
 [ -f "$deb" ] || fail "no single package: $deb"
 
 depends=$(dpkg-deb -f "$deb" Depends)
-for library in libc6 libcurl4 libcurlpp0 libfmt9 libssl3 libstdc++6 zlib1g; do
+for library in libc6 libcurl4 libcurlpp0 libdeflate0 libfmt9 libssl3 libstdc++6 zlib1g; do
   [[ ", $depends" == *", $library "* || ", $depends," == *", $library,"* ]] ||
     fail "the package does not depend on $library: $depends"
 done

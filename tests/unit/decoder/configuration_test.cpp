@@ -29,7 +29,7 @@ bytes id_bytes(const std::string& loss_trace) {
   return {id.begin(), id.end()};
 }
 
-TEST(configuration, the_whole_of_it_is_read) {
+TEST(configuration, masters_and_the_loss_trace_are_read) {
   const auto parsed = parse_configuration(test_configuration);
   ASSERT_TRUE(parsed);
   EXPECT_EQ(parsed->masters, (std::vector<std::uint32_t>{3, 19, 35}));
@@ -154,7 +154,7 @@ TEST(configuration, a_text_that_does_not_fit_is_refused) {
   }
 }
 
-TEST(configuration, deep_nesting_is_no_danger) {
+TEST(configuration, deep_nesting_does_not_exhaust_the_stack) {
   constexpr std::size_t depth = 200000;
   const std::string nested = std::string(depth, '[') + std::string(depth, ']');
   EXPECT_FALSE(parse_configuration(nested));

@@ -1,5 +1,5 @@
-// What the decoder makes of streams with losses: only the frames that are hit are
-// lost, and every loss is reported.
+// Decoding of streams with losses: only the frames that are hit are lost, and every
+// loss is reported.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -95,10 +95,10 @@ TEST(damage, lost_bytes_cost_only_the_frames_they_belong_to) {
           lost.push_back(sequence);
         }
       }
-      // No other trace is lost, none is made up, and each loss is told once.
+      // No other trace is lost, none is invented, and each loss is reported once.
       ASSERT_EQ(result.traces, expected_without(1, 6, lost)) << "lost " << from << " to " << to;
       ASSERT_EQ(result.damaged + result.missing, lost.size()) << "lost " << from << " to " << to;
-      // A frame is hit by what is cut from it, or if both flags between the two go.
+      // A frame is hit if bytes of it are cut, or both flags between the two.
       const bool joined = from < border && to > border;
       if (!joined && to <= border + 1) {
         ASSERT_EQ(std::count(lost.begin(), lost.end(), 4U), 0) << "lost " << from << " to " << to;
@@ -110,7 +110,7 @@ TEST(damage, lost_bytes_cost_only_the_frames_they_belong_to) {
   }
 }
 
-TEST(damage, a_start_in_mid_frame_costs_only_that_frame_and_is_no_loss) {
+TEST(damage, a_start_in_mid_frame_costs_only_that_frame_and_is_not_a_loss) {
   const bytes stream = frames(7, 10);
   const std::size_t first_size = encode(numbered(7)).size();
   for (std::size_t start = 1; start <= first_size; ++start) {
@@ -151,7 +151,7 @@ TEST(damage, an_aborted_frame_is_damaged) {
 }
 
 TEST(damage, a_frame_that_is_too_long_is_one_damaged_frame) {
-  const bytes too_long = encode({.sequence = 2, .payload = bytes(largest_payload_size + 1, 'x')});
+  const bytes too_long = encode({.sequence = 2, .payload = bytes(max_payload_size + 1, 'x')});
   for (const std::size_t piece : {std::size_t{1000}, too_long.size() * 2}) {
     EXPECT_EQ(decode(frames(1, 1) + too_long + frames(3, 3), piece),
               (traces{expected(numbered(1)), loss_report(0, 1, 1001), expected(numbered(3))}));
@@ -170,16 +170,13 @@ TEST(damage, the_sequence_number_of_an_unknown_master_counts) {
             (traces{expected(numbered(1)), loss_report(2, 0, 50), expected(numbered(5))}));
 }
 
-TEST(damage, a_restart_of_the_sender_is_no_loss) {
+TEST(damage, a_restart_of_the_sender_and_a_wrap_of_its_counter_are_not_losses) {
   EXPECT_EQ(decode(frames(7, 8) + frames(0, 2)).size(), 5U);
   EXPECT_EQ(decode(frames(7, 8) + frames(3, 4)).size(), 4U);
-}
-
-TEST(damage, the_counter_goes_from_its_largest_number_to_1) {
   EXPECT_EQ(decode(encode(numbered(0xFFFFFFFF)) + frames(1, 2)).size(), 3U);
 }
 
-TEST(damage, without_a_loss_trace_in_the_configuration_losses_stay_silent) {
+TEST(damage, without_a_loss_trace_in_the_configuration_losses_are_not_reported) {
   decoder subject;
   ASSERT_TRUE(
       subject.set_configuration(R"({"format":"veltra-frames","version":1,"masters":[{"id":3}]})"));

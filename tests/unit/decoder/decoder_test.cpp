@@ -1,4 +1,4 @@
-// What the decoder makes of intact streams.
+// Decoding of intact streams, and the decoder's settings.
 #include "decoder/decoder.h"
 
 #include <gtest/gtest.h>
@@ -58,7 +58,7 @@ TEST(decoder, an_empty_payload_is_a_trace_without_data) {
 }
 
 TEST(decoder, the_largest_payload_is_decoded) {
-  const frame_fields fields = {.sequence = 0, .payload = bytes(largest_payload_size, 0x7E)};
+  const frame_fields fields = {.sequence = 0, .payload = bytes(max_payload_size, 0x7E)};
   EXPECT_EQ(decode(encode(fields), 1024), traces{expected(fields)});
 }
 
@@ -197,8 +197,8 @@ TEST(decoder, a_reset_forgets_bytes_traces_and_the_place_in_the_stream) {
   subject.append(to_bytes("~"));
   subject.reset();
   EXPECT_EQ(subject.trace_count(), 0U);
-  // Neither a flag nor a sequence number is known any more: this is no damage, and
-  // no gap follows from it.
+  // No flag has been seen and no sequence number is known: neither damage nor a gap
+  // is reported.
   subject.append(to_bytes("cut off") + encode({.sequence = 9, .payload = to_bytes("a")}));
   subject.parse();
   EXPECT_EQ(take_all(subject), traces{expected({.sequence = 9, .payload = to_bytes("a")})});

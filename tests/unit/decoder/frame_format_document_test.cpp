@@ -1,4 +1,4 @@
-// Keeps docs/frame-format.md true: what it prints is what the decoder does.
+// The examples and limits that docs/frame-format.md prints are the decoder's.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -71,11 +71,11 @@ TEST(frame_format_document, the_configuration_it_prints_is_accepted) {
 
 TEST(frame_format_document, the_limits_it_names_are_the_decoders) {
   const std::string text = document();
-  EXPECT_THAT(text, testing::HasSubstr("The smallest frame has " +
-                                       std::to_string(smallest_frame_size) + " bytes"));
-  EXPECT_THAT(text, testing::HasSubstr("the largest " + std::to_string(largest_frame_size)));
+  EXPECT_THAT(text, testing::HasSubstr("The smallest frame has " + std::to_string(min_frame_size) +
+                                       " bytes"));
+  EXPECT_THAT(text, testing::HasSubstr("the largest " + std::to_string(max_frame_size)));
   EXPECT_THAT(text,
-              testing::HasSubstr("- Payload: " + std::to_string(largest_payload_size) + " bytes"));
+              testing::HasSubstr("- Payload: " + std::to_string(max_payload_size) + " bytes"));
 }
 
 }  // namespace

@@ -10,7 +10,7 @@
 namespace open_decoder::test {
 namespace {
 
-// What a scanner makes of a stream: each frame's bytes, or "damaged".
+// One event of a scanner: a frame's bytes, or "damaged".
 struct found {
   bool damaged = false;
   bytes frame;
@@ -100,16 +100,16 @@ TEST(frame_scanner, an_escape_before_a_flag_aborts_the_frame) {
 }
 
 TEST(frame_scanner, the_largest_frame_is_found_and_one_byte_more_is_damaged) {
-  const bytes largest(largest_frame_size, 'a');
-  const bytes larger(largest_frame_size + 1, 'a');
+  const bytes largest(max_frame_size, 'a');
+  const bytes larger(max_frame_size + 1, 'a');
   frame_scanner scanner;
   EXPECT_EQ(scan(scanner, stuff(largest) + stuff(larger) + to_bytes("~ok~")),
             (founds{{false, largest}, damaged, frame("ok")}));
 }
 
 TEST(frame_scanner, the_limit_is_counted_after_unstuffing) {
-  const bytes largest(largest_frame_size, frame_flag);
-  const bytes larger(largest_frame_size + 1, frame_escape);
+  const bytes largest(max_frame_size, frame_flag);
+  const bytes larger(max_frame_size + 1, frame_escape);
   const bytes stream = stuff(largest) + stuff(larger) + to_bytes("~ok~");
   for (const std::size_t size : {std::size_t{997}, stream.size()}) {
     frame_scanner scanner;

@@ -67,12 +67,11 @@ TEST(frame, another_version_with_a_good_check_is_damaged) {
 }
 
 TEST(frame, the_largest_frame_is_taken_and_one_byte_more_is_not) {
-  const bytes largest =
-      encode_unstuffed({.sequence = 0, .payload = bytes(largest_payload_size, 0x55)});
+  const bytes largest = encode_unstuffed({.sequence = 0, .payload = bytes(max_payload_size, 0x55)});
   EXPECT_EQ(largest.size(), 131072U);
   EXPECT_TRUE(parse_frame(largest));
-  EXPECT_FALSE(parse_frame(
-      encode_unstuffed({.sequence = 0, .payload = bytes(largest_payload_size + 1, 0x55)})));
+  EXPECT_FALSE(
+      parse_frame(encode_unstuffed({.sequence = 0, .payload = bytes(max_payload_size + 1, 0x55)})));
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 // The decoder through its C interface, in the shared library.
 #include <dekodrix/dekodrix.h>
+#include <dekodrix/statistics.h>
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -29,7 +30,7 @@ void feed(const handle_pointer& handle, const bytes& stream) {
   dekodrix_parse(handle.get());
 }
 
-// Takes the oldest trace and frees it as its taker does.
+// Takes the oldest trace and frees its two blocks.
 trace take(const handle_pointer& handle) {
   dekodrix_trace* taken = dekodrix_get_trace(handle.get());
   if (taken == nullptr) {
@@ -110,7 +111,7 @@ TEST(library, the_configuration_text_needs_no_terminating_nul) {
       dekodrix_set_configuration_json(handle.get(), longer.data(), test_configuration.size()));
 }
 
-TEST(library, a_text_that_is_no_configuration_is_refused) {
+TEST(library, a_text_that_is_not_a_configuration_is_refused) {
   const handle_pointer handle(dekodrix_new());
   EXPECT_FALSE(dekodrix_set_configuration_json(handle.get(), nullptr, 0));
   EXPECT_FALSE(dekodrix_set_configuration_json(handle.get(), "{}", 2));
@@ -141,15 +142,25 @@ TEST(library, a_reset_forgets_the_stream_and_keeps_the_configuration) {
   EXPECT_EQ(take(handle).data, to_bytes("b"));
 }
 
-// The user of a handle may give back the handle alone, as the 8-byte object that
-// it is: AddressSanitizer checks size and kind, and that the rest is not leaked.
-TEST(library, a_handle_may_be_given_back_as_an_8_byte_object) {
+TEST(library, the_statistics_come_through_the_c_interface) {
+  const auto handle = configured();
+  feed(handle, to_bytes("cut off") + encode({.sequence = 1, .payload = {}}) +
+                   encode({.sequence = 2, .payload = {}, .master_id = unknown_master}) +
+                   to_bytes("~damaged~"));
+  dekodrix_statistics statistics{};
+  dekodrix_get_statistics(handle.get(), &statistics);
+  EXPECT_EQ(counters(statistics), (counts{3, 2, 1, 1, 7}));
+}
+
+// AddressSanitizer checks the size and the kind of the deletion, and that the decoder
+// behind the handle is not leaked.
+TEST(library, a_handle_may_be_deleted_as_an_8_byte_object) {
   for (int i = 0; i < 100; ++i) {
     auto handle = configured();
     feed(handle, encode({.sequence = 0, .payload = to_bytes("waiting")}));
     delete reinterpret_cast<std::uint64_t*>(handle.release());
   }
-  // Handles at addresses that were used before are fresh ones.
+  // A handle at an address that was used before has a new decoder.
   const handle_pointer fresh(dekodrix_new());
   EXPECT_EQ(dekodrix_get_trace_count(fresh.get()), 0U);
 }

@@ -5,7 +5,7 @@
 namespace open_decoder {
 namespace {
 
-// The losses that an intact frame brings to light after another one.
+// The losses counted at an intact frame that follows another one.
 std::uint64_t missing_between(std::uint32_t earlier, std::uint32_t later) {
   loss_monitor monitor;
   monitor.intact_frame(earlier);
@@ -22,7 +22,7 @@ TEST(loss_monitor, the_first_frame_only_sets_where_counting_begins) {
   }
 }
 
-TEST(loss_monitor, frames_in_sequence_are_no_loss) {
+TEST(loss_monitor, frames_in_sequence_are_not_a_loss) {
   EXPECT_EQ(missing_between(0, 1), 0U);
   EXPECT_EQ(missing_between(1, 2), 0U);
   EXPECT_EQ(missing_between(0x7FFFFFFF, 0x80000000), 0U);
@@ -91,7 +91,7 @@ TEST(loss_monitor, a_gap_that_damaged_frames_explain_is_not_counted_again) {
   EXPECT_EQ(monitor.unreported().missing, 0U);
 }
 
-TEST(loss_monitor, what_a_gap_exceeds_the_damaged_frames_is_missing) {
+TEST(loss_monitor, the_part_of_a_gap_that_damaged_frames_do_not_explain_is_missing) {
   loss_monitor monitor;
   monitor.intact_frame(10);
   monitor.damaged_frame();

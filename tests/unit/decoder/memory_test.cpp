@@ -56,8 +56,8 @@ namespace open_decoder::test {
 namespace {
 
 constexpr std::size_t chunk_size = 4096;
-// One frame, the chunk appended, and small change.
-constexpr std::size_t allowed = largest_frame_size + 2 * chunk_size + 4096;
+// One frame, the chunk appended, and a few small blocks.
+constexpr std::size_t allowed = max_frame_size + 2 * chunk_size + 4096;
 
 TEST(memory, an_endless_frame_does_not_grow_the_decoder) {
   const bytes chunk(chunk_size, 0x55);
@@ -66,13 +66,13 @@ TEST(memory, an_endless_frame_does_not_grow_the_decoder) {
   decoder subject;
   ASSERT_TRUE(subject.set_configuration(test_configuration));
   subject.append(flag);
-  std::size_t most = 0;
+  std::size_t peak = 0;
   for (int i = 0; i < 2000; ++i) {
     subject.append(chunk);
     subject.parse();
-    most = std::max(most, live_bytes - before);
+    peak = std::max(peak, live_bytes - before);
   }
-  EXPECT_LE(most, allowed);
+  EXPECT_LE(peak, allowed);
 }
 
 TEST(memory, a_long_stream_does_not_grow_the_decoder) {
@@ -81,17 +81,17 @@ TEST(memory, a_long_stream_does_not_grow_the_decoder) {
   const std::size_t before = live_bytes;
   decoder subject;
   ASSERT_TRUE(subject.set_configuration(test_configuration));
-  std::size_t most = 0;
+  std::size_t peak = 0;
   for (int i = 0; i < 2000; ++i) {
     subject.append(chunk);
     subject.parse();
     ASSERT_NE(subject.take_trace(), nullptr);
-    most = std::max(most, live_bytes - before);
+    peak = std::max(peak, live_bytes - before);
   }
-  EXPECT_LE(most, allowed);
+  EXPECT_LE(peak, allowed);
 }
 
-TEST(memory, the_room_of_a_large_append_is_given_back) {
+TEST(memory, the_buffer_of_a_large_append_is_freed) {
   const bytes large(std::size_t{8} << 20, 0x55);
   const std::size_t before = live_bytes;
   decoder subject;
@@ -101,7 +101,7 @@ TEST(memory, the_room_of_a_large_append_is_given_back) {
   EXPECT_LE(live_bytes - before, allowed);
 }
 
-TEST(memory, decoders_of_handles_given_back_alone_do_not_pile_up) {
+TEST(memory, decoders_whose_handles_were_deleted_alone_do_not_accumulate) {
   handle_table table;
   const int handle = 0;
   table.add(&handle);

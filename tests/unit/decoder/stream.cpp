@@ -54,7 +54,7 @@ bytes from_hex(std::string_view text) {
 }
 
 bytes encode(const frame_fields& fields) {
-  bytes out(2 * (fields.payload.size() + smallest_frame_size) + 2);
+  bytes out(2 * (fields.payload.size() + min_frame_size) + 2);
   out.resize(encode_frame(out.data(), fields.master_id, fields.sequence, fields.timestamp,
                           fields.payload.data(), fields.payload.size()));
   return out;
@@ -107,6 +107,11 @@ trace loss_report(std::uint32_t missing, std::uint32_t damaged, std::uint64_t ti
   append_count(data, missing);
   append_count(data, damaged);
   return {.master_id = known_master, .channel = 0, .timestamp = timestamp, .data = data};
+}
+
+counts counters(const dekodrix_statistics& statistics) {
+  return {statistics.frames_found, statistics.frames_intact, statistics.frames_damaged,
+          statistics.frames_of_unknown_masters, statistics.bytes_outside_frames};
 }
 
 std::vector<trace> take_all(decoder& source) {

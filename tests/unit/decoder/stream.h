@@ -1,6 +1,9 @@
 // stream.h - makes trace streams for tests and takes them apart again.
 #pragma once
 
+#include <dekodrix/statistics.h>
+
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <iosfwd>
@@ -18,7 +21,7 @@ using bytes = std::vector<std::uint8_t>;
 bytes to_bytes(std::string_view text);
 bytes operator+(bytes left, const bytes& right);
 
-// Reads hexadecimal digits; everything else is passed over.
+// Reads hexadecimal digits and ignores every other character.
 bytes from_hex(std::string_view text);
 
 // A master that `test_configuration` accepts, and one that it does not.
@@ -61,6 +64,10 @@ std::ostream& operator<<(std::ostream& out, const trace& value);
 // The trace that comes out of a frame, and the one that reports a loss.
 trace expected(const frame_fields& fields);
 trace loss_report(std::uint32_t missing, std::uint32_t damaged, std::uint64_t timestamp);
+
+// The members of the statistics in their order.
+using counts = std::array<std::uint64_t, 5>;
+counts counters(const dekodrix_statistics& statistics);
 
 // Takes all traces that wait in `source`.
 std::vector<trace> take_all(decoder& source);
