@@ -88,16 +88,16 @@ void read_type_descriptors(trace_db_config& config, const json::array_t& descrip
   for (const json& element : descriptors) {
     KOVAX_CONTRACT(element.contains("conditions"));
     for (const json& condition : element.at("conditions")) {
+      const bool single = condition.contains("trace_id");
+      if (!single && !condition.contains("id_range")) continue;
       type_descriptor descriptor;
-      if (condition.contains("trace_id")) {
+      descriptor.type = strict_member(element, "type").get<std::string>();
+      if (single) {
         descriptor.trace_id = to_u32(condition.at("trace_id"));
-      } else if (condition.contains("id_range")) {
+      } else {
         const json& range = condition.at("id_range");
         descriptor.id_range = {to_u32(member(range, "max")), to_u32(member(range, "min"))};
-      } else {
-        continue;
       }
-      descriptor.type = strict_member(element, "type").get<std::string>();
       config.type_descriptors.push_back(std::move(descriptor));
     }
   }

@@ -96,9 +96,10 @@ class veltra_object {
   // First, as the handle's users expect it.
   last_error error_;
   source_settings settings_;
-  decoder_adapter decoder_;
+  // Destroyed in the opposite order: the decoder goes while its input is still open.
   trace_file file_;
   zet_serialport_lib::zet_serialport port_;  // used only when not in file mode
+  decoder_adapter decoder_;
   uid_search uid_search_;
   packet_delivery delivery_;
   std::atomic<std::uint8_t> stop_requested_{0};

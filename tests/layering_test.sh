@@ -22,6 +22,8 @@ forbid 'include/kovax include/dekodrix' 'implementation|platform|plugin|decoder|
 forbid include/implementation 'plugin|decoder|host|kovax|dekodrix'
 forbid platform 'plugin|decoder|host|kovax|dekodrix|implementation'
 forbid decoder 'plugin|host|kovax|platform'
+forbid base 'plugin|decoder|host|kovax|dekodrix|platform|implementation/zet'
+forbid 'include platform decoder' 'base/'
 forbid plugin 'decoder|host/'
 forbid plugin/database 'plugin/[a-z_]+\.h|dekodrix'
 forbid host 'decoder|dekodrix|implementation/zet'
@@ -36,7 +38,7 @@ beyond=$(grep -rnE '^ *# *include *[<"]plugin/' host/database |
 }
 
 # The JSON library is tied to our assertion only when it comes through this header.
-direct=$(grep -rnE '^ *# *include *<nlohmann' include platform plugin decoder host tests fuzz bench \
+direct=$(grep -rnE '^ *# *include *<nlohmann' include base platform plugin decoder host tests fuzz bench \
   --include='*.h' --include='*.cpp' | grep -v '^include/implementation/json.h:') || true
 [ -z "$direct" ] || {
   printf 'include "implementation/json.h" instead:\n%s\n' "$direct"

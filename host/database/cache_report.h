@@ -1,4 +1,4 @@
-// cache_report.h - what a cache holds, for people and for programs.
+// cache_report.h - what a cache contains, for people and for programs.
 #pragma once
 
 #include <string>

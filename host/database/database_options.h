@@ -15,7 +15,7 @@ struct database_options {
   std::string file;
   std::string cache;                   // directory of the cache
   std::vector<std::string> locations;  // of the catalogue, the best first
-  std::string root;                    // what ${root} in locations stands for
+  std::string root;                    // replaces ${root} in locations
   std::optional<std::string> proxy;    // empty: none, whatever the environment says
   bool update = false;                 // fetch the catalogue
 };
@@ -23,9 +23,8 @@ struct database_options {
 // The cache's options as the plug-in's parameter "auto_detect_db_config".
 kovax::json cache_parameters(const database_options& options);
 
-// The `veltra db sync` command line that keeps this cache, with the catalogue
-// fetched anew: ready to be pasted into a shell, "URL" in place of a location
-// that is not known.
+// The `veltra db sync` command line that keeps this cache and fetches the catalogue
+// again, ready to be pasted into a shell; "URL" replaces a location that is not known.
 std::string sync_command_line(const database_options& options);
 
 }  // namespace veltra::host

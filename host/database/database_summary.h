@@ -7,7 +7,7 @@
 namespace veltra::host {
 
 // Reads the file and returns some lines for each database in it: names, ids and
-// counts. Every line ends in LF. Throws user_error (bad_input) if it is no trace
+// counts. Every line ends in LF. Throws user_error (bad_input) if it is not a trace
 // database.
 std::string summarize_database_file(const std::filesystem::path& path);
 

@@ -17,7 +17,7 @@ namespace {
 constexpr std::size_t block_size = 512;
 constexpr std::size_t max_size = 0x7FFFFFFF;
 
-// All numbers are octal digits with a NUL behind them.
+// All numbers are octal digits and a NUL.
 struct ustar_header {
   char name[100];
   char mode[8];

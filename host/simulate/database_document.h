@@ -10,7 +10,7 @@
 
 namespace veltra::host {
 
-// A trace database as its file holds it.
+// A trace database as its file contains it.
 struct database_document {
   std::string uuid;
   std::string text;  // JSON, UTF-8
@@ -21,7 +21,7 @@ struct database_document {
 database_document make_database_document(const std::vector<peer_buffer>& peer_buffers,
                                          const std::optional<std::string>& uuid);
 
-// Returns the bytes of an archive that holds the document: gzip over ustar.
+// Returns the bytes of an archive that contains the document: gzip over ustar.
 std::string archive_database(const database_document& document);
 
 }  // namespace veltra::host

@@ -69,7 +69,7 @@ void frame_encoder::append(std::string_view trace, std::uint64_t timestamp_ns, s
   *end++ = flag;
   out.append(stuffed_.data(), static_cast<std::size_t>(end - stuffed_.data()));
 
-  // 0 stands for a restart, so the counter goes round without it.
+  // 0 marks a restart, so the counter skips it when it wraps.
   if (++sequence_ == 0) sequence_ = 1;
 }
 

@@ -23,7 +23,7 @@ constexpr std::size_t max_trace_size = max_frame_size - frame_header_size - fram
 class frame_encoder {
  public:
   // `master_id` is the core that all frames come from; the first frame of the
-  // stream has the sequence number 0, which tells its reader of a (re)start.
+  // stream has the sequence number 0, which marks a (re)start.
   explicit frame_encoder(std::uint32_t master_id, std::uint32_t first_sequence = 0);
 
   // Appends one frame, both of its flags included, to `out`. `trace` is not

@@ -114,7 +114,7 @@ simulate_result simulate_live(const live_simulate_options& options,
   const virtual_modem modem = load_virtual_modem(options.source);
   const auto terminal = open_terminal();
   const platform::interrupt_watch watch([&] { terminal->interrupt(); });
-  // A program that waits for the link finds the database beside it.
+  // Before the link, so that a program that waits for the link finds the database.
   write_database(options.source, modem.database);
   const device_link link(options.link, terminal->device());
   announce(terminal->device());

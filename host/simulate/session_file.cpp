@@ -22,11 +22,11 @@ namespace {
 
 constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
 constexpr std::string_view columns =
-    "a line holds time_us, layer, payload in hexadecimal and, if wanted, a summary, with a tab "
+    "a line contains time_us, layer, payload in hexadecimal and, if wanted, a summary, with a tab "
     "between them";
 
 // Cuts the text up to `separator` off the front of `rest`. Nothing when `rest`
-// holds no separator.
+// contains no separator.
 std::optional<std::string_view> take_until(std::string_view& rest, char separator) {
   const std::size_t end = rest.find(separator);
   if (end == std::string_view::npos) return std::nullopt;
@@ -83,7 +83,7 @@ class line_parser {
     const auto bad =
         std::find_if(text.begin(), text.end(), [](char c) { return hex_digit(c) < 0; });
     if (bad != text.end()) {
-      refuse(fmt::format("the payload holds \"{}\", which is not a hexadecimal digit.",
+      refuse(fmt::format("the payload contains \"{}\", which is not a hexadecimal digit.",
                          printable(std::string_view(&*bad, 1))));
     }
     if (text.size() % 2 != 0) {
@@ -115,9 +115,9 @@ std::string reason(int error) {
 }  // namespace
 
 std::string printable(std::string_view text) {
-  constexpr std::size_t longest = 40;
-  const std::string result = sanitize(text.substr(0, longest));
-  return text.size() > longest ? result + "..." : result;
+  constexpr std::size_t max_shown = 40;
+  const std::string result = sanitize(text.substr(0, max_shown));
+  return text.size() > max_shown ? result + "..." : result;
 }
 
 void refuse_line(std::string_view name, std::size_t line, std::string_view what) {
@@ -140,7 +140,7 @@ session parse_session(std::string_view text, std::string name) {
   }
   if (result.messages.empty()) {
     throw user_error(exit_code::bad_input,
-                     fmt::format("{} holds no message; {}.", result.name, columns));
+                     fmt::format("{} contains no message; {}.", result.name, columns));
   }
   return result;
 }

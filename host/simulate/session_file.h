@@ -1,8 +1,8 @@
 // session_file.h - a modem session written down as text, one message a line.
 //
-// A line holds, separated by tabs: the time since the session's start in
-// microseconds, the layer, the payload in hexadecimal, and, if its writer liked,
-// a summary for people, which is ignored. Lines that begin with '#' are remarks.
+// A line contains, separated by tabs: the time since the session's start in
+// microseconds, the layer, the payload in hexadecimal, and, if wanted, a
+// summary for people, which is ignored. Lines that begin with '#' are remarks.
 // Blank lines, CR LF line ends, a UTF-8 byte order mark and a last line without
 // its end are all fine.
 #pragma once
@@ -26,7 +26,7 @@ struct session_message {
   std::uint64_t time_us = 0;  // since the session's start
   std::string layer;          // as the decoded packet names it, such as "lte_rrc.pcch"
   std::string payload;        // bytes, may be empty
-  std::size_t line = 0;       // where it stands in the file, from 1
+  std::size_t line = 0;       // its number in the file, from 1
 };
 
 // A session: at least one message, in the file's order.

@@ -29,7 +29,7 @@ std::string trace_of(std::uint16_t trace_id) {
   return trace;
 }
 
-// A trace whose body stands behind its peer layer and the id of its buffer.
+// A trace whose body follows its peer layer and the id of its buffer.
 std::string dump(std::uint16_t trace_id, std::uint8_t layer, std::uint32_t buffer,
                  std::string_view body) {
   std::string trace = trace_of(trace_id);
@@ -52,8 +52,8 @@ std::string formatted_text(std::uint16_t trace_id, std::string_view text) {
   return trace;
 }
 
-// Whether the text of a formatted trace, which stands where a dump has its peer
-// layer and buffer id, would be read as the number of a buffer.
+// Whether the text of a formatted trace would be read as the number of a buffer: it is in
+// the place of a dump's peer layer and buffer id.
 bool reads_as_buffer_id(std::string_view text) {
   text.remove_prefix(std::min(text.size(), std::size_t{1}));
   text.remove_prefix(std::min(text.size(), text.find_first_not_of(" \t\n\v\f\r")));
@@ -119,7 +119,7 @@ std::string unchecked_trace(const session_message& message, peer_buffer_table& t
   if (layer == "at") {
     if (payload.find('\0') != std::string_view::npos) {
       refuse_line(session_name, message.line,
-                  "the AT text holds a NUL byte, at which a trace would end it; remove it.");
+                  "the AT text contains a NUL byte, at which a trace would end it; remove it.");
     }
     return at_trace(payload);
   }

@@ -16,7 +16,7 @@ namespace veltra::host {
 std::string build_trace(const session_message& message, peer_buffer_table& table,
                         std::string_view session_name);
 
-// Returns the trace by which the firmware tells which database describes it:
+// Returns the trace by which the firmware names the database that describes it:
 // the text "UID %s", a NUL, the UUID, a NUL, and two more bytes that a reader
 // waits for. It decodes to no packet.
 std::string build_database_uid_trace(std::string_view uuid);

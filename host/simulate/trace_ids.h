@@ -1,5 +1,5 @@
-// trace_ids.h - the numbers by which the virtual modem's traces and its trace
-// database speak of the same things.
+// trace_ids.h - the numbers that the virtual modem's traces and its trace database
+// share.
 #pragma once
 
 #include <cstddef>
@@ -17,7 +17,7 @@ constexpr std::size_t trace_id_size = 2;
 
 // Trace ids.
 constexpr std::uint16_t trace_database_uid = 0x0010;  // of no type: never a packet
-constexpr std::uint16_t trace_buffer_dump = 0x0100;   // of no type: its buffer tells all
+constexpr std::uint16_t trace_buffer_dump = 0x0100;   // of no type: its buffer says what it is
 constexpr std::uint16_t first_peer_dump = 0x0200;
 constexpr std::uint16_t trace_peer_dump_at = 0x0200;
 constexpr std::uint16_t trace_peer_dump_rrc = 0x0201;
@@ -50,7 +50,7 @@ constexpr std::uint32_t buffer_at_command = 101;
 constexpr std::uint32_t buffer_at_answer = 102;
 constexpr std::uint32_t first_peer_buffer = 201;
 
-// Static strings that tell the direction of a formatted AT trace.
+// Static strings that give the direction of a formatted AT trace.
 constexpr std::uint32_t string_at_command = 1;
 constexpr std::string_view string_at_command_text = "=>";
 constexpr std::uint32_t string_at_answer = 2;

@@ -70,7 +70,7 @@ struct play_pace {
 // Why playing or a step of it ended.
 enum class play_end { complete, interrupted, reader_gone };
 
-// The line's end where the modem is, with the clock it runs on.
+// The modem's end of the line, with its clock.
 class modem_line {
  public:
   using time_point = std::chrono::steady_clock::time_point;
@@ -95,8 +95,8 @@ struct play_result {
 
 // Plays what `player` has left. A byte takes 10 bits (a start bit, 8 data bits, a
 // stop bit) and is sent when its last bit would have arrived. The times are counted
-// from the start, so that being late once makes nothing after it late. Throws what
-// `line` throws.
+// from the start, so that one delay makes nothing after it late. Throws what `line`
+// throws.
 play_result play(trace_player& player, const play_pace& pace, modem_line& line);
 
 }  // namespace veltra::host

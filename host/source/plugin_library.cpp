@@ -50,9 +50,7 @@ Function resolve(const platform::dynamic_library& library, const char* name) {
   } catch (const std::runtime_error& error) {
     throw user_error(
         exit_code::bad_input,
-        fmt::format(
-            "the plug-in is incompatible: {}; name another with --plugin.",
-            error.what()));
+        fmt::format("the plug-in is incompatible: {}; name another with --plugin.", error.what()));
   }
 }
 

@@ -25,7 +25,7 @@ enum class event_kind {
   decoding_stopped,     // detail: why a recording goes on without decoding
 };
 
-// One message. Its views live as long as the text that it was made of.
+// One message. Its views live as long as the text that it was parsed from.
 struct source_event {
   event_kind kind = event_kind::other;
   bool is_failure = false;  // something failed and the plug-in goes on

@@ -63,9 +63,15 @@ std::string from_code_page(std::string_view character) {
 }  // namespace
 
 std::string utf8_message(std::string_view what) {
+  constexpr std::string_view line_end = "\r\n";
   std::string message;
   message.reserve(what.size());
   while (!what.empty()) {
+    if (what.starts_with(line_end)) {
+      what.remove_prefix(line_end.size());
+      if (!what.empty() && what.front() != ' ') message += ' ';
+      continue;
+    }
     std::size_t length = sequence_length(what);
     if (length > 0) {
       message += what.substr(0, length);

@@ -1,8 +1,5 @@
 #include "plugin/database/cache_sync.h"
 
-#include <fmt/format.h>
-#include <fmt/ranges.h>
-
 #include <filesystem>
 #include <optional>
 #include <utility>
@@ -22,18 +19,25 @@ namespace {
 namespace fs = std::filesystem;
 using kovax::json;
 
+struct catalogue_location {
+  std::string as_written;
+  std::string expanded;
+};
+
 struct cache_settings {
   fs::path cache_directory;
   std::optional<bool> update_cache;
-  std::optional<std::vector<std::string>> locations;
+  std::optional<std::vector<catalogue_location>> locations;
   std::optional<std::string> proxy;
   std::string root;
 };
 
-template <typename Value>
-std::optional<Value> optional_member(const json& config, const char* key) {
-  if (!config.contains(key)) return std::nullopt;
-  return config[key].get<Value>();
+std::vector<catalogue_location> read_locations(const json& list, const text_expansion& expand) {
+  std::vector<catalogue_location> locations;
+  for (const json& written : as_array(list)) {
+    locations.push_back({written.get<std::string>(), expand(written)});
+  }
+  return locations;
 }
 
 cache_settings read_settings(const json& config, const text_expansion& expand) {
@@ -43,9 +47,11 @@ cache_settings read_settings(const json& config, const text_expansion& expand) {
   }
   cache_settings settings;
   settings.cache_directory = platform::path_from_utf8(expand(config["cache_directory"]));
-  settings.update_cache = optional_member<bool>(config, "update_cache");
-  settings.locations = optional_member<std::vector<std::string>>(config, "trace_db_locations");
-  settings.proxy = optional_member<std::string>(config, "proxy_setting");
+  if (config.contains("update_cache")) settings.update_cache = config["update_cache"].get<bool>();
+  if (config.contains("trace_db_locations")) {
+    settings.locations = read_locations(config["trace_db_locations"], expand);
+  }
+  if (config.contains("proxy_setting")) settings.proxy = expand(config["proxy_setting"]);
   if (config.contains("root")) settings.root = expand(config["root"]);
   return settings;
 }
@@ -90,9 +96,8 @@ class synchronisation {
     if (content.empty()) {
       throw cache_settings_error(
           cache_settings_fault::no_location_answered,
-          fmt::format("Unable to download configuration content from any of the following "
-                      "locations:\n\t{}",
-                      fmt::join(*settings_.locations, "\n\t")));
+          "Unable to download configuration content from any of the following locations:" +
+              listed_locations());
     }
     if (path_exists(catalogue_path_)) {
       listener_.on_step(sync_step::catalogue_compared, {});
@@ -102,12 +107,20 @@ class synchronisation {
     write_file(catalogue_path_, content, operations_);
   }
 
+  std::string listed_locations() const {
+    std::string lines;
+    for (const catalogue_location& location : *settings_.locations) {
+      lines += "\n\t" + location.as_written;
+    }
+    return lines;
+  }
+
   // The first body that a location answers with, whatever it holds; empty if
   // none answers.
   std::string download_catalogue() const {
-    for (const std::string& location : *settings_.locations) {
-      const std::string address = resolve_location(settings_.root, location);
-      listener_.on_step(sync_step::catalogue_requested, location);
+    for (const catalogue_location& location : *settings_.locations) {
+      const std::string address = resolve_location(settings_.root, location.expanded);
+      listener_.on_step(sync_step::catalogue_requested, location.as_written);
       try {
         return download_to_string(address, settings_.proxy);
       } catch (const std::exception& failure) {

@@ -60,8 +60,8 @@ using text_expansion = std::function<std::string(const kovax::json& value)>;
 // `config` is the object "auto_detect_db_config" of the init parameters:
 //   "cache_directory"     where the cache is; expanded; created if it is missing
 //   "update_cache"        true: fetch the catalogue, and keep it if it is newer
-//   "trace_db_locations"  where to fetch the catalogue, the best place first
-//   "proxy_setting"       proxy for every download (download_to_string)
+//   "trace_db_locations"  where to fetch the catalogue, the best place first; each expanded
+//   "proxy_setting"       proxy for every download (download_to_string); expanded
 //   "root"                replaces "${root}" in locations; expanded
 //
 // Every database that is listed is read and its digest compared; one that is

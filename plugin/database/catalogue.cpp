@@ -1,5 +1,6 @@
 #include "plugin/database/catalogue.h"
 
+#include <algorithm>
 #include <ctime>
 #include <iomanip>
 #include <locale>
@@ -11,12 +12,38 @@
 
 namespace veltra {
 
+namespace {
+
+// The years that every system's std::mktime() knows; some know no others.
+constexpr int first_known_year = 1971;
+constexpr int last_known_year = 2999;
+
+// `calendar` as if it were UTC.
+std::chrono::seconds seconds_in_utc(const std::tm& calendar) {
+  using namespace std::chrono;
+  const sys_days first_of_month =
+      year(calendar.tm_year + 1900) / month(static_cast<unsigned>(calendar.tm_mon) + 1) / 1;
+  return first_of_month.time_since_epoch() + days(calendar.tm_mday - 1) + hours(calendar.tm_hour) +
+         minutes(calendar.tm_min) + seconds(calendar.tm_sec);
+}
+
+// `calendar`, which is local time, without daylight saving while tm_isdst is 0. Years
+// that are not known have the offset from UTC of the nearest one that is.
+std::chrono::seconds seconds_in_local_time(const std::tm& calendar) {
+  std::tm known = calendar;
+  known.tm_year = std::clamp(calendar.tm_year, first_known_year - 1900, last_known_year - 1900);
+  const std::chrono::seconds years_between = seconds_in_utc(calendar) - seconds_in_utc(known);
+  return years_between + std::chrono::seconds(std::mktime(&known));
+}
+
+}  // namespace
+
 catalogue_time parse_catalogue_timestamp(const std::string& text) {
   std::tm calendar{};
   std::istringstream input(text);
   input.imbue(std::locale::classic());
   input >> std::get_time(&calendar, "%Y-%m-%d %H:%M:%S");
-  return catalogue_time(std::chrono::seconds(std::mktime(&calendar)));
+  return catalogue_time(seconds_in_local_time(calendar));
 }
 
 catalogue_time updated_time(const kovax::json& catalogue) {

@@ -88,24 +88,38 @@ TEST_F(auto_detect_test, a_cache_without_catalogue_fails_init) {
   EXPECT_EQ(init_failure(all), "cannot open file: " + in_cache("config.json"));
 }
 
-TEST_F(auto_detect_test, environment_variables_are_expanded_in_cache_directory_and_root) {
+TEST_F(auto_detect_test, environment_variables_are_expanded_in_every_text) {
   const test_support::environment_variable cache_value("VELTRA_TEST_CACHE", in_cache(""));
+  const test_support::environment_variable location("VELTRA_TEST_LOCATION", "${root}config.json");
+  const test_support::environment_variable proxy("VELTRA_TEST_PROXY", "localhost:9");
   const test_support::environment_variable root_value("VELTRA_TEST_ROOT",
                                                       detection()["root"].get<std::string>());
   offer("1.0", first_uuid);
   publish();
   auto all = parameters("x");
-  all["auto_detect_db_config"]["cache_directory"] = "${env:VELTRA_TEST_CACHE}";
-  all["auto_detect_db_config"]["root"] = "${env:VELTRA_TEST_ROOT}";
+  all["auto_detect_db_config"] = {{"cache_directory", "${env:VELTRA_TEST_CACHE}"},
+                                  {"update_cache", true},
+                                  {"trace_db_locations", {"${env:VELTRA_TEST_LOCATION}"}},
+                                  {"proxy_setting", "${env:VELTRA_TEST_PROXY}"},
+                                  {"root", "${env:VELTRA_TEST_ROOT}"}};
   open(all);
   EXPECT_TRUE(fs::exists(in_cache("config.json")));
 }
 
 TEST_F(auto_detect_test, a_variable_that_is_not_set_fails_init) {
-  const test_support::environment_variable unset("VELTRA_TEST_CACHE", std::nullopt);
-  auto all = parameters("x");
-  all["auto_detect_db_config"]["cache_directory"] = "${env:VELTRA_TEST_CACHE}";
-  EXPECT_EQ(init_failure(all), "failed to find env variable: VELTRA_TEST_CACHE");
+  const test_support::environment_variable unset("VELTRA_TEST_UNSET", std::nullopt);
+  const std::string reference = "${env:VELTRA_TEST_UNSET}";
+  const json texts = {{"cache_directory", reference},
+                      {"trace_db_locations", {"${root}config.json", reference}},
+                      {"proxy_setting", reference},
+                      {"root", reference}};
+  for (const auto& [key, value] : texts.items()) {
+    auto all = parameters("x");
+    all["auto_detect_db_config"][key] = value;
+    EXPECT_EQ(init_failure(all), "failed to find env variable: VELTRA_TEST_UNSET") << key;
+    EXPECT_FALSE(fs::exists(cache)) << key;
+    session.errors.clear();
+  }
 }
 
 // --- what is checked before ---------------------------------------------------------------

@@ -93,6 +93,18 @@ INSTANTIATE_TEST_SUITE_P(
         broken_database{"range_descriptor_without_type",
                         [](json& d) { d["meta"]["trace_type_descriptors"][1].erase("type"); },
                         strict_access},
+        broken_database{"descriptor_without_type_whose_trace_id_is_no_number_either",
+                        [](json& d) {
+                          d["meta"]["trace_type_descriptors"].push_back(
+                              json::parse(R"({"conditions": [{"trace_id": "1"}]})"));
+                        },
+                        strict_access},
+        broken_database{"descriptor_without_type_whose_range_is_no_range_either",
+                        [](json& d) {
+                          d["meta"]["trace_type_descriptors"].push_back(
+                              json::parse(R"({"conditions": [{"id_range": {}}]})"));
+                        },
+                        strict_access},
         broken_database{"descriptor_without_conditions",
                         [](json& d) { d["meta"]["trace_type_descriptors"][0].erase("conditions"); },
                         conditions},

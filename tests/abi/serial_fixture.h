@@ -14,6 +14,7 @@
 #include <system_error>
 #include <vector>
 
+#include "platform/message.h"
 #include "tests/support/modem_line.h"
 #include "tests/support/source_fixture.h"
 
@@ -36,7 +37,7 @@ class serial_fixture : public source_fixture {
 
   // A text that ends with the system's description of one of its errors.
   static std::string with_reason(const std::string& text, int error) {
-    return text + std::system_category().message(error);
+    return text + platform::utf8_message(std::system_category().message(error));
   }
 
   // Matches the text of a run that lost its line.

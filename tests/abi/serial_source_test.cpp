@@ -2,6 +2,7 @@
 #include <chrono>
 #include <filesystem>
 #include <future>
+#include <stdexcept>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -65,6 +66,26 @@ TEST_F(serial_source_test, a_port_that_another_instance_reads_fails_start) {
   test_support::source_session second;
   ASSERT_EQ(second.init({{"serialport", {{"path", device()}}}}), 0);
   EXPECT_EQ(second.start(), 100);
+  EXPECT_THAT(second.last_error().message,
+              HasSubstr(std::system_category().message(system_line_errors().busy)));
+}
+
+TEST_F(serial_source_test, the_decoder_is_deleted_before_the_port_is_closed) {
+  if (system_line_errors().busy == 0) GTEST_SKIP() << "a line without hardware opens twice here";
+  open_line({{"chunk_size", 1}, {"db_file_path", write_database(conversion_database())}});
+  in_callback = [](const received_packet&) { throw std::runtime_error("leaves the port open"); };
+  start_receiving();
+  send("a");
+  ASSERT_EQ(result_of_start(), 100);
+  test_support::source_session second;
+  ASSERT_EQ(second.init({{"serialport", {{"path", device()}}}}), 0);
+  second.on_log = [&](const log_line& logged) {
+    if (logged.text == "open port") second.stop();  // or it would read, if the port were free
+  };
+  std::int32_t result_at_delete = 0;
+  decoder.on_delete([&] { result_at_delete = second.start(); });
+  EXPECT_EQ(session.release(), 0);
+  EXPECT_EQ(result_at_delete, 100);
   EXPECT_THAT(second.last_error().message,
               HasSubstr(std::system_category().message(system_line_errors().busy)));
 }

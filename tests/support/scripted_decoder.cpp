@@ -49,6 +49,7 @@ scripted_decoder::scripted_decoder()
       refuse_configuration_(control<decltype(refuse_configuration_)>(
           library_, "scripted_dekodrix_refuse_configuration")),
       throw_from_(control<decltype(throw_from_)>(library_, "scripted_dekodrix_throw_from")),
+      on_delete_(control<decltype(on_delete_)>(library_, "scripted_dekodrix_on_delete")),
       add_trace_(control<decltype(add_trace_)>(library_, "scripted_dekodrix_add_trace")),
       add_trace_count_(
           control<decltype(add_trace_count_)>(library_, "scripted_dekodrix_add_trace_count")) {}
@@ -94,6 +95,11 @@ void scripted_decoder::throw_from(scripted_function function, const std::string&
 
 void scripted_decoder::throw_int_from(scripted_function function) {
   throw_from_(function, nullptr);
+}
+
+void scripted_decoder::on_delete(std::function<void()> hook) {
+  on_delete_hook_ = std::move(hook);
+  on_delete_([](void* data) { static_cast<scripted_decoder*>(data)->on_delete_hook_(); }, this);
 }
 
 void scripted_decoder::add_trace(std::uint64_t parses, std::uint32_t master_id, std::string data,

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -45,6 +46,8 @@ class scripted_decoder {
   void refuse_configuration() { refuse_configuration_(); }
   void throw_from(scripted_function function, const std::string& text);
   void throw_int_from(scripted_function function);
+  // Called by every dekodrix_delete until the next clear().
+  void on_delete(std::function<void()> hook);
   void add_trace_count(std::uint64_t count) { add_trace_count_(count); }
 
   // Queues a trace that is ready after that many parses.
@@ -59,6 +62,7 @@ class scripted_decoder {
 
   platform::dynamic_library library_;
   std::deque<std::string> trace_data_;  // what is queued lives here
+  std::function<void()> on_delete_hook_;
   decltype(&scripted_dekodrix_clear) clear_;
   decltype(&scripted_dekodrix_record_calls) record_calls_;
   decltype(&scripted_dekodrix_call_count) call_count_;
@@ -66,6 +70,7 @@ class scripted_decoder {
   decltype(&scripted_dekodrix_return_no_handle) return_no_handle_;
   decltype(&scripted_dekodrix_refuse_configuration) refuse_configuration_;
   decltype(&scripted_dekodrix_throw_from) throw_from_;
+  decltype(&scripted_dekodrix_on_delete) on_delete_;
   decltype(&scripted_dekodrix_add_trace) add_trace_;
   decltype(&scripted_dekodrix_add_trace_count) add_trace_count_;
 };

@@ -40,6 +40,8 @@ struct script {
   std::deque<scripted_throw> throws;
   std::deque<scripted_call> calls;
   std::deque<std::string> copies;
+  void (*on_delete)(void*) = nullptr;
+  void* on_delete_data = nullptr;
 };
 
 script& current() {
@@ -101,6 +103,11 @@ void scripted_dekodrix_throw_from(scripted_function function, const char* text) 
       {function, text != nullptr ? std::optional<std::string>(text) : std::nullopt});
 }
 
+void scripted_dekodrix_on_delete(void (*hook)(void*), void* user_data) {
+  current().on_delete = hook;
+  current().on_delete_data = user_data;
+}
+
 void scripted_dekodrix_add_trace(uint64_t parses, uint32_t master_id, uint64_t timestamp,
                                  const uint8_t* data, uint64_t data_length) {
   current().traces.push_back({parses, master_id, timestamp, data, data_length});
@@ -115,6 +122,7 @@ dekodrix* dekodrix_new(void) {
 
 void dekodrix_delete(dekodrix* decoder) {
   record({scripted_delete, decoder, 0, false, nullptr, 0});
+  if (current().on_delete != nullptr) current().on_delete(current().on_delete_data);
   delete decoder;
   throw_if_scripted(scripted_delete);
 }

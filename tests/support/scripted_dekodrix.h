@@ -63,6 +63,9 @@ void scripted_dekodrix_refuse_configuration(void);
  */
 void scripted_dekodrix_throw_from(scripted_function function, const char* text);
 
+/* Every dekodrix_delete from here on calls `hook` with `user_data` first; not if NULL. */
+void scripted_dekodrix_on_delete(void (*hook)(void* user_data), void* user_data);
+
 /*
  * Queues a trace that dekodrix_get_trace returns once `parses` calls of
  * dekodrix_parse have been made (0: at once). `data` is copied when the trace

@@ -1,6 +1,8 @@
 // What files can be, and what can be done with them, only on POSIX systems.
+#include <algorithm>
 #include <filesystem>
 #include <string>
+#include <system_error>
 
 #include "platform/file.h"
 #include "tests/support/source_fixture.h"
@@ -38,6 +40,24 @@ TEST_F(posix_files_test, a_trace_that_cannot_be_read_fails_the_run_and_is_named)
   EXPECT_NE(session.start(), 0);
   EXPECT_EQ(session.last_error().message, "trace_file could not be read at /proc/self/mem");
   EXPECT_TRUE(session.packets.empty());
+}
+
+bool is_open_in_this_process(const fs::path& path) {
+  return std::any_of(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator(),
+                     [&](const fs::directory_entry& descriptor) {
+                       std::error_code vanished;
+                       return fs::read_symlink(descriptor.path(), vanished) == path;
+                     });
+}
+
+TEST_F(posix_files_test, the_decoder_is_deleted_before_the_trace_is_closed) {
+  open_decoding("abc");
+  const fs::path trace = fs::canonical(write_trace("abc"));
+  bool open_at_delete = false;
+  decoder.on_delete([&] { open_at_delete = is_open_in_this_process(trace); });
+  EXPECT_EQ(session.release(), 0);
+  EXPECT_TRUE(open_at_delete);
+  EXPECT_FALSE(is_open_in_this_process(trace));
 }
 
 // Looking whether a file is there can fail.

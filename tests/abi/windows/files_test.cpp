@@ -40,6 +40,17 @@ TEST_F(windows_files_test, a_trace_stays_while_an_instance_reads_it) {
   EXPECT_TRUE(fs::remove(path, error));
 }
 
+TEST_F(windows_files_test, the_decoder_is_deleted_before_the_trace_is_closed) {
+  const auto path = write_trace("abc");
+  open({{"file_path", path}, {"db_file_path", write_database(test_support::minimal_database())}});
+  std::error_code error;
+  bool open_at_delete = false;
+  decoder.on_delete([&] { open_at_delete = !fs::remove(path, error); });
+  EXPECT_EQ(session.release(), 0);
+  EXPECT_TRUE(open_at_delete);
+  EXPECT_TRUE(fs::remove(path, error));
+}
+
 TEST_F(windows_files_test, a_name_too_long_does_not_exist) {
   const std::string name(300, 'n');
   EXPECT_EQ(init_failure({{"file_path", (directory.path() / name).string()}}),

@@ -73,6 +73,13 @@ TEST_F(cache_sync_test, a_catalogue_of_the_same_time_or_older_does_not_replace_t
   }
 }
 
+TEST_F(cache_sync_test, a_catalogue_of_the_far_future_is_newer_than_one_of_today) {
+  cache_catalogue("9999-12-31 23:59:59", {});
+  publish(new_time, {});
+  sync();
+  EXPECT_EQ(cached_file("config.json"), catalogue_of("9999-12-31 23:59:59", {}).dump());
+}
+
 TEST_F(cache_sync_test, a_time_that_cannot_be_read_is_older_than_any_other) {
   cache_catalogue("unknown", {});
   publish(old_time, {});

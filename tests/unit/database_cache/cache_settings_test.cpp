@@ -11,19 +11,32 @@ TEST_F(cache_sync_test, settings_without_cache_directory_are_refused) {
   EXPECT_EQ(error_of_sync(), "cache_directory missing");
 }
 
-TEST_F(cache_sync_test, cache_directory_and_root_are_expanded_and_nothing_else) {
+TEST_F(cache_sync_test, every_text_is_expanded) {
   publish(old_time, {database("fw.json", cached_)});
+  const test_support::forward_proxy proxy;
+  const std::map<std::string, std::string> values = {{"CACHE", path("")},
+                                                     {"FIRST", "file:///no/such/config.json"},
+                                                     {"SECOND", "${root}config.json"},
+                                                     {"PROXY", proxy.address()},
+                                                     {"ROOT", server_.url("")}};
   config_["cache_directory"] = "CACHE";
+  config_["trace_db_locations"] = {"FIRST", "SECOND"};
+  config_["proxy_setting"] = "PROXY";
   config_["root"] = "ROOT";
-  config_["proxy_setting"] = "";
-  std::vector<std::string> expanded;
-  expand_ = [&](const json& value) {
-    expanded.push_back(value);
-    return value == "CACHE" ? path("") : server_.url("");
-  };
+  expand_ = [&](const json& value) { return values.at(value.get<std::string>()); };
   sync();
-  EXPECT_THAT(expanded, ElementsAre("CACHE", "ROOT"));
   EXPECT_EQ(cached_file("modem/1.0/uuid-of-fw.json/fw.json"), cached_);
+  EXPECT_THAT(proxy.targets(), ElementsAre(server_.url("/config.json"), server_.url("/fw.json")));
+}
+
+TEST_F(cache_sync_test, locations_are_listed_as_they_were_before_the_expansion) {
+  config_["trace_db_locations"] = {"FIRST"};
+  expand_ = [](const json& value) {
+    return value == "FIRST" ? "file:///no/such" : value.get<std::string>();
+  };
+  EXPECT_EQ(error_of_sync(),
+            "Unable to download configuration content from any of the following locations:\n"
+            "\tFIRST");
 }
 
 TEST_F(cache_sync_test, a_failure_of_the_expansion_passes_through) {

@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <curlpp/Exception.hpp>
+#include <map>
 #include <optional>
 #include <utility>
 

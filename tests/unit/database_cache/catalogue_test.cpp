@@ -39,14 +39,24 @@ TEST_F(timestamp_test, the_text_is_standard_time_in_summer_too) {
 TEST_F(timestamp_test, later_texts_are_greater) {
   EXPECT_LT(units("2023-12-31 23:59:59"), units("2024-01-01 00:00:00"));
   EXPECT_LT(units("1971-01-01 00:00:00"), units("1971-01-01 00:00:01"));
-  // Some C libraries know no time before 1970: all of it is then the same.
-  EXPECT_LE(units("1901-01-01 00:00:00"), units("1969-01-01 00:00:00"));
+}
+
+TEST_F(timestamp_test, years_that_a_c_library_may_not_know_are_times_like_others) {
+  EXPECT_EQ(units("1900-01-01 00:00:00"), (-2208988800 - 3600) * second);
+  EXPECT_EQ(units("1969-12-31 23:59:59"), (-1 - 3600) * second);
+  EXPECT_EQ(units("1970-01-01 00:00:00"), -3600 * second);
+  EXPECT_EQ(units("3001-01-01 00:00:00"), (32535216000 - 3600) * second);
+  EXPECT_EQ(units("4000-02-29 12:00:00"), (64065729600 - 3600) * second);
+  EXPECT_EQ(units("9999-12-31 23:59:59"), (253402300799 - 3600) * second);
+}
+
+TEST_F(timestamp_test, years_that_a_c_library_may_not_know_have_no_daylight_saving_either) {
+  EXPECT_EQ(units("9999-07-01 12:00:00"), (253386446400 - 3600) * second);
 }
 
 TEST_F(timestamp_test, a_text_that_does_not_match_is_not_an_error) {
-  // The last day of 1899, which an all-zero calendar stands for.
-  std::tm zero{};
-  const std::int64_t nothing = std::mktime(&zero) * second;
+  // The last day of 1899 is what an all-zero calendar means.
+  const std::int64_t nothing = units("1900-01-01 00:00:00") - 24 * 3600 * second;
   EXPECT_EQ(units(""), nothing);
   EXPECT_EQ(units("yesterday"), nothing);
 }

@@ -28,6 +28,13 @@ TEST(windows_message, a_name_in_utf_8_and_the_systems_words_stand_in_one_text) {
             "\xC3\x9C\xE2\x82\xAC.bin: ung\xC3\xBCltig");
 }
 
+TEST(windows_message, line_ends_of_the_systems_words_are_dropped) {
+  EXPECT_EQ(utf8_message("port closed: No such device\r\n"), "port closed: No such device");
+  EXPECT_EQ(utf8_message("exists: No period\r\n [C:\\name]"), "exists: No period [C:\\name]");
+  EXPECT_EQ(utf8_message("Two\r\nlines\r\n"), "Two lines");
+  EXPECT_EQ(utf8_message("not the system's:\n\tline"), "not the system's:\n\tline");
+}
+
 TEST(windows_message, what_only_looks_like_utf_8_is_none) {
   if (GetACP() != 1252) GTEST_SKIP() << "this is about the code page of western Europe";
   // Overlong, a surrogate, beyond the last character, cut short.

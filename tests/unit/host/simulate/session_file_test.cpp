@@ -100,8 +100,8 @@ TEST(session_file, a_refusal_is_one_printable_line_however_long_the_text_is) {
 }
 
 TEST(session_file, a_file_without_messages_is_refused) {
-  EXPECT_THAT(refusal(""), StartsWith("s.tsv holds no message"));
-  EXPECT_THAT(refusal("# time_us\tlayer\n\n"), StartsWith("s.tsv holds no message"));
+  EXPECT_THAT(refusal(""), StartsWith("s.tsv contains no message"));
+  EXPECT_THAT(refusal("# time_us\tlayer\n\n"), StartsWith("s.tsv contains no message"));
 }
 
 TEST(session_file, a_missing_file_is_refused_by_name) {

@@ -104,7 +104,7 @@ TEST(trace_builder, a_text_that_no_system_warning_gives_is_an_ordinary_answer) {
 
 TEST(trace_builder, an_at_text_with_a_nul_is_refused) {
   EXPECT_THAT(refusal_of([] { at("OK\0"s); }),
-              StartsWith("s.tsv, line 7: the AT text holds a NUL"));
+              StartsWith("s.tsv, line 7: the AT text contains a NUL"));
 }
 
 TEST(trace_builder, an_unknown_layer_is_refused_with_a_list_of_the_known_ones) {

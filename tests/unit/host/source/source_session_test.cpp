@@ -12,8 +12,8 @@
 #include "implementation/json.h"
 #include "platform/file.h"
 #include "tests/support/temp_directory.h"
-#include "tests/unit/host/source/fake_plugin.h"
 #include "tests/unit/host/simulate/refusal.h"
+#include "tests/unit/host/source/fake_plugin.h"
 
 namespace veltra::host {
 namespace {
@@ -167,8 +167,8 @@ TEST(plugin_library, a_file_that_is_no_library_is_refused) {
 
 TEST(plugin_library, a_library_without_the_functions_is_refused_by_the_first_missing_name) {
   EXPECT_THAT(refusal_of([] { plugin_library{empty_plugin_file()}; }),
-              AllOf(StartsWith("the plug-in is incompatible: "),
-                    HasSubstr("kovax_source_init"), HasSubstr("--plugin")));
+              AllOf(StartsWith("the plug-in is incompatible: "), HasSubstr("kovax_source_init"),
+                    HasSubstr("--plugin")));
 }
 
 // The test program stands where no plug-in is.
