@@ -2,6 +2,7 @@
 
 #include "platform/file.h"
 #include "plugin/database/database_locator.h"
+#include "plugin/errors.h"
 #include "plugin/source_properties.h"
 
 namespace veltra {
@@ -9,6 +10,16 @@ namespace veltra {
 void trace_decoding::load_database(const std::filesystem::path& path) {
   decoder_.load_database(path, settings_.log);
   delivery_.set_database(decoder_.database_path(), decoder_.collection().uuid);
+}
+
+void trace_decoding::begin_search(const host_log& log) {
+  log.progress("dekodrix not set start waiting for db uuid");
+  log.progress("start locating db UID from trace data");
+}
+
+void trace_decoding::throw_search_failed() {
+  throw veltra_exception(KOVAX_RESULT_NO_DATABASE_UID,
+                         "End of file reached while searching for the database UID");
 }
 
 void trace_decoding::search(std::string_view chunk, const host_log& log) {

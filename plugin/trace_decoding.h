@@ -4,6 +4,7 @@
 
 #include <kovax/source.h>
 
+#include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -44,11 +45,18 @@ class trace_decoding {
     return !is_ready() && !settings_.database_directories.empty();
   }
 
+  // Logs that a run begins with a search.
+  static void begin_search(const host_log& log);
+
   // Searches the stream, of which `chunk` is the next part. Once it has named its
   // database, sets the decoder up with it and gives it everything searched; then
   // is_ready(). Logs to `log`, which carries the instance. Throws what uid_search,
   // locate_database_directory, find_database_file, load_database and feed throw.
   void search(std::string_view chunk, const host_log& log);
+
+  // The failure of a search that met the end of the stream: a veltra_exception with
+  // KOVAX_RESULT_NO_DATABASE_UID.
+  [[noreturn]] static void throw_search_failed();
 
   // Everything that was searched.
   const std::string& searched_bytes() const noexcept { return search_.cached_data(); }
@@ -58,7 +66,7 @@ class trace_decoding {
   // Hands bytes to the decoder and decodes them.
   void feed(std::string_view bytes) { decoder_.feed(bytes); }
 
-  bool has_pending_traces() { return decoder_.has_pending_traces(); }
+  std::uint64_t pending_traces() { return decoder_.pending_traces(); }
 
   // Takes the oldest decoded trace and converts it (convert_trace). A trace whose
   // conversion throws is gone.

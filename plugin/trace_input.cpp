@@ -11,7 +11,7 @@ trace_input::trace_input(const source_settings& settings)
     : settings_(settings), port_(settings.serial_port) {}
 
 void trace_input::begin_run(const host_log& log) {
-  stop_requested_.exchange(0);
+  stops_.exchange(0);
   if (is_file() || port_.is_open()) return;
   log.progress("open port");
   port_.open(settings_.serial_settings, true);
@@ -38,8 +38,13 @@ void trace_input::read_port(std::string& chunk) {
   if (!port_.is_open() && !stop_requested()) throw std::runtime_error("serialcommunication error");
 }
 
+bool trace_input::take_received(std::string& chunk) {
+  chunk.clear();
+  return port_.take_received(chunk, max_bytes_per_take) > 0;
+}
+
 void trace_input::stop() {
-  if (stop_requested_.exchange(1) == 0) port_.close();
+  if (stops_.fetch_add(1) == 0) port_.close();
 }
 
 }  // namespace veltra

@@ -12,7 +12,7 @@
 
 namespace veltra {
 
-// One thread, except for stop() and the two questions after it, which any may call.
+// One thread, except for stop() and the two questions below it, which any may call.
 class trace_input {
  public:
   // Keeps `settings`, which must outlive this object.
@@ -34,9 +34,21 @@ class trace_input {
   // Throws std::runtime_error and what the port throws when reading fails.
   bool read(std::string& chunk);
 
+  // Replaces `chunk` by bytes that the port received before it was closed or failed, at
+  // most max_bytes_per_take. Returns false when none are left. A file receives nothing.
+  bool take_received(std::string& chunk);
+  static constexpr std::size_t max_bytes_per_take = 64 * 1024;
+
+  // Bytes that take_received() has left.
+  std::size_t received_bytes() const { return port_.bytes_available(); }
+
+  // Waits until the port is closed and nothing is received any more. For after a stop.
+  void close_port() { port_.close(); }
+
   // Asks the run to end: wakes read() and closes the port.
   void stop();
-  bool stop_requested() const { return stop_requested_.load() != 0; }
+  bool stop_requested() const { return stops_.load() > 0; }
+  bool stop_repeated() const { return stops_.load() > 1; }
 
  private:
   void read_port(std::string& chunk);
@@ -44,7 +56,7 @@ class trace_input {
   const source_settings& settings_;
   trace_file file_;
   zet_serialport_lib::zet_serialport port_;  // used only when the input is not a file
-  std::atomic<std::uint8_t> stop_requested_{0};
+  std::atomic<std::uint32_t> stops_{0};      // since the run began
 };
 
 }  // namespace veltra

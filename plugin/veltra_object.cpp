@@ -6,7 +6,6 @@
 
 #include "implementation/contract.h"
 #include "platform/file.h"
-#include "plugin/errors.h"
 
 namespace veltra {
 
@@ -19,7 +18,10 @@ namespace {
 }  // namespace
 
 veltra_object::veltra_object(source_settings settings)
-    : settings_(std::move(settings)), input_(settings_), decoding_(settings_, delivery_) {}
+    : settings_(std::move(settings)),
+      input_(settings_),
+      decoding_(settings_, delivery_),
+      recording_(input_, decoding_, delivery_) {}
 
 void veltra_object::open_input(const std::string& trace_file) {
   if (trace_file.empty()) {
@@ -37,9 +39,10 @@ void veltra_object::open_input(const std::string& trace_file) {
 }
 
 void veltra_object::run(void* packet_user_data, kovax_packet_callback callback) {
-  input_.begin_run(log());
-  if (!input_.is_file() && input_.stop_requested()) throw_stopped();
   const packet_receiver to{handle(), packet_user_data, callback};
+  input_.begin_run(log());
+  if (settings_.recording) return recording_.run(to, log());
+  if (!input_.is_file() && input_.stop_requested()) throw_stopped();
   if (decoding_.is_searching()) {
     search_database();
     delivery_.deliver_raw(to, decoding_.searched_bytes());
@@ -55,13 +58,9 @@ void veltra_object::stop() {
 
 // Reads until the decoder is set up. Returns without one on a stop.
 void veltra_object::search_database() {
-  log().progress("dekodrix not set start waiting for db uuid");
-  log().progress("start locating db UID from trace data");
+  decoding_.begin_search(log());
   while (!decoding_.is_ready() && !input_.stop_requested()) {
-    if (read_chunk() && chunk_.empty()) {
-      throw veltra_exception(KOVAX_RESULT_NO_DATABASE_UID,
-                             "End of file reached while searching for the database UID");
-    }
+    if (read_chunk() && chunk_.empty()) trace_decoding::throw_search_failed();
     decoding_.search(chunk_, log());
   }
 }
@@ -91,7 +90,7 @@ bool veltra_object::drain_decoder(const packet_receiver& to) {
 
 bool veltra_object::ends_after_this_pass(bool input_ended) {
   // Traces that are still in the decoder keep the loop going at the end.
-  if (input_ended) return !decoding_.is_ready() || !decoding_.has_pending_traces();
+  if (input_ended) return !decoding_.is_ready() || decoding_.pending_traces() == 0;
   return input_.stop_requested();
 }
 

@@ -7,6 +7,7 @@
 
 #include "plugin/database/host_log.h"
 #include "plugin/packet_delivery.h"
+#include "plugin/recording.h"
 #include "plugin/run_guarded.h"
 #include "plugin/source_settings.h"
 #include "plugin/trace_decoding.h"
@@ -34,7 +35,8 @@ class veltra_object {
   // traces were delivered, or stop() was called. Throws on failure. Packets that
   // the decoder holds at a stop wait for the next run, and so do bytes that a serial
   // port has received and no packet has. A stop that ends the wait for serial data is
-  // the std::runtime_error "stop extracting".
+  // the std::runtime_error "stop extracting". With the setting `recording` a run is
+  // that of class recording.
   void run(void* packet_user_data, kovax_packet_callback callback);
 
   // Makes a running run() end soon. Throws what the log callback throws.
@@ -64,6 +66,7 @@ class veltra_object {
   // Destroyed in the opposite order: the decoder goes while its input is still open.
   trace_input input_;
   trace_decoding decoding_;
+  recording recording_;
   std::string chunk_;             // kept between passes to save its allocation
   bool chunk_is_unread_ = false;  // received, but a stop came before it was used
 };
