@@ -77,11 +77,9 @@ void decoded_trace(benchmark::State& state, const char* buffer) {
   packet_delivery delivery;
   std::uint64_t delivered = 0;
   const packet_receiver to{nullptr, &delivered, count};
-  const veltra::packet_sink sink = [&](const kovax_stream_packet_t& packet) {
-    delivery.deliver_decoded(to, packet);
-  };
   for (auto _ : state) {
-    convert_trace(*collection.find_config_for_master(3), trace, sink);
+    const auto packet = convert_trace(*collection.find_config_for_master(3), trace);
+    if (packet) delivery.deliver_decoded(to, *packet);
   }
   report(state, delivered);
 }

@@ -50,13 +50,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   // On the heap, so that a sanitizer sees a read behind the end.
   std::vector<std::uint8_t> bytes(data, data + size);
   const dekodrix_trace trace{3, 0, 0, bytes.data(), bytes.size()};
-  veltra::convert_trace(config(), trace, [&](const kovax_stream_packet_t& packet) {
-    const std::string_view made = config().index.payload;
-    const bool in_trace =
-        packet.data >= bytes.data() && packet.data + packet.data_size <= bytes.data() + size;
-    const bool is_made = packet.data == reinterpret_cast<const std::uint8_t*>(made.data()) &&
-                         packet.data_size == made.size();
-    if (!in_trace && !is_made) std::abort();
-  });
+  const auto packet = veltra::convert_trace(config(), trace);
+  if (!packet) return 0;
+  const std::string_view made = config().index.payload;
+  const bool in_trace =
+      packet->data >= bytes.data() && packet->data + packet->data_size <= bytes.data() + size;
+  const bool is_made = packet->data == reinterpret_cast<const std::uint8_t*>(made.data()) &&
+                       packet->data_size == made.size();
+  if (!in_trace && !is_made) std::abort();
   return 0;
 }

@@ -4,6 +4,7 @@
 
 #include <dekodrix/dekodrix.h>
 
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
@@ -49,7 +50,8 @@ class decoder_adapter {
   // The oldest decoded trace, or null when none is left.
   decoded_trace next_trace() { return decoded_trace(dekodrix_get_trace(handle_)); }
 
-  bool has_pending_traces() { return dekodrix_get_trace_count(handle_) != 0; }
+  // How many next_trace() has left.
+  std::uint64_t pending_traces() { return dekodrix_get_trace_count(handle_); }
 
   database_collection& collection() noexcept { return collection_; }
 

@@ -65,7 +65,7 @@ std::int32_t kovax_source_init(kovax_source** source, const kovax_source_init_ar
         veltra::read_init_parameters(args->parameters, {args->log, args->log_user_data});
     std::unique_ptr<veltra_object, quiet_delete> object(
         new veltra_object(std::move(parameters.settings)));
-    object->set_trace_file(parameters.trace_file);
+    object->open_input(parameters.trace_file);
     *source = object.release()->handle();
     return KOVAX_RESULT_OK;
   } catch (const std::exception& failure) {

@@ -53,6 +53,9 @@ init_parameters read_init_parameters(const char* text, const host_log& log) {
   settings.database_file =
       existing_path(parameters, "db_file_path", "database file does not exist");
   settings.chunk_size = read_chunk_size(parameters, settings.chunk_size);
+  if (parameters.contains("recording")) {
+    settings.recording = parameters.at("recording").get<bool>();
+  }
   if (finds_database_itself(parameters, settings)) {
     sync_log listener(log);
     sync_database_cache(listener, parameters.at("auto_detect_db_config"),

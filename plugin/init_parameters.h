@@ -4,7 +4,7 @@
 #include <string>
 
 #include "plugin/database/host_log.h"
-#include "plugin/veltra_object.h"
+#include "plugin/source_settings.h"
 
 namespace veltra {
 

@@ -23,26 +23,18 @@ constexpr const char* layer_nas = "nas-eps";
 // Where the text of a formatted AT trace begins, whatever the trace id's size.
 constexpr std::size_t formatted_text_offset = 2;
 
-// One packet on its way: emits at most once.
-class emitter {
- public:
-  emitter(const dekodrix_trace& trace, const packet_sink& sink) : trace_(trace), sink_(sink) {}
+using converted = std::optional<kovax_stream_packet_t>;
 
-  void emit(const char* layer, std::string_view payload, const char* category) const {
-    kovax_stream_packet_t packet{};
-    packet.data = reinterpret_cast<const std::uint8_t*>(payload.data());
-    packet.data_size = static_cast<std::uint32_t>(payload.size());
-    packet.format = layer;
-    packet.category = category;
-    packet.field_32 = 1;
-    packet.timestamp = trace_.timestamp;
-    sink_(packet);
-  }
-
- private:
-  const dekodrix_trace& trace_;
-  const packet_sink& sink_;
-};
+kovax_stream_packet_t packet_of(const char* layer, std::string_view payload,
+                                const char* category = category_network) {
+  kovax_stream_packet_t packet{};
+  packet.data = reinterpret_cast<const std::uint8_t*>(payload.data());
+  packet.data_size = static_cast<std::uint32_t>(payload.size());
+  packet.format = layer;
+  packet.category = category;
+  packet.field_32 = 1;
+  return packet;
+}
 
 // The runs of characters between underscores; those past the fifth are only
 // counted as "five or more".
@@ -98,45 +90,38 @@ std::string_view text_of(const json& value) {
   return value.get_ref<const std::string&>();
 }
 
-void convert_peer_message(trace_db_config& config, const trace_payload& payload,
-                          const emitter& out) {
-  if (!config.peer_buffer_layers.contains(payload.peer_layer_id)) return;
+converted convert_peer_message(trace_db_config& config, const trace_payload& payload) {
+  if (!config.peer_buffer_layers.contains(payload.peer_layer_id)) return std::nullopt;
   const json* peer = config.index.peers.find(config.peer_buffers, payload.buffer_id.value_or(0),
                                              payload.peer_layer_id);
-  if (peer == nullptr || !has(*peer, "name") || !has(*peer, "type")) return;
+  if (peer == nullptr || !has(*peer, "name") || !has(*peer, "type")) return std::nullopt;
 
   constexpr std::string_view rrc_prefix = "ASN_";
   std::string_view type = text_of(peer->at("type"));
-  if (type.starts_with(rrc_prefix)) {
-    type.remove_prefix(rrc_prefix.size());
-    if (!make_rrc_layer_name(type, config.layer_name)) return;
-    out.emit(config.layer_name.c_str(), payload.body, category_network);
-  } else if (type.starts_with("NAS_PDU")) {
-    out.emit(layer_nas, payload.body, category_network);
-  }
+  if (type.starts_with("NAS_PDU")) return packet_of(layer_nas, payload.body);
+  if (!type.starts_with(rrc_prefix)) return std::nullopt;
+  type.remove_prefix(rrc_prefix.size());
+  if (!make_rrc_layer_name(type, config.layer_name)) return std::nullopt;
+  return packet_of(config.layer_name.c_str(), payload.body);
 }
 
-void emit_at_text(trace_db_config& config, bool command, std::string_view text,
-                  const emitter& out) {
-  if (!command) {
-    out.emit(layer_at, text, category_network);
-    return;
-  }
+kovax_stream_packet_t at_packet(trace_db_config& config, bool command, std::string_view text) {
+  if (!command) return packet_of(layer_at, text);
   config.index.payload.assign("AT").append(text);
-  out.emit(layer_at, config.index.payload, category_network);
+  return packet_of(layer_at, config.index.payload);
 }
 
-void convert_formatted_at(trace_db_config& config, const json& items, const trace_payload& payload,
-                          const emitter& out) {
+converted convert_formatted_at(trace_db_config& config, const json& items,
+                               const trace_payload& payload) {
   for (const json& item : items) {
     if (!has(item, "reference")) continue;
     const auto text = config.static_strings.find(kovax::to_u32(item.at("reference")));
     const bool command = text != config.static_strings.end() && text->second == "=>";
     const std::string_view bytes = payload.bytes;
     const std::size_t offset = std::min(formatted_text_offset, bytes.size());
-    emit_at_text(config, command, up_to_nul(bytes.substr(offset)), out);
-    return;
+    return at_packet(config, command, up_to_nul(bytes.substr(offset)));
   }
+  return std::nullopt;
 }
 
 std::uint32_t item_size(const json& item) {
@@ -156,75 +141,82 @@ std::uint32_t read_dropped_counter(std::string_view bytes, const json& item,
   return new_arg;
 }
 
-void convert_dropped_traces(trace_db_config& config, const json& items,
-                            const trace_payload& payload, const emitter& out) {
+converted convert_dropped_traces(trace_db_config& config, const json& items,
+                                 const trace_payload& payload) {
   std::uint64_t offset = item_size(items[0]);
   const std::uint32_t kernel = read_dropped_counter(payload.bytes, items[1], offset);
   const std::uint32_t user = read_dropped_counter(payload.bytes, items[2], offset);
   config.index.payload = "Dropped traces count: " + std::to_string(kernel + user);
-  out.emit(layer_at, config.index.payload, category_network);
+  return packet_of(layer_at, config.index.payload);
 }
 
-void convert_formatted(trace_db_config& config, const trace_payload& payload, const emitter& out) {
+converted convert_formatted(trace_db_config& config, const trace_payload& payload) {
   const auto found = config.traces.find(payload.trace_id);
-  if (found == config.traces.end()) return;
+  if (found == config.traces.end()) return std::nullopt;
   const json& definition = found->second;
-  if (!has(definition, "format") || !has(definition, "format_items")) return;
+  if (!has(definition, "format") || !has(definition, "format_items")) return std::nullopt;
   const std::string_view format = text_of(definition.at("format"));
   const json& items = definition.at("format_items");
 
   if (format.find("AT_STRING") != std::string_view::npos ||
       format.find("AT_DEBUG_STRING") != std::string_view::npos) {
-    convert_formatted_at(config, items, payload, out);
-  } else if (definition.contains("label") && definition.at("label") == "TRACE_SYSTEM_WARNING" &&
-             format.starts_with("Traces dropped kernel: %hu user: %hu") && items.is_array() &&
-             items.size() > 2) {
-    convert_dropped_traces(config, items, payload, out);
+    return convert_formatted_at(config, items, payload);
   }
+  if (definition.contains("label") && definition.at("label") == "TRACE_SYSTEM_WARNING" &&
+      format.starts_with("Traces dropped kernel: %hu user: %hu") && items.is_array() &&
+      items.size() > 2) {
+    return convert_dropped_traces(config, items, payload);
+  }
+  return std::nullopt;
 }
 
-}  // namespace
+converted convert_by_type(trace_db_config& config, const trace_payload& payload,
+                          const buffer_traits& buffer) {
+  if (!config.type_mapping_by_id) return std::nullopt;
+  switch (config.index.types.find(payload.trace_id)) {
+    case trace_type::peer_dump:
+      if (buffer.at_string) return at_packet(config, buffer.request, up_to_nul(payload.body));
+      return convert_peer_message(config, payload);
+    case trace_type::formatted:
+      return convert_formatted(config, payload);
+    case trace_type::other:
+      break;
+  }
+  return std::nullopt;
+}
 
-void convert_trace(trace_db_config& config, const dekodrix_trace& trace, const packet_sink& sink) {
-  if (trace.data == nullptr) return;
-  const std::string_view bytes(reinterpret_cast<const char*>(trace.data),
-                               static_cast<std::size_t>(trace.data_length));
-  const std::optional<trace_payload> payload =
-      parse_trace_payload(bytes, config.trace_id_size, config.little_endian);
-  if (!payload) return;
-
-  const emitter out(trace, sink);
+// Some buffers name their payload, whatever the type of the trace.
+converted convert_payload(trace_db_config& config, const trace_payload& payload) {
   buffer_traits buffer;
-  if (payload->buffer_id) {
-    const auto found = config.index.buffers.find(*payload->buffer_id);
+  if (payload.buffer_id) {
+    const auto found = config.index.buffers.find(*payload.buffer_id);
     if (found != config.index.buffers.end()) buffer = found->second;
   }
   switch (buffer.payload) {
     case buffer_traits::rule::network:
-      return out.emit("ip", payload->body, category_network);
+      return packet_of("ip", payload.body);
     case buffer_traits::rule::tls_handshake_randbytes:
-      return out.emit("handshake_randbytes", payload->body, category_tls);
+      return packet_of("handshake_randbytes", payload.body, category_tls);
     case buffer_traits::rule::tls_session_master:
-      return out.emit("session_master", payload->body, category_tls);
+      return packet_of("session_master", payload.body, category_tls);
     case buffer_traits::rule::none:
       break;
   }
+  return convert_by_type(config, payload, buffer);
+}
 
-  if (!config.type_mapping_by_id) return;
-  switch (config.index.types.find(payload->trace_id)) {
-    case trace_type::peer_dump:
-      if (buffer.at_string) {
-        emit_at_text(config, buffer.request, up_to_nul(payload->body), out);
-      } else {
-        convert_peer_message(config, *payload, out);
-      }
-      break;
-    case trace_type::formatted:
-      convert_formatted(config, *payload, out);
-      break;
-    case trace_type::other:
-      break;
-  }
+}  // namespace
+
+converted convert_trace(trace_db_config& config, const dekodrix_trace& trace) {
+  if (trace.data == nullptr) return std::nullopt;
+  const std::string_view bytes(reinterpret_cast<const char*>(trace.data),
+                               static_cast<std::size_t>(trace.data_length));
+  const std::optional<trace_payload> payload =
+      parse_trace_payload(bytes, config.trace_id_size, config.little_endian);
+  if (!payload) return std::nullopt;
+  converted packet = convert_payload(config, *payload);
+  if (packet) packet->timestamp = trace.timestamp;
+  return packet;
 }
 
 }  // namespace veltra

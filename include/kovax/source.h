@@ -190,7 +190,14 @@ typedef int32_t (*kovax_source_init_parameters_fn)(void *user_data, kovax_text_c
  * and the text "stop extracting" when it meets a read, which is where such a run
  * waits, and with KOVAX_RESULT_OK when it meets the delivery of decoded packets.
  * Bytes that a serial port has received and no packet has by then stay for the next
- * run. [thread-A]
+ * run.
+ *
+ * The init parameter "recording": true changes the above. Raw packets come before the
+ * search and the decoder get their bytes; a failure of either is logged and leaves the
+ * raw packets coming; and a stop delivers everything received before it, and every
+ * trace that the decoder holds, before start returns KOVAX_RESULT_OK. A second stop
+ * breaks that off with KOVAX_RESULT_FAILED and a text that counts what is left.
+ * docs/init-parameters.md has the details. [thread-A]
  */
 typedef int32_t (*kovax_source_start_fn)(kovax_source *source, void *packet_user_data,
                                          kovax_packet_callback callback);

@@ -117,6 +117,13 @@ void zet_serialport::read(std::string& output, std::size_t count,
   }
 }
 
+std::size_t zet_serialport::take_received(std::string& output, std::size_t max_count) {
+  const std::lock_guard lock(rx_mutex_);
+  const std::size_t count = std::min(buffer_.size(), max_count);
+  buffer_.take(count, output);
+  return count;
+}
+
 void zet_serialport::cancel() {
   const std::lock_guard lock(rx_mutex_);
   cancelled_ = true;

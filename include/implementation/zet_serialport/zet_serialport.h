@@ -65,6 +65,10 @@ class zet_serialport {
   void read(std::string& output, std::size_t count,
             std::optional<std::chrono::milliseconds> timeout = std::nullopt);
 
+  // Moves up to `max_count` of the bytes that were received to the end of `output`,
+  // without waiting, from a closed port as well. Returns how many.
+  std::size_t take_received(std::string& output, std::size_t max_count);
+
   // Ends every read, now and until the port is opened anew.
   void cancel();
 

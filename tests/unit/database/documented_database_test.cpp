@@ -99,10 +99,10 @@ TEST(documented_database, turns_each_trace_of_the_table_into_its_packet) {
                                   trace.size()};
       auto* const config = collection.find_config_for_master(master);
       ASSERT_NE(config, nullptr);
-      convert_trace(*config, record, [&](const kovax_stream_packet_t& packet) {
-        made = described(packet.format, packet.category,
-                         {reinterpret_cast<const char*>(packet.data), packet.data_size});
-      });
+      if (const auto packet = convert_trace(*config, record)) {
+        made = described(packet->format, packet->category,
+                         {reinterpret_cast<const char*>(packet->data), packet->data_size});
+      }
       EXPECT_EQ(made, expected) << line;
     }
   }

@@ -59,11 +59,11 @@ TEST_F(adapter, is_not_ready_before_a_database_was_loaded) {
 TEST_F(adapter, a_new_database_replaces_decoder_and_collection) {
   sut.load_database(write("a.json", database("first", configuration)), {});
   sut.feed(frame());
-  EXPECT_TRUE(sut.has_pending_traces());
+  EXPECT_EQ(sut.pending_traces(), 1U);
 
   const std::filesystem::path second = write("b.json", database("second", configuration));
   sut.load_database(second, {});
-  EXPECT_FALSE(sut.has_pending_traces());
+  EXPECT_EQ(sut.pending_traces(), 0U);
   EXPECT_EQ(sut.collection().uuid, "second");
   EXPECT_EQ(sut.collection().configs().size(), 1U);
   EXPECT_EQ(sut.database_path(), second.string());
@@ -80,7 +80,7 @@ TEST_F(adapter, a_refused_configuration_leaves_the_new_decoder_and_the_old_colle
   EXPECT_TRUE(sut.ready());
   EXPECT_EQ(sut.collection().uuid, "first");
   sut.feed(frame());
-  EXPECT_FALSE(sut.has_pending_traces()) << "the decoder is not a new one";
+  EXPECT_EQ(sut.pending_traces(), 0U) << "the decoder is not a new one";
 }
 
 TEST_F(adapter, an_unreadable_database_changes_nothing) {

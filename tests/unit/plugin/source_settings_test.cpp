@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "plugin/veltra_object.h"
+#include "plugin/source_settings.h"
 
 namespace {
 

@@ -88,6 +88,18 @@ TEST_F(serial_read, a_count_of_nothing_returns_at_once_on_an_open_port) {
   EXPECT_EQ(port.bytes_available(), 3U);
 }
 
+TEST_F(serial_read, what_was_received_can_be_taken_without_waiting_from_a_closed_port_too) {
+  zet_serialport port("COM1");
+  open_and_receive(port, "abcdefgh");
+  std::string output = ">";
+  EXPECT_EQ(port.take_received(output, 3), 3U);
+  EXPECT_EQ(output, ">abc");
+  port.close();
+  EXPECT_EQ(port.take_received(output, 100), 5U);
+  EXPECT_EQ(output, ">abcdefgh");
+  EXPECT_EQ(port.take_received(output, 100), 0U);
+}
+
 TEST_F(serial_read, a_port_that_was_never_opened_is_closed) {
   zet_serialport port("COM1");
   EXPECT_EQ(failure_of_read(port, ERR_SERIALPORT_OPEN, 1), "port closed");

@@ -1,0 +1,44 @@
+#include "plugin/trace_decoding.h"
+
+#include "platform/file.h"
+#include "plugin/database/database_locator.h"
+#include "plugin/errors.h"
+#include "plugin/source_properties.h"
+
+namespace veltra {
+
+void trace_decoding::load_database(const std::filesystem::path& path) {
+  decoder_.load_database(path, settings_.log);
+  delivery_.set_database(decoder_.database_path(), decoder_.collection().uuid);
+}
+
+void trace_decoding::begin_search(const host_log& log) {
+  log.progress("dekodrix not set start waiting for db uuid");
+  log.progress("start locating db UID from trace data");
+}
+
+void trace_decoding::throw_search_failed() {
+  throw veltra_exception(KOVAX_RESULT_NO_DATABASE_UID,
+                         "End of file reached while searching for the database UID");
+}
+
+void trace_decoding::search(std::string_view chunk, const host_log& log) {
+  const std::optional<std::string> uuid = search_.search(chunk, log);
+  if (!uuid) return;
+  const std::filesystem::path directory =
+      locate_database_directory(settings_.database_directories, *uuid, log);
+  log.progress("db located at path: " + platform::path_to_utf8(directory));
+  load_database(find_database_file(directory));
+  decoder_.feed(search_.cached_data());
+}
+
+converted_trace trace_decoding::next_trace() {
+  converted_trace next{decoder_.next_trace(), std::nullopt};
+  if (!next.trace) return next;
+  trace_db_config* const config =
+      decoder_.collection().find_config_for_master(next.trace->master_id);
+  if (config != nullptr) next.packet = convert_trace(*config, *next.trace);
+  return next;
+}
+
+}  // namespace veltra
