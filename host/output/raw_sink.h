@@ -47,12 +47,13 @@ class raw_sink : public sink {
     }
   };
 
-  void check_file() const;
+  void check_file();
   void open();
   int put(std::string_view bytes);  // 0, or an errno value
   [[noreturn]] void fail(int error) const;
 
   const std::filesystem::path path_;
+  std::filesystem::path target_;  // where the links in its place lead
   const bool is_stream_;
   const bool may_overwrite_;
   platform::stream_writer stream_;

@@ -103,13 +103,16 @@ std::exception_ptr outlet::failure() const {
   return failure_;
 }
 
-std::chrono::steady_clock::duration outlet::stalled_for(std::chrono::steady_clock::time_point now) {
+bool outlet::has_stalled(std::chrono::steady_clock::time_point now,
+                         std::chrono::steady_clock::duration limit) {
   const std::lock_guard lock(mutex_);
   const bool works = thread_.joinable() && !is_idle_ && !failure_;
-  if (!works || std::exchange(last_seen_written_, written_.load()) != written_) {
+  const std::uint64_t written = written_;
+  if (!works || !last_progress_ || std::exchange(last_seen_written_, written) != written) {
     last_progress_ = now;
+    is_stall_reported_ = false;
   }
-  return now - last_progress_;
+  return now - *last_progress_ >= limit && !std::exchange(is_stall_reported_, true);
 }
 
 std::uint64_t outlet::missed() const {

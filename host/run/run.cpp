@@ -70,14 +70,13 @@ bool has_undelivered(const source_failure& failure) {
   return undelivered && *undelivered != undelivered_data{};
 }
 
-// An outlet and what a person has been shown of it; the notes are the ticker's.
+// An outlet, and whether the ticker has shown that it failed.
 struct lane {
   template <typename... Arguments>
   explicit lane(Arguments&&... arguments) : to(std::forward<Arguments>(arguments)...) {}
 
   outlet to;
   bool is_failure_noted = false;
-  bool is_stall_noted = false;
 };
 
 class active_run : public source_listener {
@@ -374,9 +373,7 @@ void active_run::watch_lane(lane& lane, steady::time_point now) {
     note(fmt::format("{} The rest of the run goes on without it.", describe(to.failure())));
     return;
   }
-  if (to.stalled_for(now) < stall_before_note) {
-    lane.is_stall_noted = false;
-  } else if (!std::exchange(lane.is_stall_noted, true)) {
+  if (to.has_stalled(now, stall_before_note)) {
     note(
         fmt::format("{} has taken nothing for {} seconds: the program that reads it may have "
                     "stopped reading. What it misses is counted.",
