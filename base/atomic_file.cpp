@@ -130,11 +130,12 @@ std::error_code atomic_file::open(const fs::path& target) {
 
 std::error_code atomic_file::write(std::string_view bytes) {
   errno = 0;
-  // What an earlier attempt left is written over.
+  // What an earlier attempt left is written over, and what is longer cut off at the end.
   if (is_torn_ && platform::seek_file(file_, size_) != 0) return last_error();
-  is_torn_ = true;
-  if (operations_.write(file_, bytes.data(), bytes.size()) != bytes.size()) return last_error();
-  is_torn_ = false;
+  if (operations_.write(file_, bytes.data(), bytes.size()) != bytes.size()) {
+    is_torn_ = true;
+    return last_error();
+  }
   size_ += bytes.size();
   return {};
 }
