@@ -43,7 +43,9 @@ function(veltra_add_test name)
   endif()
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} veltra_build GTest::gmock_main)
-  target_precompile_headers(${name} REUSE_FROM veltra_test_headers)
+  if(VELTRA_FAST_BUILD)
+    target_precompile_headers(${name} REUSE_FROM veltra_test_headers)
+  endif()
 
   # Says nothing of what passes: the failures are the whole output.
   set(command $<TARGET_FILE:${name}> --gtest_brief=1)
