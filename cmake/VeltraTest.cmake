@@ -30,34 +30,44 @@ function(veltra_set_test_properties name)
   set_tests_properties(${name} PROPERTIES ${ARGN})
 endfunction()
 
-# veltra_add_test(NAME [LINES] SOURCES file... [LIBRARIES target...]
+# veltra_add_test(NAME [LINES] [SHARDS n] SOURCES file... [LIBRARIES target...]
 #   [ENVIRONMENT VAR=value...])
-# Builds one GoogleTest program and makes each of its tests a ctest of its own. Where
-# the program runs in an emulator, whose start takes longer than most tests, the
-# whole program is one ctest. LINES: it has serial lines, see
-# tests/support/modem_line.h.
+# Builds one GoogleTest program and makes it a ctest of its name: starting a process for
+# each test takes longer than most tests do. SHARDS: the program takes long, so that it
+# is n ctests, NAME.1 to NAME.n, each with its part of the tests; not in an emulator,
+# which takes longer to start. LINES: it has serial lines, see tests/support/modem_line.h.
 function(veltra_add_test name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "LINES" "" "SOURCES;LIBRARIES;ENVIRONMENT")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "LINES" "SHARDS" "SOURCES;LIBRARIES;ENVIRONMENT")
   if(arg_LINES)
     list(APPEND arg_LIBRARIES veltra_test_line)
   endif()
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} veltra_build GTest::gmock_main)
-  target_precompile_headers(${name} REUSE_FROM veltra_test_headers)
-  set(properties)
-  if(arg_ENVIRONMENT)
-    list(APPEND properties ENVIRONMENT "${arg_ENVIRONMENT}")
+  if(VELTRA_FAST_BUILD)
+    target_precompile_headers(${name} REUSE_FROM veltra_test_headers)
   endif()
+
+  # Says nothing of what passes: the failures are the whole output.
+  set(command $<TARGET_FILE:${name}> --gtest_brief=1)
   if(CMAKE_CROSSCOMPILING)
-    set(far_end)
+    set(arg_SHARDS)
+    list(PREPEND command ${CMAKE_CROSSCOMPILING_EMULATOR})
     if(arg_LINES)
-      set(far_end "${VELTRA_NATIVE_BUILD}/tests/far_end" "${PROJECT_BINARY_DIR}/wine/dosdevices")
+      list(PREPEND command
+        "${VELTRA_NATIVE_BUILD}/tests/far_end" "${PROJECT_BINARY_DIR}/wine/dosdevices")
     endif()
-    add_test(NAME ${name}
-      COMMAND ${far_end} ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:${name}>)
-    veltra_set_test_properties(${name} TIMEOUT 300 ${properties})
-  else()
-    gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST NO_PRETTY_VALUES TEST_PREFIX "${name}."
-      PROPERTIES TIMEOUT 60 ${properties})
   endif()
+  if(NOT arg_SHARDS)
+    add_test(NAME ${name} COMMAND ${command})
+    veltra_set_test_properties(${name} TIMEOUT 300)
+    set_property(TEST ${name} PROPERTY ENVIRONMENT ${arg_ENVIRONMENT})
+    return()
+  endif()
+  foreach(shard RANGE 1 ${arg_SHARDS})
+    math(EXPR index "${shard} - 1")
+    add_test(NAME ${name}.${shard} COMMAND ${command})
+    veltra_set_test_properties(${name}.${shard} TIMEOUT 300)
+    set_property(TEST ${name}.${shard} PROPERTY ENVIRONMENT
+      ${arg_ENVIRONMENT} GTEST_TOTAL_SHARDS=${arg_SHARDS} GTEST_SHARD_INDEX=${index})
+  endforeach()
 endfunction()

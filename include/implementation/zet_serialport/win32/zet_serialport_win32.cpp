@@ -135,7 +135,8 @@ void fill_device_control_block(const zet_serialport_settings& settings, DCB& dcb
     dcb.fOutX = software ? 1 : 0;
     dcb.fInX = software ? 1 : 0;
     dcb.fNull = 0;
-    dcb.fRtsControl = hardware ? RTS_CONTROL_HANDSHAKE : RTS_CONTROL_ENABLE;
+    dcb.fRtsControl = RTS_CONTROL_ENABLE;
+    if (hardware) dcb.fRtsControl = RTS_CONTROL_HANDSHAKE;
     dcb.fAbortOnError = 0;
   }
   dcb.DCBlength = sizeof(DCB);

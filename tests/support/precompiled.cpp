@@ -1,2 +1,0 @@
-// A place for the precompiled headers of tests/CMakeLists.txt, and nothing else.
-int main() {}
