@@ -1,10 +1,12 @@
 #!/usr/bin/env bash
 # An installed tree works: the program finds the plug-in and the decoder without
-# help, and a project outside finds the package and loads the plug-in.
+# help, a project outside finds the package and loads the plug-in, and the links of the
+# documents lead somewhere.
 #   installed_tree_test.sh BUILD_DIR SOURCE_DIR [SANITIZERS]
 # A plug-in built with sanitizers needs a host built with them.
 set -euo pipefail
 build=$1 source=$2 sanitizers=${3:-}
+here=$(cd "$(dirname "$0")" && pwd)
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 unset LD_LIBRARY_PATH
@@ -22,8 +24,11 @@ cmake -S "$source/tests/integration/consumer" -B consumer -G Ninja \
 cmake --build consumer >build.log || { cat build.log; exit 1; }
 got=$(consumer/consumer trace.bin database.tar.gz)
 messages=$(grep -vc '^#' "$source/examples/attach_session.tsv")
-# The program tells the version of the plug-in that it was built with.
+# The program reports the version of the plug-in that it was built with.
 program=$("$prefix/bin/veltra" --version)
 expected="version ${program#veltra }
 decoded $messages"
 [ "$got" = "$expected" ] || { printf 'expected:\n%s\ngot:\n%s\n' "$expected" "$got"; exit 1; }
+
+"$here/links_test.sh" "$source"
+"$here/links_test.sh" "$(dirname "$(find "$prefix" -name README.md)")"
