@@ -16,7 +16,7 @@ namespace veltra::host {
 
 namespace {
 
-constexpr std::string_view operation = "cannot write the raw trace";
+constexpr std::string_view raw_operation = "cannot write the raw trace";
 
 }  // namespace
 
@@ -27,7 +27,7 @@ raw_sink::raw_sink(std::filesystem::path path, bool may_overwrite,
       is_stream_(output_file::is_stream(path_)),
       may_overwrite_(may_overwrite),
       stream_(patience) {
-  check_output_place(operation, path_);
+  check_output_place(raw_operation, path_);
   if (!is_stream_) check_file();
 }
 
@@ -109,7 +109,7 @@ std::string raw_sink::remarks() const {
 
 void raw_sink::fail(int error) const {
   if (path_ == "-") throw output_failure("cannot write the raw trace to", path_, error);
-  throw file_failure(operation, path_, error);
+  throw file_failure(raw_operation, path_, error);
 }
 
 }  // namespace veltra::host

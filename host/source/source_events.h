@@ -30,7 +30,7 @@ struct source_event {
   event_kind kind = event_kind::other;
   bool is_failure = false;  // something failed and the plug-in goes on
   std::uint64_t bytes = 0;
-  std::string_view detail;
+  std::string_view detail = {};
 };
 
 // Any thread. `level` and `message` are those of the plug-in's log callback.
