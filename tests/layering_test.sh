@@ -29,7 +29,7 @@ forbid host 'decoder|dekodrix|implementation/zet'
 # the plug-in only through its interface.
 forbid "$(find host -mindepth 1 -maxdepth 1 ! -name database ! -name CMakeLists.txt | tr '\n' ' ')" plugin
 beyond=$(grep -rnE '^ *# *include *[<"]plugin/' host/database |
-  grep -vE '"plugin/(database/[a-z_]+|database_collection|path_parameter|trace_db_[a-z]+)\.h"') || true
+  grep -vE '"plugin/(database/[a-z_]+|path_parameter|trace_db(_config)?)\.h"') || true
 [ -z "$beyond" ] || {
   printf 'host/database must not include beyond the libraries for databases:\n%s\n' "$beyond"
   status=1
@@ -37,7 +37,7 @@ beyond=$(grep -rnE '^ *# *include *[<"]plugin/' host/database |
 
 # The JSON library is tied to our assertion only when it comes through this header.
 direct=$(grep -rnE '^ *# *include *<nlohmann' include platform plugin decoder host tests fuzz bench \
-  --include='*.h' --include='*.cpp' | grep -v '^include/implementation/json.h:') || true
+  --include='*.h' --include='*.cpp' | grep -vE '^include/implementation/json(_fwd)?\.h:') || true
 [ -z "$direct" ] || {
   printf 'include "implementation/json.h" instead:\n%s\n' "$direct"
   status=1
