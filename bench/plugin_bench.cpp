@@ -9,10 +9,10 @@
 #include <cstdint>
 #include <string>
 
-#include "plugin/database_collection.h"
 #include "plugin/packet_delivery.h"
 #include "plugin/source_properties.h"
 #include "plugin/trace_db.h"
+#include "plugin/trace_db_config.h"
 
 namespace {
 
@@ -71,7 +71,7 @@ constexpr const char* database = R"({
 // A decoded trace with this buffer id and 128 bytes of body.
 void decoded_trace(benchmark::State& state, const char* buffer) {
   veltra::database_collection collection;
-  veltra::process_trace_db(collection, {}, database);
+  veltra::process_database_text(collection, {}, database);
   std::string bytes = std::string("\x01\0\x07", 3) + buffer + '\0' + std::string(128, 'x');
   const dekodrix_trace trace{3, 0, 1, reinterpret_cast<std::uint8_t*>(bytes.data()), bytes.size()};
   packet_delivery delivery;

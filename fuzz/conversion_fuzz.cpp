@@ -9,9 +9,9 @@
 #include <string_view>
 #include <vector>
 
-#include "plugin/database_collection.h"
 #include "plugin/source_properties.h"
 #include "plugin/trace_db.h"
+#include "plugin/trace_db_config.h"
 
 namespace {
 
@@ -38,7 +38,7 @@ constexpr std::string_view database = R"({
 veltra::trace_db_config& config() {
   static veltra::database_collection collection = [] {
     veltra::database_collection made;
-    veltra::process_trace_db(made, {}, database);
+    veltra::process_database_text(made, {}, database);
     return made;
   }();
   return *collection.find_config_for_master(3);

@@ -69,8 +69,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   veltra::database_collection collection;
   try {
-    veltra::read_trace_database(text, /*archive=*/false, [&](std::string_view database) {
-      veltra::process_trace_db(collection, {}, database);
+    veltra::extract_database_texts(text, /*archive=*/false, [&](std::string_view database) {
+      veltra::process_database_text(collection, {}, database);
     });
   } catch (const std::runtime_error& refusal) {
     KOVAX_CONTRACT(refusal.what() ==

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <set>
 
-#include "implementation/json_numbers.h"
+#include "implementation/json_values.h"
 #include "plugin/trace_db_config.h"
 
 namespace veltra {

@@ -10,7 +10,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "implementation/json.h"
+#include "implementation/json_fwd.h"
 
 namespace veltra {
 

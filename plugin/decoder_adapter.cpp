@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "platform/file.h"
-#include "plugin/trace_db_file.h"
+#include "plugin/trace_db.h"
 
 namespace veltra {
 
@@ -14,8 +14,8 @@ decoder_adapter::~decoder_adapter() noexcept(false) {
   if (handle_ != nullptr) dekodrix_delete(handle_);
 }
 
-void decoder_adapter::load_database(const std::filesystem::path& path, const host_log& log) {
-  database_collection fresh = read_trace_db_file(path, log);
+void decoder_adapter::configure(const std::filesystem::path& path, const host_log& log) {
+  database_collection fresh = read_database_file(path, log);
   create_decoder();
   std::optional<std::string> configuration = fresh.find_decoder_config("MCU");
   if (!configuration) configuration = fresh.find_decoder_config("M4");

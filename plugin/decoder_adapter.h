@@ -12,7 +12,7 @@
 #include <string_view>
 
 #include "plugin/database/host_log.h"
-#include "plugin/database_collection.h"
+#include "plugin/trace_db_config.h"
 
 namespace veltra {
 
@@ -39,7 +39,7 @@ class decoder_adapter {
   // Reads the database file at `path` and configures a new decoder from it.
   // Throws std::runtime_error with the reason. A failure up to reading the
   // database changes nothing; after that the new, unconfigured decoder stays.
-  void load_database(const std::filesystem::path& path, const host_log& log);
+  void configure(const std::filesystem::path& path, const host_log& log);
 
   // False until a decoder exists; only then may the calls below be made.
   bool ready() const noexcept { return handle_ != nullptr; }

@@ -8,9 +8,8 @@
 #include <utility>
 
 #include "platform/message.h"
+#include "plugin/errors.h"
 #include "plugin/init_parameters.h"
-#include "plugin/run_guarded.h"
-#include "plugin/schema.h"
 #include "plugin/veltra_object.h"
 
 namespace {
@@ -61,11 +60,10 @@ extern "C" {
 
 std::int32_t kovax_source_init(kovax_source** source, const kovax_source_init_args* args) {
   try {
-    veltra::init_parameters parameters =
+    veltra::source_settings settings =
         veltra::read_init_parameters(args->parameters, {args->log, args->log_user_data});
-    std::unique_ptr<veltra_object, quiet_delete> object(
-        new veltra_object(std::move(parameters.settings)));
-    object->open_input(parameters.trace_file);
+    std::unique_ptr<veltra_object, quiet_delete> object(new veltra_object(std::move(settings)));
+    object->open_input();
     *source = object.release()->handle();
     return KOVAX_RESULT_OK;
   } catch (const std::exception& failure) {

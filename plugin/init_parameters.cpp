@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <stdexcept>
 
-#include "implementation/json_numbers.h"
+#include "implementation/json_values.h"
 #include "platform/file.h"
 #include "plugin/database/cache_sync.h"
 #include "plugin/database/file_io.h"
@@ -40,14 +40,13 @@ bool finds_database_itself(const json& parameters, const source_settings& settin
 
 }  // namespace
 
-init_parameters read_init_parameters(const char* text, const host_log& log) {
+source_settings read_init_parameters(const char* text, const host_log& log) {
   if (text == nullptr || *text == '\0') throw std::runtime_error(no_input);
   const json parameters = json::parse(text);
 
-  init_parameters result;
-  source_settings& settings = result.settings;
+  source_settings settings;
   settings.log = log;
-  result.trace_file = existing_path(parameters, "file_path", "trace file does not exist");
+  settings.trace_file = existing_path(parameters, "file_path", "trace file does not exist");
   zet_serialport_lib::parse_serial_port_parameters(parameters, settings.serial_port,
                                                    settings.serial_settings, expand_env_variables);
   settings.database_file =
@@ -61,10 +60,79 @@ init_parameters read_init_parameters(const char* text, const host_log& log) {
     sync_database_cache(listener, parameters.at("auto_detect_db_config"),
                         settings.database_directories, expand_env_variables);
   }
-  if (result.trace_file.empty() && settings.serial_port.empty()) {
+  if (settings.trace_file.empty() && settings.serial_port.empty()) {
     throw std::runtime_error(no_input);
   }
-  return result;
+  return settings;
 }
+
+// One line: two blanks replace the line break and the indentation of each line of the
+// printed document.
+const char* const init_parameters_schema =
+    R"({)"
+    R"(  "$schema": "https://json-schema.org/draft/2020-12/schema",)"
+    R"(  "title": "veltra init parameters",)"
+    R"(  "type": "object",)"
+    R"(  "additionalProperties": false,)"
+    R"(  "required": ["init_parameters"],)"
+    R"(  "properties": {)"
+    R"(  "name": { "const": "kovax-veltra-source" },)"
+    R"(  "path": { "type": "string" },)"
+    R"(  "init_parameters": {)"
+    R"(  "type": "object",)"
+    R"(  "additionalProperties": false,)"
+    R"(  "properties": {)"
+    R"(  "file_path": { "type": "string", "description": "path to trace file bin" },)"
+    R"(  "serialport": {)"
+    R"(  "type": "object",)"
+    R"(  "description": "serialport settings",)"
+    R"(  "additionalProperties": false,)"
+    R"(  "required": ["path"],)"
+    R"(  "properties": {)"
+    R"(  "path": { "type": "string", "description": "path or name for serialport device" },)"
+    R"(  "settings": {)"
+    R"(  "type": "object",)"
+    R"(  "description": "settings for serialport for modem trace baudrate needs to be 1000000 ",)"
+    R"(  "properties": {)"
+    R"(  "baud_rate": { "type": "integer" },)"
+    R"(  "data_bits": { "type": "integer", "minimum": 5, "maximum": 12, "exclusiveMaximum": true },)"
+    R"(  "stop_bits": { "type": "string", "enum": ["1", "1.5", "2"] },)"
+    R"(  "parity": { "type": "string", "enum": ["none", "even", "odd"] },)"
+    R"(  "flow_control": { "type": "string", "enum": ["none", "hw", "sw"] })"
+    R"(  })"
+    R"(  })"
+    R"(  })"
+    R"(  },)"
+    R"(  "db_file_path": {)"
+    R"(  "type": "string",)"
+    R"(  "description": "path to db.tar.gz or json file overwrites auto_detect_db_config if present")"
+    R"(  },)"
+    R"(  "chunk_size": {)"
+    R"(  "type": "integer",)"
+    R"(  "description": "change file/serialport buffer size default = 1024")"
+    R"(  },)"
+    R"(  "auto_detect_db_config": {)"
+    R"(  "type": "object",)"
+    R"(  "additionalProperties": false,)"
+    R"(  "required": ["cache_directory"],)"
+    R"(  "properties": {)"
+    R"(  "trace_db_locations": {)"
+    R"(  "type": "array",)"
+    R"(  "description": "download priority list of config.json")"
+    R"(  },)"
+    R"(  "cache_directory": { "type": "string", "description": "cache directory location" },)"
+    R"(  "update_cache": { "type": "boolean", "description": "try to update config.json" },)"
+    R"(  "proxy_setting": { "type": "string", "description": "proxy address with port" },)"
+    R"(  "root": {)"
+    R"(  "type": "string",)"
+    R"(  "description": "root path (uri/url like http://path or file://fs_path etc.) )"
+    R"(for trace_db_locations and config.json paths")"
+    R"(  })"
+    R"(  })"
+    R"(  })"
+    R"(  })"
+    R"(  })"
+    R"(  })"
+    R"(})";
 
 }  // namespace veltra

@@ -22,16 +22,16 @@ struct packet_receiver {
 // metadata. One thread. What the callback throws goes to the caller.
 class packet_delivery {
  public:
-  // The size of the trace file, reported with every packet; without a call
-  // there is no file.
+  // The size of the trace file, reported with every packet; never
+  // called without a file.
   void set_data_size(std::uint64_t bytes);
 
   // The database that packets name from now on; both empty at first.
   void set_database(std::string path, std::string uuid);
 
-  // Counts the chunk's bytes as taken from the input and delivers them as they
-  // are; an empty chunk is no packet, and one of 4 GiB or more, which a search can
-  // collect, is several: a packet's size has 32 bits. Throws the JSON library's type error 316
+  // Counts the chunk's bytes as taken from the input and delivers them unchanged. An
+  // empty chunk makes no packet; one of 4 GiB or more, which a search can collect, makes
+  // several, for a packet's size has 32 bits. Throws the JSON library's type error 316
   // when the metadata is not UTF-8.
   void deliver_raw(const packet_receiver& to, std::string_view chunk);
 

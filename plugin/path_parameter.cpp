@@ -3,6 +3,7 @@
 #include <optional>
 #include <string_view>
 
+#include "implementation/json.h"
 #include "platform/environment.h"
 #include "platform/file.h"
 #include "plugin/errors.h"

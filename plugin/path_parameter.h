@@ -4,14 +4,14 @@
 #include <filesystem>
 #include <string>
 
-#include "implementation/json.h"
+#include "implementation/json_fwd.h"
 
 namespace veltra {
 
 // Returns the text of a parameter. When the whole text has the form ${env:NAME}
 // ("env" in any letter case), it is replaced by the environment variable NAME;
 // inside a longer text nothing is replaced.
-// Throws the JSON library's type error 302 for a value that is no string, and
+// Throws the JSON library's type error 302 for a value that is not a string, and
 // kovax::kovax_exception (code 1, "failed to find env variable: " + NAME) when
 // NAME is not set.
 std::string expand_env_variables(const kovax::json& value);

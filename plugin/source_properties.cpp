@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "implementation/json_numbers.h"
+#include "implementation/json_values.h"
 #include "plugin/trace_payload.h"
 
 namespace veltra {
@@ -39,14 +39,14 @@ kovax_stream_packet_t packet_of(const char* layer, std::string_view payload,
 // The runs of characters between underscores; those past the fifth are only
 // counted as "five or more".
 struct name_tokens {
-  static constexpr std::size_t most = 5;
-  std::array<std::string_view, most> token;
+  static constexpr std::size_t max_count = 5;
+  std::array<std::string_view, max_count> token;
   std::size_t count = 0;
 };
 
 name_tokens split_at_underscores(std::string_view text) {
   name_tokens tokens;
-  while (tokens.count < name_tokens::most) {
+  while (tokens.count < name_tokens::max_count) {
     const std::size_t begin = text.find_first_not_of('_');
     if (begin == std::string_view::npos) break;
     text.remove_prefix(begin);
@@ -125,7 +125,7 @@ converted convert_formatted_at(trace_db_config& config, const json& items,
 }
 
 std::uint32_t item_size(const json& item) {
-  // A missing size is as wrong as one that is no number.
+  // A missing size is as wrong as one that is not a number.
   if (item.is_object() && !item.contains("size")) return kovax::to_u32(json());
   return kovax::to_u32(item["size"]);
 }

@@ -16,7 +16,8 @@ inline constexpr std::uint64_t max_bytes_per_read = UINT32_MAX;
 
 struct source_settings {
   host_log log;
-  std::string serial_port;  // empty: none
+  std::string trace_file;   // UTF-8; empty: none
+  std::string serial_port;  // empty: none; not read if there is a trace file
   zet_serialport_lib::zet_serialport_settings serial_settings{
       .baud_rate = 1000000,
       .parity = zet_serialport_lib::parity::none,

@@ -1,27 +1,32 @@
 #include "plugin/trace_db.h"
 
 #include <stdexcept>
+#include <string>
 #include <utility>
 
-#include "base/json_member.h"
-#include "implementation/json_numbers.h"
-#include "plugin/json_nesting.h"
+#include "implementation/json_values.h"
+#include "platform/file.h"
+#include "plugin/database/database_reader.h"
+#include "plugin/database/file_io.h"
 
 namespace veltra {
 
 namespace {
 
+using kovax::array_member;
+using kovax::as_array;
 using kovax::json;
+using kovax::member;
 using kovax::to_u32;
 
 // Trace ids are 32-bit values.
-constexpr std::uint32_t largest_trace_id_size = 4;
+constexpr std::uint32_t max_trace_id_size = 4;
 
 // Levels of arrays and objects in a database. The JSON library parses any number of
 // them, but copying and printing a value recurse, at some hundred bytes of stack a
 // level, and an archive of 452 bytes holds 80000 levels. This many do with 100 KiB,
-// less than the smallest threads have, and are far more than a database needs.
-constexpr std::size_t deepest_nesting = 512;
+// less than any thread has, and are far more than a database needs.
+constexpr std::size_t max_nesting = 512;
 
 // A member of an array element: must be there.
 const json& strict_member(const json& element, const char* key) {
@@ -52,7 +57,7 @@ void read_identity(trace_db_config& config, const json& meta) {
   config.ids.insert(config.id);
   config.little_endian = member(meta, "endianness").get<std::string>() != "big";
   config.trace_id_size = to_u32(member(meta, "trace_id_size"));
-  if (config.trace_id_size > largest_trace_id_size) {
+  if (config.trace_id_size > max_trace_id_size) {
     throw std::runtime_error("trace_id_size is larger than 4");
   }
 }
@@ -137,10 +142,36 @@ std::string text_or(const json& meta, const char* key, const char* otherwise) {
   return meta.contains(key) ? meta.at(key).get<std::string>() : otherwise;
 }
 
+std::string read_bytes(const std::filesystem::path& path) {
+  try {
+    return read_file(path);
+  } catch (const file_error&) {
+    throw std::runtime_error("veltra plugin cannot open trace file at " +
+                             platform::path_to_utf8(path));
+  }
+}
+
+bool is_archive(const std::filesystem::path& path) {
+  const std::filesystem::path extension = path.extension();
+  if (extension == ".gz") return true;
+  if (extension == ".json") return false;
+  throw std::runtime_error("Database file extension needs to be .gz or .json");
+}
+
 }  // namespace
 
-void process_trace_db(database_collection& collection, const host_log& log, std::string_view text) {
-  if (nested_deeper_than(text, deepest_nesting)) throw std::runtime_error("nested too deep");
+database_collection read_database_file(const std::filesystem::path& path, const host_log& log) {
+  const std::string bytes = read_bytes(path);
+  const bool archive = is_archive(path);
+  database_collection collection;
+  extract_database_texts(
+      bytes, archive, [&](std::string_view text) { process_database_text(collection, log, text); });
+  return collection;
+}
+
+void process_database_text(database_collection& collection, const host_log& log,
+                           std::string_view text) {
+  if (kovax::nested_deeper_than(text, max_nesting)) throw std::runtime_error("nested too deep");
   json root = json::parse(text);
   const json& meta = member(root, "meta");
   trace_db_config config;

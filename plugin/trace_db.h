@@ -1,18 +1,28 @@
-// trace_db.h - from a trace database's JSON text to its record.
+// trace_db.h - from a trace database file to the records of the databases in it.
 #pragma once
 
+#include <filesystem>
 #include <string_view>
 
 #include "plugin/database/host_log.h"
-#include "plugin/database_collection.h"
+#include "plugin/trace_db_config.h"
 
 namespace veltra {
 
-// Processes one database text (docs/database-format.md): appends its record to
-// `collection`, sets the collection's UUID, and logs "processed config json: "
-// and the record's name. A text that fails adds nothing.
+// Reads the whole file at `path`, .json or .gz, and processes every database in it
+// (docs/database-format.md).
+//
+// Throws std::runtime_error: "veltra plugin cannot open trace file at " + path,
+// "Database file extension needs to be .gz or .json", and what
+// extract_database_texts() throws.
+database_collection read_database_file(const std::filesystem::path& path, const host_log& log);
+
+// Processes one database text: appends its record to `collection`, sets the collection's
+// UUID, and logs "processed config json: " and the record's name. A text that fails adds
+// nothing.
 // Throws the JSON library's errors and std::runtime_error. A member that an
 // array element must have and has not stops the process, as a contract.
-void process_trace_db(database_collection& collection, const host_log& log, std::string_view text);
+void process_database_text(database_collection& collection, const host_log& log,
+                           std::string_view text);
 
 }  // namespace veltra

@@ -1,11 +1,13 @@
-// trace_db_config.h - one processed trace database.
+// trace_db_config.h - processed trace databases: a record each, and the records of a file.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -27,9 +29,9 @@ struct type_descriptor {
   std::optional<range> id_range;
 };
 
-// What the plug-in keeps of one database text. Made by process_trace_db, and
-// constant from then on but for `layer_name` and the scratch space of `index`;
-// for that reason only one thread may convert traces with it.
+// What the plug-in keeps of one database text. Made by process_database_text, and
+// constant from then on, except `layer_name` and the scratch space of `index`:
+// only one thread may convert traces with it.
 struct trace_db_config {
   std::uint32_t id = 0;             // the database's own master id
   std::uint32_t trace_id_size = 0;  // bytes of a trace id at the start of a trace, 0 to 4
@@ -49,6 +51,29 @@ struct trace_db_config {
   std::string layer_name;  // the latest LTE RRC layer's name, kept while its packet is handed on
 
   conversion_index index;  // look-up tables derived from the members above
+};
+
+// The records of one database file, in the order in which they were read.
+// References to records are valid until the next append.
+class database_collection {
+ public:
+  // Adds a record behind the others.
+  void append(trace_db_config config);
+
+  // The decoder configuration of the first record whose name is exactly `name`; nothing
+  // if there is no such record or it has no configuration.
+  std::optional<std::string> find_decoder_config(std::string_view name) const;
+
+  // The first record that accepts traces of this master, or null.
+  trace_db_config* find_config_for_master(std::uint32_t master_id);
+
+  const std::vector<trace_db_config>& configs() const { return configs_; }
+
+  std::string uuid;  // of the database that was processed last
+
+ private:
+  std::vector<trace_db_config> configs_;
+  std::unordered_map<std::uint32_t, std::size_t> position_by_master_;
 };
 
 }  // namespace veltra

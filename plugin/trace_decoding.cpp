@@ -8,7 +8,7 @@
 namespace veltra {
 
 void trace_decoding::load_database(const std::filesystem::path& path) {
-  decoder_.load_database(path, settings_.log);
+  decoder_.configure(path, settings_.log);
   delivery_.set_database(decoder_.database_path(), decoder_.collection().uuid);
 }
 

@@ -13,7 +13,7 @@ namespace {
 
 // A chunk is made in steps of at most this size: "chunk_size" may be larger than
 // the file, and than the memory.
-constexpr std::uint64_t largest_step = std::uint64_t{1} << 20;
+constexpr std::uint64_t max_step = std::uint64_t{1} << 20;
 
 }  // namespace
 
@@ -27,10 +27,10 @@ void trace_file::open(const std::string& utf8_path) {
   path_ = utf8_path;
 }
 
-bool trace_file::read_chunk(std::uint64_t most, std::string& chunk) {
+bool trace_file::read_chunk(std::uint64_t max_bytes, std::string& chunk) {
   std::size_t have = 0;
-  while (have < most && std::feof(file_.get()) == 0) {
-    const auto step = static_cast<std::size_t>(std::min(most - have, largest_step));
+  while (have < max_bytes && std::feof(file_.get()) == 0) {
+    const auto step = static_cast<std::size_t>(std::min(max_bytes - have, max_step));
     chunk.resize(have + step);
     have += std::fread(chunk.data() + have, 1, step, file_.get());
     if (std::ferror(file_.get()) != 0) {

@@ -21,10 +21,10 @@ class trace_file {
   // Bytes in the file when it was opened.
   std::uint64_t size() const { return size_; }
 
-  // Replaces `chunk` by the next `most` bytes, fewer at the end of the file.
+  // Replaces `chunk` by the next `max_bytes` bytes, fewer at the end of the file.
   // Returns true once a read has met the end. Throws std::runtime_error when
   // the file cannot be read.
-  bool read_chunk(std::uint64_t most, std::string& chunk);
+  bool read_chunk(std::uint64_t max_bytes, std::string& chunk);
 
  private:
   struct closer {

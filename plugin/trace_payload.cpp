@@ -6,7 +6,7 @@ namespace veltra {
 
 namespace {
 
-constexpr std::size_t longest_buffer_id_text = 255;
+constexpr std::size_t max_buffer_id_text = 255;
 
 std::uint32_t reverse_bytes(std::uint32_t value) {
   return value >> 24 | (value >> 8 & 0xFF00U) | (value << 8 & 0xFF0000U) | value << 24;
@@ -36,7 +36,7 @@ std::optional<trace_payload> parse_trace_payload(std::string_view bytes,
   payload.peer_layer_id = static_cast<std::uint8_t>(bytes[trace_id_size]);
 
   const std::size_t text_start = trace_id_size + 1;
-  const std::string_view text = up_to_nul(bytes.substr(text_start, longest_buffer_id_text));
+  const std::string_view text = up_to_nul(bytes.substr(text_start, max_buffer_id_text));
   const std::size_t body_start = text_start + text.size() + 1;
   if (body_start <= bytes.size()) {
     payload.buffer_id = scan_unsigned(text);

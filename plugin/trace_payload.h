@@ -28,7 +28,7 @@ std::optional<trace_payload> parse_trace_payload(std::string_view bytes,
 
 // Reads a number as the C library's "%u" conversion does: leading blanks and a
 // sign are taken, a negative number wraps, digits beyond 64 bits saturate, and
-// the low 32 bits are the result; 0 when there is no number.
+// the low 32 bits are the result; 0 without a number.
 std::uint32_t scan_unsigned(std::string_view text);
 
 // The part of `text` before its first NUL; all of it when it has none.

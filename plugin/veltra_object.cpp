@@ -23,13 +23,13 @@ veltra_object::veltra_object(source_settings settings)
       decoding_(settings_, delivery_),
       recording_(input_, decoding_, delivery_) {}
 
-void veltra_object::open_input(const std::string& trace_file) {
-  if (trace_file.empty()) {
+void veltra_object::open_input() {
+  if (settings_.trace_file.empty()) {
     KOVAX_CONTRACT(!settings_.serial_port.empty());
     log().progress("Using serial port " + settings_.serial_port + " for tracing");
     log().progress("Using serial port with settings: " + to_string(settings_.serial_settings));
   } else {
-    input_.open_file(trace_file);
+    input_.open_file(settings_.trace_file);
     delivery_.set_data_size(input_.file_size());
   }
   if (!settings_.database_file.empty()) {

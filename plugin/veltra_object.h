@@ -6,9 +6,9 @@
 #include <string>
 
 #include "plugin/database/host_log.h"
+#include "plugin/errors.h"
 #include "plugin/packet_delivery.h"
 #include "plugin/recording.h"
-#include "plugin/run_guarded.h"
 #include "plugin/source_settings.h"
 #include "plugin/trace_decoding.h"
 #include "plugin/trace_input.h"
@@ -26,10 +26,10 @@ class veltra_object {
   // Throws what deleting the decoder throws; everything is freed all the same.
   ~veltra_object() noexcept(false) = default;
 
-  // Second step of construction: opens the trace file, unless `trace_file` (a path in
-  // UTF-8) is empty, when there must be a serial port, and loads the database if one was
-  // named. Throws as trace_file::open and decoder_adapter::load_database do.
-  void open_input(const std::string& trace_file);
+  // Second step of construction: opens the trace file if there is one (otherwise there
+  // must be a serial port) and loads the database if one was named. Throws as
+  // trace_file::open and trace_decoding::load_database do.
+  void open_input();
 
   // Reads the input and delivers packets until the file has ended and all its
   // traces were delivered, or stop() was called. Throws on failure. Packets that

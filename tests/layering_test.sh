@@ -26,7 +26,7 @@ forbid 'include/kovax include/dekodrix' 'implementation|platform|plugin|decoder|
 forbid include/implementation 'plugin|decoder|host|kovax|dekodrix'
 forbid platform 'plugin|decoder|host|kovax|dekodrix|implementation'
 forbid decoder 'plugin|host|kovax|platform'
-forbid base 'plugin|decoder|host|kovax|dekodrix|platform|implementation/zet'
+forbid base 'plugin|decoder|host|kovax|dekodrix|implementation/zet'
 forbid 'include platform decoder' 'base/'
 forbid plugin 'decoder|host/'
 forbid plugin/database 'plugin/[a-z_]+\.h|dekodrix'
@@ -34,9 +34,9 @@ forbid host 'decoder|dekodrix|implementation/zet'
 # The database commands use the plug-in's own libraries for databases; all else knows
 # the plug-in only through its interface.
 forbid "$(find host -name '*.h' -o -name '*.cpp' |
-  grep -vE '^host/(database/|commands/db_command\.)' | tr '\n' ' ')" plugin
+  grep -vE '^host/(database/|commands/db\.)' | tr '\n' ' ')" plugin
 beyond=$(grep -rnE '^ *# *include *[<"]plugin/' host/database host/commands |
-  grep -vE '"plugin/(database/[a-z_]+|database_collection|path_parameter|trace_db_[a-z]+)\.h"') || true
+  grep -vE '"plugin/(database/[a-z_]+|path_parameter|trace_db(_config)?)\.h"') || true
 [ -z "$beyond" ] || {
   printf 'the program must not include beyond the libraries for databases:\n%s\n' "$beyond"
   status=1
@@ -48,14 +48,6 @@ beyond=$(grep -rnE '^ *# *include *[<"]plugin/' host/database host/commands |
 # Includes that still break these rules, "FILE INCLUDED", one per line.
 host_exceptions='
 host/console.cpp host/output/output_failure.h
-host/output/capture_output.h host/run/run_options.h
-host/database/database_options.cpp host/commands/name_option.h
-host/run/line_options.cpp host/commands/name_option.h
-host/run/run_options.cpp host/commands/name_option.h
-host/database/database_options.cpp CLI/CLI.hpp
-host/run/line_options.cpp CLI/CLI.hpp
-host/run/run_options.cpp CLI/CLI.hpp
-host/main.cpp CLI/CLI.hpp
 '
 
 # room, then the paths that its includes of the program's own files may begin with
@@ -88,7 +80,7 @@ rooms=$(find host -mindepth 1 -maxdepth 1 -type d ! -name source ! -name output 
 
 # The JSON library is tied to our assertion only when it comes through this header.
 direct=$(grep -rnE '^ *# *include *<nlohmann' include base platform plugin decoder host tests fuzz bench \
-  --include='*.h' --include='*.cpp' | grep -v '^include/implementation/json.h:') || true
+  --include='*.h' --include='*.cpp' | grep -vE '^include/implementation/json(_fwd)?\.h:') || true
 [ -z "$direct" ] || {
   printf 'include "implementation/json.h" instead:\n%s\n' "$direct"
   status=1

@@ -12,7 +12,7 @@
 #include "host/console.h"
 #include "host/user_error.h"
 #include "platform/file.h"
-#include "plugin/trace_db_file.h"
+#include "plugin/trace_db.h"
 
 namespace veltra::host {
 
@@ -32,7 +32,7 @@ std::error_code read_error(const std::filesystem::path& path) {
 
 database_collection read_databases(const std::filesystem::path& path) {
   try {
-    return read_trace_db_file(path, {});
+    return read_database_file(path, {});
   } catch (const std::exception& failure) {
     std::error_code error;
     const bool there = std::filesystem::exists(path, error);

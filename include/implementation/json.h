@@ -5,10 +5,7 @@
 #pragma once
 
 #include "implementation/contract.h"
+#include "implementation/json_fwd.h"
 
 #define JSON_ASSERT(...) KOVAX_CONTRACT(__VA_ARGS__)
 #include <nlohmann/json.hpp>
-
-namespace kovax {
-using json = nlohmann::json;
-}  // namespace kovax

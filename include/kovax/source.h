@@ -23,7 +23,7 @@
  *   [during call]  the pointer is valid until the function or callback returns;
  *                  copy what has to live longer
  *
- * Text is NUL-terminated UTF-8, but for log and error messages that quote the
+ * Text is NUL-terminated UTF-8, except log and error messages that quote the
  * input: a trace may hold any bytes where a UUID belongs. Sizes are bytes.
  * Nothing that crosses this interface has to be freed by the receiver. No
  * exception leaves an exported function, whatever a callback throws.
@@ -50,10 +50,10 @@ typedef struct kovax_source kovax_source;
  * KOVAX_RESULT_NO_DATABASE_UID.
  */
 enum {
-  KOVAX_RESULT_OK = 0,              /* success */
-  KOVAX_RESULT_INIT_FAILED = 1,     /* kovax_source_init: see the error callback */
+  KOVAX_RESULT_OK = 0,               /* success */
+  KOVAX_RESULT_INIT_FAILED = 1,      /* kovax_source_init: see the error callback */
   KOVAX_RESULT_NO_DATABASE_UID = 22, /* the input ended before a database UUID was seen */
-  KOVAX_RESULT_FAILED = 100         /* any failure that carries no code of its own */
+  KOVAX_RESULT_FAILED = 100          /* any failure that carries no code of its own */
 };
 
 /* Levels given to the log callback. */
@@ -64,7 +64,7 @@ enum {
 
 /* A failure: what happened, and a code for programs. */
 typedef struct kovax_error_t {
-  const char *message; /* [during call] */
+  const char* message; /* [during call] */
   int32_t code;
 } kovax_error_t;
 
@@ -86,15 +86,15 @@ typedef struct kovax_version_t {
  * and 1 in field_32.
  */
 typedef struct kovax_stream_packet_t {
-  const uint8_t *data;      /* payload; `data_size` bytes */
+  const uint8_t* data;      /* payload; `data_size` bytes */
   uint32_t data_size;       /* bytes; 0 is possible for a decoded packet */
   uint32_t field_12;        /* always 0 */
-  const char *format;       /* "modem_trace", or the layer's name */
-  const char *category;     /* "binary", "network" or "tls" */
+  const char* format;       /* "modem_trace", or the layer's name */
+  const char* category;     /* "binary", "network" or "tls" */
   uint64_t field_32;        /* 0 raw, 1 decoded */
   uint64_t timestamp;       /* decoded: the decoder's timestamp of the trace, unchanged
                                (nanoseconds with the open decoder); raw: 0 */
-  const char *metadata;     /* compact JSON object (RFC 8259), members in this order:
+  const char* metadata;     /* compact JSON object (RFC 8259), members in this order:
                                "data_offset"   bytes of all raw packets so far
                                "data_size"     size of the trace file; only for a file
                                "modem_db_path" database in use, empty if none
@@ -111,25 +111,25 @@ typedef struct kovax_stream_packet_t {
  * [during call]. An exception thrown from here is a failure of the function
  * that was called.
  */
-typedef void (*kovax_log_callback)(kovax_source *source, void *log_user_data, int32_t level,
-                                   const char *message);
+typedef void (*kovax_log_callback)(kovax_source* source, void* log_user_data, int32_t level,
+                                   const char* message);
 
 /* Receives one failure. `error.message` is valid [during call]. */
-typedef void (*kovax_error_callback)(void *error_user_data, kovax_error_t error);
+typedef void (*kovax_error_callback)(void* error_user_data, kovax_error_t error);
 
 /*
  * Receives one packet, on [thread-A] inside kovax_source_start. May call
  * kovax_source_stop; must not call start or release. An exception thrown from
  * here ends the run as a failure.
  */
-typedef void (*kovax_packet_callback)(kovax_source *source, void *packet_user_data,
+typedef void (*kovax_packet_callback)(kovax_source* source, void* packet_user_data,
                                       kovax_stream_packet_t packet);
 
 /* Receives one text, valid [during call]. */
-typedef void (*kovax_text_callback)(void *user_data, const char *text);
+typedef void (*kovax_text_callback)(void* user_data, const char* text);
 
 /* Receives the version, valid [during call]. */
-typedef void (*kovax_version_callback)(void *user_data, const kovax_version_t *version);
+typedef void (*kovax_version_callback)(void* user_data, const kovax_version_t* version);
 
 /*
  * Arguments of kovax_source_init. The record and `parameters` are read during
@@ -137,11 +137,11 @@ typedef void (*kovax_version_callback)(void *user_data, const kovax_version_t *v
  * usable until then. `log` and `error` may be NULL: then nothing is reported.
  */
 typedef struct kovax_source_init_args {
-  const char *parameters;     /* JSON object of init parameters (kovax_source_init_parameters
+  const char* parameters;     /* JSON object of init parameters (kovax_source_init_parameters
                                  publishes its schema) */
-  void *log_user_data;        /* passed back unchanged with every log call */
+  void* log_user_data;        /* passed back unchanged with every log call */
   kovax_log_callback log;     /* may be NULL */
-  void *error_user_data;      /* passed back unchanged to `error` */
+  void* error_user_data;      /* passed back unchanged to `error` */
   kovax_error_callback error; /* receives the failure of kovax_source_init; may be NULL */
 } kovax_source_init_args;
 
@@ -157,7 +157,7 @@ typedef struct kovax_source_init_args {
  * error callback with code 1, in which case no instance exists and `*source` is
  * untouched. [thread-A]
  */
-typedef int32_t (*kovax_source_init_fn)(kovax_source **source, const kovax_source_init_args *args);
+typedef int32_t (*kovax_source_init_fn)(kovax_source** source, const kovax_source_init_args* args);
 
 /*
  * Publishes the JSON Schema (edition 2020-12) of the host's configuration entry
@@ -167,7 +167,7 @@ typedef int32_t (*kovax_source_init_fn)(kovax_source **source, const kovax_sourc
  * Calls `callback` once. Returns KOVAX_RESULT_OK, or KOVAX_RESULT_FAILED if the
  * callback threw. [any-thread]
  */
-typedef int32_t (*kovax_source_init_parameters_fn)(void *user_data, kovax_text_callback callback);
+typedef int32_t (*kovax_source_init_parameters_fn)(void* user_data, kovax_text_callback callback);
 
 /*
  * Reads the input and delivers packets until the end of the file, a stop, or a
@@ -199,7 +199,7 @@ typedef int32_t (*kovax_source_init_parameters_fn)(void *user_data, kovax_text_c
  * breaks that off with KOVAX_RESULT_FAILED and a text that counts what is left.
  * docs/init-parameters.md has the details. [thread-A]
  */
-typedef int32_t (*kovax_source_start_fn)(kovax_source *source, void *packet_user_data,
+typedef int32_t (*kovax_source_start_fn)(kovax_source* source, void* packet_user_data,
                                          kovax_packet_callback callback);
 
 /*
@@ -209,7 +209,7 @@ typedef int32_t (*kovax_source_start_fn)(kovax_source *source, void *packet_user
  * kovax_source_get_last_error. [any-thread], also from a callback; not from a
  * signal handler.
  */
-typedef int32_t (*kovax_source_stop_fn)(kovax_source *source);
+typedef int32_t (*kovax_source_stop_fn)(kovax_source* source);
 
 /*
  * Destroys an instance that is not running and frees all it holds. `source` may
@@ -217,13 +217,13 @@ typedef int32_t (*kovax_source_stop_fn)(kovax_source *source);
  * result. Returns KOVAX_RESULT_OK, or KOVAX_RESULT_FAILED if tearing down
  * failed. [thread-A]
  */
-typedef int32_t (*kovax_source_release_fn)(kovax_source *source);
+typedef int32_t (*kovax_source_release_fn)(kovax_source* source);
 
 /*
  * Calls `callback` once with the plug-in's version. Needs no instance. Returns
  * KOVAX_RESULT_OK, or KOVAX_RESULT_FAILED if the callback threw. [any-thread]
  */
-typedef int32_t (*kovax_source_version_fn)(void *user_data, kovax_version_callback callback);
+typedef int32_t (*kovax_source_version_fn)(void* user_data, kovax_version_callback callback);
 
 /*
  * Calls `callback` once with the text and code of the last failure of start or
@@ -231,21 +231,21 @@ typedef int32_t (*kovax_source_version_fn)(void *user_data, kovax_version_callba
  * it. `source`: an instance, not NULL. What the callback throws is ignored.
  * [any-thread]
  */
-typedef void (*kovax_source_get_last_error_fn)(kovax_source *source, void *user_data,
+typedef void (*kovax_source_get_last_error_fn)(kovax_source* source, void* user_data,
                                                kovax_error_callback callback);
 
 /*
  * The exported functions, for hosts that link the plug-in directly. They are
  * not declared dllimport, which costs such a host one indirection at most.
  */
-int32_t kovax_source_init(kovax_source **source, const kovax_source_init_args *args);
-int32_t kovax_source_init_parameters(void *user_data, kovax_text_callback callback);
-int32_t kovax_source_start(kovax_source *source, void *packet_user_data,
+int32_t kovax_source_init(kovax_source** source, const kovax_source_init_args* args);
+int32_t kovax_source_init_parameters(void* user_data, kovax_text_callback callback);
+int32_t kovax_source_start(kovax_source* source, void* packet_user_data,
                            kovax_packet_callback callback);
-int32_t kovax_source_stop(kovax_source *source);
-int32_t kovax_source_release(kovax_source *source);
-int32_t kovax_source_version(void *user_data, kovax_version_callback callback);
-void kovax_source_get_last_error(kovax_source *source, void *user_data,
+int32_t kovax_source_stop(kovax_source* source);
+int32_t kovax_source_release(kovax_source* source);
+int32_t kovax_source_version(void* user_data, kovax_version_callback callback);
+void kovax_source_get_last_error(kovax_source* source, void* user_data,
                                  kovax_error_callback callback);
 
 #ifdef __cplusplus

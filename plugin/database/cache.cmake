@@ -6,8 +6,6 @@ add_library(veltra_database_cache STATIC
   cached_database.cpp
   catalogue.cpp
   database_locator.cpp
-  digest.cpp
-  download.cpp
   location.cpp
   uid_search.cpp)
 target_link_libraries(veltra_database_cache

@@ -4,12 +4,11 @@
 #include <optional>
 #include <utility>
 
-#include "base/json_member.h"
+#include "implementation/json_values.h"
 #include "platform/file.h"
 #include "plugin/database/cache_settings_error.h"
 #include "plugin/database/cached_database.h"
 #include "plugin/database/catalogue.h"
-#include "plugin/database/download.h"
 #include "plugin/database/location.h"
 
 namespace veltra {
@@ -17,7 +16,10 @@ namespace veltra {
 namespace {
 
 namespace fs = std::filesystem;
+using kovax::as_array;
 using kovax::json;
+using kovax::member;
+using kovax::text_member;
 
 struct catalogue_location {
   std::string as_written;

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "implementation/json.h"
+#include "implementation/json_fwd.h"
 #include "plugin/database/file_io.h"
 #include "plugin/database/host_log.h"
 

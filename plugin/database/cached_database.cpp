@@ -2,11 +2,12 @@
 
 #include <exception>
 
-#include "base/json_member.h"
+#include "base/hex.h"
+#include "implementation/json_values.h"
 #include "platform/file.h"
+#include "platform/sha256.h"
 #include "plugin/database/catalogue.h"
 #include "plugin/database/database_locator.h"
-#include "plugin/database/digest.h"
 #include "plugin/database/file_io.h"
 
 namespace veltra {
@@ -15,6 +16,8 @@ namespace {
 
 namespace fs = std::filesystem;
 using kovax::json;
+using kovax::member;
+using kovax::text_member;
 
 // Why the search for a UUID would not come upon `file`; empty if it would.
 std::string reason_hidden(const fs::path& directory, const fs::path& file) {
@@ -40,6 +43,16 @@ void look_at_file(cached_database& database, const fs::path& directory, const js
 }
 
 }  // namespace
+
+std::string sha256_hex(std::string_view bytes) {
+  std::string text;
+  append_hex(text, platform::sha256(bytes));
+  return text;
+}
+
+bool database_file_intact(std::string_view bytes, std::string_view expected) {
+  return sha256_hex(bytes) == expected;
+}
 
 database_state check_database(const fs::path& file, const json& entry) {
   if (!path_exists(file)) return database_state::missing;

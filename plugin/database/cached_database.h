@@ -3,18 +3,26 @@
 
 #include <filesystem>
 #include <string>
+#include <string_view>
 #include <vector>
 
-#include "implementation/json.h"
+#include "implementation/json_fwd.h"
 
 namespace veltra {
+
+// The SHA-256 digest (FIPS 180-4) of `bytes` as 64 lower-case hexadecimal digits.
+std::string sha256_hex(std::string_view bytes);
+
+// True if `expected` is exactly sha256_hex(`bytes`). Digits in upper case, blanks
+// or a prefix never match: a catalogue writes its digests in one form only.
+bool database_file_intact(std::string_view bytes, std::string_view expected);
 
 enum class database_state {
   intact,
   missing,
   damaged,     // its digest is not the catalogue's
-  unreadable,  // neither can be told; see cached_database::reason
-  hidden,      // intact, but find_database_file() does not give it
+  unreadable,  // it cannot be checked; see cached_database::reason
+  hidden,      // intact, but find_database_file() does not return it
 };
 
 // Compares the digest of `file` with that of its catalogue entry: intact,
@@ -27,7 +35,7 @@ struct cached_database {
   std::string device;  // the catalogue's "type"
   std::string version;
   std::string uuid;
-  std::string location;  // where the catalogue says it comes from, as it stands there
+  std::string location;  // where the catalogue says it comes from, as written there
   std::filesystem::path file;
   database_state state = database_state::missing;
   std::string reason;  // of the states unreadable and hidden
@@ -35,8 +43,8 @@ struct cached_database {
 
 // Every database of the catalogue in `cache_directory`, in the catalogue's
 // order, with its file checked. Changes nothing and downloads nothing. Throws
-// file_error if there is no catalogue and the JSON library's errors if it is
-// none.
+// file_error if there is no catalogue and the JSON library's errors if it is not
+// one.
 std::vector<cached_database> list_cached_databases(const std::filesystem::path& cache_directory);
 
 }  // namespace veltra

@@ -6,11 +6,15 @@
 #include <locale>
 #include <sstream>
 
-#include "base/json_member.h"
+#include "implementation/json_values.h"
 #include "platform/file.h"
 #include "plugin/database/location.h"
 
 namespace veltra {
+
+using kovax::array_member;
+using kovax::member;
+using kovax::text_member;
 
 namespace {
 

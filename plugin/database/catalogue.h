@@ -23,7 +23,7 @@
 #include <string>
 #include <string_view>
 
-#include "implementation/json.h"
+#include "implementation/json_fwd.h"
 
 namespace veltra {
 
@@ -47,7 +47,7 @@ void for_each_version(const kovax::json& catalogue, const version_visitor& visit
 
 // The layout of a cache directory: CACHE/config.json is the catalogue, and
 // CACHE/TYPE/VERSION/UUID/NAME a database, where NAME is cache_file_name() of its
-// entry. Names are taken from the catalogue as they stand, in UTF-8, and joined
+// entry. Names are taken from the catalogue unchanged, in UTF-8, and joined
 // by the platform's path rules.
 std::filesystem::path catalogue_path(const std::filesystem::path& cache_directory);
 std::filesystem::path version_directory(const std::filesystem::path& cache_directory,

@@ -10,7 +10,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// A link to nowhere is no error: there is nothing of any kind.
+// A dangling link is not an error: its type is "not found".
 fs::file_type type_of(const fs::directory_entry& entry) {
   std::error_code error;
   const fs::file_type type = entry.status(error).type();

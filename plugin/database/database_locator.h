@@ -14,10 +14,10 @@ namespace veltra {
 // directories (UTF-8), which are searched in their order and each in the order
 // in which the file system lists it.
 //
-// Tells `log` each directory that is tried. Throws std::runtime_error "unable to
+// Logs each directory that is tried. Throws std::runtime_error "unable to
 // locate db directory" if there is none; std::filesystem::filesystem_error if a
 // directory cannot be listed, or naming "directory_entry::status" if the kind of
-// an entry cannot be told.
+// an entry cannot be read.
 std::filesystem::path locate_database_directory(const std::vector<std::string>& directories,
                                                 std::string_view uuid, const host_log& log);
 

@@ -8,10 +8,10 @@
 
 namespace veltra {
 
-void read_trace_database(std::string_view bytes, bool archive,
-                         const std::function<void(std::string_view text)>& process) {
+void extract_database_texts(std::string_view bytes, bool archive,
+                            const std::function<void(std::string_view text)>& process) {
   // One text for every cause: the JSON library's own messages would mean little
-  // to whoever picked the file.
+  // to the person that picked the file.
   const auto process_or_refuse = [&](std::string_view text) {
     try {
       process(text);

@@ -21,7 +21,7 @@ namespace veltra {
 // - "Trace database has missing fields or is invalid" when `process` throws
 //   anything; no further text is processed, and the caller discards what
 //   `process` has gathered.
-void read_trace_database(std::string_view bytes, bool archive,
-                         const std::function<void(std::string_view text)>& process);
+void extract_database_texts(std::string_view bytes, bool archive,
+                            const std::function<void(std::string_view text)>& process);
 
 }  // namespace veltra

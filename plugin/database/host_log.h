@@ -7,15 +7,15 @@
 
 namespace veltra {
 
-// Where progress is told. A small value to pass about: it owns nothing, and the
-// host keeps callback and user data usable (see kovax_source_init_args). Calls
-// run on the caller's thread and let through what the callback throws.
+// The host's log sink; cheap to copy. It owns nothing: the host keeps callback and user
+// data usable (see kovax_source_init_args). Calls run on the caller's thread and let
+// through what the callback throws.
 struct host_log {
-  kovax_log_callback function = nullptr;  // null: nothing is told
+  kovax_log_callback function = nullptr;  // null: nothing is logged
   void* user_data = nullptr;
-  kovax_source* source = nullptr;  // null for what is told before an instance exists
+  kovax_source* source = nullptr;  // null before an instance exists
 
-  // True if somebody listens; lets a caller spare itself the making of a text.
+  // False if a message would go nowhere: its text need not be made.
   bool listening() const { return function != nullptr; }
 
   // What is being done.

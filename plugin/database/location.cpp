@@ -1,6 +1,12 @@
 #include "plugin/database/location.h"
 
-#include "base/json_member.h"
+#include <curlpp/Easy.hpp>
+#include <curlpp/Options.hpp>
+#include <curlpp/cURLpp.hpp>
+#include <sstream>
+#include <utility>
+
+#include "implementation/json_values.h"
 #include "plugin/database/cache_settings_error.h"
 
 namespace veltra {
@@ -39,8 +45,20 @@ std::string resolve_location(std::string_view root, std::string_view location) {
   return address;
 }
 
+std::string download_to_string(const std::string& address,
+                               const std::optional<std::string>& proxy) {
+  const curlpp::Cleanup libcurl_in_use;
+  std::ostringstream body;
+  curlpp::Easy request;
+  request.setOpt(curlpp::options::Url(address));
+  request.setOpt(curlpp::options::WriteStream(&body));
+  if (proxy) request.setOpt(curlpp::options::Proxy(*proxy));
+  request.perform();
+  return std::move(body).str();
+}
+
 std::string cache_file_name(const kovax::json& entry) {
-  const std::string path = text_member(member(entry, "database"), "path");
+  const std::string path = kovax::text_member(kovax::member(entry, "database"), "path");
   if (find_placeholder(path) == 0) return std::string(without_placeholder(path));
   for (const char separator : {'/', '\\'}) {
     const std::size_t last = path.rfind(separator);

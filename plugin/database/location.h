@@ -1,10 +1,12 @@
-// location.h - where the files of a catalogue come from and what they are called.
+// location.h - where the files of a catalogue come from, how they are fetched, and what
+// they are called in the cache.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
-#include "implementation/json.h"
+#include "implementation/json_fwd.h"
 
 namespace veltra {
 
@@ -12,10 +14,26 @@ namespace veltra {
 // it begins with the placeholder "${root}" (or "${ROOT}"), `root` in its place
 // with one "/" between them unless the root ends with a "/" or "\".
 //
-// A placeholder must stand first. Wherever it stands, the first seven characters
-// are what is replaced. Throws cache_settings_error (root_missing) "root missing
-// from auto_detect_db_config" when it stands first and `root` is empty.
+// A placeholder must come first. Wherever it is, the first seven characters are what is
+// replaced. Throws cache_settings_error (root_missing) "root missing from
+// auto_detect_db_config" when it comes first and `root` is empty.
 std::string resolve_location(std::string_view root, std::string_view location);
+
+// Fetches the whole body found at `address`, any URL that libcurl supports
+// (http:, https:, file: and others), and returns it as it came.
+//
+// `proxy`: address and port of a proxy. When present it is used even if it is
+// empty, which turns off a proxy named by the environment; when absent the
+// environment's (http_proxy and its like) holds.
+//
+// One attempt, without a timeout; redirects are not followed, and the page of
+// an HTTP error status is a body like any other. Throws curlpp::RuntimeError or
+// curlpp::LogicError with libcurl's own text when the transfer fails, also when
+// it breaks off in mid-body.
+//
+// Initialises libcurl and cleans it up around the call: nothing else in the
+// process may use libcurl meanwhile.
+std::string download_to_string(const std::string& address, const std::optional<std::string>& proxy);
 
 // Returns the name under which the database of a catalogue's version entry is
 // kept in its directory, after the entry's "database"."path": what follows a

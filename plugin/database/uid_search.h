@@ -20,11 +20,11 @@
 
 namespace veltra {
 
-// Collects the stream and searches it as it comes. A search is always told to
-// the log as if it had started over with the first byte: candidates that were
-// rejected before are named again, in their order. Only new bytes are looked at,
-// so that the work is linear in what is read, but for those repeated messages,
-// which are made only if somebody listens.
+// Collects the stream and searches it as it comes. A search is always logged as if it
+// had started over with the first byte: candidates that were rejected before are named
+// again, in their order. Only new bytes are searched, so that the work is linear in what
+// is read, except for those repeated messages, which are made only for a log that is
+// listening.
 //
 // Memory: the collected bytes, and one position for each rejected candidate.
 // One thread at a time.
@@ -34,9 +34,9 @@ class uid_search {
   // UUID, as it is spelt in the stream; nothing if more bytes are needed. Once
   // there is a result, later calls give it again.
   //
-  // Tells `log` the size of what is collected, each candidate, and each candidate
-  // that is no UUID (as a recoverable failure). What the log callback throws
-  // passes through; the bytes are kept then, and the next call searches again.
+  // Logs the size of what is collected, each candidate, and each rejection of a candidate
+  // that is not a UUID (as a recoverable failure). What the log callback throws passes
+  // through; the bytes are kept then, and the next call searches again.
   std::optional<std::string> search(std::string_view new_bytes, const host_log& log);
 
   // Every byte given so far, in order. Valid until the next call of search().

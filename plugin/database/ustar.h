@@ -22,7 +22,7 @@ using ustar_block = std::span<const char, ustar_block_size>;
 
 // What a header block says.
 struct ustar_header {
-  // Why the block is no header, as a text that lives for ever, or empty. The
+  // Static string: why the header is invalid, or empty. The
   // other fields mean nothing when there is an error.
   std::string_view error;
 

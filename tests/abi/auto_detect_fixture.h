@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "platform/file.h"
-#include "plugin/database/digest.h"
+#include "plugin/database/cached_database.h"
 #include "tests/support/catalogue_builder.h"
 #include "tests/support/paths.h"
 #include "tests/support/source_fixture.h"

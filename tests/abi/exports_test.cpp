@@ -1,5 +1,5 @@
-// The exported functions that need no instance, and what the library files
-// show to the dynamic linker.
+// The interface itself: its headers, the library files, the exported functions that need
+// no instance, and the schema.
 #include <gmock/gmock.h>
 
 #include <set>
@@ -7,12 +7,18 @@
 #include <string>
 #include <vector>
 
+#include "implementation/json.h"
 #include "platform/file.h"
 #include "tests/support/library_file.h"
 #include "tests/support/source_fixture.h"
 
+extern "C" long header_c_language(void);
+long header_cpp11_language();
+long header_cpp20_language();
+
 namespace {
 
+using kovax::json;
 using test_support::decoder_library_name;
 using test_support::plugin;
 using test_support::read_library_file;
@@ -130,6 +136,83 @@ TEST_F(scripted_decoder_test, the_library_search_path_decides_which_decoder_is_u
   const auto made = decoder.calls_of(scripted_new);
   ASSERT_EQ(made.size(), 1U);
   EXPECT_NE(made.front().handle, nullptr);
+}
+
+// --- the schema -----------------------------------------------------------------------
+
+std::string schema_text() {
+  std::string text;
+  EXPECT_EQ(
+      plugin().init_parameters(
+          &text, [](void* data, const char* schema) { *static_cast<std::string*>(data) = schema; }),
+      0);
+  return text;
+}
+
+TEST(schema_test, is_one_line_with_two_blanks_for_each_line_of_the_document) {
+  EXPECT_EQ(schema_text().find_first_of("\r\n"), std::string::npos);
+  EXPECT_EQ(schema_text().substr(0, 14), R"({  "$schema": )");
+  EXPECT_EQ(schema_text(), schema_text()) << "a second call gives another text";
+}
+
+TEST(schema_test, describes_the_hosts_entry_for_this_plugin) {
+  EXPECT_EQ(json::parse(schema_text()), json::parse(R"({
+    "$schema": "https://json-schema.org/draft/2020-12/schema",
+    "title": "veltra init parameters",
+    "type": "object",
+    "additionalProperties": false,
+    "required": ["init_parameters"],
+    "properties": {
+      "name": {"const": "kovax-veltra-source"},
+      "path": {"type": "string"},
+      "init_parameters": {
+        "type": "object",
+        "additionalProperties": false,
+        "properties": {
+          "file_path": {"type": "string", "description": "path to trace file bin"},
+          "serialport": {
+            "type": "object",
+            "description": "serialport settings",
+            "additionalProperties": false,
+            "required": ["path"],
+            "properties": {
+              "path": {"type": "string", "description": "path or name for serialport device"},
+              "settings": {
+                "type": "object",
+                "description": "settings for serialport for modem trace baudrate needs to be 1000000 ",
+                "properties": {
+                  "baud_rate": {"type": "integer"},
+                  "data_bits": {"type": "integer", "minimum": 5, "maximum": 12,
+                                "exclusiveMaximum": true},
+                  "stop_bits": {"type": "string", "enum": ["1", "1.5", "2"]},
+                  "parity": {"type": "string", "enum": ["none", "even", "odd"]},
+                  "flow_control": {"type": "string", "enum": ["none", "hw", "sw"]}}}}},
+          "db_file_path": {"type": "string", "description":
+            "path to db.tar.gz or json file overwrites auto_detect_db_config if present"},
+          "chunk_size": {"type": "integer", "description":
+            "change file/serialport buffer size default = 1024"},
+          "auto_detect_db_config": {
+            "type": "object",
+            "additionalProperties": false,
+            "required": ["cache_directory"],
+            "properties": {
+              "trace_db_locations": {"type": "array", "description":
+                "download priority list of config.json"},
+              "cache_directory": {"type": "string", "description": "cache directory location"},
+              "update_cache": {"type": "boolean", "description": "try to update config.json"},
+              "proxy_setting": {"type": "string", "description": "proxy address with port"},
+              "root": {"type": "string", "description":
+                "root path (uri/url like http://path or file://fs_path etc.) for trace_db_locations and config.json paths"}}}}}}})"));
+}
+
+// --- the headers ------------------------------------------------------------------------
+
+// The layouts are asserted while the headers compile; these tests see to it that
+// they were compiled as the languages they promise.
+TEST(headers_test, compile_as_c11_and_as_two_versions_of_cpp) {
+  EXPECT_EQ(header_c_language(), 201112L);
+  EXPECT_EQ(header_cpp11_language(), 201103L);
+  EXPECT_GE(header_cpp20_language(), 202002L);
 }
 
 }  // namespace

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "implementation/json.h"
-#include "plugin/database/digest.h"
+#include "plugin/database/cached_database.h"
 
 namespace test_support {
 

@@ -68,7 +68,7 @@ void zet_serialport::run_rx_worker(void* port, start_signal& signal) {
   try {
     transport_->receive(port, [this](std::span<const std::uint8_t> bytes) { received(bytes); });
   } catch (const zet_serialport_exception& error) {
-    // The error before the flag: whoever sees the port closed sees why.
+    // The error before the flag: a read that sees the port closed sees why.
     const std::lock_guard lock(rx_mutex_);
     last_error_ = error.code();
     closed_ = true;
@@ -98,8 +98,8 @@ void zet_serialport::throw_if_unreadable() const {
 void zet_serialport::read(std::string& output, std::size_t count,
                           std::optional<std::chrono::milliseconds> timeout) {
   std::optional<steady::time_point> deadline;
-  // From here to the wait the mutex is held: whoever closes, cancels or appends
-  // takes it before notifying, so no notification falls between test and wait.
+  // From here to the wait the mutex is held: closing, cancelling and appending
+  // take it before notifying, so no notification falls between test and wait.
   std::unique_lock lock(rx_mutex_);
   for (;;) {
     throw_if_unreadable();

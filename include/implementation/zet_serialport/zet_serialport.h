@@ -32,7 +32,7 @@ class zet_serialport_win32;
 // other, so that a close() that meets an open() takes place after it.
 //
 // Bytes that were received and not read survive close() and open(). The buffer
-// has no limit: if nobody reads, it holds everything received.
+// has no limit: without reads it holds everything received.
 class zet_serialport {
  public:
   // Names the device, e.g. "COM3" or "/dev/ttyUSB0", without opening it.
@@ -51,7 +51,7 @@ class zet_serialport {
   //
   // Throws zet_serialport_exception: ERR_SERIALPORT_OPEN, ERR_QUERY_SETTINGS or
   // ERR_ASSIGN_SETTINGS. After the latter two the port stays open without a
-  // worker until close(). Throws std::system_error if there is no thread left.
+  // worker until close(). Throws std::system_error if no thread can be created.
   void open(const std::optional<zet_serialport_settings>& settings, bool purge, bool flag = false);
 
   // Appends exactly `count` bytes to `output`; waits until there are as many.
@@ -69,7 +69,7 @@ class zet_serialport {
   // without waiting, from a closed port as well. Returns how many.
   std::size_t take_received(std::string& output, std::size_t max_count);
 
-  // Ends every read, now and until the port is opened anew.
+  // Ends every read, now and until the port is opened again.
   void cancel();
 
   // Ends the rx worker, wakes every read and releases the device. Does nothing
@@ -97,7 +97,7 @@ class zet_serialport {
   receive_buffer buffer_;
   std::error_code last_error_{0, std::system_category()};
   std::condition_variable rx_condition_;
-  // The fewest bytes that a waiting read can use: below it nobody is woken.
+  // The fewest bytes that a waiting read can use: below it no read is woken.
   std::size_t wanted_ = std::numeric_limits<std::size_t>::max();
   std::atomic<bool> cancelled_ = false;
   std::atomic<bool> closed_ = false;

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <utility>
 
-#include "implementation/json_numbers.h"
+#include "implementation/json_values.h"
 
 namespace zet_serialport_lib {
 

@@ -1,10 +1,15 @@
-// What is different with files and names on Windows.
+// Files, names and libraries as only Windows has them.
+#include <gtest/gtest.h>
+
 #include <filesystem>
 #include <string>
 #include <system_error>
 
 #include "platform/file.h"
+#include "platform/windows/system.h"
 #include "tests/support/environment_variable.h"
+#include "tests/support/library_file.h"
+#include "tests/support/plugin_library.h"
 #include "tests/support/source_fixture.h"
 
 namespace {
@@ -55,6 +60,31 @@ TEST_F(windows_files_test, a_name_too_long_does_not_exist) {
   const std::string name(300, 'n');
   EXPECT_EQ(init_failure({{"file_path", (directory.path() / name).string()}}),
             "trace file does not exist");
+}
+
+// --- libraries -----------------------------------------------------------------------
+
+fs::path system_directory() {
+  std::wstring path(MAX_PATH, L'\0');
+  path.resize(GetSystemDirectoryW(path.data(), static_cast<UINT>(path.size())));
+  return path;
+}
+
+void expect_all_found(const fs::path& library) {
+  const auto needed = test_support::read_library_file(library).needed;
+  EXPECT_FALSE(needed.empty());
+  for (const std::string& name : needed) {
+    EXPECT_TRUE(fs::exists(library.parent_path() / name) || fs::exists(system_directory() / name))
+        << library << " needs " << name;
+  }
+}
+
+TEST(library_test, the_plugin_needs_only_what_stands_beside_it_and_the_system) {
+  expect_all_found(platform::path_from_utf8(test_support::plugin_file()));
+}
+
+TEST(library_test, the_decoder_needs_only_what_stands_beside_it_and_the_system) {
+  expect_all_found(VELTRA_DECODER_FILE);
 }
 
 }  // namespace

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "implementation/json.h"
-#include "plugin/database/digest.h"
+#include "plugin/database/cached_database.h"
 #include "plugin/database/file_io.h"
 #include "tests/support/catalogue_builder.h"
 #include "tests/support/child_process.h"

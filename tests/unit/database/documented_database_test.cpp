@@ -12,9 +12,9 @@
 #include <vector>
 
 #include "plugin/database/database_reader.h"
-#include "plugin/database_collection.h"
 #include "plugin/source_properties.h"
 #include "plugin/trace_db.h"
+#include "plugin/trace_db_config.h"
 
 namespace veltra {
 namespace {
@@ -61,8 +61,8 @@ std::string described(std::string_view layer, std::string_view category, std::st
 // The records that processing the example gives.
 database_collection processed_example(const std::string& text) {
   database_collection collection;
-  read_trace_database(example(text), false, [&](std::string_view database) {
-    process_trace_db(collection, {}, database);
+  extract_database_texts(example(text), false, [&](std::string_view database) {
+    process_database_text(collection, {}, database);
   });
   return collection;
 }

@@ -12,7 +12,7 @@
 #include "platform/file.h"
 #include "plugin/database/cache_settings_error.h"
 #include "plugin/database/cache_sync.h"
-#include "plugin/database/digest.h"
+#include "plugin/database/cached_database.h"
 #include "tests/support/catalogue_builder.h"
 #include "tests/support/environment_variable.h"
 #include "tests/support/forward_proxy.h"

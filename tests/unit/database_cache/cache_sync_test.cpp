@@ -245,14 +245,14 @@ TEST_F(cache_sync_test, a_host_without_log_callback_is_served_too) {
 
 // --- what a listener gets ------------------------------------------------------
 
-using step = std::pair<sync_step, std::string>;
+using reported = std::pair<sync_step, std::string>;
 
 struct recorded_steps : sync_listener {
   void on_step(sync_step step, const std::string& detail) override {
     steps.emplace_back(step, detail);
     if (step == failing) throw std::logic_error("listener");
   }
-  std::vector<step> steps;
+  std::vector<reported> steps;
   std::optional<sync_step> failing;
 };
 
@@ -265,13 +265,14 @@ TEST_F(cache_sync_test, a_listener_gets_every_step_with_what_it_is_about) {
   sync_database_cache(listener, config_, directories_, expand_);
   EXPECT_THAT(
       listener.steps,
-      ElementsAre(step(sync_step::catalogue_requested, "file:///no/such/config.json"),
-                  step(sync_step::catalogue_failed, "Couldn't open file /no/such/config.json"),
-                  step(sync_step::catalogue_requested, "${root}config.json"),
-                  step(sync_step::catalogue_compared, ""), step(sync_step::catalogue_written, ""),
-                  step(sync_step::database_checked, path("modem/1.0/uuid-of-fw1.json/fw1.json")),
-                  step(sync_step::database_requested, "uuid-of-fw1.json"),
-                  step(sync_step::database_checked, path("modem/2.0/uuid-of-fw2.json/fw2.json"))));
+      ElementsAre(
+          reported(sync_step::catalogue_requested, "file:///no/such/config.json"),
+          reported(sync_step::catalogue_failed, "Couldn't open file /no/such/config.json"),
+          reported(sync_step::catalogue_requested, "${root}config.json"),
+          reported(sync_step::catalogue_compared, ""), reported(sync_step::catalogue_written, ""),
+          reported(sync_step::database_checked, path("modem/1.0/uuid-of-fw1.json/fw1.json")),
+          reported(sync_step::database_requested, "uuid-of-fw1.json"),
+          reported(sync_step::database_checked, path("modem/2.0/uuid-of-fw2.json/fw2.json"))));
 }
 
 TEST_F(cache_sync_test, what_a_listener_throws_ends_the_work_and_passes_through) {

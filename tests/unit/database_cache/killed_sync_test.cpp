@@ -9,7 +9,7 @@
 
 #include "platform/file.h"
 #include "plugin/database/cache_sync.h"
-#include "plugin/database/digest.h"
+#include "plugin/database/cached_database.h"
 #include "tests/support/catalogue_builder.h"
 #include "tests/support/child_process.h"
 #include "tests/support/temp_directory.h"

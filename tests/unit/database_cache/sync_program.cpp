@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <exception>
 
+#include "implementation/json.h"
 #include "plugin/database/cache_sync.h"
 #include "tests/support/child_process.h"
 

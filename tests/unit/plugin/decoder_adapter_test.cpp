@@ -37,7 +37,7 @@ class adapter : public ::testing::Test {
 
   std::string failure(const std::filesystem::path& path) {
     try {
-      sut.load_database(path, {});
+      sut.configure(path, {});
     } catch (const std::runtime_error& error) {
       return error.what();
     }
@@ -57,12 +57,12 @@ TEST_F(adapter, is_not_ready_before_a_database_was_loaded) {
 }
 
 TEST_F(adapter, a_new_database_replaces_decoder_and_collection) {
-  sut.load_database(write("a.json", database("first", configuration)), {});
+  sut.configure(write("a.json", database("first", configuration)), {});
   sut.feed(frame());
   EXPECT_EQ(sut.pending_traces(), 1U);
 
   const std::filesystem::path second = write("b.json", database("second", configuration));
-  sut.load_database(second, {});
+  sut.configure(second, {});
   EXPECT_EQ(sut.pending_traces(), 0U);
   EXPECT_EQ(sut.collection().uuid, "second");
   EXPECT_EQ(sut.collection().configs().size(), 1U);
@@ -75,7 +75,7 @@ TEST_F(adapter, a_new_database_replaces_decoder_and_collection) {
 }
 
 TEST_F(adapter, a_refused_configuration_leaves_the_new_decoder_and_the_old_collection) {
-  sut.load_database(write("a.json", database("first", configuration)), {});
+  sut.configure(write("a.json", database("first", configuration)), {});
   EXPECT_EQ(failure(write("b.json", database("second", "{}"))), "dekodrix config failed to set");
   EXPECT_TRUE(sut.ready());
   EXPECT_EQ(sut.collection().uuid, "first");

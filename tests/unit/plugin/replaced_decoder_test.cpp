@@ -28,7 +28,7 @@ class replaced_decoder : public ::testing::Test {
  protected:
   void SetUp() override { scripted_dekodrix_clear(); }
 
-  void load() { adapter->load_database(database, {}); }
+  void load() { adapter->configure(database, {}); }
 
   const test_support::temp_directory directory;
   const std::filesystem::path database = directory.write("db.json", R"({"meta": {

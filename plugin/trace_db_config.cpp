@@ -1,4 +1,4 @@
-#include "plugin/database_collection.h"
+#include "plugin/trace_db_config.h"
 
 #include <utility>
 

@@ -1,4 +1,4 @@
-#include "plugin/run_guarded.h"
+#include "plugin/errors.h"
 
 #include <kovax/source.h>
 
@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "platform/message.h"
-#include "plugin/errors.h"
 
 namespace veltra {
 
