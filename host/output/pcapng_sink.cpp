@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "host/output/exported_pdu.h"
+#include "host/output/nas_direction.h"
 #include "host/output/pcapng_blocks.h"
 
 namespace veltra::host {
@@ -106,7 +107,7 @@ void pcapng_sink::put_raw(const packet& packet) {
   pcapng::enhanced_packet block;
   block.interface = on.number;
   block.time = last_time_;
-  block.header = format.header;
+  block.header = format.data_header;
   for (auto rest = packet.payload; !rest.empty(); rest = rest.subspan(block.payload.size())) {
     block.payload = rest.first(std::min(rest.size(), max_packet - block.header.size()));
     block.full_payload_size = block.payload.size();
@@ -120,7 +121,9 @@ void pcapng_sink::put_raw(const packet& packet) {
 void pcapng_sink::put_message(const packet& packet) {
   const layer_format& format = format_of(packet.layer);
   const bool dissectable = is_dissectable(format.kind, packet.payload);
-  const std::string& header = dissectable ? format.header : format.data_header;
+  const direction way = dissectable ? direction_of(format, packet) : format.way;
+  const std::string& header =
+      dissectable ? format.headers[static_cast<std::size_t>(way)] : format.data_header;
   // Without a header there would be no telling on the interface for IP.
   const packet_kind kind =
       format.kind == packet_kind::ip && !dissectable ? packet_kind::other : format.kind;
@@ -135,18 +138,13 @@ void pcapng_sink::put_message(const packet& packet) {
   block.interface = on.number;
   block.time = packet.time;
   block.header = header;
-  block.payload =
-      packet.payload.first(std::min(packet.payload.size(), max_packet - header.size()));
+  block.payload = packet.payload.first(std::min(packet.payload.size(), max_packet - header.size()));
   block.full_payload_size = packet.payload.size();
   if (block.payload.size() < packet.payload.size()) ++cut_packets_;
-  block.way = format.way;
-  block.comment = dissectable ? std::string_view(format.comment) : "no message of its layer";
-  if (format.kind == packet_kind::at) {
-    // Told in a comment only: a direction would change what Wireshark's columns show.
-    block.comment = dropped                                  ? "dropped traces"
-                    : is_at_command(as_text(packet.payload)) ? "AT command"
-                                                             : "AT answer";
-  }
+  block.way = way;
+  block.comment = dropped       ? "dropped traces"
+                  : dissectable ? std::string_view(format.comment)
+                                : "no message of its layer";
   on.dropped += missed_;
   const std::string gap = describe_gap(std::exchange(missed_, 0));
   if (!gap.empty()) block.comment = gap;
@@ -194,14 +192,32 @@ const pcapng_sink::layer_format& pcapng_sink::format_of(std::string_view layer) 
   if (const dissector* found = find_dissector(layer)) {
     format.kind = found->kind;
     format.way = found->way;
-    if (found->kind != packet_kind::ip) {
-      format.header = exported_pdu_header(found->name, found->way);
+    for (const direction way : {direction::unknown, direction::received, direction::sent}) {
+      if (found->kind == packet_kind::ip) break;
+      // Whether an AT text is a command is a guess, which may be shown in the packet's
+      // flags, but not in the columns as a fact: a modem's echo is a command, too.
+      const bool is_guess = found->kind == packet_kind::at && way != direction::unknown;
+      format.headers[static_cast<std::size_t>(way)] =
+          is_guess ? exported_pdu_header(found->name, direction::unknown, {}, direction_tag::always)
+                   : exported_pdu_header(found->name, way);
     }
   } else {
-    format.header = format.data_header;
+    format.headers.fill(format.data_header);
     format.comment = "no dissector for layer " + std::string(layer);
   }
   return formats_.emplace(layer, std::move(format)).first->second;
+}
+
+direction pcapng_sink::direction_of(const layer_format& format, const packet& packet) {
+  switch (format.kind) {
+    case packet_kind::nas:
+      return nas_direction(packet.payload);
+    case packet_kind::at:
+      if (dropped_traces(packet)) return direction::unknown;
+      return is_at_command(as_text(packet.payload)) ? direction::sent : direction::received;
+    default:
+      return format.way;
+  }
 }
 
 pcapng_sink::interface& pcapng_sink::interface_of(packet_kind kind) {

@@ -39,10 +39,10 @@ class pcapng_sink : public file_sink {
   // What is the same for all packets of a layer.
   struct layer_format {
     packet_kind kind;
-    direction way;
-    std::string header;       // exported PDU header; empty for IP
-    std::string data_header;  // for a payload that its dissector would call malformed
-    std::string comment;      // empty: none
+    direction way;                       // unknown: a packet's own bytes may tell
+    std::array<std::string, 3> headers;  // exported PDU header by direction; empty for IP
+    std::string data_header;             // for a payload that its dissector would call malformed
+    std::string comment;                 // empty: none
   };
   struct interface {
     std::uint32_t number;
@@ -59,6 +59,7 @@ class pcapng_sink : public file_sink {
   bool put_key_material(const packet& packet);
   void put_message(const packet& packet);
   const layer_format& format_of(std::string_view layer);
+  static direction direction_of(const layer_format& format, const packet& packet);
   interface& interface_of(packet_kind kind);
 
   const settings settings_;
