@@ -58,10 +58,23 @@ bool is_dissectable(packet_kind kind, std::span<const std::uint8_t> payload) {
   return true;
 }
 
-std::string describe_gap(std::uint64_t missed) {
-  if (missed == 0) return {};
-  return fmt::format("{} packet{} before this one {} missed: the reader was too slow", missed,
-                     missed == 1 ? "" : "s", missed == 1 ? "was" : "were");
+// Several remarks are one comment: some readers show only a packet's first.
+void append_remark(std::string& to, std::string_view remark) {
+  if (remark.empty()) return;
+  if (!to.empty()) to += "; ";
+  to += remark;
+}
+
+std::string describe_missed(std::uint64_t count) {
+  if (count == 0) return {};
+  return fmt::format("{} packet{} before this one {} missed: the reader was too slow", count,
+                     count == 1 ? "" : "s", count == 1 ? "was" : "were");
+}
+
+std::string describe_dropped(std::uint64_t count) {
+  if (count == 0) return {};
+  return fmt::format("{} trace{} before this packet {} dropped", count, count == 1 ? "" : "s",
+                     count == 1 ? "was" : "were");
 }
 
 }  // namespace
@@ -129,9 +142,8 @@ void pcapng_sink::put_message(const packet& packet) {
       format.kind == packet_kind::ip && !dissectable ? packet_kind::other : format.kind;
   if (kind == packet_kind::ip) block_stream_->before_ip_packet(packet.payload);
   interface& on = interface_of(kind);
+  latest_ = &on;
   ++on.received;
-  const std::optional<std::uint64_t> dropped = dropped_traces(packet);
-  on.dropped += dropped.value_or(0);
   last_time_ = std::max(last_time_, packet.time);
 
   pcapng::enhanced_packet block;
@@ -142,12 +154,18 @@ void pcapng_sink::put_message(const packet& packet) {
   block.full_payload_size = packet.payload.size();
   if (block.payload.size() < packet.payload.size()) ++cut_packets_;
   block.way = way;
-  block.comment = dropped       ? "dropped traces"
-                  : dissectable ? std::string_view(format.comment)
-                                : "no message of its layer";
-  on.dropped += missed_;
-  const std::string gap = describe_gap(std::exchange(missed_, 0));
-  if (!gap.empty()) block.comment = gap;
+  comment_ = describe_missed(missed_);
+  on.dropped += std::exchange(missed_, 0);
+  if (const std::optional<std::uint64_t> dropped = dropped_traces(packet)) {
+    append_remark(comment_, "dropped traces");
+    on.dropped += *dropped;
+    dropped_ += *dropped;
+  } else {
+    append_remark(comment_, describe_dropped(std::exchange(dropped_, 0)));
+  }
+  append_remark(comment_,
+                dissectable ? std::string_view(format.comment) : "no message of its layer");
+  block.comment = comment_;
   block_.clear();
   pcapng::append_packet(block_, block);
   block_stream_->write(block_);
@@ -158,6 +176,7 @@ void pcapng_sink::mark_missed(std::uint64_t count) {
 }
 
 void pcapng_sink::write_trailer() {
+  if (latest_ != nullptr) latest_->dropped += std::exchange(missed_, 0);
   block_.clear();
   for (const std::optional<interface>& on : interfaces_) {
     if (on) pcapng::append_statistics(block_, on->number, last_time_, on->received, on->dropped);

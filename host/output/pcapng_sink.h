@@ -67,11 +67,14 @@ class pcapng_sink : public file_sink {
   std::array<std::optional<interface>, kinds> interfaces_;
   std::uint32_t interface_count_ = 0;
   std::uint64_t last_time_ = 0;
-  std::uint64_t missed_ = 0;  // before the next packet
+  interface* latest_ = nullptr;  // of the latest message
+  std::uint64_t missed_ = 0;     // packets before the next one
+  std::uint64_t dropped_ = 0;    // traces before the next packet that does not report them
   tls_key_log key_log_;
   std::optional<block_stream> block_stream_;
   std::uint64_t cut_packets_ = 0;
-  std::string block_;  // kept between packets to save its allocation
+  std::string block_;    // kept between packets to save its allocation
+  std::string comment_;  // likewise
 };
 
 }  // namespace veltra::host

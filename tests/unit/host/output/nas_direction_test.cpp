@@ -25,10 +25,10 @@ TEST(nas_direction, a_type_that_only_the_network_sends_is_received) {
 }
 
 TEST(nas_direction, a_type_that_both_send_is_unknown) {
-  for (const std::uint8_t type : {0x45, 0x46, 0x60}) {
+  for (const std::uint8_t type : bytes{0x45, 0x46, 0x60}) {
     EXPECT_EQ(nas_direction(bytes{0x07, type, 0x00}), unknown) << "type " << int{type};
   }
-  for (const std::uint8_t type : {0xdc, 0xe8, 0xeb}) {
+  for (const std::uint8_t type : bytes{0xdc, 0xe8, 0xeb}) {
     EXPECT_EQ(nas_direction(bytes{0x02, 0x01, type}), unknown) << "type " << int{type};
   }
 }
@@ -41,7 +41,7 @@ TEST(nas_direction, a_protected_message_that_is_not_ciphered_shows_the_type_insi
 }
 
 TEST(nas_direction, a_ciphered_message_is_unknown_whatever_its_bytes_look_like) {
-  for (const std::uint8_t first : {0x27, 0x47}) {
+  for (const std::uint8_t first : bytes{0x27, 0x47}) {
     EXPECT_EQ(nas_direction(bytes{first, 1, 2, 3, 4, 5, 0x07, 0x41, 0x00}), unknown);
     EXPECT_EQ(nas_direction(bytes{first, 0x41, 0xc1, 0xd0}), unknown);
   }
@@ -49,7 +49,7 @@ TEST(nas_direction, a_ciphered_message_is_unknown_whatever_its_bytes_look_like) 
 }
 
 TEST(nas_direction, the_short_service_request_is_sent) {
-  for (const std::uint8_t first : {0xc7, 0xd7, 0xe7, 0xf7}) {
+  for (const std::uint8_t first : bytes{0xc7, 0xd7, 0xe7, 0xf7}) {
     EXPECT_EQ(nas_direction(bytes{first, 0x01, 0x12, 0x34}), sent);
   }
 }
