@@ -23,6 +23,7 @@ void live_view::take_packet(const packet& packet) {
 void live_view::take_event(const source_event& event) {
   const std::lock_guard lock(mutex_);
   if (event.kind == event_kind::port_opening) {
+    is_open_ = true;
     status_.begin(clock::now());
   } else if (event.kind == event_kind::bytes_searched) {
     status_.take_searched(event.bytes);
@@ -34,7 +35,7 @@ void live_view::take_event(const source_event& event) {
 void live_view::show_lines(std::string_view lines) {
   {
     const std::lock_guard lock(mutex_);
-    if (!has_ended_) {
+    if (is_open_) {
       lines_ += lines;
       return;
     }
@@ -56,7 +57,7 @@ void live_view::end() {
   std::string text;
   {
     const std::lock_guard lock(mutex_);
-    has_ended_ = true;
+    is_open_ = false;
     text = status_.clear() + std::exchange(lines_, {});
   }
   if (!text.empty()) tell(text);

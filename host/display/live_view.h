@@ -10,8 +10,9 @@
 
 namespace veltra::host {
 
-// Shows what a live_status has to say when its time has come, on stderr. Lines wait for
-// the next tick(), so that a terminal that has been stopped does not stop the run.
+// Shows what a live_status has to say when its time has come, on stderr. While the port
+// is open lines wait for the next tick(), so that a terminal that has been stopped does
+// not stop the run.
 class live_view : public display {
  public:
   explicit live_view(live_status_options options);
@@ -25,8 +26,8 @@ class live_view : public display {
  private:
   std::mutex mutex_;  // guards what follows
   live_status status_;
-  std::string lines_;  // not shown yet
-  bool has_ended_ = false;
+  bool is_open_ = false;  // the port, until end()
+  std::string lines_;     // not shown yet
 };
 
 }  // namespace veltra::host

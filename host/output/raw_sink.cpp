@@ -10,6 +10,7 @@
 #include "host/output/output_failure.h"
 #include "host/output/output_file.h"
 #include "platform/file.h"
+#include "platform/symbolic_links.h"
 
 namespace veltra::host {
 
@@ -22,6 +23,7 @@ constexpr std::string_view operation = "cannot write the raw trace";
 raw_sink::raw_sink(std::filesystem::path path, bool may_overwrite,
                    std::chrono::milliseconds patience)
     : path_(std::move(path)),
+      target_(path_),
       is_stream_(output_file::is_stream(path_)),
       may_overwrite_(may_overwrite),
       stream_(patience) {
@@ -30,9 +32,12 @@ raw_sink::raw_sink(std::filesystem::path path, bool may_overwrite,
 }
 
 // Changes nothing, so that hours of silence are not for nothing.
-void raw_sink::check_file() const {
+void raw_sink::check_file() {
+  std::error_code circle;
+  target_ = platform::end_of_links(path_, circle);
+  if (circle) fail(circle.default_error_condition().value());
   std::error_code ignored;
-  const auto there = std::filesystem::status(path_, ignored).type();
+  const auto there = std::filesystem::status(target_, ignored).type();
   const bool is_new = there == std::filesystem::file_type::not_found;
   if (!is_new && !may_overwrite_) {
     throw user_error(exit_code::usage,
@@ -42,9 +47,9 @@ void raw_sink::check_file() const {
   }
   if (!is_new && there != std::filesystem::file_type::regular) return;
   errno = 0;
-  const bool opens = std::ofstream(path_, std::ios::binary | std::ios::app).is_open();
+  const bool opens = std::ofstream(target_, std::ios::binary | std::ios::app).is_open();
   const int error = errno;
-  if (is_new) std::filesystem::remove(path_, ignored);
+  if (is_new) std::filesystem::remove(target_, ignored);
   if (!opens) fail(error);
 }
 
@@ -59,8 +64,7 @@ void raw_sink::open() {
     file_.reset(stdout);
   } else {
     const bool is_replaced = is_stream_ || may_overwrite_;
-    file_.reset(
-        platform::open_file(path_, is_replaced ? open_mode::replace : open_mode::create));
+    file_.reset(platform::open_file(target_, is_replaced ? open_mode::replace : open_mode::create));
   }
   if (!file_) fail(errno);
   // A packet is in the file when write() returns, not when some buffer is full.

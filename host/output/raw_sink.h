@@ -24,8 +24,7 @@ class raw_sink : public sink {
   // (usage) for one that exists unless `may_overwrite`. `patience` is that of a stream
   // after limit_writes().
   explicit raw_sink(std::filesystem::path path, bool may_overwrite = false,
-                    std::chrono::milliseconds patience =
-                        platform::stream_writer::usual_patience);
+                    std::chrono::milliseconds patience = platform::stream_writer::usual_patience);
 
   // A named pipe waits here for its reader.
   void begin() override;
@@ -48,12 +47,13 @@ class raw_sink : public sink {
     }
   };
 
-  void check_file() const;
+  void check_file();
   void open();
   int put(std::string_view bytes);  // 0, or an errno value
   [[noreturn]] void fail(int error) const;
 
   const std::filesystem::path path_;
+  std::filesystem::path target_;  // where the links in its place lead
   const bool is_stream_;
   const bool may_overwrite_;
   platform::stream_writer stream_;

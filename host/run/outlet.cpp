@@ -17,8 +17,7 @@ std::string_view take(std::string_view& bytes, std::size_t size) {
 
 }  // namespace
 
-void outlet::batch::append(const packet& packet, bool with_metadata,
-                                std::uint64_t missed_before) {
+void outlet::batch::append(const packet& packet, bool with_metadata, std::uint64_t missed_before) {
   const std::string_view metadata = with_metadata ? packet.metadata : std::string_view();
   entries.push_back({.sequence = packet.sequence,
                      .time = packet.time,
@@ -104,14 +103,16 @@ std::exception_ptr outlet::failure() const {
   return failure_;
 }
 
-std::chrono::steady_clock::duration outlet::stalled_for(
-    std::chrono::steady_clock::time_point now) {
+bool outlet::has_stalled(std::chrono::steady_clock::time_point now,
+                         std::chrono::steady_clock::duration limit) {
   const std::lock_guard lock(mutex_);
   const bool works = thread_.joinable() && !is_idle_ && !failure_;
-  if (!works || std::exchange(last_seen_written_, written_.load()) != written_) {
+  const std::uint64_t written = written_;
+  if (!works || !last_progress_ || std::exchange(last_seen_written_, written) != written) {
     last_progress_ = now;
+    is_stall_reported_ = false;
   }
-  return now - last_progress_;
+  return now - *last_progress_ >= limit && !std::exchange(is_stall_reported_, true);
 }
 
 std::uint64_t outlet::missed() const {

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <exception>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -61,8 +62,10 @@ class outlet {
 
   sink& target() { return to_; }
 
-  // For how long the sink has not taken the packet it was given. On one thread.
-  std::chrono::steady_clock::duration stalled_for(std::chrono::steady_clock::time_point now);
+  // Whether the sink has not taken the packet it was given for `limit`; true once for
+  // each time that this happens. To be asked now and then, on one thread.
+  bool has_stalled(std::chrono::steady_clock::time_point now,
+                   std::chrono::steady_clock::duration limit);
   // Packets that found no room.
   std::uint64_t missed() const;
 
@@ -96,22 +99,24 @@ class outlet {
   const delivery delivery_;
   const std::size_t max_bytes_;
   const bool with_metadata_;
-  mutable std::mutex mutex_;  // guards what follows up to the blank line
-  std::condition_variable changed_;   // there is work for the thread
+  mutable std::mutex mutex_;         // guards what follows up to the blank line
+  std::condition_variable changed_;  // there is work for the thread
   std::condition_variable has_room_;
   batch filling_;
-  std::uint64_t missed_ = 0;         // since the last packet that found room
+  std::uint64_t missed_ = 0;  // since the last packet that found room
   std::uint64_t missed_in_all_ = 0;
-  bool is_idle_ = false;   // the thread waits
-  bool is_due_ = false;    // for a look at what is held back
+  bool is_idle_ = false;  // the thread waits
+  bool is_due_ = false;   // for a look at what is held back
   bool is_finished_ = false;
   std::exception_ptr failure_;
 
-  batch writing_;             // the thread's own
-  bool holds_back_ = false;   // likewise
+  batch writing_;                           // the thread's own
+  bool holds_back_ = false;                 // likewise
   std::atomic<std::uint64_t> written_ = 0;  // packets
-  std::uint64_t last_seen_written_ = 0;     // by stalled_for()
-  std::chrono::steady_clock::time_point last_progress_{};  // likewise
+  // As has_stalled() saw it.
+  std::uint64_t last_seen_written_ = 0;
+  std::optional<std::chrono::steady_clock::time_point> last_progress_;
+  bool is_stall_reported_ = false;
   std::atomic<bool> has_failed_ = false;
   std::thread thread_;
 };

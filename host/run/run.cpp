@@ -232,7 +232,7 @@ void active_run::interrupt() {
 void active_run::tick(steady::time_point now) {
   for (outlet& each : outlets_) {
     each.tick();
-    if (each.stalled_for(now) < stall_before_note) continue;
+    if (!each.has_stalled(now, stall_before_note)) continue;
     note(fmt::format("{} has taken nothing for {} seconds: the program that reads it may have "
                      "stopped reading. What it misses is counted.",
                      each.target().name(), stall_before_note.count()));

@@ -1,7 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -13,7 +12,7 @@
 #include <system_error>
 #include <vector>
 
-#include "host/commands/command.h"
+#include "host/commands/command_line.h"
 #include "host/simulate/simulation.h"
 #include "implementation/json.h"
 #include "platform/environment.h"
@@ -76,14 +75,16 @@ class simulate_command : public testing::Test {
     return result;
   }
 
-  // Parses a command line; runs the chosen command if there is one.
   static exit_code run(std::vector<std::string> arguments) {
-    CLI::App app;
-    command chosen;
-    add_simulate_command(app, chosen);
-    std::reverse(arguments.begin(), arguments.end());
-    app.parse(arguments);
-    return chosen();
+    arguments.insert(arguments.begin(), "veltra");
+    return run_command_line(arguments);
+  }
+
+  // What a command line that is wrong is told.
+  static std::string usage_failure_of(std::vector<std::string> arguments) {
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(run(std::move(arguments)), exit_code::usage);
+    return testing::internal::GetCapturedStderr();
   }
 
   fs::path directory_;
@@ -158,7 +159,8 @@ TEST_F(simulate_command, names_must_not_be_empty) {
            {"simulate", "", "--trace", "t", "--database", "d.json"},
            {"simulate", "s", "--trace", "", "--database", "d.json"},
            {"simulate", "s", "--trace", "t", "--database", ""}}) {
-    EXPECT_THROW(run(line), CLI::ValidationError);
+    EXPECT_THAT(usage_failure_of(line),
+                HasSubstr("the name is empty; see veltra simulate --help."));
   }
 }
 
@@ -354,16 +356,17 @@ TEST_F(simulate_command, a_trace_that_fails_at_its_very_end_leaves_no_database) 
 }
 
 TEST_F(simulate_command, session_and_outputs_must_be_named) {
-  EXPECT_THROW(run({"simulate"}), CLI::RequiredError);
-  EXPECT_THROW(run({"simulate", "s.tsv"}), CLI::RequiredError);
-  EXPECT_THROW(run({"simulate", "s.tsv", "--trace", "t.bin"}), CLI::RequiredError);
+  EXPECT_THAT(usage_failure_of({"simulate"}), HasSubstr("SESSION is required"));
+  EXPECT_THAT(usage_failure_of({"simulate", "s.tsv"}), HasSubstr("--trace or --pty is required"));
+  EXPECT_THAT(usage_failure_of({"simulate", "s.tsv", "--trace", "t.bin"}),
+              HasSubstr("--database is required"));
 }
 
 TEST_F(simulate_command, a_number_of_repetitions_that_is_none_is_refused) {
   for (const char* number : {"-1", "0", "x", "", "2x", "1.5", "18446744073709551616"}) {
-    EXPECT_THROW(
-        run({"simulate", "s.tsv", "--trace", "t", "--database", "d.json", "--repeat", number}),
-        CLI::ParseError)
+    EXPECT_THAT(usage_failure_of({"simulate", "s.tsv", "--trace", "t", "--database", "d.json",
+                                  "--repeat", number}),
+                StartsWith("veltra: --repeat"))
         << number;
   }
 }

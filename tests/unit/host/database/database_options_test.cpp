@@ -2,8 +2,6 @@
 
 #include <gmock/gmock.h>
 
-#include <CLI/CLI.hpp>
-
 #include "platform/shell.h"
 
 namespace veltra::host {
@@ -57,42 +55,6 @@ TEST(cache_parameters, an_empty_proxy_is_one_that_turns_the_environments_off) {
   EXPECT_EQ(cache_parameters(options).at("proxy_setting"), "");
   EXPECT_EQ(sync_command_line(options),
             "veltra db sync --cache c --update --location URL --proxy " + shell_word(""));
-}
-
-class catalogue_options_test : public testing::Test {
- protected:
-  catalogue_options_test() {
-    add_catalogue_options(app, options, app.add_option("--cache", options.cache));
-  }
-
-  CLI::App app;
-  database_options options;
-};
-
-TEST_F(catalogue_options_test, several_locations_keep_their_order) {
-  app.parse("--cache c --update --location b --location a");
-  EXPECT_THAT(options.locations, testing::ElementsAre("b", "a"));
-  EXPECT_TRUE(options.update);
-}
-
-TEST_F(catalogue_options_test, a_proxy_may_be_empty_and_the_rest_may_not) {
-  app.parse(std::vector<std::string>{"", "--proxy", "c", "--cache"});
-  EXPECT_EQ(options.proxy, "");
-  for (const char* name : {"--location", "--root"}) {
-    EXPECT_THROW(app.parse(std::vector<std::string>{"", name, "c", "--cache"}),
-                 CLI::ValidationError)
-        << name;
-  }
-}
-
-TEST_F(catalogue_options_test, an_update_needs_a_location) {
-  EXPECT_THROW(app.parse("--cache c --update"), CLI::RequiresError);
-}
-
-TEST_F(catalogue_options_test, all_need_the_cache) {
-  for (const char* given : {"--location a", "--root r", "--proxy p"}) {
-    EXPECT_THROW(app.parse(given), CLI::RequiresError) << given;
-  }
 }
 
 }  // namespace

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/unit/host/packets.h"
+
 namespace veltra::host {
 namespace {
 
@@ -10,21 +12,13 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-packet with_payload(std::string_view layer, std::string_view payload,
-                    std::string_view metadata = "{}") {
-  return {.layer = layer,
-          .category = {},
-          .metadata = metadata,
-          .payload = {reinterpret_cast<const std::uint8_t*>(payload.data()), payload.size()}};
-}
-
 TEST(run_statistics, raw_bytes_decoded_packets_and_losses_are_counted) {
   run_statistics statistics;
-  statistics.add(with_payload("modem_trace", "12345"));
-  statistics.add(with_payload("at", "OK"));
-  statistics.add(with_payload("at", "Dropped traces count: 3"));
-  statistics.add(with_payload("ip", "E"));
-  statistics.add(with_payload("modem_trace", "678"));
+  statistics.add(packet_of("modem_trace", "12345"));
+  statistics.add(packet_of("at", "OK"));
+  statistics.add(packet_of("at", "Dropped traces count: 3"));
+  statistics.add(packet_of("ip", "E"));
+  statistics.add(packet_of("modem_trace", "678"));
   EXPECT_EQ(statistics.raw_bytes(), 8U);
   EXPECT_EQ(statistics.decoded_packets(), 3U);
   EXPECT_EQ(statistics.dropped_traces(), 3U);
@@ -36,20 +30,20 @@ TEST(run_statistics, raw_bytes_decoded_packets_and_losses_are_counted) {
 TEST(run_statistics, losses_are_no_content) {
   run_statistics statistics;
   EXPECT_FALSE(statistics.has_content());
-  statistics.add(with_payload("modem_trace", "12345"));
-  statistics.add(with_payload("at", "Dropped traces count: 3"));
-  statistics.add(with_payload("at", "Dropped traces count: 0"));
+  statistics.add(packet_of("modem_trace", "12345"));
+  statistics.add(packet_of("at", "Dropped traces count: 3"));
+  statistics.add(packet_of("at", "Dropped traces count: 0"));
   EXPECT_FALSE(statistics.has_content());
-  statistics.add(with_payload("at", "Dropped traces"));
+  statistics.add(packet_of("at", "Dropped traces"));
   EXPECT_TRUE(statistics.has_content());
 }
 
 TEST(run_statistics, the_database_is_that_of_the_latest_packet) {
   run_statistics statistics;
   EXPECT_EQ(statistics.database_uuid(), "");
-  statistics.add(with_payload("modem_trace", "", R"({"modem_db_path":"","modem_db_uuid":""})"));
+  statistics.add(packet_of("modem_trace", "", R"({"modem_db_path":"","modem_db_uuid":""})"));
   EXPECT_EQ(statistics.database_uuid(), "");
-  statistics.add(with_payload("ip", "", R"({"modem_db_path":"/d","modem_db_uuid":"u-1"})"));
+  statistics.add(packet_of("ip", "", R"({"modem_db_path":"/d","modem_db_uuid":"u-1"})"));
   EXPECT_EQ(statistics.database_uuid(), "u-1");
   EXPECT_EQ(statistics.database_path(), "/d");
 }
@@ -57,7 +51,7 @@ TEST(run_statistics, the_database_is_that_of_the_latest_packet) {
 TEST(run_statistics, metadata_that_are_none_name_no_database) {
   for (const char* metadata : {"", "{", "[]", "null", R"({"modem_db_uuid":5})", "\xff"}) {
     run_statistics statistics;
-    statistics.add(with_payload("ip", "", metadata));
+    statistics.add(packet_of("ip", "", metadata));
     EXPECT_EQ(statistics.database_uuid(), "") << metadata;
   }
 }
@@ -81,9 +75,9 @@ TEST(summary, a_fraction_below_the_next_unit_is_not_printed_as_1000) {
 
 TEST(summary, the_lines_of_a_run) {
   run_statistics statistics;
-  statistics.add(with_payload("modem_trace", std::string(2'500'000, 'x')));
-  statistics.add(with_payload("lte_rrc.dl_dcch", "d"));
-  statistics.add(with_payload("at", "Dropped traces count: 12", R"({"modem_db_uuid":"u-1"})"));
+  statistics.add(packet_of("modem_trace", std::string(2'500'000, 'x')));
+  statistics.add(packet_of("lte_rrc.dl_dcch", "d"));
+  statistics.add(packet_of("at", "Dropped traces count: 12", R"({"modem_db_uuid":"u-1"})"));
   EXPECT_EQ(
       format_summary(statistics, {.output = "out.pcapng", .elapsed = std::chrono::seconds(2)}),
       "out.pcapng: 2 packets from 2.5 MB of trace\n"
@@ -96,7 +90,7 @@ TEST(summary, the_lines_of_a_run) {
 
 TEST(summary, one_packet_is_no_packets) {
   run_statistics statistics;
-  statistics.add(with_payload("ip", "E"));
+  statistics.add(packet_of("ip", "E"));
   EXPECT_THAT(format_summary(statistics, {.output = "o"}), StartsWith("o: 1 packet from 0 B"));
 }
 
@@ -117,7 +111,7 @@ TEST(summary, remarks_have_a_line_only_if_there_are_some) {
 
 TEST(summary, no_time_at_all_is_no_division_by_zero) {
   run_statistics statistics;
-  statistics.add(with_payload("modem_trace", "x"));
+  statistics.add(packet_of("modem_trace", "x"));
   EXPECT_THAT(format_summary(statistics, {.output = "o"}), HasSubstr("0.00 s, 1.0 MB/s"));
 }
 

@@ -17,7 +17,6 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
-using enum output_file::access;
 
 class output_file_test : public testing::Test {
  protected:
@@ -28,7 +27,7 @@ class output_file_test : public testing::Test {
 };
 
 TEST_F(output_file_test, the_file_has_its_name_only_after_commit) {
-  output_file file(at("out"), sequential);
+  output_file file(at("out"));
   file.write("ab");
   file.write("c");
   EXPECT_EQ(file.size(), 3U);
@@ -41,7 +40,7 @@ TEST_F(output_file_test, the_file_has_its_name_only_after_commit) {
 TEST_F(output_file_test, without_commit_nothing_is_left_and_an_earlier_file_stays) {
   directory_.write("out", "before");
   {
-    output_file file(at("out"), random);
+    output_file file(at("out"));
     file.write("after");
   }
   EXPECT_THAT(names(), ElementsAre("out"));
@@ -50,7 +49,7 @@ TEST_F(output_file_test, without_commit_nothing_is_left_and_an_earlier_file_stay
 
 TEST_F(output_file_test, finish_alone_gives_no_file) {
   {
-    output_file file(at("out"), sequential);
+    output_file file(at("out"));
     file.write("x");
     file.finish();
   }
@@ -58,7 +57,7 @@ TEST_F(output_file_test, finish_alone_gives_no_file) {
 }
 
 TEST_F(output_file_test, commit_after_finish_renames) {
-  output_file file(at("out"), sequential);
+  output_file file(at("out"));
   file.write("x");
   file.finish();
   file.commit();
@@ -67,38 +66,28 @@ TEST_F(output_file_test, commit_after_finish_renames) {
 
 TEST_F(output_file_test, an_earlier_file_is_replaced) {
   directory_.write("out", "something longer");
-  output_file file(at("out"), sequential);
+  output_file file(at("out"));
   file.write("x");
   file.commit();
   EXPECT_EQ(content(at("out")), "x");
 }
 
-TEST_F(output_file_test, written_bytes_can_be_replaced) {
-  output_file file(at("out"), random);
-  file.write("abcdef");
-  file.write_at(2, "XY");
-  file.write("g");
-  file.commit();
-  EXPECT_EQ(content(at("out")), "abXYefg");
-}
-
 TEST_F(output_file_test, a_missing_directory_is_named) {
   EXPECT_THAT(
-      refusal_of([&] { output_file(at("no/out"), sequential); }, exit_code::output_failed),
+      refusal_of([&] { output_file(at("no/out")); }, exit_code::output_failed),
       testing::AllOf(StartsWith("cannot write "), HasSubstr("no/out: there is no directory "),
                      HasSubstr("no; make it first, or give another name.")));
   EXPECT_THAT(names(), IsEmpty());
 }
 
 TEST_F(output_file_test, a_directory_is_refused_before_any_work) {
-  EXPECT_THAT(
-      refusal_of([&] { output_file(directory_.path(), sequential); }, exit_code::output_failed),
-      HasSubstr("it is a directory; give the name of a file in it"));
+  EXPECT_THAT(refusal_of([&] { output_file(directory_.path()); }, exit_code::output_failed),
+              HasSubstr("it is a directory; give the name of a file in it"));
 }
 
 TEST_F(output_file_test, a_target_that_became_a_directory_is_an_error_and_leaves_nothing) {
   {
-    output_file file(at("out"), sequential);
+    output_file file(at("out"));
     file.write("x");
     std::filesystem::create_directory(at("out"));
     EXPECT_THAT(refusal_of([&] { file.commit(); }, exit_code::output_failed), HasSubstr("out"));
@@ -109,11 +98,11 @@ TEST_F(output_file_test, a_target_that_became_a_directory_is_an_error_and_leaves
 TEST_F(output_file_test, what_cannot_get_its_name_can_stay_under_another) {
   std::filesystem::path left;
   {
-    output_file file(at("out"), sequential);
+    output_file file(at("out"));
     file.write("x");
     std::filesystem::create_directory(at("out"));
     EXPECT_THAT(refusal_of([&] { file.commit(); }, exit_code::output_failed), HasSubstr("out"));
-    left = file.leave();
+    left = file.keep_part();
   }
   EXPECT_EQ(left.parent_path(), directory_.path());
   EXPECT_THAT(names(), ElementsAre("out", left.filename().string()));
@@ -121,7 +110,7 @@ TEST_F(output_file_test, what_cannot_get_its_name_can_stay_under_another) {
 }
 
 TEST_F(output_file_test, records_reach_the_file_when_they_are_many_or_on_request) {
-  output_file file(at("out"), sequential);
+  output_file file(at("out"));
   const auto part = directory_.path() / names().at(0);
   file.write("abc");
   EXPECT_EQ(content(part), "") << "few bytes are collected";
@@ -133,23 +122,10 @@ TEST_F(output_file_test, records_reach_the_file_when_they_are_many_or_on_request
 
 TEST_F(output_file_test, a_dash_is_standard_output) {
   testing::internal::CaptureStdout();
-  output_file file("-", sequential);
+  output_file file("-");
   file.write("abc");
   file.commit();
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "abc");
-}
-
-TEST_F(output_file_test, standard_output_with_random_access_gets_only_what_is_committed) {
-  testing::internal::CaptureStdout();
-  {
-    output_file file("-", random);
-    file.write("dropped");
-  }
-  output_file file("-", random);
-  file.write("abc");
-  file.write_at(0, "A");
-  file.commit();
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "Abc");
 }
 
 }  // namespace

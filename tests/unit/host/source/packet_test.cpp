@@ -4,7 +4,7 @@
 
 #include <optional>
 
-#include "host/source/dropped_traces.h"
+#include "tests/unit/host/packets.h"
 
 namespace veltra::host {
 namespace {
@@ -41,15 +41,11 @@ TEST(packet, null_texts_and_a_null_payload_read_as_empty) {
 }
 
 TEST(packet, modem_trace_is_raw) {
-  EXPECT_TRUE(is_raw({.layer = "modem_trace", .category = {}, .metadata = {}, .payload = {}}));
+  EXPECT_TRUE(is_raw(packet_of("modem_trace", "")));
 }
 
 std::optional<std::uint64_t> dropped(std::string_view layer, std::string_view text) {
-  return dropped_traces(
-      {.layer = layer,
-       .category = {},
-       .metadata = {},
-       .payload = {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()}});
+  return dropped_traces(packet_of(layer, text));
 }
 
 TEST(dropped_traces, the_count_of_a_warning_is_read) {

@@ -1,11 +1,13 @@
-#include "host/display/progress.h"
+#include "host/display/progress_bar.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <array>
+#include <cstdio>
 #include <optional>
 #include <string>
+
+#include "tests/unit/host/packets.h"
 
 namespace veltra::host {
 namespace {
@@ -60,17 +62,18 @@ TEST(format_progress, no_time_at_all_is_no_division_by_zero) {
   EXPECT_EQ(format_progress({1, std::nullopt}, 0s), "1 B  1.0 kB/s");
 }
 
-// A bar on a file that stands for a terminal, with a clock that the test moves.
+// A bar on a file in the place of a terminal, with a clock that the test moves.
 class progress_bar_test : public testing::Test {
  protected:
-  ~progress_bar_test() override {
-    bar_.reset();
-    std::fclose(terminal_);
+  ~progress_bar_test() override { std::fclose(terminal_); }
+
+  void take(std::string_view layer = raw_layer,
+            std::string_view metadata = R"({"data_offset":50,"data_size":100})") {
+    bar_.take_packet(packet_of(layer, "", metadata));
   }
 
-  void update(std::string_view layer = "modem_trace",
-              std::string_view metadata = R"({"data_offset":50,"data_size":100})") {
-    bar_->update({.layer = layer, .category = {}, .metadata = metadata, .payload = {}});
+  void tick(std::chrono::milliseconds after_begin) {
+    bar_.tick(progress_bar::time_point{} + after_begin);
   }
 
   // All that was drawn so far.
@@ -82,8 +85,7 @@ class progress_bar_test : public testing::Test {
   }
 
   std::FILE* terminal_ = std::tmpfile();
-  std::chrono::steady_clock::time_point now_{};
-  std::optional<progress_bar> bar_{std::in_place, terminal_, [this] { return now_; }};
+  progress_bar bar_{terminal_, {}};
 };
 
 // Without wrapping, for a terminal that is too narrow.
@@ -92,55 +94,59 @@ std::string half_done(const std::string& speed) {
          "\x1b[?7h";
 }
 
-TEST_F(progress_bar_test, a_short_run_draws_nothing) {
-  now_ += 99ms;
-  update();
-  bar_.reset();
+TEST_F(progress_bar_test, a_run_that_ends_before_the_first_tick_draws_nothing) {
+  take();
+  bar_.end();
   EXPECT_THAT(drawn(), IsEmpty());
 }
 
-TEST_F(progress_bar_test, it_is_drawn_ten_times_a_second_at_most) {
-  for (int i = 0; i < 25; ++i) {
-    now_ += 10ms;
-    update();
-  }
-  EXPECT_EQ(drawn(), half_done("500 B/s") + half_done("250 B/s"));
+TEST_F(progress_bar_test, a_tick_draws_the_latest_position_once) {
+  take(raw_layer, R"({"data_offset":49,"data_size":100})");
+  take();
+  tick(100ms);
+  tick(200ms);
+  EXPECT_EQ(drawn(), half_done("500 B/s"));
+  take();
+  tick(300ms);
+  EXPECT_EQ(drawn(), half_done("500 B/s") + half_done("167 B/s"));
 }
 
 TEST_F(progress_bar_test, it_is_wiped_at_the_end) {
-  now_ += 1s;
-  update();
-  bar_.reset();
+  take();
+  tick(1s);
+  bar_.end();
   EXPECT_EQ(drawn(), half_done("50 B/s") + "\r\x1b[K");
 }
 
 TEST_F(progress_bar_test, it_makes_way_for_lines_that_are_to_stay) {
-  bar_->wipe();
+  testing::internal::CaptureStderr();
+  bar_.show_lines("first\n");
   EXPECT_THAT(drawn(), IsEmpty());
-  now_ += 1s;
-  update();
-  bar_->wipe();
-  bar_->wipe();
-  now_ += 1s;
-  update();
+  take();
+  tick(1s);
+  bar_.show_lines("second\n");
+  bar_.show_lines("third\n");
+  take();
+  tick(2s);
   EXPECT_EQ(drawn(), half_done("50 B/s") + "\r\x1b[K" + half_done("25 B/s"));
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "first\nsecond\nthird\n");
 }
 
 TEST_F(progress_bar_test, decoded_packets_and_packets_without_a_position_draw_nothing) {
-  now_ += 1s;
-  update("ip");
-  update("modem_trace", "{}");
+  take("ip");
+  take(raw_layer, "{}");
+  tick(1s);
   EXPECT_THAT(drawn(), IsEmpty());
 }
 
-TEST(progress_bar, without_a_terminal_nothing_is_drawn) {
-  std::chrono::steady_clock::time_point now{};
-  progress_bar bar(nullptr, [&] { return now; });
-  now += 1s;
-  bar.update({.layer = "modem_trace",
-              .category = {},
-              .metadata = R"({"data_offset":50,"data_size":100})",
-              .payload = {}});
+TEST(progress_bar, without_a_terminal_only_lines_are_shown) {
+  testing::internal::CaptureStderr();
+  progress_bar bar(nullptr);
+  bar.take_packet(packet_of(raw_layer, "", R"({"data_offset":50,"data_size":100})"));
+  bar.tick(progress_bar::time_point::clock::now() + 1s);
+  bar.show_lines("a line\n");
+  bar.end();
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "a line\n");
 }
 
 }  // namespace

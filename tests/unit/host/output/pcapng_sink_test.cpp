@@ -1,4 +1,4 @@
-#include "host/output/capture_writer.h"
+#include "host/output/pcapng_sink.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -12,6 +12,8 @@
 #include "tests/support/temp_directory.h"
 #include "tests/unit/host/output/capture_reader.h"
 #include "tests/unit/host/output/file_content.h"
+#include "tests/unit/host/output/ip_packets.h"
+#include "tests/unit/host/packets.h"
 
 namespace veltra::host {
 namespace {
@@ -19,30 +21,63 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class capture_writer_test : public testing::Test {
+class pcapng_sink_test : public testing::Test {
  protected:
+  pcapng_sink_test() { begin({}); }
+
+  void begin(pcapng_sink::settings settings) {
+    sink_.emplace(path_, settings);
+    sink_->begin();
+  }
+
   void put(std::string_view layer, std::string_view payload, std::uint64_t time = 0) {
-    writer_->consume(
-        {.sequence = 1,
-         .time = time,
-         .layer = layer,
-         .category = "network",
-         .metadata = "{}",
-         .payload = {reinterpret_cast<const std::uint8_t*>(payload.data()), payload.size()}});
+    sink_->write(packet_of(layer, payload, "{}", time));
   }
 
   // Closes the capture and returns its bytes.
   std::string written() {
-    writer_->finish();
-    file_->commit();
+    sink_->finish();
     return content(path_);
   }
 
   test_support::temp_directory directory_;
   std::filesystem::path path_ = directory_.path() / "out.pcapng";
-  std::optional<output_file> file_{std::in_place, path_, output_file::access::random};
-  std::optional<capture_writer> writer_{std::in_place, *file_, capture_writer::settings{}};
+  std::optional<pcapng_sink> sink_;
 };
+
+std::string text_of(const std::vector<std::uint8_t>& bytes) {
+  return {bytes.begin(), bytes.end()};
+}
+
+// H header, I interface, P packet, S statistics, K secrets.
+std::string order(const std::vector<capture_block>& blocks) {
+  std::string text;
+  for (const capture_block& block : blocks) {
+    text += block.type == pcapng::section_header_type          ? 'H'
+            : block.type == pcapng::interface_description_type ? 'I'
+            : block.type == pcapng::enhanced_packet_type       ? 'P'
+            : block.type == pcapng::interface_statistics_type  ? 'S'
+            : block.type == pcapng::decryption_secrets_type    ? 'K'
+                                                               : '?';
+  }
+  return text;
+}
+
+// Those of the interface statistics, with their options.
+std::vector<capture_block> statistics_of(std::string_view file) {
+  std::vector<capture_block> found;
+  for (const capture_block& block : read_blocks(file)) {
+    if (block.type == pcapng::interface_statistics_type) found.push_back(block);
+  }
+  return found;
+}
+
+std::uint64_t count_in(const capture_block& statistics, std::uint16_t option) {
+  return capture_block{0, statistics.options(12).at(option)}.u64(0);
+}
+
+constexpr std::uint16_t received = 4;  // isb_ifrecv
+constexpr std::uint16_t dropped = 5;   // isb_ifdrop
 
 std::vector<std::string> interfaces(const std::vector<captured_packet>& packets) {
   std::vector<std::string> names;
@@ -54,7 +89,7 @@ std::string pdu(std::string_view dissector, direction way, std::string_view payl
   return exported_pdu_header(dissector, way) + std::string(payload);
 }
 
-TEST_F(capture_writer_test, a_capture_without_packets_is_a_section_header) {
+TEST_F(pcapng_sink_test, a_capture_without_packets_is_a_section_header) {
   const auto blocks = read_blocks(written());
   ASSERT_EQ(blocks.size(), 1U);
   EXPECT_EQ(blocks[0].type, pcapng::section_header_type);
@@ -63,7 +98,7 @@ TEST_F(capture_writer_test, a_capture_without_packets_is_a_section_header) {
   EXPECT_THAT(options[4], testing::StartsWith("veltra "));
 }
 
-TEST_F(capture_writer_test, each_kind_has_an_interface_of_its_own) {
+TEST_F(pcapng_sink_test, each_kind_has_an_interface_of_its_own) {
   for (const char* layer : {"at", "lte_rrc.dl_dcch", "ip", "nas-eps", "lte_rrc.pcch", "x", "ip"}) {
     put(layer, "E");
   }
@@ -74,7 +109,7 @@ TEST_F(capture_writer_test, each_kind_has_an_interface_of_its_own) {
   }
 }
 
-TEST_F(capture_writer_test, ip_packets_are_written_as_they_are) {
+TEST_F(pcapng_sink_test, ip_packets_are_written_as_they_are) {
   put("ip", "E\x01\x02", 1'234'567'890'123'456'789);
   const auto packets = read_packets(written());
   ASSERT_EQ(packets.size(), 1U);
@@ -83,7 +118,7 @@ TEST_F(capture_writer_test, ip_packets_are_written_as_they_are) {
   EXPECT_EQ(packets[0].flags, 0U);
 }
 
-TEST_F(capture_writer_test, messages_carry_dissector_and_direction) {
+TEST_F(pcapng_sink_test, messages_carry_dissector_and_direction) {
   put("lte_rrc.UL_DCCH.Message", "u");
   put("lte_rrc.DL_DCCH.Message", "d");
   put("nas-eps", "n");
@@ -97,7 +132,7 @@ TEST_F(capture_writer_test, messages_carry_dissector_and_direction) {
   EXPECT_EQ(packets[2].flags, 0U);
 }
 
-TEST_F(capture_writer_test, an_at_text_is_told_as_command_answer_or_warning) {
+TEST_F(pcapng_sink_test, an_at_text_is_shown_as_command_answer_or_warning) {
   for (const char* text :
        {"AT+CFUN=1\r\n", "at", "aT", "OK", "A", "", "+CME ERROR: 3", "Dropped traces count: 7"}) {
     put("at", text);
@@ -112,7 +147,7 @@ TEST_F(capture_writer_test, an_at_text_is_told_as_command_answer_or_warning) {
                                     "AT answer", "AT answer", "AT answer", "dropped traces"));
 }
 
-TEST_F(capture_writer_test, an_unknown_layer_shows_its_name_and_its_bytes) {
+TEST_F(pcapng_sink_test, an_unknown_layer_shows_its_name_and_its_bytes) {
   put("new-layer", "bytes");
   const auto packets = read_packets(written());
   ASSERT_EQ(packets.size(), 1U);
@@ -121,14 +156,14 @@ TEST_F(capture_writer_test, an_unknown_layer_shows_its_name_and_its_bytes) {
   EXPECT_EQ(packets[0].comment, "no dissector for layer new-layer");
 }
 
-TEST_F(capture_writer_test, a_layer_without_a_name_is_a_packet_too) {
+TEST_F(pcapng_sink_test, a_layer_without_a_name_is_a_packet_too) {
   put("", "bytes");
   const auto packets = read_packets(written());
   ASSERT_EQ(packets.size(), 1U);
   EXPECT_EQ(packets[0].interface, "other");
 }
 
-TEST_F(capture_writer_test, an_empty_payload_is_a_packet_that_no_dissector_calls_malformed) {
+TEST_F(pcapng_sink_test, an_empty_payload_is_a_packet_that_no_dissector_calls_malformed) {
   put("ip", "");
   put("nas-eps", "");
   put("lte_rrc.pcch", "");
@@ -140,7 +175,7 @@ TEST_F(capture_writer_test, an_empty_payload_is_a_packet_that_no_dissector_calls
   EXPECT_EQ(packets[0].comment, "no message of its layer");
 }
 
-TEST_F(capture_writer_test, an_ip_packet_of_no_known_version_is_data) {
+TEST_F(pcapng_sink_test, an_ip_packet_of_no_known_version_is_data) {
   put("ip", "\x60 six");
   put("ip", "\x50 five");
   const auto packets = read_packets(written());
@@ -149,14 +184,13 @@ TEST_F(capture_writer_test, an_ip_packet_of_no_known_version_is_data) {
   EXPECT_EQ(packets[1].data, exported_pdu_header("data", direction::unknown, "ip") + "\x50 five");
 }
 
-TEST_F(capture_writer_test, raw_packets_are_passed_over) {
+TEST_F(pcapng_sink_test, raw_packets_are_passed_over) {
   put("modem_trace", "raw");
   EXPECT_EQ(read_blocks(written()).size(), 1U);
 }
 
-TEST_F(capture_writer_test, raw_packets_that_are_wanted_stand_in_their_place_as_data) {
-  writer_.emplace(file_.emplace(path_, output_file::access::random),
-                  capture_writer::settings{.with_raw_packets = true});
+TEST_F(pcapng_sink_test, raw_packets_that_are_wanted_are_in_their_place_as_data) {
+  begin({.with_raw_packets = true});
   put("modem_trace", "first");
   put("at", "OK", 20);
   put("modem_trace", "second");
@@ -171,9 +205,8 @@ TEST_F(capture_writer_test, raw_packets_that_are_wanted_stand_in_their_place_as_
   EXPECT_EQ(packets[2].time, 20U) << "they have no time of their own";
 }
 
-TEST_F(capture_writer_test, a_raw_packet_that_is_too_large_is_several) {
-  writer_.emplace(file_.emplace(path_, output_file::access::random),
-                  capture_writer::settings{.with_raw_packets = true});
+TEST_F(pcapng_sink_test, a_raw_packet_that_is_too_large_is_several) {
+  begin({.with_raw_packets = true});
   const std::string raw = std::string(262144, 'a') + std::string(262144, 'b');
   put("modem_trace", raw);
   const std::string header = exported_pdu_header("data", direction::unknown, "modem_trace");
@@ -186,12 +219,12 @@ TEST_F(capture_writer_test, a_raw_packet_that_is_too_large_is_several) {
     joined += packet.data.substr(header.size());
   }
   EXPECT_TRUE(joined == raw);
-  EXPECT_THAT(writer_->remarks(), IsEmpty());
+  EXPECT_THAT(sink_->remarks(), IsEmpty());
 }
 
-TEST_F(capture_writer_test, a_packet_is_cut_at_what_wireshark_takes_and_told_so) {
+TEST_F(pcapng_sink_test, a_packet_is_cut_at_what_wireshark_takes_and_counted) {
   put("ip", std::string(262144, 'E'));
-  EXPECT_THAT(writer_->remarks(), IsEmpty());
+  EXPECT_THAT(sink_->remarks(), IsEmpty());
   put("ip", std::string(262145, 'E'));
   put("nas-eps", std::string(262144, 'n'));
   const auto packets = read_packets(written());
@@ -202,93 +235,91 @@ TEST_F(capture_writer_test, a_packet_is_cut_at_what_wireshark_takes_and_told_so)
   EXPECT_EQ(packets[2].data.size(), 262144U);
   EXPECT_EQ(packets[2].full_size,
             262144U + exported_pdu_header("nas-eps", direction::unknown).size());
-  EXPECT_EQ(writer_->remarks(), "2 packets cut to 262144 bytes");
+  EXPECT_EQ(sink_->remarks(), "2 packets cut to 262144 bytes");
 }
 
-TEST_F(capture_writer_test, statistics_close_each_interface_with_its_losses) {
+TEST_F(pcapng_sink_test, statistics_close_each_interface_with_its_losses) {
   put("ip", "E", 10);
   put("at", "OK", 30);
   put("at", "Dropped traces count: 7", 20);
   put("at", "Dropped traces count: 5", 25);
-  std::vector<capture_block> statistics;
-  for (const capture_block& block : read_blocks(written())) {
-    if (block.type == pcapng::interface_statistics_type) statistics.push_back(block);
-  }
+  const auto statistics = statistics_of(written());
   ASSERT_EQ(statistics.size(), 2U);
-  const auto count = [](const capture_block& block, std::uint16_t option) {
-    return capture_block{0, block.options(12).at(option)}.u64(0);
-  };
   EXPECT_EQ(statistics[0].u32(0), 0U);
-  EXPECT_EQ(count(statistics[0], 4), 1U);
-  EXPECT_EQ(count(statistics[0], 5), 0U);
+  EXPECT_EQ(count_in(statistics[0], received), 1U);
+  EXPECT_EQ(count_in(statistics[0], dropped), 0U);
   EXPECT_EQ(statistics[1].u32(0), 1U);
-  EXPECT_EQ(count(statistics[1], 4), 3U);
-  EXPECT_EQ(count(statistics[1], 5), 12U);
+  EXPECT_EQ(count_in(statistics[1], received), 3U);
+  EXPECT_EQ(count_in(statistics[1], dropped), 12U);
   for (const capture_block& block : statistics) {
     EXPECT_EQ(std::uint64_t{block.u32(4)} << 32 | block.u32(8), 30U) << "the latest time";
   }
 }
 
-TEST_F(capture_writer_test, secrets_stand_before_the_first_ip_packet_and_are_no_packets) {
+TEST_F(pcapng_sink_test, secrets_precede_the_server_hello_that_they_belong_to) {
   put("at", "OK");
-  put("ip", "E");
-  put("handshake_randbytes", std::string(64, 'r'));
-  put("ip", "E");
-  put("session_master", std::string(48, 'm'));
-  const std::string file = written();
-  EXPECT_EQ(read_packets(file).size(), 3U);
-  std::string order;
-  for (const capture_block& block : read_blocks(file)) {
-    switch (block.type) {
-      case pcapng::section_header_type:
-        order += 'H';
-        break;
-      case pcapng::interface_description_type:
-        order += 'I';
-        break;
-      case pcapng::enhanced_packet_type:
-        order += 'P';
-        break;
-      case pcapng::interface_statistics_type:
-        order += 'S';
-        break;
-      case pcapng::decryption_secrets_type: {
-        order += 'K';
-        std::string line = "CLIENT_RANDOM ";
-        for (int i = 0; i < 32; ++i) line += "72";
-        line += ' ';
-        for (int i = 0; i < 48; ++i) line += "6d";
-        EXPECT_THAT(block.key_log(), testing::StartsWith(line + "\n"));
-        break;
-      }
-      default:
-        order += '?';
-    }
-  }
-  EXPECT_EQ(order, "HIPKIPPSS");
-  EXPECT_THAT(writer_->remarks(), IsEmpty());
-}
-
-TEST_F(capture_writer_test, secrets_without_ip_packets_are_kept) {
+  put("ip", text_of(ipv4(tcp(client_hello))));
+  put("ip", text_of(ipv4(tcp(server_hello))));
   put("at", "OK");
   put("handshake_randbytes", std::string(64, 'r'));
+  put("ip", "E");
+  EXPECT_TRUE(sink_->flush());
   put("session_master", std::string(48, 'm'));
+  EXPECT_FALSE(sink_->flush());
   const auto blocks = read_blocks(written());
-  EXPECT_EQ(blocks.back().type, pcapng::decryption_secrets_type);
+  EXPECT_EQ(order(blocks), "HIPIPKPPPSS");
+  std::string line = "CLIENT_RANDOM ";
+  for (int i = 0; i < 32; ++i) line += "72";
+  line += ' ';
+  for (int i = 0; i < 48; ++i) line += "6d";
+  EXPECT_THAT(blocks.at(5).key_log(), testing::StartsWith(line + "\n"));
+  EXPECT_THAT(sink_->remarks(), IsEmpty());
 }
 
-TEST_F(capture_writer_test, key_material_that_makes_no_secrets_is_kept_and_counted) {
+// A reader that is too slow for a live run.
+TEST_F(pcapng_sink_test, a_gap_is_a_comment_of_the_next_packet_and_dropped_on_its_interface) {
+  put("ip", "E");
+  sink_->mark_missed(2);
+  sink_->mark_missed(1);
+  put("nas-eps", "n");
+  sink_->mark_missed(1);
+  put("at", "OK");
+  put("nas-eps", "n");
+  const std::string file = written();
+  const auto packets = read_packets(file);
+  ASSERT_EQ(packets.size(), 4U);
+  EXPECT_EQ(packets[0].comment, "");
+  EXPECT_EQ(packets[1].comment, "3 packets before this one were missed: the reader was too slow");
+  EXPECT_EQ(packets[2].comment, "1 packet before this one was missed: the reader was too slow");
+  EXPECT_EQ(packets[3].comment, "");
+  const auto statistics = statistics_of(file);
+  ASSERT_EQ(statistics.size(), 3U);
+  EXPECT_EQ(count_in(statistics[0], dropped), 0U);
+  EXPECT_EQ(count_in(statistics[1], dropped), 3U);
+  EXPECT_EQ(count_in(statistics[2], dropped), 1U);
+}
+
+TEST_F(pcapng_sink_test, secrets_without_ip_packets_are_kept) {
+  put("at", "OK");
+  put("handshake_randbytes", std::string(64, 'r'));
+  put("session_master", std::string(48, 'm'));
+  EXPECT_EQ(order(read_blocks(written())), "HIPKS");
+}
+
+TEST_F(pcapng_sink_test, key_material_that_makes_no_secrets_is_kept_and_counted) {
   put("handshake_randbytes", std::string(63, 'r'));
   put("session_master", std::string(32, 'm'));
   put("session_master", "");
   put("session_master", std::string(48, 'm'));
-  const auto blocks = read_blocks(written());
-  ASSERT_EQ(blocks.size(), 2U);
-  EXPECT_THAT(blocks[1].key_log(),
+  std::string key_log;
+  for (const capture_block& block : read_blocks(written())) {
+    if (block.type == pcapng::decryption_secrets_type) key_log += block.key_log();
+  }
+  EXPECT_THAT(key_log,
               testing::AllOf(testing::HasSubstr("# handshake_randbytes of a wrong size: 7272"),
                              testing::HasSubstr("# session_master of a wrong size: 6d6d"),
                              testing::HasSubstr("# session_master without a handshake: 6d6d")));
-  EXPECT_EQ(writer_->remarks(),
+  EXPECT_EQ(sink_->remarks(),
             "3 TLS key traces of a wrong size, 1 TLS master secret without a handshake (kept as "
             "comments with the TLS secrets)");
 }

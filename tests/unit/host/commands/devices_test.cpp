@@ -1,9 +1,8 @@
-#include "host/commands/device_list.h"
-
 #include <gmock/gmock.h>
 
 #include <string>
 
+#include "host/commands/commands.h"
 #include "platform/file.h"
 #include "tests/support/temp_directory.h"
 
@@ -17,11 +16,11 @@ std::string padded(std::string text, std::size_t width) {
   return text;
 }
 
-TEST(device_list, no_ports_make_no_table) {
+TEST(devices, no_ports_make_no_table) {
   EXPECT_EQ(format_devices({}, {}), "");
 }
 
-TEST(device_list, a_port_is_shown_with_its_state_and_what_is_known_of_it) {
+TEST(devices, a_port_is_shown_with_its_state_and_what_is_known_of_it) {
   const test_support::temp_directory root;
   const platform::device_roots roots{root.path(), root.path(), root.path() / "proc"};
   const auto held = root.write("ttyUSB0", "");

@@ -1,0 +1,109 @@
+#include "host/output/jsonl_sink.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "implementation/json.h"
+#include "tests/support/temp_directory.h"
+#include "tests/unit/host/output/file_content.h"
+#include "tests/unit/host/packets.h"
+
+namespace veltra::host {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+// The lines that come of what `write` gives to a sink.
+std::vector<std::string> lines_of(const std::function<void(sink&)>& write, bool with_raw = false) {
+  test_support::temp_directory directory;
+  jsonl_sink sink(directory.path() / "out", with_raw);
+  EXPECT_TRUE(sink.wants_metadata());
+  sink.begin();
+  write(sink);
+  EXPECT_FALSE(sink.flush());
+  sink.finish();
+  EXPECT_THAT(sink.remarks(), IsEmpty());
+  std::vector<std::string> lines;
+  std::istringstream text(content(directory.path() / "out"));
+  for (std::string line; std::getline(text, line);) lines.push_back(line);
+  return lines;
+}
+
+std::vector<std::string> lines_of(const std::vector<packet>& packets, bool with_raw = false) {
+  const auto write_all = [&](sink& to) {
+    for (const packet& each : packets) to.write(each);
+  };
+  return lines_of(write_all, with_raw);
+}
+
+TEST(jsonl_sink, a_packet_is_one_object_on_one_line) {
+  packet numbered = packet_of("ip", std::string_view("E\0\xff\n", 4), R"({"data_offset":3})", 1500);
+  numbered.sequence = 7;
+  EXPECT_THAT(lines_of({numbered}),
+              ElementsAre(R"({"sequence":7,"time":1500,"layer":"ip","category":"network",)"
+                          R"("payload":"4500ff0a","metadata":{"data_offset":3}})"));
+}
+
+TEST(jsonl_sink, the_largest_numbers_are_kept) {
+  packet largest = packet_of("ip", "");
+  largest.sequence = largest.time = ~std::uint64_t{0};
+  const auto lines = lines_of({largest});
+  ASSERT_EQ(lines.size(), 1U);
+  EXPECT_EQ(kovax::json::parse(lines[0]).at("time").get<std::uint64_t>(), ~std::uint64_t{0});
+}
+
+TEST(jsonl_sink, an_empty_payload_is_an_empty_text) {
+  const auto lines = lines_of({packet_of("ip", "")});
+  ASSERT_EQ(lines.size(), 1U);
+  EXPECT_EQ(kovax::json::parse(lines[0]).at("payload"), "");
+}
+
+TEST(jsonl_sink, names_are_escaped) {
+  const std::string name = "a\"b\\c\n\x01\xc3\xa4";
+  const auto lines = lines_of({packet_of(name, ""), packet_of(name, "")});
+  ASSERT_EQ(lines.size(), 2U);
+  for (const std::string& line : lines) EXPECT_EQ(kovax::json::parse(line).at("layer"), name);
+}
+
+TEST(jsonl_sink, bytes_that_are_not_utf_8_show_as_replacement_characters) {
+  const auto lines = lines_of({packet_of("a\xff\xc3z", "")});
+  ASSERT_EQ(lines.size(), 1U);
+  EXPECT_EQ(kovax::json::parse(lines[0]).at("layer"), "a\xef\xbf\xbd\xef\xbf\xbdz");
+}
+
+TEST(jsonl_sink, missing_metadata_are_an_empty_object) {
+  packet without = packet_of("ip", "");
+  without.metadata = {};
+  const auto lines = lines_of({without});
+  ASSERT_EQ(lines.size(), 1U);
+  EXPECT_EQ(kovax::json::parse(lines[0]).at("metadata"), kovax::json::object());
+}
+
+TEST(jsonl_sink, a_gap_is_a_line_of_its_own) {
+  const auto lines = lines_of([](sink& to) {
+    to.write(packet_of("ip", ""));
+    to.mark_missed(12);
+    to.write(packet_of("ip", ""));
+  });
+  ASSERT_EQ(lines.size(), 3U);
+  EXPECT_EQ(lines[1], R"({"kind":"missed","count":12})");
+}
+
+TEST(jsonl_sink, raw_packets_come_only_when_they_are_wanted) {
+  const std::vector<packet> packets = {packet_of("modem_trace", "raw"), packet_of("ip", "E")};
+  const auto without = lines_of(packets);
+  ASSERT_EQ(without.size(), 1U);
+  EXPECT_EQ(kovax::json::parse(without[0]).at("layer"), "ip");
+  const auto with = lines_of(packets, true);
+  ASSERT_EQ(with.size(), 2U);
+  EXPECT_EQ(kovax::json::parse(with[0]).at("payload"), "726177");
+}
+
+}  // namespace
+}  // namespace veltra::host
