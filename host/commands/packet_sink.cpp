@@ -14,8 +14,8 @@ std::unique_ptr<sink> make_packet_sink(const output_options& options, const inpu
   const std::filesystem::path path = platform::path_from_utf8(options.file);
   if (options.format == "jsonl") return std::make_unique<jsonl_sink>(path, options.raw_packets);
   return std::make_unique<pcapng_sink>(
-      path, pcapng_sink::settings{.with_raw_packets = options.raw_packets,
-                                  .is_live = input.is_live()});
+      path,
+      pcapng_sink::settings{.with_raw_packets = options.raw_packets, .is_live = input.is_live()});
 }
 
 void refuse_file_of_cache(const std::string& output, const database_options& database) {
@@ -27,6 +27,13 @@ void refuse_file_of_cache(const std::string& output, const database_options& dat
                    fmt::format("the output would replace {}, a file of the cache {}; name another "
                                "file.",
                                output, database.cache));
+}
+
+void refuse_time_base_without_effect(const run_options& options) {
+  if (!options.times || options.output.format != "jsonl") return;
+  throw user_error(exit_code::usage,
+                   "--time-base sets the times of a pcapng capture, and JSON Lines keep the "
+                   "modem's; leave one of the two out.");
 }
 
 }  // namespace veltra::host

@@ -17,6 +17,8 @@ namespace {
 // Wireshark refuses packets with more bytes than this.
 constexpr std::size_t max_packet = 262144;
 
+constexpr std::int64_t ns_per_second = 1'000'000'000;
+
 constexpr std::string_view randbytes_layer = "handshake_randbytes";
 constexpr std::string_view master_layer = "session_master";
 
@@ -63,6 +65,12 @@ void append_remark(std::string& to, std::string_view remark) {
   if (remark.empty()) return;
   if (!to.empty()) to += "; ";
   to += remark;
+}
+
+std::string describe_step(std::uint64_t step) {
+  if (step == 0) return {};
+  return fmt::format("the modem's clock went back by {:.3f} s before this packet",
+                     static_cast<double>(step) / ns_per_second);
 }
 
 std::string describe_missed(std::uint64_t count) {
@@ -112,11 +120,25 @@ bool pcapng_sink::put_key_material(const packet& packet) {
   return true;
 }
 
+// Readers add whole seconds; the rest is in the times of the packets. So a packet's time
+// shows the modem's, too, but for that rest.
+std::uint64_t pcapng_sink::time_in_capture(const packet& packet) {
+  const auto offset = static_cast<std::int64_t>(packet.time_offset);
+  if (!time_offset_) {
+    time_offset_ = offset / ns_per_second - (offset % ns_per_second < 0 ? 1 : 0);
+  }
+  const auto base = static_cast<std::uint64_t>(*time_offset_) * ns_per_second;
+  const std::uint64_t time = packet.time + packet.time_offset;
+  // A host's clock that was set back may lead before the first packet.
+  return *time_offset_ > 0 && time < base ? 0 : time - base;
+}
+
 void pcapng_sink::put_raw(const packet& packet) {
   const layer_format& format = format_of(raw_layer);
+  if (latest_ == nullptr) last_time_ = time_in_capture(packet);
   interface& on = interface_of(packet_kind::raw);
   // A stream has no packets of its own, so that nothing need be cut. It has no time
-  // either: with that of the packet before, the capture is still in order.
+  // either: with that of the message before, the capture is still in order.
   pcapng::enhanced_packet block;
   block.interface = on.number;
   block.time = last_time_;
@@ -138,23 +160,25 @@ void pcapng_sink::put_message(const packet& packet) {
   const std::string& header =
       dissectable ? format.headers[static_cast<std::size_t>(way)] : format.data_header;
   // Without a header there would be no telling on the interface for IP.
+  const std::uint64_t time = time_in_capture(packet);
   const packet_kind kind =
       format.kind == packet_kind::ip && !dissectable ? packet_kind::other : format.kind;
   if (kind == packet_kind::ip) block_stream_->before_ip_packet(packet.payload);
   interface& on = interface_of(kind);
   latest_ = &on;
   ++on.received;
-  last_time_ = std::max(last_time_, packet.time);
+  last_time_ = std::max(last_time_, time);
 
   pcapng::enhanced_packet block;
   block.interface = on.number;
-  block.time = packet.time;
+  block.time = time;
   block.header = header;
   block.payload = packet.payload.first(std::min(packet.payload.size(), max_packet - header.size()));
   block.full_payload_size = packet.payload.size();
   if (block.payload.size() < packet.payload.size()) ++cut_packets_;
   block.way = way;
-  comment_ = describe_missed(missed_);
+  comment_ = describe_step(packet.clock_step);
+  append_remark(comment_, describe_missed(missed_));
   on.dropped += std::exchange(missed_, 0);
   if (const std::optional<std::uint64_t> dropped = dropped_traces(packet)) {
     append_remark(comment_, "dropped traces");
@@ -247,7 +271,7 @@ pcapng_sink::interface& pcapng_sink::interface_of(packet_kind kind) {
     block_.clear();
     pcapng::append_interface(
         block_, kind == packet_kind::ip ? pcapng::link_type_raw_ip : pcapng::link_type_exported_pdu,
-        descriptions[index].name, descriptions[index].description);
+        descriptions[index].name, descriptions[index].description, time_offset_.value_or(0));
     block_stream_->write(block_);
   }
   return *found;

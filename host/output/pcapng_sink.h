@@ -61,15 +61,17 @@ class pcapng_sink : public file_sink {
   const layer_format& format_of(std::string_view layer);
   static direction direction_of(const layer_format& format, const packet& packet);
   interface& interface_of(packet_kind kind);
+  std::uint64_t time_in_capture(const packet& packet);
 
   const settings settings_;
   std::map<std::string, layer_format, std::less<>> formats_;
   std::array<std::optional<interface>, kinds> interfaces_;
   std::uint32_t interface_count_ = 0;
-  std::uint64_t last_time_ = 0;
-  interface* latest_ = nullptr;  // of the latest message
-  std::uint64_t missed_ = 0;     // packets before the next one
-  std::uint64_t dropped_ = 0;    // traces before the next packet that does not report them
+  std::optional<std::int64_t> time_offset_;  // seconds; the same on all interfaces
+  std::uint64_t last_time_ = 0;              // as in blocks
+  interface* latest_ = nullptr;              // of the latest message
+  std::uint64_t missed_ = 0;                 // packets before the next one
+  std::uint64_t dropped_ = 0;  // traces before the next packet that does not report them
   tls_key_log key_log_;
   std::optional<block_stream> block_stream_;
   std::uint64_t cut_packets_ = 0;
