@@ -46,9 +46,8 @@ std::string part_prefix(const fs::path& target) {
 // numbers repeat.
 fs::path new_part_path(const fs::path& target) {
   std::random_device random;
-  return target.parent_path() /
-         platform::path_from_utf8(
-             fmt::format("{}{:08x}{}", part_prefix(target), random(), part_extension));
+  return target.parent_path() / platform::path_from_utf8(fmt::format(
+                                    "{}{:08x}{}", part_prefix(target), random(), part_extension));
 }
 
 bool is_part_of(std::string_view prefix, std::string_view name) {
@@ -131,11 +130,12 @@ std::error_code atomic_file::open(const fs::path& target) {
 
 std::error_code atomic_file::write(std::string_view bytes) {
   errno = 0;
-  // What an earlier attempt left is written over.
+  // What an earlier attempt left is written over, and what is longer cut off at the end.
   if (is_torn_ && platform::seek_file(file_, size_) != 0) return last_error();
-  is_torn_ = true;
-  if (operations_.write(file_, bytes.data(), bytes.size()) != bytes.size()) return last_error();
-  is_torn_ = false;
+  if (operations_.write(file_, bytes.data(), bytes.size()) != bytes.size()) {
+    is_torn_ = true;
+    return last_error();
+  }
   size_ += bytes.size();
   return {};
 }

@@ -12,6 +12,7 @@
 #include <string>
 #include <thread>
 #include <utility>
+#include <vector>
 
 #include "host/console.h"
 #include "host/database/database_failure.h"
@@ -28,6 +29,7 @@
 #include "host/user_error.h"
 #include "platform/file.h"
 #include "platform/interrupt.h"
+#include "platform/message.h"
 
 namespace veltra::host {
 
@@ -73,6 +75,15 @@ capture_clock clock_for(const input& input, const run_options& options) {
 bool has_undelivered(const source_failure& failure) {
   const auto undelivered = parse_undelivered(failure.message);
   return undelivered && *undelivered != undelivered_data{};
+}
+
+// As main() does it for the failure that ends the program.
+void report(const std::exception_ptr& failure) {
+  try {
+    std::rethrow_exception(failure);
+  } catch (const std::exception& error) {
+    tell(fmt::format("veltra: {}\n", sanitize(platform::utf8_message(error.what()))));
+  }
 }
 
 class active_run : public source_listener {
@@ -129,9 +140,10 @@ class active_run : public source_listener {
   std::set<std::string> notes_;  // each is shown once
   std::optional<source_failure> decoding_failure_;
   bool has_started_ = false;
-  std::exception_ptr thrown_;  // by a callback
-  std::exception_ptr sink_failure_;
+  std::exception_ptr thrown_;                 // by a callback
+  std::vector<std::exception_ptr> failures_;  // of the run and its sinks
 
+  std::atomic<bool> has_decoding_stopped_ = false;
   std::atomic<bool> is_alive_ = false;  // the plug-in has called since its start
   std::atomic<bool> is_stop_requested_ = false;
   std::atomic<bool> is_interrupted_ = false;
@@ -300,36 +312,47 @@ void active_run::note_failure(const source_event& event) {
 
 void active_run::stop_decoding(std::string_view reason) {
   decoding_failure_ = {KOVAX_RESULT_FAILED, std::string(reason)};
-  if (raw_trace_ == nullptr) {
-    request_stop();
-  } else {
+  has_decoding_stopped_ = true;
+  if (is_any_outlet_open()) {
     note(fmt::format("decoding stopped ({}); the raw trace goes on.", sanitize(reason)));
+  } else {
+    request_stop();
   }
 }
 
+// Whether there is an output that may still get something.
 bool active_run::is_any_outlet_open() const {
-  return std::any_of(outlets_.begin(), outlets_.end(),
-                     [](const outlet& each) { return !each.has_failed(); });
+  return std::any_of(outlets_.begin(), outlets_.end(), [this](const outlet& each) {
+    return !each.has_failed() && !(has_decoding_stopped_ && &each == capture_);
+  });
 }
 
 exit_code active_run::conclude(source_failure failure) {
   const bool is_live = input_.is_live();
-  // A stop ends the wait for a live input by design; only what it cost is a failure.
-  if (is_live && is_interrupted_ && !has_undelivered(failure)) failure = {};
+  if (is_interrupted_) {
+    // A stop ends the wait for a live input by design; only what it cost is a failure.
+    if (is_live && !has_undelivered(failure)) failure = {};
+  } else if (is_stop_requested_) {
+    // The run's own stop. What led to it is the failure.
+    failure = {};
+  }
   if (!failure && decoding_failure_) failure = *decoding_failure_;
   const bool has_content =
       capture_ != nullptr ? statistics_.has_content() : statistics_.raw_bytes() != 0;
   const bool is_kept = has_content && (is_live || (!failure && !thrown_));
 
+  if (thrown_) failures_.push_back(thrown_);
+  if (failure) failures_.push_back(std::make_exception_ptr(explain(failure, is_kept)));
   for (const outlet& each : outlets_) {
-    if (!sink_failure_) sink_failure_ = each.failure();
+    if (each.failure()) failures_.push_back(each.failure());
   }
   if (capture_ != nullptr && is_kept && finish_sink(*capture_)) summarise_capture();
   if (raw_trace_ != nullptr && finish_sink(*raw_trace_)) summarise_raw_trace();
 
-  if (thrown_) std::rethrow_exception(thrown_);
-  if (failure) throw explain(failure, is_kept);
-  if (sink_failure_) std::rethrow_exception(sink_failure_);
+  if (!failures_.empty()) {
+    std::for_each(failures_.begin() + 1, failures_.end(), report);
+    std::rethrow_exception(failures_.front());
+  }
   if (!has_content) throw explain_nothing();
   return is_interrupted_ && !is_live ? exit_code::interrupted : exit_code::ok;
 }
@@ -341,7 +364,7 @@ bool active_run::finish_sink(outlet& from) {
     from.target().finish();
     return true;
   } catch (const user_error&) {
-    if (!sink_failure_) sink_failure_ = std::current_exception();
+    if (!from.failure()) failures_.push_back(std::current_exception());
     // A live input does not come a second time.
     return input_.is_live() && from.target().salvage();
   }

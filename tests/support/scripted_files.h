@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "plugin/database/file_io.h"
+#include "base/atomic_file.h"
 
 namespace test_support {
 
@@ -19,6 +19,7 @@ class scripted_files : public veltra::file_operations {
   // Every call of `operation` fails with `error`, an errno value; a write takes
   // half of its bytes.
   void fail(const std::string& operation, int error) { errors_[operation] = error; }
+  void succeed(const std::string& operation) { errors_.erase(operation); }
 
   // Runs `action` before every call of `operation`.
   void before(const std::string& operation, std::function<void()> action) {

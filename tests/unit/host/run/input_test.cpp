@@ -1,11 +1,10 @@
-#include "host/run/line_options.h"
-
 #include <gmock/gmock.h>
 
 #include <CLI/CLI.hpp>
 #include <string>
 #include <vector>
 
+#include "host/run/line_options.h"
 #include "platform/file.h"
 #include "tests/support/temp_directory.h"
 

@@ -1,25 +1,22 @@
-#include "host/run/capture_run.h"
+#include "host/run/run.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <memory>
 #include <string>
-#include <thread>
 #include <vector>
 
-#include "host/user_error.h"
-#include "platform/file.h"
-#include "tests/support/captured_stdout.h"
-#include "tests/unit/host/output/capture_reader.h"
-#include "tests/unit/host/run/capture_run_fixture.h"
-#include "tests/unit/host/simulate/refusal.h"
+#include "host/run/outlet.h"
+#include "tests/support/event_count.h"
+#include "tests/unit/host/run/run_fixture.h"
+#include "tests/unit/host/run/scripted_sink.h"
 
 namespace veltra::host {
 namespace {
 
 using testing::AllOf;
+using testing::Contains;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -27,286 +24,399 @@ using testing::IsEmpty;
 using testing::Not;
 using testing::StartsWith;
 
-TEST_F(capture_run_test, packets_become_a_capture_beside_the_trace) {
-  script({{"steps", {raw_step, packet_step("ip", "E"), packet_step("at", "OK")}}});
-  EXPECT_EQ(decode({}), exit_code::ok);
-  EXPECT_THAT(names(), ElementsAre("trace.bin", "trace.pcapng"));
-  const auto packets = read_packets(content(at("trace.pcapng")));
-  ASSERT_EQ(packets.size(), 2U);
-  EXPECT_EQ(packets[0].data, "E");
+// Fails in its first packet.
+class failing_sink : public scripted_sink {
+ public:
+  failing_sink() {
+    writing = [this](const packet&) {
+      failing.add();
+      throw user_error(exit_code::output_failed, "the disk is full");
+    };
+  }
+
+  test_support::event_count failing;
+};
+
+TEST_F(run_test, every_packet_and_event_is_displayed) {
+  script({{"steps", {port_step, raw_step, packet_step("ip", "E"), packet_step("at", "OK")}}});
+  std::vector<std::string> seen;
+  display_.packet_handler = [&](const packet& each) { seen.emplace_back(each.layer); };
+  display_.event_handler = [&](const source_event& event) {
+    if (event.kind == event_kind::port_opening) seen.emplace_back("open");
+  };
+  EXPECT_EQ(run_live(), exit_code::ok);
+  EXPECT_THAT(seen, ElementsAre("open", "modem_trace", "ip", "at"));
 }
 
-TEST_F(capture_run_test, the_summary_is_all_that_is_printed) {
-  script({{"logs", {"quiet"}}, {"steps", {raw_step, packet_step("ip", "E")}}});
-  decode({"-o", name_of("out.pcapng")});
-  EXPECT_THAT(printed_, StartsWith(name_of("out.pcapng") + ": 1 packet from 5 B of trace\n"));
-  EXPECT_THAT(printed_, HasSubstr("database UUID         u-1\n"));
-  EXPECT_THAT(printed_, AllOf(Not(HasSubstr("quiet")), Not(HasSubstr("\r"))));
+TEST_F(run_test, the_display_leaves_the_terminal_before_the_summary_comes) {
+  script({{"steps", {packet_step("ip", "E")}}});
+  display_.end_handler = [] { std::fputs("wiped ", stderr); };
+  run_file();
+  EXPECT_THAT(printed_, StartsWith("wiped " + name_of("out.pcapng")));
 }
 
-TEST_F(capture_run_test, the_plug_ins_messages_are_shown_on_request) {
-  script({{"logs", {"what it does"}}, {"steps", {packet_step("ip", "E")}}});
-  decode({"--verbose"});
-  EXPECT_THAT(printed_, StartsWith("[2] what it does\n"));
+TEST_F(run_test, a_name_that_is_not_utf_8_is_refused) {
+  options_.database.file = "\xff";
+  EXPECT_THAT(refusal_of([&] { run_file(); }), HasSubstr("not UTF-8"));
 }
 
-const json passed_over = {{"level", 5}, {"message", "no sun"}};
-
-TEST_F(capture_run_test, a_failure_that_was_passed_over_is_no_secret) {
-  script({{"logs", {passed_over}},
-          {"steps", {raw_step, {{"log", passed_over}}, packet_step("ip", "E")}}});
-  EXPECT_EQ(decode({}), exit_code::ok);
-  EXPECT_THAT(printed_, StartsWith("veltra: note: no sun\n"
-                                   "veltra: note, 1 more time: no sun\n" +
-                                   name_of("trace.pcapng")));
+TEST_F(run_test, more_failures_than_a_person_reads_are_not_shown) {
+  json logs = json::array();
+  for (int i = 0; i < 60; ++i) logs.push_back(failure_log(std::to_string(i)));
+  script({{"logs", logs}, {"steps", {packet_step("ip", "E")}}});
+  run_file();
+  EXPECT_THAT(display_.lines(),
+              EndsWith("veltra: note: 48\nveltra: note: 49\n"
+                       "veltra: note: more failures; --verbose shows all messages.\n"));
 }
 
-TEST_F(capture_run_test, what_was_passed_over_before_a_failure_is_told_too) {
-  script({{"logs", {passed_over, passed_over}},
+TEST_F(run_test, a_failure_of_the_cache_is_explained) {
+  options_.database = {};
+  options_.database.cache = "cache";
+  options_.database.locations = {"http://a", "http://b"};
+  script({{"logs", {failure_log("Failed to download config.json. Reason: refused")}},
           {"init", {{"result", 1}, {"message", "wrong weather"}, {"code", 1}}}});
-  EXPECT_THAT(refusal_of([&] { decode({}); }), HasSubstr("wrong weather"));
-  EXPECT_EQ(printed_, "veltra: note: no sun\nveltra: note, 1 more time: no sun\n");
+  refusal_of([&] { run_file(); });
+  EXPECT_EQ(display_.lines(),
+            "veltra: note: the catalogue could not be fetched from http://a (refused); "
+            "trying the next location.\n");
 }
 
-TEST_F(capture_run_test, who_observes_shows_the_notes_until_the_summary) {
-  script({{"logs", {passed_over}}, {"steps", {packet_step("ip", "E")}}});
-  std::string told;
-  capture_request made = request();
-  made.tell = [&](std::string_view lines) { told += lines; };
-  run(std::move(made));
-  EXPECT_EQ(told, "veltra: note: no sun\n");
-  EXPECT_THAT(printed_, StartsWith(name_of("out.pcapng")));
+TEST_F(run_test, what_the_thread_that_stops_the_run_causes_concerns_nobody) {
+  script({{"steps", {packet_step("ip", "E"), wait_step}}, {"stop_log", failure_log("no sun")}});
+  press_ctrl_c_at("ip");
+  bool is_displayed = false;
+  display_.event_handler = [&](const source_event&) { is_displayed = true; };
+  run_live();
+  EXPECT_THAT(display_.lines(), IsEmpty());
+  EXPECT_FALSE(is_displayed);
 }
 
-TEST_F(capture_run_test, json_lines_have_their_own_name) {
-  script({{"steps", {raw_step, packet_step("ip", "E")}}});
-  EXPECT_EQ(decode({"--format", "jsonl"}), exit_code::ok);
-  EXPECT_THAT(names(), ElementsAre("trace.bin", "trace.jsonl"));
-  EXPECT_EQ(json::parse(content(at("trace.jsonl"))).at("payload"), "45");
-}
+// --- Ctrl-C
+// ---------------------------------------------------------------------------------------
 
-TEST_F(capture_run_test, raw_packets_join_json_lines_on_request) {
-  script({{"steps", {raw_step, packet_step("ip", "E")}}});
-  decode({"--format", "jsonl", "--raw-packets"});
-  const std::string lines = content(at("trace.jsonl"));
-  EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 2);
-}
-
-TEST_F(capture_run_test, raw_packets_join_a_capture_on_request) {
-  script({{"steps", {raw_step, packet_step("ip", "E")}}});
-  decode({"--raw-packets"});
-  EXPECT_EQ(read_packets(content(at("trace.pcapng"))).size(), 2U);
-}
-
-TEST_F(capture_run_test, standard_output_gets_the_capture_and_nothing_else) {
-  script({{"steps", {packet_step("ip", "E")}}});
-  test_support::captured_stdout captured;
-  decode({"-o", "-"});
-  EXPECT_EQ(read_packets(captured.end()).size(), 1U);
-  EXPECT_THAT(printed_, StartsWith("standard output: 1 packet"));
-  EXPECT_THAT(names(), ElementsAre("trace.bin"));
-}
-
-TEST_F(capture_run_test, remarks_on_the_capture_are_in_the_summary) {
-  script({{"steps", {packet_step("ip", "E"), packet_step("session_master", "short")}}});
-  decode({});
-  EXPECT_THAT(printed_,
-              HasSubstr("remarks               1 TLS key trace of a wrong size (kept as "));
-}
-
-TEST_F(capture_run_test, a_file_of_the_cache_is_never_replaced) {
-  std::filesystem::create_directory(at("cache"));
-  directory_.write("cache/config.json", "{}");
-  database_options database;
-  database.cache = name_of("cache");
-  EXPECT_THAT(refusal_of([&] { refuse_file_of_cache(name_of("cache/config.json"), database); },
-                         exit_code::usage),
-              HasSubstr("a file of the cache"));
-  EXPECT_NO_THROW(refuse_file_of_cache(name_of("cache/out.pcapng"), database));
-}
-
-TEST_F(capture_run_test, an_input_is_never_replaced) {
-  script({{"steps", {packet_step("ip", "E")}}});
-  directory_.write("database.json", "{}");
-  const std::string before = content(at("trace.bin"));
-  EXPECT_THAT(refusal_of(
-                  [&] {
-                    decode({"-o", name_of("trace.bin")});
-                  },
-                  exit_code::usage),
-              HasSubstr("would replace the input"));
-  const test_support::working_directory here(directory_.path());
-  EXPECT_THAT(refusal_of(
-                  [&] {
-                    decode({"-o", "database.json"});
-                  },
-                  exit_code::usage),
-              HasSubstr("would replace the input database.json"));
-  EXPECT_EQ(content(at("trace.bin")), before);
-  EXPECT_EQ(content(at("database.json")), "{}");
-}
-
-TEST_F(capture_run_test, a_refused_init_leaves_an_earlier_capture_alone) {
-  script({{"init", {{"result", 1}, {"message", "wrong weather"}, {"code", 1}}}});
-  directory_.write("out.pcapng", "before");
-  EXPECT_EQ(refusal_of([&] {
-              decode({"-o", name_of("out.pcapng")});
-            }),
-            "the plug-in does not start: wrong weather; check the parameters.");
-  EXPECT_EQ(content(at("out.pcapng")), "before");
-  EXPECT_THAT(printed_, IsEmpty());
-}
-
-TEST_F(capture_run_test, a_run_that_fails_leaves_no_capture) {
-  script({{"steps", {packet_step("ip", "E")}}, {"start", failed_start}});
-  EXPECT_THAT(refusal_of([&] { decode({}); }, exit_code::run_failed),
-              AllOf(HasSubstr("trace.bin failed: device lost (code 100)"),
-                    HasSubstr("no capture was written")));
-  EXPECT_THAT(names(), ElementsAre("trace.bin"));
-}
-
-TEST_F(capture_run_test, a_trace_without_packets_gives_no_capture) {
-  script({{"steps", {raw_step}}});
-  EXPECT_THAT(refusal_of([&] { decode({}); }, exit_code::nothing_decoded),
-              AllOf(StartsWith("not one packet came out of "), HasSubstr("database.json"),
-                    HasSubstr("u-1")));
-  EXPECT_THAT(names(), ElementsAre("trace.bin"));
-}
-
-TEST_F(capture_run_test, an_empty_trace_is_told_so) {
-  script(json::object());
-  EXPECT_THAT(refusal_of([&] { decode({}); }, exit_code::nothing_decoded), HasSubstr("is empty"));
-}
-
-TEST_F(capture_run_test, an_output_that_cannot_be_made_is_an_error) {
-  script({{"steps", {packet_step("ip", "E")}}});
-  EXPECT_THAT(refusal_of(
-                  [&] {
-                    decode({"-o", name_of("no/out")});
-                  },
-                  exit_code::output_failed),
-              HasSubstr("no/out"));
-}
-
-TEST_F(capture_run_test, an_output_that_can_never_be_made_is_an_error_before_any_work) {
-  script({{"logs", {passed_over}}, {"steps", {packet_step("ip", "E")}}});
-  refusal_of([&] { decode({"-o", name_of("no/out")}); }, exit_code::output_failed);
-  EXPECT_THAT(printed_, IsEmpty()) << "the plug-in was at work";
-}
-
-TEST_F(capture_run_test, a_name_that_is_not_utf_8_is_refused) {
-  capture_request made = request();
-  made.parameters["file_path"] = "\xff";
-  EXPECT_THAT(refusal_of([&] { run(made); }), HasSubstr("not UTF-8"));
-}
-
-TEST_F(capture_run_test, every_packet_is_observed) {
-  script({{"steps", {raw_step, packet_step("ip", "E"), packet_step("at", "OK")}}});
-  std::vector<std::string> layers;
-  capture_request made = request();
-  made.observe = [&](const packet& each) { layers.emplace_back(each.layer); };
-  EXPECT_EQ(run(made), exit_code::ok);
-  EXPECT_THAT(layers, ElementsAre("modem_trace", "ip", "at"));
-}
-
-TEST_F(capture_run_test, ctrl_c_leaves_a_whole_capture_of_what_came_before) {
+TEST_F(run_test, ctrl_c_leaves_a_whole_capture_of_what_came_before) {
   script({{"steps", {packet_step("ip", "E"), wait_step, packet_step("at", "OK")}}});
-  capture_request made = request();
-  made.observe = [this](const packet&) { keyboard_.press_ctrl_c(); };
-  EXPECT_EQ(run(made), exit_code::interrupted);
-  EXPECT_EQ(read_packets(content(at("out.pcapng"))).size(), 1U);
+  press_ctrl_c_at("ip");
+  EXPECT_EQ(run_file(), exit_code::interrupted);
+  EXPECT_EQ(captured().size(), 1U);
   EXPECT_THAT(printed_, HasSubstr("interrupted before its end"));
 }
 
-TEST_F(capture_run_test, ctrl_c_before_the_first_packet_is_told_so) {
+TEST_F(run_test, ctrl_c_before_the_first_packet_of_a_file_leaves_nothing) {
   script({{"steps", {raw_step, wait_step, packet_step("at", "OK")}}});
-  capture_request made = request();
-  made.observe = [this](const packet&) { keyboard_.press_ctrl_c(); };
-  EXPECT_EQ(refusal_of([&] { run(made); }, exit_code::interrupted),
-            "interrupted before the input gave a packet; no capture was written.");
+  press_ctrl_c_at("modem_trace");
+  EXPECT_EQ(
+      refusal_of([&] { run_file(); }, exit_code::interrupted),
+      "interrupted before " + name_of("trace.bin") + " gave a packet; no capture was written.");
   EXPECT_THAT(names(), ElementsAre("trace.bin"));
 }
 
-TEST_F(capture_run_test, ctrl_c_before_the_first_byte_ends_a_live_run_that_got_nothing) {
-  script({{"steps", {{{"log", "open port"}}, wait_step}}, {"start", failed_start}});
-  capture_request made = request();
-  made.live = true;
-  made.observe_log = [this](std::string_view) { keyboard_.press_ctrl_c(); };
-  made.explain_nothing = [](const run_statistics&) {
-    return user_error(exit_code::nothing_decoded, "nothing arrived");
-  };
-  EXPECT_EQ(refusal_of([&] { run(made); }, exit_code::nothing_decoded), "nothing arrived");
+TEST_F(run_test, ctrl_c_before_the_first_byte_ends_a_live_run_that_got_nothing) {
+  script({{"steps", {port_step, wait_step}}, {"start", stopped_start}});
+  press_ctrl_c_at_opening();
+  EXPECT_THAT(refusal_of([&] { run_live(); }, exit_code::nothing_decoded),
+              StartsWith("nothing arrived on " + name_of("trace.bin")));
   EXPECT_THAT(names(), ElementsAre("trace.bin"));
 }
 
 // Which is what comes at a wrong baud rate.
-TEST_F(capture_run_test, a_live_run_of_nothing_but_losses_writes_no_capture) {
-  script({{"steps", {packet_step("at", "Dropped traces count: 7"), wait_step}},
-          {"start", failed_start}});
-  capture_request made = request();
-  made.live = true;
-  made.observe = [this](const packet&) { keyboard_.press_ctrl_c(); };
-  made.explain_nothing = [](const run_statistics& statistics) {
-    EXPECT_EQ(statistics.dropped_traces(), 7U);
-    return user_error(exit_code::nothing_decoded, "noise");
-  };
-  EXPECT_EQ(refusal_of([&] { run(made); }, exit_code::nothing_decoded), "noise");
+TEST_F(run_test, a_live_run_of_nothing_but_losses_writes_no_capture) {
+  script({{"steps", {raw_step, packet_step("at", "Dropped traces count: 7"), wait_step}},
+          {"start", stopped_start}});
+  press_ctrl_c_at("at");
+  EXPECT_THAT(refusal_of([&] { run_live(); }, exit_code::nothing_decoded),
+              StartsWith("only reports of 7 dropped traces came out of 5 B received on "));
   EXPECT_THAT(names(), ElementsAre("trace.bin"));
 }
 
-TEST_F(capture_run_test, ctrl_c_is_how_a_live_run_ends) {
-  script({{"steps", {packet_step("ip", "E"), wait_step}}, {"start", failed_start}});
-  capture_request made = request();
-  made.live = true;
-  made.observe = [this](const packet&) { keyboard_.press_ctrl_c(); };
-  EXPECT_EQ(run(made), exit_code::ok);
-  EXPECT_EQ(read_packets(content(at("out.pcapng"))).size(), 1U);
+TEST_F(run_test, ctrl_c_is_how_a_live_run_ends) {
+  script({{"steps", {packet_step("ip", "E"), wait_step}}, {"start", stopped_start}});
+  press_ctrl_c_at("ip");
+  EXPECT_EQ(run_live(), exit_code::ok);
+  EXPECT_EQ(captured().size(), 1U);
   EXPECT_THAT(printed_, Not(HasSubstr("interrupted")));
 }
 
-TEST_F(capture_run_test, ctrl_c_is_told_to_who_may_hold_up_the_run) {
-  script({{"steps", {packet_step("ip", "E"), wait_step}}, {"start", failed_start}});
-  bool hurried = false;  // read when the thread that wrote it has ended
-  capture_request made = request();
-  made.live = true;
-  made.observe = [this](const packet&) { keyboard_.press_ctrl_c(); };
-  made.hurry = [&hurried] { hurried = true; };
-  EXPECT_EQ(run(made), exit_code::ok);
-  EXPECT_TRUE(hurried);
+TEST_F(run_test, ctrl_c_before_the_first_sign_of_the_plug_in_is_not_lost) {
+  script({{"steps", {{{"wait_for_file", name_of("go")}}, packet_step("ip", "E"), wait_step}},
+          {"after_stop", {packet_step("at", "OK")}}});
+  test_support::event_count limited;
+  test_support::event_count stopped;
+  scripted_sink capture;
+  // On the ticker's thread, which could stop a run that hangs.
+  display_.tick_handler = [&] {
+    if (std::filesystem::exists(at("go"))) return;
+    keyboard_.press_ctrl_c();
+    while (capture.done().back() != "limit writes") std::this_thread::yield();
+    directory_.write("go", "");
+    stopped.take();
+  };
+  display_.packet_handler = [&](const packet& each) {
+    if (each.layer == "at") stopped.add();
+  };
+  EXPECT_EQ(run_live({.capture = &capture}), exit_code::ok);
+  EXPECT_THAT(capture.done(), AllOf(Contains("ip E"), Contains("at OK")));
 }
 
-TEST_F(capture_run_test, a_live_run_that_fails_keeps_what_came_before) {
+// A reader that stalls must not hold up the end.
+TEST_F(run_test, ctrl_c_limits_writes) {
+  script({{"steps", {packet_step("ip", "E"), wait_step}}, {"start", stopped_start}});
+  scripted_sink capture;
+  press_ctrl_c_at("ip");
+  EXPECT_EQ(run_live({.capture = &capture}), exit_code::ok);
+  EXPECT_THAT(capture.done(), Contains("limit writes"));
+}
+
+TEST_F(run_test, what_the_plug_in_delivers_after_ctrl_c_is_kept) {
+  script({{"steps", {packet_step("ip", "E"), wait_step}}, {"after_stop", {packet_step("at", "")}}});
+  press_ctrl_c_at("ip");
+  EXPECT_EQ(run_live(), exit_code::ok);
+  EXPECT_EQ(captured().size(), 2U);
+}
+
+TEST_F(run_test, a_second_ctrl_c_stops_a_run_at_once_that_delivers_what_it_has) {
+  script({{"steps", {packet_step("ip", "E"), wait_step}},
+          {"after_stop",
+           {packet_step("nas-eps", "n"), {{"wait_for_stops", 2}}, packet_step("at", "OK")}}});
+  test_support::event_count stopped;
+  display_.packet_handler = [&](const packet& each) {
+    each.layer == "at" ? stopped.add() : keyboard_.press_ctrl_c();
+  };
+  // So that the ticker, which stops a run that takes long, does not.
+  bool is_first = true;
+  display_.tick_handler = [&] {
+    if (std::exchange(is_first, false)) stopped.take();
+  };
+  EXPECT_EQ(run_live(), exit_code::ok);
+  EXPECT_EQ(captured().size(), 3U);
+}
+
+TEST_F(run_test, a_run_that_delivers_what_it_has_for_long_is_stopped) {
+  script({{"steps", {packet_step("ip", "E"), wait_step}},
+          {"after_stop", {{{"wait_for_stops", 2}}}},
+          {"start", stopped_start}});
+  press_ctrl_c_at("ip");
+  EXPECT_EQ(run_live(), exit_code::ok);
+}
+
+json stopped_early(const std::string& counts) {
+  return {{"result", 100},
+          {"message", "stopped before the end: " + counts + " were not delivered"},
+          {"code", 100}};
+}
+
+TEST_F(run_test, a_live_run_that_was_stopped_before_all_was_delivered_fails) {
+  script({{"steps", {packet_step("ip", "E"), wait_step}},
+          {"start", stopped_early("5 received bytes and 2 decoded traces")}});
+  press_ctrl_c_at("ip");
+  EXPECT_THAT(
+      refusal_of([&] { run_live(); }, exit_code::run_failed),
+      AllOf(HasSubstr("5 received bytes and 2 decoded traces"), HasSubstr("is in the capture")));
+  EXPECT_EQ(captured().size(), 1U);
+}
+
+TEST_F(run_test, a_live_run_that_was_stopped_after_all_was_delivered_does_not_fail) {
+  script({{"steps", {packet_step("ip", "E"), wait_step}},
+          {"start", stopped_early("0 received bytes and 0 decoded traces")}});
+  press_ctrl_c_at("ip");
+  EXPECT_EQ(run_live(), exit_code::ok);
+}
+
+// --- outputs
+// --------------------------------------------------------------------------------------
+
+TEST_F(run_test, a_live_run_that_fails_keeps_what_came_before) {
   script({{"steps", {packet_step("ip", "E")}}, {"start", failed_start}});
-  capture_request made = request();
-  made.live = true;
-  EXPECT_THAT(refusal_of([&] { run(made); }, exit_code::run_failed),
+  EXPECT_THAT(refusal_of([&] { run_live(); }, exit_code::run_failed),
               AllOf(HasSubstr("device lost"), HasSubstr("is in the capture")));
-  EXPECT_EQ(read_packets(content(at("out.pcapng"))).size(), 1U);
+  EXPECT_EQ(captured().size(), 1U);
 }
 
-TEST_F(capture_run_test, a_live_run_whose_name_is_taken_meanwhile_leaves_the_capture_beside_it) {
+TEST_F(run_test, a_live_run_whose_name_is_taken_meanwhile_leaves_the_capture_beside_it) {
   script({{"steps", {packet_step("ip", "E")}}});
-  capture_request made = request();
-  made.live = true;
-  made.observe = [this](const packet&) { std::filesystem::create_directory(at("out.pcapng")); };
-  EXPECT_THAT(refusal_of([&] { run(made); }, exit_code::output_failed), HasSubstr("out.pcapng"));
+  display_.packet_handler = [this](const packet&) {
+    std::filesystem::create_directory(at("out.pcapng"));
+  };
+  EXPECT_THAT(refusal_of([&] { run_live(); }, exit_code::output_failed), HasSubstr("out.pcapng"));
   ASSERT_EQ(names().size(), 3U);
   const std::string left = names()[1];
   EXPECT_THAT(left, AllOf(StartsWith("out.pcapng."), EndsWith(".part")));
-  EXPECT_THAT(printed_, StartsWith(name_of(left.c_str())));
+  EXPECT_THAT(printed_, StartsWith(name_of(left)));
   EXPECT_THAT(printed_, Not(HasSubstr("missing")));
-  EXPECT_EQ(read_packets(content(at(left.c_str()))).size(), 1U);
+  EXPECT_EQ(captured(left).size(), 1U);
 }
 
-TEST_F(capture_run_test, the_line_on_the_terminal_goes_before_the_summary_comes) {
-  script({{"steps", {packet_step("ip", "E")}}});
-  struct line {
-    ~line() { std::fputs("wiped ", stderr); }
+TEST_F(run_test, raw_bytes_are_in_the_raw_trace_before_anything_else_sees_them) {
+  script({{"steps", {raw_step, packet_step("ip", "E"), packet_step("modem_trace", "67")}}});
+  std::string expected;
+  display_.packet_handler = [&](const packet& each) {
+    if (is_raw(each)) expected.append(each.payload.begin(), each.payload.end());
+    EXPECT_EQ(content(at("raw")), expected);
   };
-  capture_request made = request();
-  made.observe = [held = std::make_shared<line>()](const packet&) {};
-  run(std::move(made));
-  EXPECT_THAT(printed_, StartsWith("wiped " + name_of("out.pcapng")));
+  scripted_sink capture;
+  std::string seen_by_capture;
+  capture.writing = [&](const packet& each) {
+    if (is_raw(each)) seen_by_capture.append(each.payload.begin(), each.payload.end());
+    EXPECT_THAT(content(at("raw")), StartsWith(seen_by_capture));
+  };
+  raw_sink raw(at("raw"));
+  EXPECT_EQ(run_live({&raw, &capture}), exit_code::ok);
+  EXPECT_EQ(seen_by_capture, "1234567");
+  EXPECT_THAT(printed_, HasSubstr("\n" + name_of("raw") + ": 7 B of raw trace\n"));
+}
+
+TEST_F(run_test, a_raw_trace_needs_no_capture) {
+  script({{"steps", {raw_step, raw_step}}});
+  {
+    raw_sink raw(at("raw"));
+    EXPECT_EQ(run_live({.raw_trace = &raw}), exit_code::ok);
+    EXPECT_EQ(printed_, name_of("raw") + ": 10 B of raw trace\n");
+  }
+  script(json::object());
+  raw_sink none(at("none"));
+  EXPECT_THAT(refusal_of([&] { run_live({.raw_trace = &none}); }, exit_code::nothing_decoded),
+              StartsWith("nothing arrived on "));
+  EXPECT_THAT(names(), ElementsAre("raw", "trace.bin"));
+}
+
+TEST_F(run_test, a_capture_that_fails_does_not_end_the_recording) {
+  script({{"steps", {packet_step("ip", "E"), raw_step, raw_step}}});
+  failing_sink capture;
+  test_support::event_count ticked;
+  display_.tick_handler = [&] { ticked.add(); };
+  display_.packet_handler = [&](const packet& each) {
+    if (is_raw(each)) return;
+    capture.failing.take();
+    for (int i = 0; i < 3; ++i) ticked.take();  // the ticker sees the failure
+  };
+  raw_sink raw(at("raw"));
+  EXPECT_EQ(refusal_of(
+                [&] {
+                  run_live({&raw, &capture});
+                },
+                exit_code::output_failed),
+            "the disk is full");
+  EXPECT_EQ(content(at("raw")), "1234512345");
+  EXPECT_THAT(capture.done(), ElementsAre("begin", "salvage"));
+  EXPECT_THAT(printed_, AllOf(HasSubstr("the sink: "), HasSubstr("10 B of raw trace\n")));
+}
+
+TEST_F(run_test, a_raw_trace_that_fails_does_not_end_the_capture) {
+  script({{"steps", {raw_step, packet_step("ip", "E"), packet_step("at", "OK")}}});
+  raw_sink raw(at("raw"));
+  directory_.write("raw", "of somebody else");
+  test_support::event_count ticked;
+  display_.tick_handler = [&] { ticked.add(); };
+  display_.packet_handler = [&](const packet& each) {
+    for (int i = 0; i < 2 && is_raw(each); ++i) ticked.take();
+  };
+  pcapng_sink capture(at("out.pcapng"), {.is_live = true});
+  EXPECT_THAT(refusal_of(
+                  [&] {
+                    run_live({&raw, &capture});
+                  },
+                  exit_code::output_failed),
+              StartsWith("cannot write the raw trace " + name_of("raw")));
+  EXPECT_EQ(captured().size(), 2U);
+  EXPECT_EQ(content(at("raw")), "of somebody else");
+  EXPECT_THAT(printed_, Not(HasSubstr("raw trace")));
+}
+
+TEST_F(run_test, a_run_ends_when_no_output_is_left) {
+  script({{"steps", {raw_step, packet_step("ip", "E"), wait_step}}, {"start", stopped_start}});
+  failing_sink of_file;
+  EXPECT_EQ(refusal_of([&] { run_file(of_file); }, exit_code::output_failed), "the disk is full");
+  EXPECT_THAT(of_file.done(), ElementsAre("begin"));
+  failing_sink of_live_run;
+  EXPECT_EQ(refusal_of([&] { run_live({.capture = &of_live_run}); }, exit_code::output_failed),
+            "the disk is full");
+  failing_sink beside_raw_trace;
+  raw_sink raw(at("raw"));
+  directory_.write("raw", "of somebody else");
+  EXPECT_EQ(refusal_of(
+                [&] {
+                  run_live({&raw, &beside_raw_trace});
+                },
+                exit_code::output_failed),
+            "cannot write the raw trace " + name_of("raw") +
+                ": File exists; give another place with room and write permission.");
+  EXPECT_THAT(printed_, EndsWith("veltra: the disk is full\n")) << "none is kept secret";
+}
+
+TEST_F(run_test, what_a_stop_for_want_of_outputs_leaves_undelivered_is_not_the_failure) {
+  script({{"steps", {packet_step("ip", "E"), wait_step}},
+          {"start", stopped_early("5 received bytes and 2 decoded traces")}});
+  failing_sink capture;
+  EXPECT_EQ(refusal_of([&] { run_live({.capture = &capture}); }, exit_code::output_failed),
+            "the disk is full");
+}
+
+TEST_F(run_test, packets_that_a_slow_reader_missed_are_counted_in_the_summary) {
+  constexpr int packets = 700;
+  static_assert(packets * 100'000 > outlet::max_bytes_dropping);
+  script({{"steps",
+           {packet_step("ip", "E"), packet_step("ip", std::string(100'000, 'E'), packets),
+            packet_step("at", "OK")}}});
+  scripted_sink capture;
+  test_support::event_count entered;
+  test_support::event_count released;
+  capture.writing = [&, is_first = true](const packet&) mutable {
+    if (!std::exchange(is_first, false)) return;
+    entered.add();
+    released.take();
+  };
+  display_.packet_handler = [&, is_first = true](const packet& each) mutable {
+    if (std::exchange(is_first, false)) entered.take();
+    if (each.layer == "at") released.add();
+  };
+  EXPECT_EQ(run_live({.capture = &capture}), exit_code::ok);
+  EXPECT_THAT(capture.done(), Contains(StartsWith("missed ")));
+  EXPECT_THAT(printed_, HasSubstr(" packets missed: the reader was too slow\n"));
+}
+
+// --- decoding that stops
+// --------------------------------------------------------------------------
+
+const json decoding_stops = {{"log", failure_log("decoding stopped: bad trace")}};
+
+TEST_F(run_test, a_run_ends_when_its_decoding_stops) {
+  script({{"steps", {raw_step, packet_step("ip", "E"), decoding_stops, wait_step}},
+          {"start", stopped_start}});
+  EXPECT_EQ(refusal_of([&] { run_live(); }, exit_code::run_failed),
+            "reading " + name_of("trace.bin") +
+                " failed: bad trace (code 100); what came before is in the capture.");
+  EXPECT_EQ(captured().size(), 1U);
+  EXPECT_EQ(display_.lines(), "");
+}
+
+TEST_F(run_test, a_raw_trace_goes_on_when_the_decoding_stops) {
+  script({{"steps", {raw_step, packet_step("ip", "E"), decoding_stops, raw_step}}});
+  raw_sink raw(at("raw"));
+  scripted_sink capture;
+  EXPECT_THAT(refusal_of(
+                  [&] {
+                    run_live({&raw, &capture});
+                  },
+                  exit_code::run_failed),
+              HasSubstr("failed: bad trace"));
+  EXPECT_EQ(content(at("raw")), "1234512345");
+  EXPECT_THAT(capture.done(), AllOf(Contains("ip E"), Contains("finish")));
+  EXPECT_EQ(display_.lines(),
+            "veltra: note: decoding stopped (bad trace); the raw trace goes on.\n");
+}
+
+TEST_F(run_test, a_run_ends_when_its_decoding_stops_after_its_raw_trace_failed) {
+  script({{"steps", {raw_step, decoding_stops, wait_step}}, {"start", stopped_start}});
+  raw_sink raw(at("raw"));
+  directory_.write("raw", "of somebody else");
+  scripted_sink capture;
+  EXPECT_THAT(refusal_of(
+                  [&] {
+                    run_live({&raw, &capture});
+                  },
+                  exit_code::run_failed),
+              HasSubstr("failed: bad trace"));
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <functional>
 #include <mutex>
 #include <string>
@@ -25,7 +26,8 @@ class scripted_sink : public sink {
   void begin() override { record("begin"); }
   void write(const packet& packet) override {
     writing(packet);
-    const std::string payload(packet.payload.begin(), packet.payload.end());
+    const auto part = packet.payload.first(std::min<std::size_t>(packet.payload.size(), 100));
+    const std::string payload(part.begin(), part.end());
     record(fmt::format("{} {}", packet.layer, payload));
   }
   void mark_missed(std::uint64_t count) override {
@@ -50,7 +52,7 @@ class scripted_sink : public sink {
   bool is_stream() const override { return false; }
   std::string name() const override { return "the sink"; }
 
-  // What was done so far, a packet as "LAYER PAYLOAD".
+  // What was done so far, a packet as "LAYER PAYLOAD" with the beginning of its payload.
   std::vector<std::string> done() const {
     const std::lock_guard lock(mutex_);
     return done_;

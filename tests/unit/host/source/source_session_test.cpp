@@ -119,7 +119,7 @@ TEST_F(source_session_test, a_failed_run_whose_error_was_not_kept_is_a_failure) 
 
 TEST_F(source_session_test, what_the_listener_throws_ends_the_run_and_comes_out_of_it) {
   ASSERT_FALSE(init(
-      {{"steps", {{{"layer", "a"}, {"times", 3}}, {{"wait_for_stop", true}}, {{"layer", "b"}}}},
+      {{"steps", {{{"layer", "a"}, {"times", 3}}, {{"wait_for_stops", 1}}, {{"layer", "b"}}}},
        {"start", {{"result", 100}, {"message", "lost"}, {"code", 100}}}}));
   int packets = 0;
   listener_.packet_handler = [&](const packet&) {
@@ -139,7 +139,7 @@ TEST_F(source_session_test, a_session_runs_again_after_its_listener_threw) {
 }
 
 TEST_F(source_session_test, a_stop_from_another_thread_ends_a_run_that_waits) {
-  ASSERT_FALSE(init({{"steps", {{{"layer", "a"}}, {{"wait_for_stop", true}}, {{"layer", "b"}}}}}));
+  ASSERT_FALSE(init({{"steps", {{{"layer", "a"}}, {{"wait_for_stops", 1}}, {{"layer", "b"}}}}}));
   std::thread stopper;
   listener_.packet_handler = [&](const packet& each) {
     layers_.emplace_back(each.layer);
