@@ -2,9 +2,11 @@
 
 #include <chrono>
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
+#include <system_error>
 
 #include "host/commands/commands.h"
 #include "host/commands/packet_sink.h"
@@ -13,6 +15,7 @@
 #include "host/output/raw_sink.h"
 #include "host/output/same_file.h"
 #include "host/run/run.h"
+#include "host/run/sidecar.h"
 #include "host/user_error.h"
 #include "platform/file.h"
 
@@ -52,6 +55,21 @@ void check(const capture_options& options) {
   for (const std::string& output : {options.run.output.file, raw}) {
     refuse_file_of_cache(output, options.run.database);
   }
+  if (!options.raw) refuse_time_base_without_effect(options.run);
+}
+
+// The sidecar's name follows from the raw trace's, so that nobody has named it.
+void check_sidecar(const std::string& raw, const database_options& database) {
+  const std::filesystem::path path = sidecar_path(platform::path_from_utf8(raw));
+  const std::string name = platform::path_to_utf8(path);
+  refuse_same_file(name, database.file, "the trace database");
+  refuse_file_of_cache(name, database);
+  std::error_code ignored;
+  if (!std::filesystem::exists(path, ignored) || is_sidecar(path)) return;
+  throw user_error(exit_code::usage,
+                   fmt::format("{} is in the place of the raw trace's sidecar and something else; "
+                               "give another name for the raw trace.",
+                               name));
 }
 
 std::string default_name(const capture_options& options, const std::string& extension) {
@@ -72,6 +90,7 @@ exit_code capture(capture_options options) {
   if (options.raw) {
     const std::string name = options.raw->empty() ? default_name(options, "trace") : *options.raw;
     sinks.raw_trace = &raw_trace.emplace(platform::path_from_utf8(name), output.overwrite);
+    if (!raw_trace->is_stream()) check_sidecar(name, options.run.database);
   }
   std::unique_ptr<sink> packets;
   if (decodes(options)) {

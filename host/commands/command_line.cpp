@@ -61,7 +61,22 @@ void add_database_options(CLI::App& app, database_options& options) {
   add_catalogue_options(app, options, cache);
 }
 
-void add_run_options(CLI::App& app, run_options& options, const char* default_name) {
+// What is wrong with the text of --time-base; empty if it is one.
+std::string check_time_base(const std::string& text) {
+  if (text == "host" || text == "modem" || parse_utc(text)) return {};
+  return fmt::format("{} is neither host nor modem nor a time such as 2024-05-01T12:00:00Z",
+                     text.empty() ? "it" : text);
+}
+
+time_base time_base_named(const std::string& text) {
+  using enum time_base::kind;
+  if (text == "host") return {host};
+  if (text == "modem") return {modem};
+  return {given, parse_utc(text).value_or(0)};
+}
+
+void add_run_options(CLI::App& app, run_options& options, const char* default_name,
+                     const char* default_times) {
   add_database_options(app, options.database);
   require_nonempty(app.add_option(
       "--output,-o", options.output.file,
@@ -73,6 +88,14 @@ void add_run_options(CLI::App& app, run_options& options, const char* default_na
       ->capture_default_str();
   app.add_flag("--raw-packets", options.output.raw_packets,
                "Write the trace's own bytes, too, chunk by chunk");
+  app.add_option_function<std::string>(
+         "--time-base",
+         [&options](const std::string& text) { options.times = time_base_named(text); },
+         fmt::format("The capture's times: host is this machine's clock, modem the modem's, a time "
+                     "such as 2024-05-01T12:00:00Z that of the first packet (default: {})",
+                     default_times))
+      ->check(check_time_base, "")
+      ->type_name("host|modem|TIME");
   app.add_option("--chunk-size", options.chunk_size, "Bytes per read")
       ->check(CLI::Range(std::uint64_t{1}, max_chunk_size))
       ->capture_default_str();
@@ -116,7 +139,8 @@ void add_decode_command(CLI::App& parent, command& chosen) {
   CLI::App* const app =
       parent.add_subcommand("decode", "Turn a recorded trace into a capture for Wireshark");
   require_nonempty(app->add_option("TRACE", options->trace, "The modem's raw trace"))->required();
-  add_run_options(*app, options->run, "the trace's name with the format's ending");
+  add_run_options(*app, options->run, "the trace's name with the format's ending",
+                  "as recorded, if the trace has a sidecar, otherwise modem");
   app->callback([options, &chosen] { chosen = [options] { return decode(*options); }; });
 }
 
@@ -136,7 +160,7 @@ void add_capture_command(CLI::App& parent, command& chosen) {
                       "without a database, nothing is decoded")
           ->expected(0, 1)
           ->type_name("[FILE]");
-  add_run_options(*app, options->run, "capture-PORT-TIME.pcapng");
+  add_run_options(*app, options->run, "capture-PORT-TIME.pcapng", "host");
   app->callback([options, raw, raw_option, &chosen] {
     if (raw_option->count() != 0) options->raw = *raw;
     chosen = [options] { return capture(*options); };

@@ -11,6 +11,7 @@
 #include "host/output/output_failure.h"
 #include "host/output/same_file.h"
 #include "host/run/run.h"
+#include "host/run/sidecar.h"
 #include "host/user_error.h"
 #include "platform/file.h"
 
@@ -66,6 +67,21 @@ std::string name_beside_trace(const decode_options& options) {
   return name;
 }
 
+// A recording's sidecar says how to count its times, unless the command line does.
+void use_sidecar(const std::string& trace, run_options& options) {
+  const bool is_asked_for = options.times && options.times->source == time_base::kind::host;
+  if (options.times && !is_asked_for) return;
+  const std::filesystem::path path = sidecar_path(platform::path_from_utf8(trace));
+  if (const auto recorded = read_sidecar(path)) {
+    options.recorded_times = recorded->anchors;
+  } else if (is_asked_for) {
+    throw user_error(exit_code::usage,
+                     fmt::format("there is no {} that says when the trace was recorded; give a "
+                                 "time with --time-base, or leave it out.",
+                                 platform::path_to_utf8(path)));
+  }
+}
+
 }  // namespace
 
 exit_code decode(decode_options options) {
@@ -78,6 +94,8 @@ exit_code decode(decode_options options) {
   refuse_to_replace_input(output, options.run.database.file);
   refuse_file_of_cache(output, options.run.database);
   if (is_named) check_output_place("cannot write", platform::path_from_utf8(output));
+  refuse_time_base_without_effect(options.run);
+  if (options.run.output.format == "pcapng") use_sidecar(options.trace, options.run);
 
   const file_input input(options.trace);
   const std::unique_ptr<sink> capture = make_packet_sink(options.run.output, input);

@@ -29,4 +29,11 @@ void refuse_file_of_cache(const std::string& output, const database_options& dat
                                output, database.cache));
 }
 
+void refuse_time_base_without_effect(const run_options& options) {
+  if (!options.times || options.output.format != "jsonl") return;
+  throw user_error(exit_code::usage,
+                   "--time-base sets the times of a pcapng capture, and JSON Lines keep the "
+                   "modem's; leave one of the two out.");
+}
+
 }  // namespace veltra::host

@@ -16,4 +16,8 @@ std::unique_ptr<sink> make_packet_sink(const output_options& options, const inpu
 // Throws user_error (usage) if `output` is a file of the cache.
 void refuse_file_of_cache(const std::string& output, const database_options& database);
 
+// Throws user_error (usage) if --time-base was given and changes nothing: JSON Lines keep
+// the modem's times.
+void refuse_time_base_without_effect(const run_options& options);
+
 }  // namespace veltra::host

@@ -13,8 +13,9 @@ constexpr std::uint16_t tag_protocol_column = 33;
 constexpr std::uint16_t tag_direction = 35;
 
 // Values of tag 35.
-constexpr char direction_sent = 0;
-constexpr char direction_received = 1;
+constexpr std::uint32_t direction_sent = 0;
+constexpr std::uint32_t direction_received = 1;
+constexpr std::uint32_t direction_unknown = 0xFFFFFFFF;
 
 constexpr std::size_t longest_text = 255;
 
@@ -31,18 +32,32 @@ void append_item(std::string& to, std::uint16_t tag, std::string_view value) {
   to.append(padding, '\0');
 }
 
+std::uint32_t tag_value(direction way) {
+  switch (way) {
+    case direction::sent:
+      return direction_sent;
+    case direction::received:
+      return direction_received;
+    case direction::unknown:
+      break;
+  }
+  return direction_unknown;
+}
+
 }  // namespace
 
 std::string exported_pdu_header(std::string_view dissector_name, direction way,
-                                std::string_view protocol_text) {
+                                std::string_view protocol_text, direction_tag tag) {
   std::string header;
   append_item(header, tag_dissector_name, dissector_name.substr(0, longest_text));
   if (!protocol_text.empty()) {
     append_item(header, tag_protocol_column, protocol_text.substr(0, longest_text));
   }
-  if (way != direction::unknown) {
-    const char value[] = {0, 0, 0, way == direction::sent ? direction_sent : direction_received};
-    append_item(header, tag_direction, {value, sizeof value});
+  if (way != direction::unknown || tag == direction_tag::always) {
+    std::string value;
+    append_u16(value, tag_value(way) >> 16);
+    append_u16(value, tag_value(way));
+    append_item(header, tag_direction, value);
   }
   append_item(header, tag_end, {});
   return header;

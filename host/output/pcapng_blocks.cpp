@@ -19,6 +19,7 @@ constexpr std::uint16_t section_application = 4;
 constexpr std::uint16_t interface_name = 2;
 constexpr std::uint16_t interface_description = 3;
 constexpr std::uint16_t interface_time_resolution = 9;
+constexpr std::uint16_t interface_time_offset = 14;
 constexpr std::uint16_t packet_flags = 2;
 constexpr std::uint16_t statistics_received = 4;
 constexpr std::uint16_t statistics_dropped = 5;
@@ -112,7 +113,7 @@ void append_section_header(std::string& to, std::string_view hardware,
 }
 
 void append_interface(std::string& to, std::uint16_t link_type, std::string_view name,
-                      std::string_view description) {
+                      std::string_view description, std::int64_t time_offset) {
   block out(to, interface_description_type);
   append_u16(to, link_type);
   append_u16(to, 0);
@@ -120,6 +121,11 @@ void append_interface(std::string& to, std::uint16_t link_type, std::string_view
   out.add_text_option(option::interface_name, name);
   out.add_text_option(option::interface_description, description);
   out.add_option(option::interface_time_resolution, {&nanoseconds, 1});
+  if (time_offset != 0) {
+    std::string number;
+    append_u64(number, static_cast<std::uint64_t>(time_offset));
+    out.add_option(option::interface_time_offset, number);
+  }
   out.finish();
 }
 

@@ -33,10 +33,10 @@ inline constexpr std::uint32_t secrets_header_size = 16;
 void append_section_header(std::string& to, std::string_view hardware,
                            std::string_view application);
 
-// Describes the next interface, counted from 0. Its timestamps are in
-// nanoseconds and packets are not limited in length.
+// Describes the next interface, counted from 0. Its timestamps are in nanoseconds, to
+// which readers add `time_offset` seconds, and packets are not limited in length.
 void append_interface(std::string& to, std::uint16_t link_type, std::string_view name,
-                      std::string_view description);
+                      std::string_view description, std::int64_t time_offset = 0);
 
 // One packet: the bytes of `header` followed by those of `payload`.
 struct enhanced_packet {

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "host/output/exported_pdu.h"
+#include "host/output/nas_direction.h"
 #include "host/output/pcapng_blocks.h"
 
 namespace veltra::host {
@@ -15,6 +16,8 @@ namespace {
 
 // Wireshark refuses packets with more bytes than this.
 constexpr std::size_t max_packet = 262144;
+
+constexpr std::int64_t ns_per_second = 1'000'000'000;
 
 constexpr std::string_view randbytes_layer = "handshake_randbytes";
 constexpr std::string_view master_layer = "session_master";
@@ -57,10 +60,29 @@ bool is_dissectable(packet_kind kind, std::span<const std::uint8_t> payload) {
   return true;
 }
 
-std::string describe_gap(std::uint64_t missed) {
-  if (missed == 0) return {};
-  return fmt::format("{} packet{} before this one {} missed: the reader was too slow", missed,
-                     missed == 1 ? "" : "s", missed == 1 ? "was" : "were");
+// Several remarks are one comment: some readers show only a packet's first.
+void append_remark(std::string& to, std::string_view remark) {
+  if (remark.empty()) return;
+  if (!to.empty()) to += "; ";
+  to += remark;
+}
+
+std::string describe_step(std::uint64_t step) {
+  if (step == 0) return {};
+  return fmt::format("the modem's clock went back by {:.3f} s before this packet",
+                     static_cast<double>(step) / ns_per_second);
+}
+
+std::string describe_missed(std::uint64_t count) {
+  if (count == 0) return {};
+  return fmt::format("{} packet{} before this one {} missed: the reader was too slow", count,
+                     count == 1 ? "" : "s", count == 1 ? "was" : "were");
+}
+
+std::string describe_dropped(std::uint64_t count) {
+  if (count == 0) return {};
+  return fmt::format("{} trace{} before this packet {} dropped", count, count == 1 ? "" : "s",
+                     count == 1 ? "was" : "were");
 }
 
 }  // namespace
@@ -98,15 +120,29 @@ bool pcapng_sink::put_key_material(const packet& packet) {
   return true;
 }
 
+// Readers add whole seconds; the rest is in the times of the packets. So a packet's time
+// shows the modem's, too, but for that rest.
+std::uint64_t pcapng_sink::time_in_capture(const packet& packet) {
+  const auto offset = static_cast<std::int64_t>(packet.time_offset);
+  if (!time_offset_) {
+    time_offset_ = offset / ns_per_second - (offset % ns_per_second < 0 ? 1 : 0);
+  }
+  const auto base = static_cast<std::uint64_t>(*time_offset_) * ns_per_second;
+  const std::uint64_t time = packet.time + packet.time_offset;
+  // A host's clock that was set back may lead before the first packet.
+  return *time_offset_ > 0 && time < base ? 0 : time - base;
+}
+
 void pcapng_sink::put_raw(const packet& packet) {
   const layer_format& format = format_of(raw_layer);
+  if (latest_ == nullptr) last_time_ = time_in_capture(packet);
   interface& on = interface_of(packet_kind::raw);
   // A stream has no packets of its own, so that nothing need be cut. It has no time
-  // either: with that of the packet before, the capture is still in order.
+  // either: with that of the message before, the capture is still in order.
   pcapng::enhanced_packet block;
   block.interface = on.number;
   block.time = last_time_;
-  block.header = format.header;
+  block.header = format.data_header;
   for (auto rest = packet.payload; !rest.empty(); rest = rest.subspan(block.payload.size())) {
     block.payload = rest.first(std::min(rest.size(), max_packet - block.header.size()));
     block.full_payload_size = block.payload.size();
@@ -120,35 +156,40 @@ void pcapng_sink::put_raw(const packet& packet) {
 void pcapng_sink::put_message(const packet& packet) {
   const layer_format& format = format_of(packet.layer);
   const bool dissectable = is_dissectable(format.kind, packet.payload);
-  const std::string& header = dissectable ? format.header : format.data_header;
+  const direction way = dissectable ? direction_of(format, packet) : format.way;
+  const std::string& header =
+      dissectable ? format.headers[static_cast<std::size_t>(way)] : format.data_header;
   // Without a header there would be no telling on the interface for IP.
+  const std::uint64_t time = time_in_capture(packet);
   const packet_kind kind =
       format.kind == packet_kind::ip && !dissectable ? packet_kind::other : format.kind;
   if (kind == packet_kind::ip) block_stream_->before_ip_packet(packet.payload);
   interface& on = interface_of(kind);
+  latest_ = &on;
   ++on.received;
-  const std::optional<std::uint64_t> dropped = dropped_traces(packet);
-  on.dropped += dropped.value_or(0);
-  last_time_ = std::max(last_time_, packet.time);
+  last_time_ = std::max(last_time_, time);
 
   pcapng::enhanced_packet block;
   block.interface = on.number;
-  block.time = packet.time;
+  block.time = time;
   block.header = header;
   block.payload = packet.payload.first(std::min(packet.payload.size(), max_packet - header.size()));
   block.full_payload_size = packet.payload.size();
   if (block.payload.size() < packet.payload.size()) ++cut_packets_;
-  block.way = format.way;
-  block.comment = dissectable ? std::string_view(format.comment) : "no message of its layer";
-  if (format.kind == packet_kind::at) {
-    // Told in a comment only: a direction would change what Wireshark's columns show.
-    block.comment = dropped                                  ? "dropped traces"
-                    : is_at_command(as_text(packet.payload)) ? "AT command"
-                                                             : "AT answer";
+  block.way = way;
+  comment_ = describe_step(packet.clock_step);
+  append_remark(comment_, describe_missed(missed_));
+  on.dropped += std::exchange(missed_, 0);
+  if (const std::optional<std::uint64_t> dropped = dropped_traces(packet)) {
+    append_remark(comment_, "dropped traces");
+    on.dropped += *dropped;
+    dropped_ += *dropped;
+  } else {
+    append_remark(comment_, describe_dropped(std::exchange(dropped_, 0)));
   }
-  on.dropped += missed_;
-  const std::string gap = describe_gap(std::exchange(missed_, 0));
-  if (!gap.empty()) block.comment = gap;
+  append_remark(comment_,
+                dissectable ? std::string_view(format.comment) : "no message of its layer");
+  block.comment = comment_;
   block_.clear();
   pcapng::append_packet(block_, block);
   block_stream_->write(block_);
@@ -159,6 +200,7 @@ void pcapng_sink::mark_missed(std::uint64_t count) {
 }
 
 void pcapng_sink::write_trailer() {
+  if (latest_ != nullptr) latest_->dropped += std::exchange(missed_, 0);
   block_.clear();
   for (const std::optional<interface>& on : interfaces_) {
     if (on) pcapng::append_statistics(block_, on->number, last_time_, on->received, on->dropped);
@@ -193,14 +235,32 @@ const pcapng_sink::layer_format& pcapng_sink::format_of(std::string_view layer) 
   if (const dissector* found = find_dissector(layer)) {
     format.kind = found->kind;
     format.way = found->way;
-    if (found->kind != packet_kind::ip) {
-      format.header = exported_pdu_header(found->name, found->way);
+    for (const direction way : {direction::unknown, direction::received, direction::sent}) {
+      if (found->kind == packet_kind::ip) break;
+      // Whether an AT text is a command is a guess, which may be shown in the packet's
+      // flags, but not in the columns as a fact: a modem's echo is a command, too.
+      const bool is_guess = found->kind == packet_kind::at && way != direction::unknown;
+      format.headers[static_cast<std::size_t>(way)] =
+          is_guess ? exported_pdu_header(found->name, direction::unknown, {}, direction_tag::always)
+                   : exported_pdu_header(found->name, way);
     }
   } else {
-    format.header = format.data_header;
+    format.headers.fill(format.data_header);
     format.comment = "no dissector for layer " + std::string(layer);
   }
   return formats_.emplace(layer, std::move(format)).first->second;
+}
+
+direction pcapng_sink::direction_of(const layer_format& format, const packet& packet) {
+  switch (format.kind) {
+    case packet_kind::nas:
+      return nas_direction(packet.payload);
+    case packet_kind::at:
+      if (dropped_traces(packet)) return direction::unknown;
+      return is_at_command(as_text(packet.payload)) ? direction::sent : direction::received;
+    default:
+      return format.way;
+  }
 }
 
 pcapng_sink::interface& pcapng_sink::interface_of(packet_kind kind) {
@@ -211,7 +271,7 @@ pcapng_sink::interface& pcapng_sink::interface_of(packet_kind kind) {
     block_.clear();
     pcapng::append_interface(
         block_, kind == packet_kind::ip ? pcapng::link_type_raw_ip : pcapng::link_type_exported_pdu,
-        descriptions[index].name, descriptions[index].description);
+        descriptions[index].name, descriptions[index].description, time_offset_.value_or(0));
     block_stream_->write(block_);
   }
   return *found;

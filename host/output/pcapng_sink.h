@@ -39,10 +39,10 @@ class pcapng_sink : public file_sink {
   // What is the same for all packets of a layer.
   struct layer_format {
     packet_kind kind;
-    direction way;
-    std::string header;       // exported PDU header; empty for IP
-    std::string data_header;  // for a payload that its dissector would call malformed
-    std::string comment;      // empty: none
+    direction way;                       // unknown: a packet's own bytes may tell
+    std::array<std::string, 3> headers;  // exported PDU header by direction; empty for IP
+    std::string data_header;             // for a payload that its dissector would call malformed
+    std::string comment;                 // empty: none
   };
   struct interface {
     std::uint32_t number;
@@ -59,18 +59,24 @@ class pcapng_sink : public file_sink {
   bool put_key_material(const packet& packet);
   void put_message(const packet& packet);
   const layer_format& format_of(std::string_view layer);
+  static direction direction_of(const layer_format& format, const packet& packet);
   interface& interface_of(packet_kind kind);
+  std::uint64_t time_in_capture(const packet& packet);
 
   const settings settings_;
   std::map<std::string, layer_format, std::less<>> formats_;
   std::array<std::optional<interface>, kinds> interfaces_;
   std::uint32_t interface_count_ = 0;
-  std::uint64_t last_time_ = 0;
-  std::uint64_t missed_ = 0;  // before the next packet
+  std::optional<std::int64_t> time_offset_;  // seconds; the same on all interfaces
+  std::uint64_t last_time_ = 0;              // as in blocks
+  interface* latest_ = nullptr;              // of the latest message
+  std::uint64_t missed_ = 0;                 // packets before the next one
+  std::uint64_t dropped_ = 0;  // traces before the next packet that does not report them
   tls_key_log key_log_;
   std::optional<block_stream> block_stream_;
   std::uint64_t cut_packets_ = 0;
-  std::string block_;  // kept between packets to save its allocation
+  std::string block_;    // kept between packets to save its allocation
+  std::string comment_;  // likewise
 };
 
 }  // namespace veltra::host

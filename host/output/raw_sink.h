@@ -39,6 +39,7 @@ class raw_sink : public sink {
   std::string remarks() const override;
 
   std::uint64_t bytes() const { return bytes_; }
+  const std::filesystem::path& path() const { return path_; }
 
  private:
   struct closer {

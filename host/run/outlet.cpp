@@ -21,6 +21,8 @@ void outlet::batch::append(const packet& packet, bool with_metadata, std::uint64
   const std::string_view metadata = with_metadata ? packet.metadata : std::string_view();
   entries.push_back({.sequence = packet.sequence,
                      .time = packet.time,
+                     .time_offset = packet.time_offset,
+                     .clock_step = packet.clock_step,
                      .missed_before = missed_before,
                      .layer_size = packet.layer.size(),
                      .category_size = packet.category.size(),
@@ -154,6 +156,8 @@ void outlet::write_batch() {
     packet packet;
     packet.sequence = each.sequence;
     packet.time = each.time;
+    packet.time_offset = each.time_offset;
+    packet.clock_step = each.clock_step;
     packet.layer = take(bytes, each.layer_size);
     packet.category = take(bytes, each.category_size);
     packet.metadata = take(bytes, each.metadata_size);

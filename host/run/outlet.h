@@ -73,6 +73,8 @@ class outlet {
   struct entry {
     std::uint64_t sequence;
     std::uint64_t time;
+    std::uint64_t time_offset;
+    std::uint64_t clock_step;
     std::uint64_t missed_before;  // packets
     std::size_t layer_size;
     std::size_t category_size;

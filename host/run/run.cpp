@@ -17,8 +17,10 @@
 #include "host/console.h"
 #include "host/database/database_failure.h"
 #include "host/display/summary.h"
+#include "host/run/capture_clock.h"
 #include "host/run/outlet.h"
 #include "host/run/plugin_failure.h"
+#include "host/run/sidecar.h"
 #include "host/run/ticker.h"
 #include "host/source/literal_path.h"
 #include "host/source/plugin_library.h"
@@ -67,6 +69,17 @@ std::string describe(const std::exception_ptr& failure) {
   }
 }
 
+utc_time host_time() {
+  const auto now = std::chrono::system_clock::now().time_since_epoch();
+  return static_cast<utc_time>(std::chrono::nanoseconds(now).count());
+}
+
+capture_clock clock_for(const input& input, const run_options& options) {
+  if (!options.recorded_times.empty()) return capture_clock(options.recorded_times);
+  using enum time_base::kind;
+  return capture_clock(options.times.value_or(time_base{input.is_live() ? host : modem}));
+}
+
 bool has_undelivered(const source_failure& failure) {
   const auto undelivered = parse_undelivered(failure.message);
   return undelivered && *undelivered != undelivered_data{};
@@ -109,6 +122,7 @@ class active_run : public source_listener {
   void tick(steady::time_point now);
   void watch_lane(lane& lane, steady::time_point now);
 
+  void keep_anchor(const clock_anchor& anchor);
   void take_sign_of_life();
   void request_stop();
   void note(const std::string& text);
@@ -138,6 +152,8 @@ class active_run : public source_listener {
 
   // The run's thread.
   run_statistics statistics_;
+  capture_clock clock_;
+  std::optional<sidecar_writer> sidecar_;
   database_events database_events_;
   std::set<std::string> notes_;  // each is shown once
   std::optional<source_failure> decoding_failure_;
@@ -161,7 +177,8 @@ active_run::active_run(const input& input, const run_options& options, const run
       display_(display),
       plugin_(platform::path_from_utf8(options.plugin)),
       session_(plugin_, *this),
-      ticker_(tick_interval, [this](steady::time_point now) { tick(now); }) {}
+      ticker_(tick_interval, [this](steady::time_point now) { tick(now); }),
+      clock_(clock_for(input, options)) {}
 
 exit_code active_run::course() {
   init();
@@ -195,6 +212,7 @@ void active_run::begin_sinks() {
                       .emplace_back(*sinks_.raw_trace,
                                     sinks_.raw_trace->is_stream() ? queued : delivery::direct)
                       .to;
+    if (!sinks_.raw_trace->is_stream()) sidecar_.emplace(sidecar_path(sinks_.raw_trace->path()));
   }
   if (sinks_.capture != nullptr) {
     sinks_.capture->begin();
@@ -221,9 +239,28 @@ source_failure active_run::read() {
 
 void active_run::on_packet(const packet& packet) {
   take_sign_of_life();
+  const bool is_first_raw = is_raw(packet) && statistics_.raw_bytes() == 0;
   statistics_.add(packet);
-  for (lane& each : lanes_) each.to.push(packet);
+  host::packet placed = packet;
+  const utc_time now = host_time();
+  auto anchor = clock_.place(placed, now, statistics_.raw_bytes());
+  if (is_first_raw && sidecar_) {
+    sidecar_->begin();
+    // Without a decoder there is no message whose time is known on both clocks.
+    if (capture_ == nullptr) anchor = clock_.anchor_of_arrival(now);
+  }
+  if (anchor && sidecar_) keep_anchor(*anchor);
+  for (lane& each : lanes_) each.to.push(placed);
   display_.take_packet(packet);
+}
+
+void active_run::keep_anchor(const clock_anchor& anchor) {
+  const std::error_code error = sidecar_->add(anchor, statistics_.database_uuid());
+  if (!error) return;
+  note(
+      fmt::format("{} cannot be written ({}): a later decode of the raw trace will not know when "
+                  "it was recorded.",
+                  platform::path_to_utf8(sidecar_->path()), error.message()));
 }
 
 void active_run::on_message(std::int32_t level, std::string_view message) {

@@ -2,9 +2,12 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "host/database/database_options.h"
+#include "host/run/capture_clock.h"
 
 namespace veltra::host {
 
@@ -18,9 +21,11 @@ struct output_options {
 struct run_options {
   database_options database;
   output_options output;
-  std::uint64_t chunk_size = 0;  // bytes per read
-  std::string plugin;            // empty: the one that belongs to this program
-  bool verbose = false;          // show the plug-in's messages
+  std::uint64_t chunk_size = 0;              // bytes per read
+  std::string plugin;                        // empty: the one that belongs to this program
+  bool verbose = false;                      // show the plug-in's messages
+  std::optional<time_base> times;            // none: what suits the input
+  std::vector<clock_anchor> recorded_times;  // of a trace with a sidecar; instead of `times`
 };
 
 // How a serial port is set up.

@@ -21,6 +21,10 @@ struct packet {
   std::string_view category;  // "binary", "network" or "tls"
   std::string_view metadata;  // compact JSON object
   std::span<const std::uint8_t> payload;
+
+  // Set by the run, see capture_clock; both in nanoseconds.
+  std::uint64_t time_offset = 0;  // from `time` to the time in a capture, modulo 2^64
+  std::uint64_t clock_step = 0;   // by which the modem's clock went back before this packet
 };
 
 // The layer of packets that hold the input's bytes as they came.

@@ -65,5 +65,12 @@ first_time=$(awk -F'\t' '!/^#/ {printf "%d.%06d000", $1 / 1000000, $1 % 1000000;
 direction() { tshark -r capture.pcapng -Y "$1" -T fields -e exported_pdu.p2p_dir 2>/dev/null | sort -u; }
 [ "$(direction 'lte-rrc.UL_DCCH_Message_element')" = 0 ] || fail "uplink is not sent"
 [ "$(direction 'lte-rrc.DL_DCCH_Message_element')" = 1 ] || fail "downlink is not received"
-tshark -r capture.pcapng -Y 'at && frame.comment == "AT command"' 2>/dev/null | grep -q 'AT+CFUN=1' ||
-  fail "the AT command is not marked as one"
+[ "$(direction 'nas_eps.nas_msg_emm_type == 0x41')" = 0 ] || fail "an attach request is not sent"
+[ "$(direction 'nas_eps.nas_msg_emm_type == 0x5d')" = 1 ] ||
+  fail "a security mode command is not received"
+
+# What an AT text seems to be is in the packet's flags: 1 inbound, 2 outbound.
+tshark -r capture.pcapng -Y at -T fields -e frame.packet_flags_direction -e _ws.col.Info \
+  2>/dev/null >at.txt
+grep -q '^0x00000002.*AT+CFUN=1' at.txt || fail "the AT command is not outbound" "$(cat at.txt)"
+grep -q '^0x00000001.*OK' at.txt || fail "the answer is not inbound" "$(cat at.txt)"

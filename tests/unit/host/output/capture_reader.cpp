@@ -83,6 +83,10 @@ std::vector<captured_packet> read_packets(std::string_view file) {
       captured_packet& added = interfaces.emplace_back();
       added.interface = options[2];
       added.link_type = block.u16(0);
+      if (options.contains(14)) {
+        EXPECT_EQ(options[14].size(), 8U);
+        added.time_offset = static_cast<std::int64_t>(integer_at<std::uint64_t>(options[14], 0));
+      }
     } else if (block.type == pcapng::enhanced_packet_type) {
       captured_packet& packet = packets.emplace_back(interfaces.at(block.u32(0)));
       packet.time = std::uint64_t{block.u32(4)} << 32 | block.u32(8);

@@ -34,7 +34,8 @@ std::vector<capture_block> read_blocks(std::string_view file);
 struct captured_packet {
   std::string interface;  // its name
   std::uint16_t link_type = 0;
-  std::uint64_t time = 0;
+  std::uint64_t time = 0;        // as in its block
+  std::int64_t time_offset = 0;  // seconds, of its interface
   std::uint32_t full_size = 0;
   std::string data;
   std::string comment;

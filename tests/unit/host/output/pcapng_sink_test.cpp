@@ -132,21 +132,6 @@ TEST_F(pcapng_sink_test, messages_carry_dissector_and_direction) {
   EXPECT_EQ(packets[2].flags, 0U);
 }
 
-TEST_F(pcapng_sink_test, an_at_text_is_shown_as_command_answer_or_warning) {
-  for (const char* text :
-       {"AT+CFUN=1\r\n", "at", "aT", "OK", "A", "", "+CME ERROR: 3", "Dropped traces count: 7"}) {
-    put("at", text);
-  }
-  std::vector<std::string> comments;
-  for (const captured_packet& packet : read_packets(written())) {
-    comments.push_back(packet.comment);
-    EXPECT_EQ(packet.flags, 0U);
-    EXPECT_EQ(packet.data.substr(0, 12), pdu("at", direction::unknown, ""));
-  }
-  EXPECT_THAT(comments, ElementsAre("AT command", "AT command", "AT command", "AT answer",
-                                    "AT answer", "AT answer", "AT answer", "dropped traces"));
-}
-
 TEST_F(pcapng_sink_test, an_unknown_layer_shows_its_name_and_its_bytes) {
   put("new-layer", "bytes");
   const auto packets = read_packets(written());
