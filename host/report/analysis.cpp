@@ -124,7 +124,8 @@ class analyser {
         return;
       }
     }
-    result_.bytes.add(frame.bytes);
+    const std::size_t max_kept = made.layer == layer::ip ? max_ip_bytes : max_message_bytes;
+    result_.bytes.add(frame.bytes.first(std::min(frame.bytes.size(), max_kept)));
     result_.messages.push_back(std::move(made));
   }
 
@@ -146,8 +147,7 @@ class analyser {
 }  // namespace
 
 void message_bytes::add(std::span<const std::uint8_t> bytes) {
-  const std::span<const std::uint8_t> kept = bytes.first(std::min(bytes.size(), max_kept));
-  bytes_.insert(bytes_.end(), kept.begin(), kept.end());
+  bytes_.insert(bytes_.end(), bytes.begin(), bytes.end());
   ends_.push_back(bytes_.size());
 }
 

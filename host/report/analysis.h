@@ -28,15 +28,14 @@ struct dissection {
 // The bytes of messages, one behind the other.
 class message_bytes {
  public:
-  // Keeps at most max_kept bytes of a message.
   void add(std::span<const std::uint8_t> bytes);
 
   // Those of message `index`, counted as in analysis::messages.
   std::span<const std::uint8_t> of(std::size_t index) const;
 
- private:
-  static constexpr std::size_t max_kept = 4096;
+  std::span<const std::uint8_t> all() const { return bytes_; }
 
+ private:
   std::vector<std::uint8_t> bytes_;
   std::vector<std::size_t> ends_;
 };
@@ -66,6 +65,10 @@ struct analysis {
 
 // Beyond so many IP packets of a capture only sums are kept.
 inline constexpr std::size_t max_ip_messages = 20'000;
+
+// So many bytes of a message are kept, of an IP packet its headers.
+inline constexpr std::size_t max_message_bytes = 4096;
+inline constexpr std::size_t max_ip_bytes = 128;
 
 // Reads the capture at `path` with the tshark at `tshark`, whose path may be empty. Throws
 // host::user_error (bad_input) for a capture that cannot be read; a tshark that fails is a fact of

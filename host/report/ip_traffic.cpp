@@ -128,7 +128,7 @@ void ip_traffic::take_tls(const message& packet, std::uint64_t stream, const std
 
 std::string ip_traffic::choose_address(ip_summary& summary) const {
   if (!assigned_address_.empty() && packets_of_.contains(assigned_address_)) {
-    summary.address_source = "as the network assigned it";
+    summary.address_source = "assigned by the network";
     return assigned_address_;
   }
   std::uint64_t most = 0;
@@ -142,7 +142,7 @@ std::string ip_traffic::choose_address(ip_summary& summary) const {
                            (is_private(address) == is_private(chosen) && address == first_source_);
     if (is_better) chosen = address;
   }
-  if (!chosen.empty()) summary.address_source = "guessed: an end of most packets";
+  if (!chosen.empty()) summary.address_source = "guessed";
   return chosen;
 }
 

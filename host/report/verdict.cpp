@@ -249,7 +249,7 @@ void add_signal(const analysis& all, verdict& into) {
     if (last == nullptr) continue;
     const auto step = last->fields.number(field::rrc_rsrp);
     if (!step || *step > 97) continue;
-    each.advice += fmt::format(" The last one (frame {}) says {} dBm RSRP.", last->frame,
+    each.advice += fmt::format(" The last one (frame {}) reports {} dBm RSRP.", last->frame,
                                static_cast<int>(*step) - 141);
   }
 }

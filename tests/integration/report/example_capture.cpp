@@ -20,17 +20,19 @@ void run(const std::vector<std::string>& arguments) {
 
 }  // namespace
 
+std::filesystem::path make_capture_of(const std::filesystem::path& directory,
+                                      const std::filesystem::path& session, int repeat) {
+  const std::string base = (directory / session.filename().replace_extension()).string();
+  run({"simulate", session.string(), "--trace", base + ".bin", "--database", base + ".tar.gz",
+       "--repeat", std::to_string(repeat)});
+  run({"decode", base + ".bin", "--database", base + ".tar.gz", "--output", base + ".pcapng"});
+  return base + ".pcapng";
+}
+
 std::filesystem::path make_capture(const std::filesystem::path& directory,
-                                   const std::string& session) {
-  const std::filesystem::path base =
-      directory / std::filesystem::path(session).filename().replace_extension();
-  const std::string trace = base.string() + ".bin";
-  const std::string database = base.string() + ".tar.gz";
-  const std::string capture = base.string() + ".pcapng";
-  run({"simulate", std::string(VELTRA_EXAMPLES) + "/" + session + ".tsv", "--trace", trace,
-       "--database", database});
-  run({"decode", trace, "--database", database, "--output", capture});
-  return capture;
+                                   const std::string& session, int repeat) {
+  return make_capture_of(directory, std::filesystem::path(VELTRA_EXAMPLES) / (session + ".tsv"),
+                         repeat);
 }
 
 }  // namespace test_support
