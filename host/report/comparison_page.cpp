@@ -23,13 +23,14 @@ bool is_served(const analysis& all) {
 std::string failure_list(const analysis& all) {
   std::map<std::string, std::size_t> counts;
   for (const failure& each : all.verdict.failures) ++counts[each.text()];
-  std::string result;
+  if (counts.empty()) return {};
+  std::string result = "<ul class=\"plain\">";
   for (const auto& [text, count] : counts) {
-    if (!result.empty()) result += "<br>";
+    result += "<li>";
     if (count > 1) result += fmt::format("{} × ", count);
-    result += escape_html(text);
+    result += escape_html(text) + "</li>";
   }
-  return result;
+  return result + "</ul>";
 }
 
 std::string number_cell(std::uint64_t value) {

@@ -35,7 +35,8 @@ void count_at_command(run_set& runs, const at_command& each) {
   if (!each.is_answered()) {
     ++runs.causes["no answer"];
   } else if (each.is_error) {
-    ++runs.causes[each.result];
+    const std::optional<cause> why = at_error_cause(each.result);
+    ++runs.causes[why ? why->text() : each.result];
   } else {
     runs.durations.push_back(each.milliseconds());
   }

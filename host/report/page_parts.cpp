@@ -28,14 +28,17 @@ std::string duration_cell(const std::optional<double>& milliseconds) {
                      duration_text(*milliseconds));
 }
 
-std::string change_list(const char* title, const std::vector<change>& changes,
-                        const char* css_class) {
-  if (changes.empty()) return {};
-  std::string result = fmt::format("<h3>{}</h3>\n<ul class=\"{}\">\n", title, css_class);
+std::string change_rows(const std::vector<change>& changes, const char* css_class,
+                        const char* sign) {
+  std::string result;
   for (const change& each : changes) {
-    result += fmt::format("<li>{}</li>\n", escape_html(each.text()));
+    result += fmt::format(
+        "<tr><td><span class=\"result {}\">{}</span></td><td>{}</td><td>{}</td><td>{}</td>"
+        "<td>{}</td></tr>\n",
+        css_class, sign, escape_html(each.subject), each.measure, escape_html(each.before),
+        escape_html(each.now));
   }
-  return result + "</ul>\n";
+  return result;
 }
 
 }  // namespace
@@ -113,8 +116,13 @@ std::string baseline_section(const baseline_comparison* comparison) {
                                       : fmt::format("{} worse than in the baseline",
                                                     counted(comparison->worse.size(), "measure"));
   result += "</h2>\n";
-  result += change_list("Worse", comparison->worse, "worse");
-  result += change_list("Better", comparison->better, "better");
+  if (comparison->worse.empty() && comparison->better.empty()) return result + "</section>\n";
+  result +=
+      "<table><thead><tr><th></th><th>What</th><th>Measure</th><th>Before</th><th>Now</th></tr>"
+      "</thead><tbody>\n";
+  result += change_rows(comparison->worse, "failed", "worse");
+  result += change_rows(comparison->better, "succeeded", "better");
+  result += "</tbody></table>\n";
   return result + "</section>\n";
 }
 

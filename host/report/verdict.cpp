@@ -217,8 +217,9 @@ void add_failures(const analysis& all, verdict& into) {
     failure failed;
     failed.frame = each.last_frame;
     failed.time = each.end;
-    failed.what = fmt::format("AT command {}: {}", each.command, each.result);
     failed.cause = at_error_cause(each.result);
+    failed.what = failed.cause ? fmt::format("AT command {} refused", each.command)
+                               : fmt::format("AT command {}: {}", each.command, each.result);
     if (failed.cause) failed.advice = failed.cause->advice;
     into.failures.push_back(std::move(failed));
   }
