@@ -313,10 +313,14 @@ cause rrc_cause(std::string_view words, std::string_view advice) {
           .advice = std::string(advice)};
 }
 
-cause rrc_reject(std::optional<std::uint64_t> wait_seconds) {
-  const std::string words = wait_seconds
-                                ? fmt::format("RRCConnectionReject, waitTime {} s", *wait_seconds)
-                                : std::string("RRCConnectionReject");
+cause rrc_reject(std::optional<std::uint64_t> wait_seconds,
+                 std::optional<std::uint64_t> extended_wait_seconds) {
+  std::string words = "RRCConnectionReject";
+  if (extended_wait_seconds) {
+    words += fmt::format(", extendedWaitTime {} s", *extended_wait_seconds);
+  } else if (wait_seconds) {
+    words += fmt::format(", waitTime {} s", *wait_seconds);
+  }
   return rrc_cause(words,
                    "The cell is overloaded and made the modem wait: look at other times and "
                    "cells, and at how often it happens here.");

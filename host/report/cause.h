@@ -29,8 +29,10 @@ cause cp_cause(int number);   // TS 24.011, 8.1.4.2
 // errors in words (TS 27.007, 9.2; TS 27.005, 3.2.5).
 std::optional<cause> at_error_cause(std::string_view result);
 
-// An RRCConnectionReject, which may ask the modem to wait (TS 36.331, 5.3.3.8).
-cause rrc_reject(std::optional<std::uint64_t> wait_seconds);
+// An RRCConnectionReject, which may ask the modem to wait for longer than its waitTime
+// (TS 36.331, 5.3.3.8).
+cause rrc_reject(std::optional<std::uint64_t> wait_seconds,
+                 std::optional<std::uint64_t> extended_wait_seconds);
 // The cause in an RRCConnectionReestablishmentRequest (TS 36.331, 6.2.2).
 cause rrc_reestablishment_cause(std::uint64_t value, bool narrow_band);
 cause rrc_cause(std::string_view words, std::string_view advice);

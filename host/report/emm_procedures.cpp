@@ -77,7 +77,7 @@ class request_machine : public procedure_machine {
         if (has_connection_) return;
         run_.add(message);
         return run_.close(log, procedure_result::failed, "no RRC connection",
-                          rrc_reject(message.fields.number(field::rrc_wait_time)));
+                          rrc_reject_in(message));
       case rrc_message::release:
         run_.add(message);
         return close_unanswered(log, why_released(message));

@@ -15,6 +15,11 @@ void running_procedure::close_unanswered(procedure_log& log, std::optional<cause
         std::move(why));
 }
 
+cause rrc_reject_in(const message& reject) {
+  return rrc_reject(reject.fields.number(field::rrc_wait_time),
+                    reject.fields.number(field::rrc_extended_wait_time));
+}
+
 procedure_log find_procedures(const std::vector<message>& messages) {
   procedure_machines machines;
   add_rrc_machines(machines);

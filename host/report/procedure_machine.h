@@ -84,6 +84,9 @@ class running_procedure {
   std::optional<procedure> run_;
 };
 
+// The cause in an RRCConnectionReject.
+cause rrc_reject_in(const message& reject);
+
 using procedure_machines = std::vector<std::unique_ptr<procedure_machine>>;
 
 // One machine for each procedure of the radio connection (TS 36.331).

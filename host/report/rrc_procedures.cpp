@@ -36,7 +36,7 @@ class setup_machine final : public procedure_machine {
       case rrc_message::connection_reject:
         if (!run_) return;
         run_.add(message);
-        run_.close(log, procedure_result::failed, "rejected", reject_cause(message));
+        run_.close(log, procedure_result::failed, "rejected", rrc_reject_in(message));
         return;
       default:
         return;
@@ -46,11 +46,6 @@ class setup_machine final : public procedure_machine {
   void finish(procedure_log& log) override { run_.close_unfinished(log); }
 
  private:
-  static cause reject_cause(const message& message) {
-    const auto extended = message.fields.number(field::rrc_extended_wait_time);
-    return rrc_reject(extended ? extended : message.fields.number(field::rrc_wait_time));
-  }
-
   void complete(const message& message, procedure_log& log, const char* outcome) {
     if (!run_) return;
     run_.add(message);
@@ -186,8 +181,7 @@ class paging_machine final : public procedure_machine {
       case rrc_message::connection_reject:
         if (!run_) return;
         run_.add(message);
-        return run_.close(log, procedure_result::failed, "rejected",
-                          rrc_cause("RRCConnectionReject", ""));
+        return run_.close(log, procedure_result::failed, "rejected", rrc_reject_in(message));
       case rrc_message::release:
         is_connected_ = false;
         if (run_) run_.close_unanswered(log);

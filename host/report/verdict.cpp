@@ -47,6 +47,10 @@ bool is_inner_reject(const std::vector<procedure>& all, const procedure& bearer)
 
 std::string what_failed(const procedure& failed) {
   const std::string_view title = procedure_title(failed.kind);
+  if (failed.result == procedure_result::succeeded) {
+    return fmt::format("radio link lost and re-established in {}",
+                       duration_text(failed.milliseconds()));
+  }
   if (failed.result == procedure_result::failed) {
     return fmt::format("{} {}", title, failed.outcome);
   }
@@ -173,7 +177,12 @@ class registration_history {
       return fmt::format("Not registered: {} attaches failed, the last one without an answer",
                          failed_attaches_);
     }
-    return "Not registered: " + describe(all_.procedures, *decided_).text();
+    const std::string why = describe(all_.procedures, *decided_).text();
+    if (decided_->kind == procedure_kind::attach && failed_attaches_ > 1) {
+      return fmt::format("Not registered: {} attaches failed, the last one with {}",
+                         failed_attaches_, decided_->cause ? decided_->cause->text() : why);
+    }
+    return "Not registered: " + why;
   }
 
   // No procedure says it; the modem may.
@@ -205,7 +214,11 @@ class registration_history {
 
 void add_failures(const analysis& all, verdict& into) {
   for (const procedure& each : all.procedures) {
-    if (each.result != procedure_result::failed && each.result != procedure_result::unanswered) {
+    // A link that was lost and found again is worth a look, too.
+    const bool is_recovered = each.kind == procedure_kind::rrc_reestablishment &&
+                              each.result == procedure_result::succeeded;
+    if (each.result != procedure_result::failed && each.result != procedure_result::unanswered &&
+        !is_recovered) {
       continue;
     }
     if (!is_inner_reject(all.procedures, each)) {
@@ -239,7 +252,7 @@ void add_failures(const analysis& all, verdict& into) {
 // The last report of the serving cell's power before a link is lost (TS 36.133, 9.1.4).
 void add_signal(const analysis& all, verdict& into) {
   for (failure& each : into.failures) {
-    if (each.what.find("re-establishment") == std::string::npos) continue;
+    if (each.what.find("re-establish") == std::string::npos) continue;
     const message* last = nullptr;
     for (const message& seen : all.messages) {
       if (seen.frame >= each.frame) break;

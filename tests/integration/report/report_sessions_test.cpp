@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "host/report/analysis.h"
+#include "host/report/procedure_machine.h"
 #include "host/report/tshark_reader.h"
 #include "implementation/json.h"
 #include "tests/integration/report/example_capture.h"
@@ -89,6 +90,26 @@ void check_messages(const analysis& all, const json& answers) {
   for (const message& each : all.messages) EXPECT_NE(each.name, "") << "frame " << each.frame;
 }
 
+// tshark shows each message as the session says, and finds no fault with it.
+void check_dissection(const analysis& all, const std::string& session) {
+  constexpr std::uint64_t error = 0x00800000;
+  std::ifstream file(VELTRA_EXAMPLES "/sessions/" + session);
+  std::size_t index = 0;
+  for (std::string line; std::getline(file, line);) {
+    if (line.starts_with('#')) continue;
+    ASSERT_LT(index, all.messages.size());
+    const message& each = all.messages[index++];
+    const std::string info(each.fields.text(field::info_column));
+    const std::string shown = fmt::format("{}: {}", each.fields.text(field::protocol_column),
+                                          info.substr(0, info.find_last_not_of(' ') + 1));
+    EXPECT_EQ(shown, line.substr(line.rfind('\t') + 1)) << "frame " << each.frame;
+    for (const std::uint64_t severity : each.fields.numbers(field::expert_severity)) {
+      EXPECT_TRUE(each.layer == layer::at || severity < error) << "frame " << each.frame;
+    }
+  }
+  EXPECT_EQ(index, all.messages.size());
+}
+
 void check_outcome(const analysis& all, const json& answers) {
   const std::string outcome = answers.at("outcome");
   std::string state(registration_id(all.verdict.state));
@@ -114,6 +135,37 @@ void check_failures(const analysis& all, const json& answers) {
   }
 }
 
+std::set<std::string> ended_procedures(std::vector<message> messages) {
+  std::set<std::string> result;
+  for (const procedure& each : find_procedures(messages)) {
+    if (each.result == procedure_result::succeeded || each.result == procedure_result::failed) {
+      result.insert(
+          fmt::format("{} {}-{}", procedure_id(each.kind), each.first_frame(), each.last_frame()));
+    }
+  }
+  return result;
+}
+
+// A trace that begins or ends anywhere shows some of the procedures, and none that is not there.
+// What is decided counts even if the message that confirms it is missing.
+void check_parts(const analysis& all) {
+  using testing::IsSubsetOf;
+  std::set<std::string> whole = ended_procedures(all.messages);
+  for (const procedure& each : all.procedures) {
+    const bool has_confirmation = each.kind == procedure_kind::attach ||
+                                  each.kind == procedure_kind::sms_sent ||
+                                  each.kind == procedure_kind::sms_received;
+    if (!has_confirmation || each.frames.size() < 2) continue;
+    whole.insert(fmt::format("{} {}-{}", procedure_id(each.kind), each.first_frame(),
+                             each.frames[each.frames.size() - 2]));
+  }
+  for (std::size_t at = 0; at < all.messages.size(); ++at) {
+    const auto cut = all.messages.begin() + static_cast<std::ptrdiff_t>(at);
+    EXPECT_THAT(ended_procedures({cut, all.messages.end()}), IsSubsetOf(whole)) << "from " << at;
+    EXPECT_THAT(ended_procedures({all.messages.begin(), cut}), IsSubsetOf(whole)) << "to " << at;
+  }
+}
+
 class report_session : public testing::TestWithParam<json> {};
 
 TEST_P(report_session, is_analysed_as_expected) {
@@ -130,8 +182,10 @@ TEST_P(report_session, is_analysed_as_expected) {
   check_procedures(all, GetParam());
   check_durations(all, GetParam());
   check_messages(all, GetParam());
+  check_dissection(all, session + ".tsv");
   check_outcome(all, GetParam());
   check_failures(all, GetParam());
+  check_parts(all);
 }
 
 INSTANTIATE_TEST_SUITE_P(example, report_session, testing::ValuesIn(sessions()),

@@ -57,7 +57,7 @@ TEST(rrc_setup, a_longer_time_to_wait_counts_instead) {
                            .rrc(rrc::connection_request)
                            .rrc(rrc::connection_reject, {{field::rrc_wait_time, "1"},
                                                          {field::rrc_extended_wait_time, "900"}})),
-              ElementsAre("rrc_setup 1-2 rejected: RRCConnectionReject, waitTime 900 s"));
+              ElementsAre("rrc_setup 1-2 rejected: RRCConnectionReject, extendedWaitTime 900 s"));
 }
 
 TEST(rrc_setup, is_unfinished_at_the_end_of_the_trace) {
