@@ -47,13 +47,19 @@ bool is_pcapng(const std::filesystem::path& path) {
 class private_directory {
  public:
   private_directory() {
-    const std::filesystem::path parent = std::filesystem::temp_directory_path();
-    for (int i = 0; !created_; ++i) {
-      path_ = parent / fmt::format("veltra-report.{}.{}", platform::process_id(), i);
-      created_ = std::filesystem::create_directory(path_);
+    try {
+      const std::filesystem::path parent = std::filesystem::temp_directory_path();
+      for (int i = 0; !created_; ++i) {
+        path_ = parent / fmt::format("veltra-report.{}.{}", platform::process_id(), i);
+        created_ = std::filesystem::create_directory(path_);
+      }
+      // Traces show whom the modem talks to.
+      std::filesystem::permissions(path_, std::filesystem::perms::owner_all);
+    } catch (const std::filesystem::filesystem_error& error) {
+      throw user_error(exit_code::output_failed,
+                       fmt::format("cannot make a directory for the decoded trace: {}.",
+                                   error.code().message()));
     }
-    // Traces show whom the modem talks to.
-    std::filesystem::permissions(path_, std::filesystem::perms::owner_all);
   }
   private_directory(const private_directory&) = delete;
   private_directory& operator=(const private_directory&) = delete;
