@@ -13,6 +13,7 @@ enum class exit_code : int {
   nothing_decoded = 4,  // the trace was read and not one packet came out of it
   run_failed = 5,       // the run began and then failed
   output_failed = 6,    // the output could not be written
+  worse = 7,            // the report is made, and something became worse than its baseline
   internal = 70,        // a defect of veltra itself
   interrupted = 130,    // ended by Ctrl-C before the end of the input; the output is valid
 };

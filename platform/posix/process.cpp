@@ -1,0 +1,179 @@
+#include "platform/process.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <string_view>
+#include <system_error>
+
+#include "platform/file.h"
+
+namespace platform {
+
+namespace {
+
+[[noreturn]] void fail(int error, const char* what) {
+  throw std::system_error(error, std::generic_category(), what);
+}
+
+void check(int error, const char* what) {
+  if (error != 0) fail(error, what);
+}
+
+bool is_program(const std::filesystem::path& path) {
+  struct stat status {};
+  return stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+         access(path.c_str(), X_OK) == 0;
+}
+
+struct file_closer {
+  void operator()(std::FILE* file) const noexcept { std::fclose(file); }
+};
+
+// What the child is given in the place of this process's own.
+class spawn_setup {
+ public:
+  spawn_setup() {
+    check(posix_spawn_file_actions_init(&actions_), "posix_spawn_file_actions_init");
+    const int error = posix_spawnattr_init(&attributes_);
+    if (error == 0) return;
+    posix_spawn_file_actions_destroy(&actions_);
+    fail(error, "posix_spawnattr_init");
+  }
+  spawn_setup(const spawn_setup&) = delete;
+  spawn_setup& operator=(const spawn_setup&) = delete;
+  ~spawn_setup() {
+    posix_spawnattr_destroy(&attributes_);
+    posix_spawn_file_actions_destroy(&actions_);
+  }
+
+  void connect(int output, int diagnostics) {
+    check(posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0),
+          "posix_spawn_file_actions_addopen");
+    check(posix_spawn_file_actions_adddup2(&actions_, output, STDOUT_FILENO),
+          "posix_spawn_file_actions_adddup2");
+    check(posix_spawn_file_actions_adddup2(&actions_, diagnostics, STDERR_FILENO),
+          "posix_spawn_file_actions_adddup2");
+    // Threads of this process may hold signals back; the child must be stoppable.
+    sigset_t none;
+    sigemptyset(&none);
+    check(posix_spawnattr_setsigmask(&attributes_, &none), "posix_spawnattr_setsigmask");
+    check(posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGMASK),
+          "posix_spawnattr_setflags");
+  }
+
+  pid_t start(const std::filesystem::path& program, char* const* arguments) {
+    pid_t id = 0;
+    check(posix_spawn(&id, program.c_str(), &actions_, &attributes_, arguments, environ),
+          "posix_spawn");
+    return id;
+  }
+
+ private:
+  posix_spawn_file_actions_t actions_{};
+  posix_spawnattr_t attributes_{};
+};
+
+}  // namespace
+
+std::filesystem::path find_program(const std::string& name) {
+  if (name.empty()) return {};
+  if (name.find('/') != std::string::npos) {
+    return is_program(name) ? std::filesystem::path(name) : std::filesystem::path();
+  }
+  const char* const variable = std::getenv("PATH");
+  std::string_view rest = variable != nullptr ? variable : "";
+  while (!rest.empty()) {
+    const std::string_view directory = rest.substr(0, rest.find(':'));
+    rest.remove_prefix(directory.size() < rest.size() ? directory.size() + 1 : rest.size());
+    const std::filesystem::path candidate = std::filesystem::path(directory) / name;
+    if (!directory.empty() && is_program(candidate)) return candidate;
+  }
+  return {};
+}
+
+struct process::state {
+  pid_t id = -1;
+  int output = -1;
+  std::unique_ptr<std::FILE, file_closer> diagnostics;
+
+  ~state() {
+    if (output >= 0) close(output);
+  }
+
+  int collect() {
+    int status = 0;
+    while (waitpid(id, &status, 0) < 0) {
+      if (errno != EINTR) fail(errno, "waitpid");
+    }
+    id = -1;
+    return status;
+  }
+};
+
+process::process(const std::filesystem::path& program, const std::vector<std::string>& arguments)
+    : state_(std::make_unique<state>()) {
+  state_->diagnostics.reset(open_temporary_file());
+  if (!state_->diagnostics) fail(errno, "tmpfile");
+
+  std::vector<std::string> texts = {program.string()};
+  texts.insert(texts.end(), arguments.begin(), arguments.end());
+  std::vector<char*> pointers;
+  for (std::string& text : texts) pointers.push_back(text.data());
+  pointers.push_back(nullptr);
+
+  std::array<int, 2> ends{};
+  if (pipe2(ends.data(), O_CLOEXEC) != 0) fail(errno, "pipe2");
+  state_->output = ends[0];
+  try {
+    spawn_setup setup;
+    setup.connect(ends[1], fileno(state_->diagnostics.get()));
+    state_->id = setup.start(program, pointers.data());
+  } catch (...) {
+    close(ends[1]);
+    throw;
+  }
+  close(ends[1]);
+}
+
+process::~process() {
+  if (state_->id < 0) return;
+  kill(state_->id, SIGKILL);
+  int status = 0;
+  while (waitpid(state_->id, &status, 0) < 0 && errno == EINTR) {
+  }
+}
+
+std::size_t process::read(std::span<char> into) {
+  for (;;) {
+    const ssize_t count = ::read(state_->output, into.data(), into.size());
+    if (count >= 0) return static_cast<std::size_t>(count);
+    if (errno != EINTR) fail(errno, "read");
+  }
+}
+
+process::ending process::wait() {
+  const int status = state_->collect();
+  ending result;
+  if (WIFEXITED(status)) {
+    result.exit_code = WEXITSTATUS(status);
+  } else {
+    result.killed = true;
+  }
+  // The child wrote through a descriptor that shares the position with this one.
+  std::rewind(state_->diagnostics.get());
+  result.diagnostics.resize(max_diagnostics);
+  result.diagnostics.resize(
+      std::fread(result.diagnostics.data(), 1, max_diagnostics, state_->diagnostics.get()));
+  return result;
+}
+
+}  // namespace platform

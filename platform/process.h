@@ -1,0 +1,52 @@
+// process.h - another program whose output this one reads.
+#pragma once
+
+#include <cstddef>
+#include <filesystem>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace platform {
+
+// The file that starting `name` (UTF-8) runs: the name itself if it has a directory and is an
+// executable file, else the first such file in the directories of PATH, on Windows with ".exe"
+// behind it if it has no ending. Empty if there is none.
+std::filesystem::path find_program(const std::string& name);
+
+// A program that runs beside this one, without input. Its standard output is a pipe that
+// read() empties; its standard error is kept for wait(). One thread at a time.
+class process {
+ public:
+  struct ending {
+    bool killed = false;      // ended by a signal or by TerminateProcess()
+    int exit_code = 0;        // if not killed
+    std::string diagnostics;  // standard error, at most max_diagnostics bytes of it
+  };
+
+  static constexpr std::size_t max_diagnostics = 65536;
+
+  // Starts the file `program` with `arguments` (UTF-8, without the program's name). Throws
+  // std::system_error.
+  process(const std::filesystem::path& program, const std::vector<std::string>& arguments);
+  process(const process&) = delete;
+  process& operator=(const process&) = delete;
+
+  // Ends the program if wait() was not called.
+  ~process();
+
+  // Waits for output and returns how many bytes of it are in `into`, 0 at its end. Throws
+  // std::system_error.
+  std::size_t read(std::span<char> into);
+
+  // Waits for the program to end; call it once, after read() returned 0, or the program may wait
+  // for a reader forever.
+  ending wait();
+
+ private:
+  struct state;
+  std::unique_ptr<state> state_;
+};
+
+}  // namespace platform

@@ -1,0 +1,197 @@
+#include "platform/process.h"
+
+#include <io.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <system_error>
+#include <utility>
+
+#include "platform/file.h"
+#include "platform/windows/system.h"
+#include "platform/windows/text.h"
+
+namespace platform {
+
+namespace {
+
+// How a process ends that this one terminated.
+constexpr UINT terminated_exit_code = 0xDEADU;
+
+[[noreturn]] void fail(const char* what) {
+  throw std::system_error(static_cast<int>(GetLastError()), std::system_category(), what);
+}
+
+void check(BOOL succeeded, const char* what) {
+  if (succeeded == FALSE) fail(what);
+}
+
+class system_handle {
+ public:
+  system_handle() = default;
+  explicit system_handle(HANDLE handle) : handle_(handle) {}
+  system_handle(system_handle&& other) noexcept : handle_(std::exchange(other.handle_, nullptr)) {}
+  system_handle& operator=(system_handle&& other) noexcept {
+    std::swap(handle_, other.handle_);
+    return *this;
+  }
+  ~system_handle() {
+    if (handle_ != nullptr && handle_ != INVALID_HANDLE_VALUE) CloseHandle(handle_);
+  }
+
+  HANDLE get() const noexcept { return handle_; }
+
+ private:
+  HANDLE handle_ = nullptr;
+};
+
+struct file_closer {
+  void operator()(std::FILE* file) const noexcept { std::fclose(file); }
+};
+
+// One argument as a program's start code splits it off again ("Parsing C command-line
+// arguments" in the system's reference).
+void append_argument(std::wstring& line, const std::wstring& argument) {
+  if (!line.empty()) line += L' ';
+  line += L'"';
+  std::size_t backslashes = 0;
+  for (const wchar_t character : argument) {
+    if (character == L'"') line.append(backslashes + 1, L'\\');
+    backslashes = character == L'\\' ? backslashes + 1 : 0;
+    line += character;
+  }
+  line.append(backslashes, L'\\');
+  line += L'"';
+}
+
+// The handles that a child inherits, and no others.
+class inherited_handles {
+ public:
+  explicit inherited_handles(std::array<HANDLE, 3> handles) : handles_(handles) {
+    for (const HANDLE handle : handles_) {
+      check(SetHandleInformation(handle, HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT),
+            "SetHandleInformation");
+    }
+    SIZE_T size = 0;
+    InitializeProcThreadAttributeList(nullptr, 1, 0, &size);
+    storage_.resize(size);
+    check(InitializeProcThreadAttributeList(list(), 1, 0, &size),
+          "InitializeProcThreadAttributeList");
+    if (UpdateProcThreadAttribute(list(), 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST, handles_.data(),
+                                  sizeof handles_, nullptr, nullptr) == FALSE) {
+      DeleteProcThreadAttributeList(list());
+      fail("UpdateProcThreadAttribute");
+    }
+  }
+  inherited_handles(const inherited_handles&) = delete;
+  inherited_handles& operator=(const inherited_handles&) = delete;
+  ~inherited_handles() { DeleteProcThreadAttributeList(list()); }
+
+  LPPROC_THREAD_ATTRIBUTE_LIST list() {
+    return reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(storage_.data());
+  }
+
+ private:
+  std::array<HANDLE, 3> handles_;
+  std::string storage_;
+};
+
+bool is_program(const std::filesystem::path& path) {
+  const DWORD attributes = GetFileAttributesW(path.c_str());
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
+}
+
+}  // namespace
+
+std::filesystem::path find_program(const std::string& name) {
+  if (name.empty()) return {};
+  const std::filesystem::path path = path_from_utf8(name);
+  if (path.has_parent_path()) return is_program(path) ? path : std::filesystem::path();
+  // A null directory list would put this program's own and the working directory first.
+  std::array<wchar_t, 32768> directories{};
+  const DWORD length =
+      GetEnvironmentVariableW(L"PATH", directories.data(), static_cast<DWORD>(directories.size()));
+  if (length == 0 || length >= directories.size()) return {};
+  std::array<wchar_t, 32768> found{};
+  const DWORD size = SearchPathW(directories.data(), path.c_str(), L".exe",
+                                 static_cast<DWORD>(found.size()), found.data(), nullptr);
+  if (size == 0 || size >= found.size()) return {};
+  return {std::wstring(found.data(), size)};
+}
+
+struct process::state {
+  system_handle child;
+  system_handle output;
+  std::unique_ptr<std::FILE, file_closer> diagnostics;
+};
+
+process::process(const std::filesystem::path& program, const std::vector<std::string>& arguments)
+    : state_(std::make_unique<state>()) {
+  state_->diagnostics.reset(open_temporary_file());
+  if (!state_->diagnostics) throw std::system_error(errno, std::generic_category(), "tmpfile");
+
+  HANDLE read_end = nullptr;
+  HANDLE write_end = nullptr;
+  check(CreatePipe(&read_end, &write_end, nullptr, 0), "CreatePipe");
+  state_->output = system_handle(read_end);
+  const system_handle output(write_end);
+  const system_handle input(CreateFileW(L"NUL", GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                        nullptr, OPEN_EXISTING, 0, nullptr));
+  if (input.get() == INVALID_HANDLE_VALUE) fail("CreateFile");
+  const auto diagnostics =
+      reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(state_->diagnostics.get())));
+
+  std::wstring line;
+  append_argument(line, program.native());
+  for (const std::string& argument : arguments) append_argument(line, to_wide(argument));
+
+  inherited_handles inherited({input.get(), output.get(), diagnostics});
+  STARTUPINFOEXW startup = {};
+  startup.StartupInfo.cb = sizeof startup;
+  startup.StartupInfo.dwFlags = STARTF_USESTDHANDLES;
+  startup.StartupInfo.hStdInput = input.get();
+  startup.StartupInfo.hStdOutput = output.get();
+  startup.StartupInfo.hStdError = diagnostics;
+  startup.lpAttributeList = inherited.list();
+  PROCESS_INFORMATION information = {};
+  check(CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, TRUE,
+                       EXTENDED_STARTUPINFO_PRESENT | CREATE_NO_WINDOW, nullptr, nullptr,
+                       &startup.StartupInfo, &information),
+        "CreateProcess");
+  CloseHandle(information.hThread);
+  state_->child = system_handle(information.hProcess);
+}
+
+process::~process() {
+  if (state_->child.get() == nullptr) return;
+  TerminateProcess(state_->child.get(), terminated_exit_code);
+  WaitForSingleObject(state_->child.get(), INFINITE);
+}
+
+std::size_t process::read(std::span<char> into) {
+  DWORD count = 0;
+  if (ReadFile(state_->output.get(), into.data(), static_cast<DWORD>(into.size()), &count,
+               nullptr) != FALSE) {
+    return count;
+  }
+  if (GetLastError() == ERROR_BROKEN_PIPE) return 0;
+  fail("ReadFile");
+}
+
+process::ending process::wait() {
+  const system_handle child = std::move(state_->child);
+  WaitForSingleObject(child.get(), INFINITE);
+  DWORD code = 0;
+  check(GetExitCodeProcess(child.get(), &code), "GetExitCodeProcess");
+  ending result;
+  result.killed = code == terminated_exit_code;
+  if (!result.killed) result.exit_code = static_cast<int>(code);
+  std::rewind(state_->diagnostics.get());
+  result.diagnostics.resize(max_diagnostics);
+  result.diagnostics.resize(
+      std::fread(result.diagnostics.data(), 1, max_diagnostics, state_->diagnostics.get()));
+  return result;
+}
+
+}  // namespace platform
