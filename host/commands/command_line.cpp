@@ -178,6 +178,37 @@ void add_capture_command(CLI::App& parent, command& chosen) {
   });
 }
 
+void add_report_command(CLI::App& parent, command& chosen) {
+  auto options = std::make_shared<report_arguments>();
+  options->run.chunk_size = std::uint64_t{1} << 16;
+  CLI::App* const app = parent.add_subcommand(
+      "report", "Say what happened in captures or traces: attach, procedures, failures, losses");
+  require_nonempty(app->add_option("INPUT", options->inputs,
+                                   "Captures, or raw traces with --database or --cache; several "
+                                   "are compared"))
+      ->required();
+  require_nonempty(
+      app->add_option("--output,-o", options->output, "Report, - for standard output"))
+      ->required()
+      ->type_name("FILE");
+  app->add_option("--format,-f", options->format, "What to write")
+      ->check(CLI::IsMember({"html", "json", "csv"}))
+      ->type_name("")
+      ->capture_default_str();
+  require_nonempty(app->add_option("--baseline", options->baseline,
+                                   "Directory of earlier reports in JSON; what became worse is "
+                                   "shown, and the exit code says so"))
+      ->type_name("DIR");
+  require_nonempty(app->add_option("--tshark", options->tshark,
+                                   "tshark to use (default: the installed one)"))
+      ->type_name("FILE");
+  add_database_options(*app, options->run.database);
+  require_nonempty(
+      app->add_option("--plugin", options->run.plugin,
+                      "Plug-in to load (default: the one that belongs to this program)"));
+  app->callback([options, &chosen] { chosen = [options] { return make_report(*options); }; });
+}
+
 void add_devices_command(CLI::App& parent, command& chosen) {
   CLI::App* const app = parent.add_subcommand(
       "devices", "List the serial ports, what is behind them and who has them open");
@@ -357,6 +388,7 @@ exit_code run_command_line(const std::vector<std::string>& arguments) {
   command chosen;
   add_decode_command(app, chosen);
   add_capture_command(app, chosen);
+  add_report_command(app, chosen);
   add_devices_command(app, chosen);
   add_db_command(app, chosen);
   add_simulate_command(app, chosen);

@@ -31,6 +31,17 @@ struct capture_options {
 };
 exit_code capture(capture_options options);
 
+// Makes a report of captures and traces; a trace is decoded as the run options say.
+struct report_arguments {
+  std::vector<std::string> inputs;
+  std::string output;
+  std::string format = "html";
+  std::string tshark;    // empty: the installed one
+  std::string baseline;  // directory; empty: none
+  run_options run;
+};
+exit_code make_report(const report_arguments& arguments);
+
 exit_code list_devices();
 
 // One line for each port under a line of headings: its name, its state, and what the

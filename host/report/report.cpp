@@ -167,7 +167,7 @@ class reporter {
   }
 
   static void write_file(const std::filesystem::path& path, const std::string& text) {
-    output_file file(path, output_file::access::sequential);
+    output_file file(path);
     file.write(text);
     file.commit();
   }

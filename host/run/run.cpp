@@ -384,6 +384,7 @@ bool active_run::finish_sink(outlet& from) {
 }
 
 void active_run::summarise_capture() const {
+  if (options_.quiet) return;
   std::string remarks = capture_->target().remarks();
   if (const std::uint64_t missed = capture_->missed()) {
     remarks += fmt::format("{}{} packet{} missed: the reader was too slow",

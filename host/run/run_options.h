@@ -24,6 +24,7 @@ struct run_options {
   std::uint64_t chunk_size = 0;              // bytes per read
   std::string plugin;                        // empty: the one that belongs to this program
   bool verbose = false;                      // show the plug-in's messages
+  bool quiet = false;                        // no summary
   std::optional<time_base> times;            // none: what suits the input
   std::vector<clock_anchor> recorded_times;  // of a trace with a sidecar; instead of `times`
 };
