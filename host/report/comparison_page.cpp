@@ -54,8 +54,8 @@ std::string capture_row(const analysis& all, double slowest) {
                                 : all.verdict.state == registration::not_registered ? "failed"
                                                                                     : "";
   return fmt::format(
-      "<tr><td title=\"{}\">{}</td><td><span class=\"result {}\">{} "
-      "{}</span></td>{}<td>{}</td>{}{}{}"
+      "<tr><td title=\"{}\">{}</td><td class=\"wide\"><span class=\"result {}\">{} "
+      "{}</span></td>{}<td class=\"wide\">{}</td>{}{}{}"
       "<td class=\"number\" data-value=\"{}\">{}</td></tr>\n",
       escape_html(all.file), escape_html(file_name(all.file)), css_class,
       state_sign(all.verdict.state), escape_html(all.verdict.headline), attach_cell(all, slowest),
