@@ -31,13 +31,16 @@ function(veltra_set_test_properties name)
 endfunction()
 
 # veltra_add_test(NAME [LINES] SOURCES file... [LIBRARIES target...]
-#   [ENVIRONMENT VAR=value...])
+#   [ENVIRONMENT VAR=value...] [TIMEOUT seconds])
 # Builds one GoogleTest program and makes each of its tests a ctest of its own. Where
 # the program runs in an emulator, whose start takes longer than most tests, the
 # whole program is one ctest. LINES: it has serial lines, see
 # tests/support/modem_line.h.
 function(veltra_add_test name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "LINES" "" "SOURCES;LIBRARIES;ENVIRONMENT")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "LINES" "TIMEOUT" "SOURCES;LIBRARIES;ENVIRONMENT")
+  if(NOT arg_TIMEOUT)
+    set(arg_TIMEOUT 60)
+  endif()
   if(arg_LINES)
     list(APPEND arg_LIBRARIES veltra_test_line)
   endif()
@@ -58,6 +61,6 @@ function(veltra_add_test name)
     veltra_set_test_properties(${name} TIMEOUT 300 ${properties})
   else()
     gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST NO_PRETTY_VALUES TEST_PREFIX "${name}."
-      PROPERTIES TIMEOUT 60 ${properties})
+      PROPERTIES TIMEOUT ${arg_TIMEOUT} ${properties})
   endif()
 endfunction()

@@ -89,10 +89,11 @@ std::string comparison_page(std::span<const analysis> captures,
       "<section class=\"long\" aria-labelledby=\"h-captures\">\n<h2 "
       "id=\"h-captures\">Captures</h2>\n"
       "<div class=\"scroll\" tabindex=\"0\" role=\"region\" aria-label=\"Captures\">"
-      "<table class=\"sortable\"><thead><tr><th>Capture</th><th>What happened</th>"
+      "<table class=\"sortable comparison\"><thead><tr><th>Capture</th><th>What happened</th>"
       "<th class=\"number\">Attach</th><th>Rejects and failures</th>"
       "<th class=\"number\">AT errors</th><th class=\"number\">Lost traces</th>"
-      "<th class=\"number\">Retransmissions</th><th class=\"number\">Length</th></tr></thead>"
+      "<th class=\"number\">TCP retrans&shy;missions</th><th "
+      "class=\"number\">Length</th></tr></thead>"
       "<tbody>\n";
   for (const analysis& each : captures) body += capture_row(each, slowest);
   body += "</tbody></table></div>\n</section>\n";
