@@ -31,13 +31,16 @@ function(veltra_set_test_properties name)
 endfunction()
 
 # veltra_add_test(NAME [LINES] [SHARDS n] SOURCES file... [LIBRARIES target...]
-#   [ENVIRONMENT VAR=value...])
+#   [ENVIRONMENT VAR=value...] [TIMEOUT seconds])
 # Builds one GoogleTest program and makes it a ctest of its name: starting a process for
 # each test takes longer than most tests do. SHARDS: the program takes long, so that it
 # is n ctests, NAME.1 to NAME.n, each with its part of the tests; not in an emulator,
 # which takes longer to start. LINES: it has serial lines, see tests/support/modem_line.h.
 function(veltra_add_test name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "LINES" "SHARDS" "SOURCES;LIBRARIES;ENVIRONMENT")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "LINES" "SHARDS;TIMEOUT" "SOURCES;LIBRARIES;ENVIRONMENT")
+  if(NOT arg_TIMEOUT)
+    set(arg_TIMEOUT 300)
+  endif()
   if(arg_LINES)
     list(APPEND arg_LIBRARIES veltra_test_line)
   endif()
@@ -59,14 +62,14 @@ function(veltra_add_test name)
   endif()
   if(NOT arg_SHARDS)
     add_test(NAME ${name} COMMAND ${command})
-    veltra_set_test_properties(${name} TIMEOUT 300)
+    veltra_set_test_properties(${name} TIMEOUT ${arg_TIMEOUT})
     set_property(TEST ${name} PROPERTY ENVIRONMENT ${arg_ENVIRONMENT})
     return()
   endif()
   foreach(shard RANGE 1 ${arg_SHARDS})
     math(EXPR index "${shard} - 1")
     add_test(NAME ${name}.${shard} COMMAND ${command})
-    veltra_set_test_properties(${name}.${shard} TIMEOUT 300)
+    veltra_set_test_properties(${name}.${shard} TIMEOUT ${arg_TIMEOUT})
     set_property(TEST ${name}.${shard} PROPERTY ENVIRONMENT
       ${arg_ENVIRONMENT} GTEST_TOTAL_SHARDS=${arg_SHARDS} GTEST_SHARD_INDEX=${index})
   endforeach()

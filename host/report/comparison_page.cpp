@@ -54,8 +54,8 @@ std::string capture_row(const analysis& all, double slowest) {
                                 : all.verdict.state == registration::not_registered ? "failed"
                                                                                     : "";
   return fmt::format(
-      "<tr><td title=\"{}\">{}</td><td><span class=\"result {}\">{} "
-      "{}</span></td>{}<td>{}</td>{}{}{}"
+      "<tr><td title=\"{}\">{}</td><td class=\"wide\"><span class=\"result {}\">{} "
+      "{}</span></td>{}<td class=\"wide\">{}</td>{}{}{}"
       "<td class=\"number\" data-value=\"{}\">{}</td></tr>\n",
       escape_html(all.file), escape_html(file_name(all.file)), css_class,
       state_sign(all.verdict.state), escape_html(all.verdict.headline), attach_cell(all, slowest),
@@ -89,10 +89,11 @@ std::string comparison_page(std::span<const analysis> captures,
       "<section class=\"long\" aria-labelledby=\"h-captures\">\n<h2 "
       "id=\"h-captures\">Captures</h2>\n"
       "<div class=\"scroll\" tabindex=\"0\" role=\"region\" aria-label=\"Captures\">"
-      "<table class=\"sortable\"><thead><tr><th>Capture</th><th>What happened</th>"
+      "<table class=\"sortable comparison\"><thead><tr><th>Capture</th><th>What happened</th>"
       "<th class=\"number\">Attach</th><th>Rejects and failures</th>"
       "<th class=\"number\">AT errors</th><th class=\"number\">Lost traces</th>"
-      "<th class=\"number\">Retransmissions</th><th class=\"number\">Length</th></tr></thead>"
+      "<th class=\"number\">TCP retrans&shy;missions</th><th "
+      "class=\"number\">Length</th></tr></thead>"
       "<tbody>\n";
   for (const analysis& each : captures) body += capture_row(each, slowest);
   body += "</tbody></table></div>\n</section>\n";

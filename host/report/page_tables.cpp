@@ -128,6 +128,14 @@ struct wait_row {
   std::string where;
 };
 
+// An attach that is part of the time up to the next one.
+bool is_inside_pause(const analysis& all, const procedure& inner) {
+  return std::any_of(all.procedures.begin(), all.procedures.end(), [&](const procedure& each) {
+    return each.result == procedure_result::waited && &each != &inner &&
+           each.begin <= inner.begin && inner.end <= each.end;
+  });
+}
+
 // What took time without getting anywhere: refused or unanswered procedures, pauses that the
 // network asked for, and silence.
 std::vector<wait_row> longest_waits(const analysis& all) {
@@ -136,7 +144,7 @@ std::vector<wait_row> longest_waits(const analysis& all) {
   std::vector<wait_row> result;
   for (const procedure& each : all.procedures) {
     if (each.result == procedure_result::succeeded || each.milliseconds() < min_ms) continue;
-    if (each.kind == procedure_kind::pdn_connectivity) continue;  // inside an attach
+    if (each.kind == procedure_kind::pdn_connectivity || is_inside_pause(all, each)) continue;
     result.push_back({each.milliseconds(),
                       fmt::format("{}: {}", procedure_title(each.kind), each.outcome),
                       stretch_link(all, each)});

@@ -11,6 +11,7 @@
 
 #include "host/report/report.h"
 #include "host/report/tshark_reader.h"
+#include "platform/environment.h"
 #include "tests/integration/report/browser.h"
 #include "tests/integration/report/example_capture.h"
 #include "tests/support/temp_directory.h"
@@ -188,6 +189,42 @@ TEST_F(report_page_test, prints_all_rows_of_a_short_trace) {
   EXPECT_EQ(printed, 48);
   EXPECT_THAT(shown.print(), testing::StartsWith("%PDF"));
   EXPECT_THAT(shown.console(), IsEmpty());
+}
+
+// Not a test: make_pictures.sh names the directory.
+TEST_F(report_page_test, makes_the_pictures_of_the_documentation) {
+  const auto directory = platform::find_environment_variable("VELTRA_PICTURES");
+  if (!directory) GTEST_SKIP() << "VELTRA_PICTURES names no directory";
+  const auto keep = [&](const char* name, browser& shown) {
+    std::ofstream(std::filesystem::path(*directory) / name, std::ios::binary) << shown.screenshot();
+  };
+  // Names without a directory, which would be another one each time.
+  const test_support::working_directory here(directory_.path());
+  const auto capture_of = [&](const std::string& session) {
+    return test_support::make_capture(directory_.path(), "sessions/" + session).filename();
+  };
+  {
+    browser shown({.width = 1180, .height = 1230});
+    shown.open(make_page_of(capture_of("attach_reject_15")));
+    keep("report-answer.png", shown);
+  }
+  {
+    browser shown({.width = 1180, .height = 1130, .dark = true});
+    shown.open(make_page_of(capture_of("handover")), "#frame=21");
+    keep("report-ladder.png", shown);
+  }
+  {
+    report_options options;
+    for (const char* const session : {"attach_reject_15", "attach_reject_esm", "handover",
+                                      "rrc_reject", "tau_reject", "timeout", "nb_iot"}) {
+      options.inputs.push_back(capture_of(session));
+    }
+    options.output = directory_.path() / "night.html";
+    make_report(options);
+    browser shown({.width = 1180, .height = 1000});
+    shown.open(options.output);
+    keep("report-night.png", shown);
+  }
 }
 
 }  // namespace

@@ -59,9 +59,9 @@ std::string lower(std::string text) {
 // The words of a field's values. tshark's capitals are not those of the standard.
 std::map<int, std::string> values_of(const std::string& all, const std::string& field) {
   std::map<int, std::string> result;
+  const std::string head = "V\t" + field + "\t";
   std::istringstream lines(all);
   for (std::string line; std::getline(lines, line);) {
-    const std::string head = "V\t" + field + "\t";
     if (!line.starts_with(head)) continue;
     const std::size_t words = line.find('\t', head.size());
     result[std::stoi(line.substr(head.size()), nullptr, 0)] = lower(line.substr(words + 1));
