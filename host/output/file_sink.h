@@ -20,6 +20,9 @@ class file_sink : public sink {
   std::string name() const final;
   std::string remarks() const final;
 
+  // begin() has opened the output.
+  bool has_begun() const { return file_.has_value(); }
+
  protected:
   // "-" is standard output.
   explicit file_sink(std::filesystem::path path);

@@ -15,12 +15,20 @@ struct output_options {
   bool overwrite = false;  // replace what is under a name that was not given
 };
 
+// What it means that the reader of a capture that is a stream stops reading.
+enum class reader_role {
+  reads,      // a failure of the output
+  may_leave,  // the end of the output, which is complete
+  ends_run    // likewise, and of the run, also while a raw trace is kept
+};
+
 struct run_options {
   database_options database;
   output_options output;
   std::uint64_t chunk_size = 0;  // bytes per read
   std::string plugin;            // empty: the one that belongs to this program
   bool verbose = false;          // show the plug-in's messages
+  reader_role reader = reader_role::reads;
 };
 
 // How a serial port is set up.
