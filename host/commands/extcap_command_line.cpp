@@ -54,8 +54,8 @@ std::vector<std::string> filled_options(const std::vector<std::string>& argument
   return filled;
 }
 
-void parse(CLI::App& app, const std::vector<std::string>& arguments) {
-  const std::vector<std::string> filled = filled_options(arguments);
+// Parses `filled`, the arguments with a value.
+void parse(CLI::App& app, const std::vector<std::string>& filled) {
   std::vector<const char*> words;
   for (const std::string& argument : filled) words.push_back(argument.c_str());
   try {
@@ -63,13 +63,15 @@ void parse(CLI::App& app, const std::vector<std::string>& arguments) {
   } catch (const CLI::CallForHelp&) {
     throw;
   } catch (const CLI::ParseError& error) {
-    if (const auto fifo = std::find(filled.begin(), filled.end(), "--fifo");
-        fifo != filled.end() && fifo + 1 != filled.end()) {
-      give_empty_capture(*(fifo + 1));
-    }
     throw user_error(exit_code::usage,
                      fmt::format("{}; change it in the interface's options.", error.what()));
   }
+}
+
+// The value of an option of Wireshark's own, whatever else is wrong; empty if there is none.
+std::string value_of(const std::vector<std::string>& filled, std::string_view option) {
+  const auto found = std::find(filled.begin(), filled.end(), option);
+  return found != filled.end() && found + 1 != filled.end() ? *(found + 1) : std::string();
 }
 
 exit_code answer(extcap_call& call, const CLI::App& app) {
@@ -108,8 +110,10 @@ exit_code run_extcap_call(const std::vector<std::string>& arguments) {
   // A read returns as soon as a byte is there.
   call.capture.run.chunk_size = 1;
   add_options(app, call);
+  const std::vector<std::string> filled = filled_options(arguments);
+  hold_open(value_of(filled, "--fifo"));
   try {
-    parse(app, arguments);
+    parse(app, filled);
   } catch (const CLI::CallForHelp&) {
     print(app.help());
     return exit_code::ok;

@@ -304,7 +304,8 @@ bool active_run::may_reader_leave(const outlet& output) const {
 exit_code active_run::conclude(source_failure failure) {
   const bool is_live = input_.is_live();
   // A stop ends the wait for a live input by design; only what it cost is a failure.
-  if (is_live && is_interrupted_ && !has_undelivered(failure)) failure = {};
+  const bool is_stopped = is_interrupted_ || is_stop_requested_;
+  if (is_live && is_stopped && !has_undelivered(failure)) failure = {};
   if (!failure && decoding_failure_) failure = *decoding_failure_;
   const bool has_content =
       capture_ != nullptr ? statistics_.has_content() : statistics_.raw_bytes() != 0;

@@ -40,8 +40,18 @@ std::filesystem::path raw_trace_path(const extcap_capture_options& options) {
   return platform::path_from_utf8(name_without_file(platform::path_to_utf8(path)));
 }
 
-exit_code capture_into(pcapng_sink& packets, const extcap_capture_options& options) {
+}  // namespace
+
+void hold_open(const std::string& fifo) {
+  const std::filesystem::path path = platform::path_from_utf8(fifo);
+  if (fifo.empty() || !output_file::is_stream(path)) return;
+  static std::FILE* held = nullptr;
+  if (held == nullptr) held = platform::open_file(path, platform::open_mode::write);
+}
+
+exit_code capture_for_wireshark(const extcap_capture_options& options) {
   check(options);
+  pcapng_sink packets(platform::path_from_utf8(options.fifo), {.is_live = true});
   std::optional<raw_sink> raw_trace;
   if (!options.raw_directory.empty()) raw_trace.emplace(raw_trace_path(options));
   run_options how = options.run;
@@ -50,26 +60,6 @@ exit_code capture_into(pcapng_sink& packets, const extcap_capture_options& optio
   toolbar_view view(options.line.port, platform::path_from_utf8(options.control_out));
   return run(input, how, {.raw_trace = raw_trace ? &*raw_trace : nullptr, .capture = &packets},
              view);
-}
-
-}  // namespace
-
-void give_empty_capture(const std::string& fifo) {
-  const std::filesystem::path path = platform::path_from_utf8(fifo);
-  if (fifo.empty() || !output_file::is_stream(path)) return;
-  if (std::FILE* const pipe = platform::open_file(path, platform::open_mode::write)) {
-    std::fclose(pipe);
-  }
-}
-
-exit_code capture_for_wireshark(const extcap_capture_options& options) {
-  pcapng_sink packets(platform::path_from_utf8(options.fifo), {.is_live = true});
-  try {
-    return capture_into(packets, options);
-  } catch (const user_error&) {
-    if (!packets.has_begun()) give_empty_capture(options.fifo);
-    throw;
-  }
 }
 
 }  // namespace veltra::host

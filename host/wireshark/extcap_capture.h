@@ -17,14 +17,15 @@ struct extcap_capture_options {
   std::string raw_directory;  // where the raw trace is kept; empty: it is not
 };
 
+// Opens a named pipe for writing, which waits for its reader, and keeps it open until the
+// process ends; to be called before anything can fail. Wireshark reports a device that does
+// not exist if nobody opens the pipe, and ends the program, perhaps before that has said
+// what is wrong, when the last writer closes it. Does nothing for any other name.
+void hold_open(const std::string& fifo);
+
 // Runs until Wireshark asks for the end (SIGTERM), closes the pipe, or the port is lost. A
 // raw trace has every byte that came until then. Writes nothing to stderr. Throws
-// user_error for what failed, with the pipe opened and closed: otherwise Wireshark reports
-// a device that does not exist instead.
+// user_error for what failed.
 exit_code capture_for_wireshark(const extcap_capture_options& options);
-
-// Opens a named pipe that nobody has opened yet and closes it, which is an empty capture for
-// its reader. Does nothing for any other name.
-void give_empty_capture(const std::string& fifo);
 
 }  // namespace veltra::host

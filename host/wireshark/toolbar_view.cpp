@@ -14,7 +14,7 @@ constexpr std::chrono::milliseconds state_interval{500};
 }  // namespace
 
 toolbar_view::toolbar_view(const std::string& port, const std::filesystem::path& pipe)
-    : status_({.port = port, .with_counters = false, .how_to_end = "Stop the capture to end it"}),
+    : status_({.port = port, .with_counters = false, .how_to_end = "stop the capture to end it"}),
       toolbar_(pipe) {}
 
 void toolbar_view::take_packet(const packet& packet) {
