@@ -64,6 +64,7 @@ void add_decode_command(CLI::App& parent, command& chosen) {
       parent.add_subcommand("decode", "Turn a recorded trace into a capture for Wireshark");
   require_nonempty(app->add_option("TRACE", options->trace, "The modem's raw trace"))->required();
   add_run_options(*app, options->run, "the trace's name with the format's ending");
+  app->add_flag("--wireshark", options->wireshark, "Open the capture in Wireshark");
   app->callback([options, &chosen] { chosen = [options] { return decode(*options); }; });
 }
 
@@ -84,6 +85,8 @@ void add_capture_command(CLI::App& parent, command& chosen) {
           ->expected(0, 1)
           ->type_name("[FILE]");
   add_run_options(*app, options->run, "capture-PORT-TIME.pcapng");
+  app->add_flag("--wireshark", options->wireshark,
+                "Show the packets in Wireshark as they come; with -o, open the file at the end");
   app->callback([options, raw, raw_option, &chosen] {
     if (raw_option->count() != 0) options->raw = *raw;
     chosen = [options] { return capture(*options); };
@@ -129,6 +132,25 @@ void add_db_command(CLI::App& parent, command& chosen) {
       "verify", "Check that every database of the catalogue is there and intact");
   add_cache_option(*verify, *options);
   verify->callback([options, &chosen] { chosen = [options] { return verify_cache(*options); }; });
+}
+
+void add_wireshark_command(CLI::App& parent, command& chosen) {
+  CLI::App* const wireshark = parent.add_subcommand(
+      "wireshark", "Make modems interfaces of Wireshark, and install its profile for them");
+  wireshark->require_subcommand(1);
+  const auto options = std::make_shared<wireshark_options>();
+  const auto add = [&](const char* name, const char* description,
+                       exit_code (*work)(const wireshark_options&)) {
+    CLI::App* const app = wireshark->add_subcommand(name, description);
+    app->add_flag("--system", options->for_all_users, "For all users of this machine");
+    app->callback(
+        [options, work, &chosen] { chosen = [options, work] { return work(*options); }; });
+    return app;
+  };
+  add("install", "Install both for you", install_for_wireshark)
+      ->add_flag("--overwrite", options->overwrite, "Replace what was changed in the profile");
+  add("uninstall", "Remove both, unless the profile was changed", uninstall_from_wireshark);
+  add("status", "Say what is installed where", show_wireshark_installation);
 }
 
 // Returns what is wrong with the text of a count; empty if it is one. The
@@ -272,6 +294,7 @@ exit_code run_command_line(const std::vector<std::string>& arguments) {
   add_devices_command(app, chosen);
   add_db_command(app, chosen);
   add_simulate_command(app, chosen);
+  add_wireshark_command(app, chosen);
 
   std::vector<const char*> words;
   for (const std::string& argument : arguments) words.push_back(argument.c_str());
