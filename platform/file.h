@@ -20,6 +20,10 @@ std::string path_to_utf8(const std::filesystem::path& path);
 // with a network root name (\\server\share).
 bool is_absolute_path(const std::filesystem::path& path);
 
+// True for the name of a pipe that has a place of its own beside the file system, of which
+// std::filesystem knows nothing: on Windows \\.\pipe\NAME.
+bool is_pipe_name(const std::filesystem::path& path);
+
 enum class open_mode {
   read,     // an existing file, from its start
   replace,  // a new or emptied file, for writing and reading back

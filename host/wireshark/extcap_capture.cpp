@@ -4,8 +4,8 @@
 #include <cstdio>
 #include <filesystem>
 #include <optional>
+#include <system_error>
 
-#include "host/output/output_file.h"
 #include "host/output/pcapng_sink.h"
 #include "host/output/raw_sink.h"
 #include "host/run/input.h"
@@ -44,7 +44,9 @@ std::filesystem::path raw_trace_path(const extcap_capture_options& options) {
 
 void hold_open(const std::string& fifo) {
   const std::filesystem::path path = platform::path_from_utf8(fifo);
-  if (fifo.empty() || !output_file::is_stream(path)) return;
+  std::error_code ignored;
+  // Of a pipe of Windows there is one end to open, which is the capture's.
+  if (!std::filesystem::is_fifo(path, ignored)) return;
   static std::FILE* held = nullptr;
   if (held == nullptr) held = platform::open_file(path, platform::open_mode::write);
 }

@@ -18,6 +18,10 @@ bool is_absolute_path(const std::filesystem::path& path) {
   return path.is_absolute();
 }
 
+bool is_pipe_name(const std::filesystem::path& /*path*/) {
+  return false;
+}
+
 std::FILE* open_file(const std::filesystem::path& path, open_mode mode) {
   // "e": not inherited by programs that are started later.
   switch (mode) {
@@ -46,8 +50,7 @@ int sync_file(std::FILE* file) {
 }
 
 void sync_directory(const std::filesystem::path& path) {
-  const int directory =
-      open(path.empty() ? "." : path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  const int directory = open(path.empty() ? "." : path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (directory < 0) return;
   fsync(directory);
   close(directory);
