@@ -35,6 +35,10 @@ enum class open_mode {
 // caller closes what it got with std::fclose().
 std::FILE* open_file(const std::filesystem::path& path, open_mode mode);
 
+// Opens a named pipe for reading without waiting for its writer, which may wait for us.
+// Null with errno set on failure, as above.
+std::FILE* open_pipe_for_reading(const std::filesystem::path& path);
+
 // Opens a new file without a name that anybody could meet, for writing and reading
 // back; it is gone when it is closed. Null with errno set on failure, as above.
 std::FILE* open_temporary_file();

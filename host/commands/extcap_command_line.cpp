@@ -111,7 +111,7 @@ exit_code run_extcap_call(const std::vector<std::string>& arguments) {
   call.capture.run.chunk_size = 1;
   add_options(app, call);
   const std::vector<std::string> filled = filled_options(arguments);
-  hold_open(value_of(filled, "--fifo"));
+  open_pipes(value_of(filled, "--fifo"), value_of(filled, "--extcap-control-in"));
   try {
     parse(app, filled);
   } catch (const CLI::CallForHelp&) {

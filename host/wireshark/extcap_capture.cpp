@@ -42,13 +42,18 @@ std::filesystem::path raw_trace_path(const extcap_capture_options& options) {
 
 }  // namespace
 
-void hold_open(const std::string& fifo) {
+void open_pipes(const std::string& fifo, const std::string& control_in) {
+  static std::FILE* toolbar = nullptr;
+  static std::FILE* capture = nullptr;
+  if (toolbar == nullptr && !control_in.empty()) {
+    toolbar = platform::open_pipe_for_reading(platform::path_from_utf8(control_in));
+  }
   const std::filesystem::path path = platform::path_from_utf8(fifo);
   std::error_code ignored;
   // Of a pipe of Windows there is one end to open, which is the capture's.
-  if (!std::filesystem::is_fifo(path, ignored)) return;
-  static std::FILE* held = nullptr;
-  if (held == nullptr) held = platform::open_file(path, platform::open_mode::write);
+  if (capture == nullptr && std::filesystem::is_fifo(path, ignored)) {
+    capture = platform::open_file(path, platform::open_mode::write);
+  }
 }
 
 exit_code capture_for_wireshark(const extcap_capture_options& options) {

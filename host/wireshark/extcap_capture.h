@@ -17,11 +17,14 @@ struct extcap_capture_options {
   std::string raw_directory;  // where the raw trace is kept; empty: it is not
 };
 
-// Opens a named pipe for writing, which waits for its reader, and keeps it open until the
-// process ends; to be called before anything can fail. Wireshark reports a device that does
-// not exist if nobody opens the pipe, and ends the program, perhaps before that has said
-// what is wrong, when the last writer closes it. Does nothing for any other name.
-void hold_open(const std::string& fifo);
+// Opens Wireshark's pipes and keeps them open until the process ends; to be called before
+// anything can fail. Waits for the capture's reader.
+//
+// Wireshark reports a device that does not exist if nobody opens the capture's pipe, and
+// ends the program, perhaps before that has said what is wrong, when the last writer closes
+// it. Its window stands still until somebody reads from the toolbar. `control_in` may be
+// empty. Does nothing for names that are not pipes.
+void open_pipes(const std::string& fifo, const std::string& control_in);
 
 // Runs until Wireshark asks for the end (SIGTERM), closes the pipe, or the port is lost. A
 // raw trace has every byte that came until then. Writes nothing to stderr. Throws

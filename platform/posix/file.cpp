@@ -37,6 +37,11 @@ std::FILE* open_file(const std::filesystem::path& path, open_mode mode) {
   return std::fopen(path.c_str(), "w+be");
 }
 
+std::FILE* open_pipe_for_reading(const std::filesystem::path& path) {
+  const int descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  return descriptor < 0 ? nullptr : fdopen(descriptor, "rb");
+}
+
 std::FILE* open_temporary_file() {
   return std::tmpfile();
 }

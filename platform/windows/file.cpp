@@ -88,6 +88,10 @@ std::FILE* open_file(const std::filesystem::path& path, open_mode mode) {
   return open_stream(path.c_str(), flags_of(mode));
 }
 
+std::FILE* open_pipe_for_reading(const std::filesystem::path& path) {
+  return open_file(path, open_mode::read);
+}
+
 std::FILE* open_temporary_file() {
   // tmpfile() of some C libraries wants to write into the root of the drive.
   wchar_t directory[MAX_PATH + 1];

@@ -78,11 +78,12 @@ extcap() {
     "$@" >extcap.out 2>extcap.err &
   running=$!
 }
-mkfifo fifo control
+mkfifo fifo control control_in
 
 # Stopped: the capture is complete, and the toolbar's log has the summary.
 modem --repeat 1000000
-extcap --raw-dir '' --extcap-control-out control --some-later-option
+extcap --raw-dir '' --extcap-control-in control_in --extcap-control-out control --some-later-option
+exec 9>control_in # as Wireshark does, whose window waits for it, before it reads the capture
 cat fifo >stopped.pcapng &
 cat control >control.txt &
 wait_for_size stopped.pcapng 100000 $running
