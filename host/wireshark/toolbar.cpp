@@ -37,7 +37,6 @@ toolbar::toolbar(const std::filesystem::path& pipe) : writer_(patience) {
   pipe_.reset(platform::open_file(pipe, platform::open_mode::write));
   writer_.hurry();
   send(log_control, toolbar_command::set, "");
-  send(state_control, toolbar_command::disable, "");
 }
 
 void toolbar::set_state(std::string_view text) {

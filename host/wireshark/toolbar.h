@@ -13,7 +13,7 @@
 namespace veltra::host {
 
 // Commands of a control message.
-enum class toolbar_command : std::uint8_t { set = 1, add = 2, disable = 5 };
+enum class toolbar_command : std::uint8_t { set = 1, add = 2 };
 
 // One message: 'T', the length of the rest as 3 bytes in big-endian order, the control's
 // number, the command, the payload, which is cut to what a message holds.

@@ -30,6 +30,7 @@ open_line
 mkdir raw
 give_to_user raw
 set_options port="$work/line" database="$work/database.json" rawdir="$work/raw"
+: >seen.txt
 "${as_user[@]}" tshark -l -i veltra "${options[@]}" >seen.txt 2>tshark.txt &
 running=$!
 until [ "$(wc -l <seen.txt)" -ge $((packets - 1)) ]; do

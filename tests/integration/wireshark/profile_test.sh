@@ -22,7 +22,7 @@ matches() {
 }
 
 tshark -G fields 2>/dev/null | cut -f 3 >fields.txt
-columns=$(grep -o '%Cus:[^"]*' "$profile/preferences" | sed -E 's/^%Cus:(.*):0:R$/\1/; s/ or /\n/g')
+columns=$(grep -o '%Cus:[^"]*' "$profile/preferences" | sed -E 's/^%Cus:(.*):0:[RU]$/\1/; s/ or /\n/g')
 [ "$(wc -l <<<"$columns")" -ge 10 ] || fail "no columns" "$columns"
 for field in $columns; do
   grep -qxF "$field" fields.txt || fail "the column's field $field is not known"
@@ -57,5 +57,5 @@ sed 's/\x1b\[[0-9;]*m//g' columns.txt >plain.txt
 grep -qE 'rrc +Inbound +LTE RRC PCCH +Paging' plain.txt || fail "paging" "$(cat plain.txt)"
 grep -qE 'rrc +Outbound +LTE RRC UL_CCCH +mo-Data +RRCConnectionRequest' plain.txt ||
   fail "a cause" "$(cat plain.txt)"
-grep -qE 'nas +NAS-EPS +EPS bearer identity value 5 +Attach accept' plain.txt ||
+grep -qE 'nas +NAS-EPS +5 +Attach accept' plain.txt ||
   fail "a bearer" "$(cat plain.txt)"

@@ -23,7 +23,7 @@ std::string read(const std::filesystem::path& path) {
 
 TEST(ToolbarMessage, CountsControlCommandAndPayload) {
   EXPECT_EQ(toolbar_message(1, toolbar_command::set, "abc"), "T\0\0\5\1\1abc"s);
-  EXPECT_EQ(toolbar_message(0, toolbar_command::disable, ""), "T\0\0\2\0\5"s);
+  EXPECT_EQ(toolbar_message(0, toolbar_command::set, ""), "T\0\0\2\0\1"s);
   EXPECT_EQ(toolbar_message(0, toolbar_command::add, std::string(300, 'x')).substr(0, 6),
             "T\0\1\x2e\0\2"s);
 }
@@ -34,11 +34,11 @@ TEST(ToolbarMessage, ALongTextIsCutToWhatAMessageHolds) {
   EXPECT_EQ(message.substr(0, 4), "T\0\xff\xff"s);
 }
 
-TEST(Toolbar, BeginsWithAnEmptyLogAndAStateThatNobodyEdits) {
+TEST(Toolbar, BeginsWithAnEmptyLog) {
   const test_support::temp_directory directory;
   const auto file = directory.write("control", "");
   { const toolbar bar(file); }
-  EXPECT_EQ(read(file), "T\0\0\2\0\1T\0\0\2\1\5"s);
+  EXPECT_EQ(read(file), "T\0\0\2\0\1"s);
 }
 
 TEST(Toolbar, WithoutAPipeNothingIsSent) {
