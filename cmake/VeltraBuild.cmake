@@ -37,6 +37,13 @@ else()
   set(VELTRA_DOC_INSTALL_DIR "${CMAKE_INSTALL_DOCDIR}")
 endif()
 
+# Where Wireshark looks for profiles, if the prefix is its own.
+if(WIN32)
+  set(VELTRA_PROFILE_INSTALL_DIR "${CMAKE_INSTALL_BINDIR}/wireshark")
+else()
+  set(VELTRA_PROFILE_INSTALL_DIR "${CMAKE_INSTALL_DATADIR}/wireshark/profiles")
+endif()
+
 # veltra_build: include directories, warnings and sanitizers of the tree's own code.
 add_library(veltra_build INTERFACE)
 target_include_directories(veltra_build INTERFACE

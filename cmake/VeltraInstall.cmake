@@ -2,6 +2,8 @@
 #   bin/veltra                                the host program
 #   lib/kovax/kovax-veltra-source.kovax       the plug-in
 #   lib/kovax/libdekodrix.so                  the open decoder, found beside it
+#   lib/TRIPLET/wireshark/extcap              where Debian's Wireshark finds the program
+#   share/wireshark/profiles                  Wireshark's profile for LTE modems
 #   include/kovax, include/dekodrix           the C interfaces
 #   lib/cmake/kovax-veltra-source             find_package(kovax-veltra-source)
 include(CMakePackageConfigHelpers)
@@ -25,6 +27,14 @@ install(DIRECTORY include/kovax include/dekodrix
   DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
 install(FILES README.md LICENSE DESTINATION "${VELTRA_DOC_INSTALL_DIR}")
 install(DIRECTORY docs examples DESTINATION "${VELTRA_DOC_INSTALL_DIR}")
+
+install(DIRECTORY packaging/wireshark/ DESTINATION "${VELTRA_PROFILE_INSTALL_DIR}")
+if(UNIX)
+  set(extcap_dir "lib/${CMAKE_LIBRARY_ARCHITECTURE}/wireshark/extcap")
+  file(RELATIVE_PATH program_from_extcap "/${extcap_dir}" "/${CMAKE_INSTALL_BINDIR}/veltra")
+  file(CREATE_LINK "${program_from_extcap}" "${PROJECT_BINARY_DIR}/veltra-extcap" SYMBOLIC)
+  install(FILES "${PROJECT_BINARY_DIR}/veltra-extcap" DESTINATION "${extcap_dir}")
+endif()
 
 install(EXPORT kovax-veltra-source-targets NAMESPACE kovax:: DESTINATION "${package_dir}")
 configure_package_config_file(cmake/kovax-veltra-sourceConfig.cmake.in

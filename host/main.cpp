@@ -1,8 +1,11 @@
 // veltra - turns a modem trace into a capture.
 #include <cstdio>
 #include <exception>
+#include <string>
+#include <vector>
 
 #include "host/commands/command_line.h"
+#include "host/commands/extcap_command_line.h"
 #include "host/console.h"
 #include "host/user_error.h"
 #include "platform/arguments.h"
@@ -15,7 +18,10 @@ int main(int argc, char** argv) {
 
   const platform::console_setup console;
   try {
-    return static_cast<int>(veltra::host::run_command_line(platform::utf8_arguments(argc, argv)));
+    const std::vector<std::string> arguments = platform::utf8_arguments(argc, argv);
+    return static_cast<int>(veltra::host::is_extcap_call(arguments)
+                                ? veltra::host::run_extcap_call(arguments)
+                                : veltra::host::run_command_line(arguments));
   } catch (const veltra::host::user_error& error) {
     std::fprintf(stderr, "veltra: %s\n", sanitize(platform::utf8_message(error.what())).c_str());
     return static_cast<int>(error.code());

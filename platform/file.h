@@ -20,6 +20,10 @@ std::string path_to_utf8(const std::filesystem::path& path);
 // with a network root name (\\server\share).
 bool is_absolute_path(const std::filesystem::path& path);
 
+// True for the name of a pipe that has a place of its own beside the file system, of which
+// std::filesystem knows nothing: on Windows \\.\pipe\NAME.
+bool is_pipe_name(const std::filesystem::path& path);
+
 enum class open_mode {
   read,     // an existing file, from its start
   replace,  // a new or emptied file, for writing and reading back
@@ -30,6 +34,10 @@ enum class open_mode {
 // Opens a file in binary mode. Returns null and sets errno on failure; the
 // caller closes what it got with std::fclose().
 std::FILE* open_file(const std::filesystem::path& path, open_mode mode);
+
+// Opens a named pipe for reading without waiting for its writer, which may wait for us.
+// Null with errno set on failure, as above.
+std::FILE* open_pipe_for_reading(const std::filesystem::path& path);
 
 // Opens a new file without a name that anybody could meet, for writing and reading
 // back; it is gone when it is closed. Null with errno set on failure, as above.

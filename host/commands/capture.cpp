@@ -17,6 +17,8 @@
 #include "host/run/run.h"
 #include "host/run/sidecar.h"
 #include "host/user_error.h"
+#include "host/wireshark/start_wireshark.h"
+#include "host/wireshark/wireshark_window.h"
 #include "platform/file.h"
 
 namespace veltra::host {
@@ -46,6 +48,12 @@ void check(const capture_options& options) {
                                  "--database or --cache, or leave -o out.",
                                  options.run.output.file));
   }
+  if (options.wireshark && !decodes(options)) {
+    throw user_error(exit_code::usage,
+                     "Wireshark has nothing to show without a trace database: name it with "
+                     "--database or --cache.");
+  }
+  if (options.wireshark) check_wireshark_output(options.run.output);
   const std::string raw = options.raw.value_or("");
   refuse_same_file(options.run.output.file, raw, "the raw trace");
   refuse_same_file(options.run.output.file, options.line.port, "the port");
@@ -83,6 +91,7 @@ std::string default_name(const capture_options& options, const std::string& exte
 exit_code capture(capture_options options) {
   check(options);
   output_options& output = options.run.output;
+  const bool is_shown_live = options.wireshark && output.file.empty();
   const serial_input input(options.line);
   run_sinks sinks;
 
@@ -94,15 +103,23 @@ exit_code capture(capture_options options) {
   }
   std::unique_ptr<sink> packets;
   if (decodes(options)) {
-    if (output.file.empty()) output.file = default_name(options, output.format);
-    check_output_place("cannot write", platform::path_from_utf8(output.file));
-    packets = make_packet_sink(output, input);
+    if (is_shown_live) {
+      options.run.reader = reader_role::may_leave;
+      packets = std::make_unique<wireshark_window>(
+          pcapng_sink::settings{.with_raw_packets = output.raw_packets, .is_live = true});
+    } else {
+      if (output.file.empty()) output.file = default_name(options, output.format);
+      check_output_place("cannot write", platform::path_from_utf8(output.file));
+      packets = make_packet_sink(output, input);
+    }
     sinks.capture = packets.get();
   }
   // Messages of the plug-in would tear the line of counters.
   const bool with_counters = platform::is_terminal(stderr) && !options.run.verbose;
   live_view view({.port = options.line.port, .with_counters = with_counters});
-  return run(input, options.run, sinks, view);
+  const exit_code result = run(input, options.run, sinks, view);
+  if (options.wireshark && !is_shown_live) show_in_wireshark(packets->name());
+  return result;
 }
 
 }  // namespace veltra::host

@@ -12,6 +12,7 @@
 #include <system_error>
 
 #include "host/commands/commands.h"
+#include "host/commands/shared_options.h"
 #include "host/console.h"
 #include "platform/file.h"
 
@@ -26,47 +27,6 @@ using command = std::function<exit_code()>;
 constexpr const char* raw_name_of_its_own = "capture-PORT-TIME.trace";
 
 constexpr std::uint64_t max_chunk_size = std::uint64_t{1} << 30;
-
-// Refuses an empty value: it is what a shell makes of a variable that is not set, and
-// would pass for an option that was not given.
-CLI::Option* require_nonempty(CLI::Option* option) {
-  return option->check(
-      [](const std::string& text) {
-        return text.empty() ? std::string("the name is empty") : std::string();
-      },
-      "");
-}
-
-// The options need the option `cache`, if there is one.
-void add_catalogue_options(CLI::App& app, database_options& options, CLI::Option* cache) {
-  CLI::Option* const location = require_nonempty(app.add_option(
-      "--location", options.locations,
-      "Where the cache's catalogue config.json is; may be given again, the best first"));
-  const std::vector<CLI::Option*> others = {
-      location,
-      require_nonempty(app.add_option("--root", options.root,
-                                      "What ${root} in a location or the catalogue means")),
-      app.add_option("--proxy", options.proxy, "Proxy for downloads, address with port"),
-      app.add_flag("--update", options.update, "Fetch the catalogue before starting")
-          ->needs(location)};
-  if (cache == nullptr) return;
-  for (CLI::Option* const option : others) option->needs(cache);
-}
-
-void add_database_options(CLI::App& app, database_options& options) {
-  // Not an option group, which the parser takes an empty word for.
-  constexpr const char* heading = "Trace database: a file, or the one the trace asks for";
-  CLI::Option* const file =
-      require_nonempty(app.add_option("--database,-d", options.file,
-                                      "Trace database of the modem's firmware (.json or .tar.gz)"))
-          ->group(heading);
-  CLI::Option* const cache =
-      require_nonempty(app.add_option("--cache", options.cache,
-                                      "Directory of databases, searched for the UUID in the trace"))
-          ->group(heading);
-  file->excludes(cache);
-  add_catalogue_options(app, options, cache);
-}
 
 // What is wrong with the text of --time-base; empty if it is one.
 std::string check_time_base(const std::string& text) {
@@ -118,24 +78,7 @@ void add_line_options(CLI::App& app, line_options& options) {
                      "Serial port, such as /dev/ttyUSB0 or COM3; \"veltra devices\" lists them"))
       ->required()
       ->type_name("DEV");
-  app.add_option("--baud-rate", options.baud_rate, "Bits per second")
-      ->check(CLI::Range(std::uint32_t{1}, std::numeric_limits<std::uint32_t>::max()))
-      ->capture_default_str();
-  app.add_option("--data-bits", options.data_bits, "Data bits of a byte")
-      ->check(CLI::Range(5U, 8U))
-      ->capture_default_str();
-  app.add_option("--stop-bits", options.stop_bits, "Stop bits of a byte")
-      ->check(CLI::IsMember({"1", "1.5", "2"}))
-      ->type_name("")
-      ->capture_default_str();
-  app.add_option("--parity", options.parity, "Parity bit")
-      ->check(CLI::IsMember({"none", "odd", "even"}))
-      ->type_name("")
-      ->capture_default_str();
-  app.add_option("--flow-control", options.flow_control, "sw is XON/XOFF, hw is RTS/CTS")
-      ->check(CLI::IsMember({"none", "sw", "hw"}))
-      ->type_name("")
-      ->capture_default_str();
+  add_line_settings(app, options);
 }
 
 void add_decode_command(CLI::App& parent, command& chosen) {
@@ -148,6 +91,7 @@ void add_decode_command(CLI::App& parent, command& chosen) {
   require_nonempty(app->add_option("TRACE", options->trace, "The modem's raw trace"))->required();
   add_run_options(*app, options->run, "the trace's name with the format's ending",
                   "as recorded, if the trace has a sidecar, otherwise modem");
+  app->add_flag("--wireshark", options->wireshark, "Open the capture in Wireshark");
   app->callback([options, &chosen] { chosen = [options] { return decode(*options); }; });
 }
 
@@ -168,6 +112,8 @@ void add_capture_command(CLI::App& parent, command& chosen) {
           ->type_name("[FILE]")
           ->default_str(raw_name_of_its_own);
   add_run_options(*app, options->run, "capture-PORT-TIME.pcapng", "host");
+  app->add_flag("--wireshark", options->wireshark,
+                "Show the packets in Wireshark as they come; with -o, open the file at the end");
   app->callback([options, raw, raw_option, &chosen] {
     if (raw_option->count() != 0) {
       // The parser checks no value of an option that needs none.
@@ -187,8 +133,7 @@ void add_report_command(CLI::App& parent, command& chosen) {
                                    "Captures, or raw traces with --database or --cache; several "
                                    "are compared"))
       ->required();
-  require_nonempty(
-      app->add_option("--output,-o", options->output, "Report, - for standard output"))
+  require_nonempty(app->add_option("--output,-o", options->output, "Report, - for standard output"))
       ->required()
       ->type_name("FILE");
   app->add_option("--format,-f", options->format, "What to write")
@@ -199,8 +144,8 @@ void add_report_command(CLI::App& parent, command& chosen) {
                                    "Directory of earlier reports in JSON; what became worse is "
                                    "shown, and the exit code says so"))
       ->type_name("DIR");
-  require_nonempty(app->add_option("--tshark", options->tshark,
-                                   "tshark to use (default: the installed one)"))
+  require_nonempty(
+      app->add_option("--tshark", options->tshark, "tshark to use (default: the installed one)"))
       ->type_name("FILE");
   add_database_options(*app, options->run.database);
   require_nonempty(
@@ -248,6 +193,25 @@ void add_db_command(CLI::App& parent, command& chosen) {
       "verify", "Check that every database of the catalogue is there and intact");
   add_cache_option(*verify, *options);
   verify->callback([options, &chosen] { chosen = [options] { return verify_cache(*options); }; });
+}
+
+void add_wireshark_command(CLI::App& parent, command& chosen) {
+  CLI::App* const wireshark = parent.add_subcommand(
+      "wireshark", "Make modems interfaces of Wireshark, and install its profile for them");
+  wireshark->require_subcommand(1);
+  const auto options = std::make_shared<wireshark_options>();
+  const auto add = [&](const char* name, const char* description,
+                       exit_code (*work)(const wireshark_options&)) {
+    CLI::App* const app = wireshark->add_subcommand(name, description);
+    app->add_flag("--system", options->for_all_users, "For all users of this machine");
+    app->callback(
+        [options, work, &chosen] { chosen = [options, work] { return work(*options); }; });
+    return app;
+  };
+  add("install", "Install both for you", install_for_wireshark)
+      ->add_flag("--overwrite", options->overwrite, "Replace what was changed in the profile");
+  add("uninstall", "Remove both, unless the profile was changed", uninstall_from_wireshark);
+  add("status", "Say what is installed where", show_wireshark_installation);
 }
 
 // Returns what is wrong with the text of a count; empty if it is one. The
@@ -392,6 +356,7 @@ exit_code run_command_line(const std::vector<std::string>& arguments) {
   add_devices_command(app, chosen);
   add_db_command(app, chosen);
   add_simulate_command(app, chosen);
+  add_wireshark_command(app, chosen);
 
   std::vector<const char*> words;
   for (const std::string& argument : arguments) words.push_back(argument.c_str());

@@ -21,6 +21,7 @@ namespace veltra::host {
 struct decode_options {
   std::string trace;
   run_options run;
+  bool wireshark = false;  // open the capture when it is written
 };
 exit_code decode(decode_options options);
 
@@ -28,6 +29,7 @@ struct capture_options {
   line_options line;
   run_options run;
   std::optional<std::string> raw;  // keep the raw trace; empty: under a name of its own
+  bool wireshark = false;  // open the capture: when it is written, or live if it has no name
 };
 exit_code capture(capture_options options);
 
@@ -53,6 +55,14 @@ exit_code sync_cache(const database_options& options);
 exit_code list_cache(const database_options& options, bool as_json);
 exit_code verify_cache(const database_options& options);
 exit_code show_database(const std::string& file);
+
+struct wireshark_options {
+  bool for_all_users = false;
+  bool overwrite = false;  // files of the profile that were changed
+};
+exit_code install_for_wireshark(const wireshark_options& options);
+exit_code uninstall_from_wireshark(const wireshark_options& options);
+exit_code show_wireshark_installation(const wireshark_options& options);
 
 exit_code simulate_to_files(const simulate_options& options);
 exit_code simulate_on_line(const live_simulate_options& options);

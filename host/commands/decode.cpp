@@ -13,6 +13,7 @@
 #include "host/run/run.h"
 #include "host/run/sidecar.h"
 #include "host/user_error.h"
+#include "host/wireshark/start_wireshark.h"
 #include "platform/file.h"
 
 namespace veltra::host {
@@ -48,6 +49,7 @@ void check(const decode_options& options) {
                      "a trace is read from a file, not from standard input; give the file's name.");
   }
   refuse_pipe(options.trace);
+  if (options.wireshark) check_wireshark_output(options.run.output);
 }
 
 // The output's name when none is given. Another trace may have the same one, so a file
@@ -100,7 +102,9 @@ exit_code decode(decode_options options) {
   const file_input input(options.trace);
   const std::unique_ptr<sink> capture = make_packet_sink(options.run.output, input);
   progress_bar bar(platform::is_terminal(stderr) ? stderr : nullptr);
-  return run(input, options.run, {.capture = capture.get()}, bar);
+  const exit_code result = run(input, options.run, {.capture = capture.get()}, bar);
+  if (options.wireshark) show_in_wireshark(capture->name());
+  return result;
 }
 
 }  // namespace veltra::host

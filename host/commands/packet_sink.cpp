@@ -3,6 +3,8 @@
 #include <fmt/format.h>
 
 #include "host/output/jsonl_sink.h"
+#include "host/output/output_failure.h"
+#include "host/output/output_file.h"
 #include "host/output/pcapng_sink.h"
 #include "host/output/same_file.h"
 #include "host/user_error.h"
@@ -16,6 +18,22 @@ std::unique_ptr<sink> make_packet_sink(const output_options& options, const inpu
   return std::make_unique<pcapng_sink>(
       path,
       pcapng_sink::settings{.with_raw_packets = options.raw_packets, .is_live = input.is_live()});
+}
+
+void check_wireshark_output(const output_options& options) {
+  if (options.format != "pcapng") {
+    throw user_error(
+        exit_code::usage,
+        fmt::format("Wireshark does not read {}; leave out --wireshark, or the format.",
+                    options.format));
+  }
+  if (!options.file.empty() && output_file::is_stream(platform::path_from_utf8(options.file))) {
+    throw user_error(
+        exit_code::usage,
+        fmt::format("--wireshark opens a file, and {} is not one; leave out one of the "
+                    "two.",
+                    output_name(platform::path_from_utf8(options.file))));
+  }
 }
 
 void refuse_file_of_cache(const std::string& output, const database_options& database) {

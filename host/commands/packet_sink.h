@@ -13,6 +13,9 @@ namespace veltra::host {
 // The sink for packets of the format that is asked for.
 std::unique_ptr<sink> make_packet_sink(const output_options& options, const input& input);
 
+// Throws user_error (usage) if Wireshark could not open what is written.
+void check_wireshark_output(const output_options& options);
+
 // Throws user_error (usage) if `output` is a file of the cache.
 void refuse_file_of_cache(const std::string& output, const database_options& database);
 

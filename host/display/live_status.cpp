@@ -96,12 +96,13 @@ std::string live_status::counters(time_point now) {
 std::string live_status::silence() const {
   // What brought data once is not the cause: a modem that has nothing to tell is silent.
   return fmt::format(
-      "veltra: nothing {}has arrived on {} for {} seconds. {}Still waiting; Ctrl-C ends.\n",
+      "veltra: nothing {}has arrived on {} for {} seconds. {}Still waiting; {}.\n",
       heard_ ? "more " : "", options_.port,
       std::chrono::floor<std::chrono::seconds>(options_.silence).count(),
       heard_ ? ""
              : "Usual causes: the wrong port (\"veltra devices\" lists them), a baud rate that is "
-               "not the modem's, or a trace that is not enabled in the modem. ");
+               "not the modem's, or a trace that is not enabled in the modem. ",
+      options_.how_to_end);
 }
 
 std::string live_status::show(time_point now) {
@@ -118,8 +119,9 @@ std::string live_status::show(time_point now) {
     fmt::format_to(std::back_inserter(text),
                    "veltra: {} have arrived on {} and no database UUID in them; the modem sends it "
                    "when a trace begins. Restart the trace, or name the database with --database. "
-                   "Still searching; Ctrl-C ends.\n",
-                   format_bytes(static_cast<double>(searched_)), options_.port);
+                   "Still searching; {}.\n",
+                   format_bytes(static_cast<double>(searched_)), options_.port,
+                   options_.how_to_end);
     next_draw_ = now;
   }
   if (options_.with_counters && now >= next_draw_) {

@@ -15,6 +15,7 @@ struct live_status_options {
   bool with_counters = true;                // a line that is redrawn, for a terminal
   std::chrono::milliseconds silence{5000};  // of the modem, before it is reported
   std::uint64_t long_search = 1'000'000;    // bytes without a UUID, likewise
+  const char* how_to_end = "Ctrl-C ends";   // the capture, as a message says it
 };
 
 // Counts what comes and decides what to show and when. It knows no clock and
@@ -41,6 +42,9 @@ class live_status {
   // What to write to the terminal now, control characters included; often nothing.
   std::string show(time_point now);
 
+  // Time, bytes, speed and packets so far, without control characters.
+  std::string counters(time_point now);
+
   // Takes the line off the terminal until the next show().
   std::string clear();
 
@@ -49,7 +53,6 @@ class live_status {
   time_point silence_due() const;  // time_point::max() for never
   bool searches_long() const;      // and it was not reported yet
   std::string silence() const;     // in words
-  std::string counters(time_point now);
 
   const live_status_options options_;
   run_statistics statistics_;

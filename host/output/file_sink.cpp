@@ -11,6 +11,7 @@ file_sink::file_sink(std::filesystem::path path)
     : path_(std::move(path)), is_stream_(output_file::is_stream(path_)) {}
 
 void file_sink::begin() {
+  before_opening();
   file_.emplace(path_);
   write_header();
   if (is_stream_) file_->flush();

@@ -17,7 +17,7 @@ class file_sink : public sink {
   bool salvage() final;
   void limit_writes() noexcept final;
   bool is_stream() const final { return is_stream_; }
-  std::string name() const final;
+  std::string name() const override;
   std::string remarks() const final;
 
  protected:
@@ -25,6 +25,9 @@ class file_sink : public sink {
   explicit file_sink(std::filesystem::path path);
 
   output_file& file() { return *file_; }  // from begin() on
+
+  // The output is about to be opened; may throw user_error.
+  virtual void before_opening() {}
 
   // What precedes the first packet, and what follows the last.
   virtual void write_header() {}

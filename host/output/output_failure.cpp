@@ -76,7 +76,7 @@ user_error file_failure(std::string_view operation, const std::filesystem::path&
 }
 
 void check_output_place(std::string_view operation, const std::filesystem::path& path) {
-  if (path == "-") return;
+  if (path == "-" || platform::is_pipe_name(path)) return;
   std::error_code ignored;
   if (std::filesystem::is_directory(path, ignored)) throw output_failure(operation, path, EISDIR);
   const auto directory = std::filesystem::status(directory_of(path), ignored);

@@ -27,7 +27,8 @@ output_file::output_file(std::filesystem::path target)
 
 bool output_file::is_stream(const std::filesystem::path& target) {
   std::error_code ignored;
-  return target == "-" || std::filesystem::is_other(target, ignored);
+  return target == "-" || platform::is_pipe_name(target) ||
+         std::filesystem::is_other(target, ignored);
 }
 
 void output_file::open_stream() {

@@ -129,6 +129,8 @@ class active_run : public source_listener {
   void note_failure(const source_event& event);
   void stop_decoding(std::string_view reason);
   bool is_any_outlet_open() const;
+  bool has_reader_ended_run() const;
+  bool may_reader_leave(const outlet& output) const;
 
   exit_code conclude(source_failure failure);
   bool finish_sink(outlet& from);
@@ -301,7 +303,7 @@ void active_run::interrupt() {
 // On the ticker's thread.
 void active_run::tick(steady::time_point now) {
   for (lane& each : lanes_) watch_lane(each, now);
-  if (!is_any_outlet_open()) request_stop();
+  if (!is_any_outlet_open() || has_reader_ended_run()) request_stop();
   if (is_interrupted_ && !interrupted_at_) interrupted_at_ = now;
   if (interrupted_at_ && now - *interrupted_at_ > max_draining) {
     interrupted_at_ = steady::time_point::max();
@@ -340,6 +342,16 @@ bool active_run::is_any_outlet_open() const {
   });
 }
 
+bool active_run::has_reader_ended_run() const {
+  return options_.reader == reader_role::ends_run && capture_ != nullptr && capture_->has_failed();
+}
+
+// Whether the reader ends the output by leaving, so that this is not a failure.
+bool active_run::may_reader_leave(const outlet& output) const {
+  return options_.reader != reader_role::reads && &output == capture_ &&
+         sinks_.capture->is_stream();
+}
+
 exit_code active_run::conclude(source_failure failure) {
   const bool is_live = input_.is_live();
   if (is_interrupted_) {
@@ -357,7 +369,7 @@ exit_code active_run::conclude(source_failure failure) {
   if (thrown_) failures_.push_back(thrown_);
   if (failure) failures_.push_back(std::make_exception_ptr(explain(failure, is_kept)));
   for (const lane& each : lanes_) {
-    if (each.to.failure()) failures_.push_back(each.to.failure());
+    if (each.to.failure() && !may_reader_leave(each.to)) failures_.push_back(each.to.failure());
   }
   if (capture_ != nullptr && is_kept && finish_sink(*capture_)) summarise_capture();
   if (raw_trace_ != nullptr && finish_sink(*raw_trace_)) summarise_raw_trace();
@@ -377,7 +389,7 @@ bool active_run::finish_sink(outlet& from) {
     from.target().finish();
     return true;
   } catch (const user_error&) {
-    if (!from.failure()) failures_.push_back(std::current_exception());
+    if (!from.failure() && !may_reader_leave(from)) failures_.push_back(std::current_exception());
     // A live input does not come a second time.
     return input_.is_live() && from.target().salvage();
   }
@@ -390,18 +402,20 @@ void active_run::summarise_capture() const {
     remarks += fmt::format("{}{} packet{} missed: the reader was too slow",
                            remarks.empty() ? "" : ", ", missed, missed == 1 ? "" : "s");
   }
-  tell(format_summary(statistics_, {.output = capture_->target().name(),
-                                    .elapsed = steady::now() - begin_,
-                                    .interrupted = is_interrupted_ && !input_.is_live(),
-                                    .remarks = remarks}));
+  display_.show_lines(
+      format_summary(statistics_, {.output = capture_->target().name(),
+                                   .elapsed = steady::now() - begin_,
+                                   .interrupted = is_interrupted_ && !input_.is_live(),
+                                   .remarks = remarks}));
 }
 
 void active_run::summarise_raw_trace() const {
   const std::uint64_t bytes = sinks_.raw_trace->bytes();
   if (bytes == 0) return;
   const std::string remarks = sinks_.raw_trace->remarks();
-  tell(fmt::format("{}: {} of raw trace{}{}\n", sinks_.raw_trace->name(),
-                   format_bytes(static_cast<double>(bytes)), remarks.empty() ? "" : ", ", remarks));
+  display_.show_lines(fmt::format("{}: {} of raw trace{}{}\n", sinks_.raw_trace->name(),
+                                  format_bytes(static_cast<double>(bytes)),
+                                  remarks.empty() ? "" : ", ", remarks));
 }
 
 user_error active_run::explain(const source_failure& failure, bool is_kept) const {

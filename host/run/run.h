@@ -21,7 +21,7 @@ struct run_sinks {
   sink* capture = nullptr;
 };
 
-// Runs the plug-in, finishes the sinks and prints the summary to stderr.
+// Runs the plug-in, finishes the sinks and shows the summary as lines of the display.
 //
 // A run ends with its input, on Ctrl-C, and when no sink is left: one that fails is
 // reported and costs the other nothing. The same holds for the decoding of a live input

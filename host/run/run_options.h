@@ -18,6 +18,13 @@ struct output_options {
   bool overwrite = false;  // replace what is under a name that was not given
 };
 
+// What it means that the reader of a capture that is a stream stops reading.
+enum class reader_role {
+  reads,      // a failure of the output
+  may_leave,  // the end of the output, which is complete
+  ends_run    // likewise, and of the run, also while a raw trace is kept
+};
+
 struct run_options {
   database_options database;
   output_options output;
@@ -27,6 +34,7 @@ struct run_options {
   bool quiet = false;                        // no summary
   std::optional<time_base> times;            // none: what suits the input
   std::vector<clock_anchor> recorded_times;  // of a trace with a sidecar; instead of `times`
+  reader_role reader = reader_role::reads;
 };
 
 // How a serial port is set up.

@@ -18,6 +18,10 @@ bool is_absolute_path(const std::filesystem::path& path) {
   return path.is_absolute();
 }
 
+bool is_pipe_name(const std::filesystem::path& /*path*/) {
+  return false;
+}
+
 std::FILE* open_file(const std::filesystem::path& path, open_mode mode) {
   // "e": not inherited by programs that are started later.
   switch (mode) {
@@ -33,6 +37,11 @@ std::FILE* open_file(const std::filesystem::path& path, open_mode mode) {
   return std::fopen(path.c_str(), "w+be");
 }
 
+std::FILE* open_pipe_for_reading(const std::filesystem::path& path) {
+  const int descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  return descriptor < 0 ? nullptr : fdopen(descriptor, "rb");
+}
+
 std::FILE* open_temporary_file() {
   return std::tmpfile();
 }
@@ -46,8 +55,7 @@ int sync_file(std::FILE* file) {
 }
 
 void sync_directory(const std::filesystem::path& path) {
-  const int directory =
-      open(path.empty() ? "." : path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  const int directory = open(path.empty() ? "." : path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (directory < 0) return;
   fsync(directory);
   close(directory);

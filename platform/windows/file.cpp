@@ -80,8 +80,16 @@ bool is_absolute_path(const std::filesystem::path& path) {
   return text.size() > 2 && is_drive_letter(text[0]) && text[1] == L':' && is_separator(text[2]);
 }
 
+bool is_pipe_name(const std::filesystem::path& path) {
+  return path.native().starts_with(LR"(\\.\pipe\)");
+}
+
 std::FILE* open_file(const std::filesystem::path& path, open_mode mode) {
   return open_stream(path.c_str(), flags_of(mode));
+}
+
+std::FILE* open_pipe_for_reading(const std::filesystem::path& path) {
+  return open_file(path, open_mode::read);
 }
 
 std::FILE* open_temporary_file() {

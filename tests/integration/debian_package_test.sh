@@ -31,3 +31,10 @@ documents="$usr/share/doc/kovax-veltra-source"
 "$veltra" decode trace.bin --database database.tar.gz --format jsonl -o packets.jsonl 2>summary.txt
 [ "$(wc -l <packets.jsonl)" = "$(grep -vc '^#' "$documents/examples/attach_session.tsv")" ] ||
   fail "not every message was decoded" "$(cat summary.txt)"
+
+# Wireshark finds the program and the profile where Debian's looks for them.
+link="$usr/lib/$(dpkg-architecture -qDEB_HOST_MULTIARCH)/wireshark/extcap/veltra-extcap"
+"$link" --extcap-interfaces --extcap-version=4.0 | grep -q '^interface {value=veltra}' ||
+  fail "no extcap program $link"
+[ -s "$usr/share/wireshark/profiles/LTE modem/preferences" ] || fail "no profile in the package"
+"$veltra" wireshark status >/dev/null || fail "the program does not find its profile"

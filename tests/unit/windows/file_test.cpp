@@ -39,6 +39,12 @@ TEST(windows_file, a_path_is_absolute_with_a_drive_and_a_separator_or_on_a_netwo
   }
 }
 
+TEST(windows_file, a_pipe_has_a_name_that_no_file_can_have) {
+  EXPECT_TRUE(platform::is_pipe_name("\\\\.\\pipe\\wireshark_extcap_1"));
+  EXPECT_FALSE(platform::is_pipe_name("C:\\pipe\\x"));
+  EXPECT_FALSE(platform::is_pipe_name("\\\\.\\COM3"));
+}
+
 TEST(windows_file, names_of_every_script_lead_to_their_files) {
   const test_support::temp_directory directory;
   const auto path = directory.path() / path_from_utf8("\xC3\x9C \xE2\x82\xAC \xE6\x97\xA5.bin");

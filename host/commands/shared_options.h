@@ -1,0 +1,27 @@
+// shared_options.h - options that more than one command line has.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include "host/database/database_options.h"
+#include "host/run/run_options.h"
+
+namespace veltra::host {
+
+// Each adds options to `app` that write to their target when the command line is parsed;
+// the target must outlive `app`.
+
+// Refuses an empty value: it is what a shell makes of a variable that is not set, and
+// would pass for an option that was not given.
+CLI::Option* require_nonempty(CLI::Option* option);
+
+// The catalogue of a cache; these options need the option `cache`, if there is one.
+void add_catalogue_options(CLI::App& app, database_options& options, CLI::Option* cache);
+
+// Which database decodes.
+void add_database_options(CLI::App& app, database_options& options);
+
+// How the port is set up.
+void add_line_settings(CLI::App& app, line_options& options);
+
+}  // namespace veltra::host
