@@ -277,7 +277,7 @@ TEST_F(run_test, a_raw_trace_needs_no_capture) {
   raw_sink none(at("none"));
   EXPECT_THAT(refusal_of([&] { run_live({.raw_trace = &none}); }, exit_code::nothing_decoded),
               StartsWith("nothing arrived on "));
-  EXPECT_THAT(names(), ElementsAre("raw", "trace.bin"));
+  EXPECT_THAT(names(), ElementsAre("raw", "raw.json", "trace.bin"));
 }
 
 TEST_F(run_test, a_capture_that_fails_does_not_end_the_recording) {
