@@ -22,6 +22,9 @@ namespace {
 // The work of the subcommand that the command line chose.
 using command = std::function<exit_code()>;
 
+// The value of --raw without one, as --help shows it.
+constexpr const char* raw_name_of_its_own = "capture-PORT-TIME.trace";
+
 constexpr std::uint64_t max_chunk_size = std::uint64_t{1} << 30;
 
 // Refuses an empty value: it is what a shell makes of a variable that is not set, and
@@ -51,12 +54,16 @@ void add_catalogue_options(CLI::App& app, database_options& options, CLI::Option
 }
 
 void add_database_options(CLI::App& app, database_options& options) {
-  CLI::Option_group* group = app.add_option_group(
-      "Trace database", "which database decodes: a file, or the one the trace asks for");
-  CLI::Option* const file = require_nonempty(group->add_option(
-      "--database,-d", options.file, "Trace database of the modem's firmware (.json or .tar.gz)"));
-  CLI::Option* const cache = require_nonempty(group->add_option(
-      "--cache", options.cache, "Directory of databases, searched for the UUID in the trace"));
+  // Not an option group, which the parser takes an empty word for.
+  constexpr const char* heading = "Trace database: a file, or the one the trace asks for";
+  CLI::Option* const file =
+      require_nonempty(app.add_option("--database,-d", options.file,
+                                      "Trace database of the modem's firmware (.json or .tar.gz)"))
+          ->group(heading);
+  CLI::Option* const cache =
+      require_nonempty(app.add_option("--cache", options.cache,
+                                      "Directory of databases, searched for the UUID in the trace"))
+          ->group(heading);
   file->excludes(cache);
   add_catalogue_options(app, options, cache);
 }
@@ -156,13 +163,17 @@ void add_capture_command(CLI::App& parent, command& chosen) {
   const CLI::Option* const raw_option =
       app->add_option("--raw", *raw,
                       "Keep the raw trace as it comes, for a later \"veltra decode\": in this "
-                      "file, - for standard output (default: capture-PORT-TIME.trace); alone, "
-                      "without a database, nothing is decoded")
+                      "file, - for standard output; alone, without a database, nothing is decoded")
           ->expected(0, 1)
-          ->type_name("[FILE]");
+          ->type_name("[FILE]")
+          ->default_str(raw_name_of_its_own);
   add_run_options(*app, options->run, "capture-PORT-TIME.pcapng", "host");
   app->callback([options, raw, raw_option, &chosen] {
-    if (raw_option->count() != 0) options->raw = *raw;
+    if (raw_option->count() != 0) {
+      // The parser checks no value of an option that needs none.
+      if (raw->empty()) throw CLI::ValidationError("--raw", "the name is empty");
+      options->raw = *raw == raw_name_of_its_own ? std::string() : *raw;
+    }
     chosen = [options] { return capture(*options); };
   });
 }

@@ -1,81 +1,112 @@
+#include "host/run/input.h"
+
 #include <gmock/gmock.h>
 
-#include <CLI/CLI.hpp>
 #include <string>
-#include <vector>
 
-#include "host/run/line_options.h"
 #include "platform/file.h"
 #include "tests/support/temp_directory.h"
+#include "tests/unit/host/packets.h"
 
+namespace veltra::host {
 namespace {
 
 using kovax::json;
-using veltra::host::default_capture_name;
-using veltra::host::line_options;
-using veltra::host::name_without_file;
-using veltra::host::serial_parameters;
+using testing::HasSubstr;
+using testing::StartsWith;
 
-line_options parse(std::vector<std::string> arguments) {
-  CLI::App app;
-  line_options options;
-  veltra::host::add_line_options(app, options);
-  std::reverse(arguments.begin(), arguments.end());
-  app.parse(arguments);
-  return options;
+json port_parameters(const line_options& line) {
+  return serial_input(line).parameters().at("serialport");
 }
 
-TEST(line_options, the_defaults_are_those_of_a_modems_trace_port) {
-  EXPECT_EQ(serial_parameters(parse({"--port", "/dev/ttyUSB0"})),
-            json::parse(R"({"path": "/dev/ttyUSB0",
+TEST(file_input, its_path_reaches_the_plug_in_and_is_taken_literally) {
+  EXPECT_EQ(file_input("trace.bin").parameters(), (json{{"file_path", "trace.bin"}}));
+  EXPECT_EQ(file_input("${env:HOME}").parameters(), (json{{"file_path", "./${env:HOME}"}}));
+}
+
+TEST(file_input, has_an_end_and_no_failures_of_its_own) {
+  const file_input input("trace.bin");
+  EXPECT_EQ(input.name(), "trace.bin");
+  EXPECT_FALSE(input.is_live());
+  EXPECT_FALSE(input.explain_failure({100, "port closed"}, ""));
+}
+
+TEST(serial_input, the_defaults_are_those_of_a_modems_trace_port) {
+  EXPECT_EQ(port_parameters({.port = "/dev/ttyUSB0"}), json::parse(R"({"path": "/dev/ttyUSB0",
                             "settings": {"baud_rate": 1000000, "data_bits": 8, "stop_bits": 1.0,
                                          "parity": "none", "flow_control": "none"}})"));
 }
 
-TEST(line_options, every_setting_reaches_the_plug_in) {
-  const line_options options =
-      parse({"-p", "COM3", "--baud-rate", "921600", "--data-bits", "7", "--stop-bits", "1.5",
-             "--parity", "even", "--flow-control", "hw"});
-  EXPECT_EQ(serial_parameters(options), json::parse(R"({"path": "COM3",
+TEST(serial_input, every_setting_reaches_the_plug_in) {
+  EXPECT_EQ(port_parameters({.port = "COM3",
+                             .baud_rate = 921600,
+                             .data_bits = 7,
+                             .stop_bits = "1.5",
+                             .parity = "even",
+                             .flow_control = "hw"}),
+            json::parse(R"({"path": "COM3",
                             "settings": {"baud_rate": 921600, "data_bits": 7, "stop_bits": 1.5,
                                          "parity": "even", "flow_control": "hw"}})"));
-  EXPECT_EQ(serial_parameters(parse({"-p", "x", "--stop-bits", "2"}))["settings"]["stop_bits"], 2);
+  EXPECT_EQ(port_parameters({.port = "x", .stop_bits = "2"})["settings"]["stop_bits"], 2);
 }
 
-TEST(line_options, a_port_is_required) {
-  EXPECT_THROW(parse({}), CLI::RequiredError);
+TEST(serial_input, a_port_whose_name_looks_like_a_variable_is_taken_literally) {
+  EXPECT_EQ(port_parameters({.port = "${env:HOME}"})["path"], "./${env:HOME}");
 }
 
-TEST(line_options, values_that_no_line_has_are_refused) {
-  const std::vector<std::vector<std::string>> refused = {
-      {"--baud-rate", "0"}, {"--baud-rate", "-1"}, {"--baud-rate", "4294967296"},
-      {"--data-bits", "4"}, {"--data-bits", "9"},  {"--stop-bits", "3"},
-      {"--parity", "mark"}, {"--parity", "ODD"},   {"--flow-control", "rtscts"}};
-  for (const auto& option : refused) {
-    EXPECT_THROW(parse({"--port", "x", option[0], option[1]}), CLI::ParseError)
-        << option[0] << " " << option[1];
-  }
+// What arrived is in the raw trace whatever the decoding makes of it.
+TEST(serial_input, asks_for_raw_packets_that_outlive_the_decoding) {
+  EXPECT_EQ(serial_input({.port = "x"}).parameters().at("recording"), true);
+  EXPECT_TRUE(serial_input({.port = "x"}).is_live());
 }
 
-TEST(line_options, a_port_whose_name_looks_like_a_variable_is_taken_literally) {
-  EXPECT_EQ(serial_parameters({.port = "${env:HOME}"})["path"], "./${env:HOME}");
+TEST(serial_input, a_failure_of_the_port_is_explained) {
+  const serial_input input({.port = "tty"});
+  const auto error = input.explain_failure({100, "port closed"}, "; all is kept");
+  ASSERT_TRUE(error);
+  EXPECT_THAT(error->what(), StartsWith("tty was lost (port closed); all is kept."));
+  EXPECT_FALSE(input.explain_failure({100, "something else"}, ""));
 }
 
-TEST(line_options, a_capture_is_named_after_its_port_and_time) {
-  constexpr std::int64_t time = 1706702400;  // 2024-01-31 12:00:00 UTC
-  EXPECT_EQ(default_capture_name({.port = "/dev/ttyUSB0"}, time, "pcapng"),
-            "capture-ttyUSB0-20240131T120000Z.pcapng");
-  EXPECT_EQ(default_capture_name({.port = "/dev/pts/3"}, time, "jsonl"),
-            "capture-pts-3-20240131T120000Z.jsonl");
-  EXPECT_EQ(default_capture_name({.port = "\\\\.\\COM12"}, time, "pcapng"),
-            "capture-COM12-20240131T120000Z.pcapng");
-  EXPECT_EQ(default_capture_name({.port = "../a b"}, time, "pcapng"),
-            "capture-a-b-20240131T120000Z.pcapng");
-  EXPECT_EQ(default_capture_name({.port = "/"}, time, "pcapng"),
-            "capture-port-20240131T120000Z.pcapng");
+TEST(serial_input, says_why_nothing_may_have_come) {
+  const serial_input input({.port = "tty"});
+  const auto reason = [&](const run_statistics& statistics, const database_options& database) {
+    const user_error error = input.explain_nothing(statistics, database);
+    EXPECT_EQ(error.code(), exit_code::nothing_decoded);
+    return std::string(error.what());
+  };
+  database_options database;
+  database.cache = "cache";
+  run_statistics statistics;
+  EXPECT_EQ(reason(statistics, database),
+            "nothing arrived on tty; no capture was written. Check the port, its baud rate and "
+            "that the modem's trace is enabled.");
+  statistics.add(raw_packet("12345"));
+  EXPECT_EQ(reason(statistics, database),
+            "5 B received on tty contain no database UUID; no capture was written. Start the "
+            "capture before the modem, or name the database with --database; a raw trace (--raw) "
+            "can be decoded later.");
+  database.cache = {};
+  database.file = "d.json";
+  EXPECT_THAT(reason(statistics, database),
+              StartsWith("not one packet came out of 5 B received on tty; no capture was"));
+  statistics.add(packet_of("at", "Dropped traces count: 1", R"({"modem_db_uuid":"u-1"})"));
+  EXPECT_THAT(reason(statistics, database),
+              StartsWith("only reports of 1 dropped trace came out of 5 B received on tty;"));
 }
 
-TEST(line_options, a_name_that_is_taken_is_counted_on) {
+TEST(default_capture_name, is_made_of_port_and_time) {
+  const auto name = [](const char* port, const char* extension = "pcapng") {
+    return default_capture_name(port, 1706702400, extension);  // 2024-01-31 12:00:00 UTC
+  };
+  EXPECT_EQ(name("/dev/ttyUSB0"), "capture-ttyUSB0-20240131T120000Z.pcapng");
+  EXPECT_EQ(name("/dev/pts/3", "jsonl"), "capture-pts-3-20240131T120000Z.jsonl");
+  EXPECT_EQ(name("\\\\.\\COM12"), "capture-COM12-20240131T120000Z.pcapng");
+  EXPECT_EQ(name("../a b"), "capture-a-b-20240131T120000Z.pcapng");
+  EXPECT_EQ(name("/"), "capture-port-20240131T120000Z.pcapng");
+}
+
+TEST(name_without_file, counts_on_from_a_name_that_is_taken) {
   const test_support::temp_directory directory;
   const auto in_directory = [&](const char* name) {
     return platform::path_to_utf8(directory.path() / name);
@@ -89,3 +120,4 @@ TEST(line_options, a_name_that_is_taken_is_counted_on) {
 }
 
 }  // namespace
+}  // namespace veltra::host
