@@ -43,6 +43,9 @@ exit_code list_cache(const database_options& options, bool as_json);
 exit_code verify_cache(const database_options& options);
 exit_code show_database(const std::string& file);
 
+// The program's version; if `verbose`, its parts as well and where they are.
+std::string describe_version(bool verbose);
+
 exit_code simulate_to_files(const simulate_options& options);
 exit_code simulate_on_line(const live_simulate_options& options);
 

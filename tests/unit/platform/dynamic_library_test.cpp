@@ -36,4 +36,15 @@ TEST(dynamic_library_loading, names_the_library_or_function_that_is_not_there) {
       std::string::npos);
 }
 
+TEST(dynamic_library_loading, finds_the_file_of_a_library_that_is_loaded) {
+  const std::filesystem::path file = DECODER_LIBRARY;
+  const std::string name = file.filename().string();
+  {
+    const dynamic_library library(file);
+    EXPECT_TRUE(std::filesystem::equivalent(platform::loaded_library_file(name.c_str()), file));
+  }
+  EXPECT_EQ(platform::loaded_library_file(name.c_str()), "");
+  EXPECT_EQ(platform::loaded_library_file("no_such_library"), "");
+}
+
 }  // namespace
