@@ -195,8 +195,8 @@ void append_statistics(std::string& to, std::uint32_t interface, std::uint64_t t
   out.finish();
 }
 
-void append_secrets(std::string& to, std::string_view key_log, std::uint32_t type) {
-  block out(to, type);
+void append_secrets(std::string& to, std::string_view key_log) {
+  block out(to, decryption_secrets_type);
   append_u32(to, secrets_are_tls_key_log);
   append_u32(to, static_cast<std::uint32_t>(key_log.size()));
   to += key_log;

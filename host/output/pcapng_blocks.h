@@ -24,11 +24,6 @@ inline constexpr std::uint32_t interface_description_type = 1;
 inline constexpr std::uint32_t interface_statistics_type = 5;
 inline constexpr std::uint32_t enhanced_packet_type = 6;
 inline constexpr std::uint32_t decryption_secrets_type = 10;
-// Types with the top bit set are for local use: every reader skips them.
-inline constexpr std::uint32_t skipped_block_type = 0x80000000 | decryption_secrets_type;
-
-// Bytes in front of the key log text in a decryption secrets block.
-inline constexpr std::uint32_t secrets_header_size = 16;
 
 // Starts the file. `hardware` is what produced the data, `application` what wrote it.
 void append_section_header(std::string& to, std::string_view hardware, std::string_view application,
@@ -61,9 +56,7 @@ void append_packet(std::string& to, const enhanced_packet& packet);
 void append_statistics(std::string& to, std::uint32_t interface, std::uint64_t time,
                        std::uint64_t received, std::uint64_t dropped);
 
-// TLS secrets in the key log format: lines that end in LF. `type` is
-// decryption_secrets_type, or skipped_block_type for room that holds nothing.
-void append_secrets(std::string& to, std::string_view key_log,
-                    std::uint32_t type = decryption_secrets_type);
+// TLS secrets in the key log format: lines that end in LF.
+void append_secrets(std::string& to, std::string_view key_log);
 
 }  // namespace veltra::host::pcapng

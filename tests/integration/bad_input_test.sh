@@ -37,7 +37,7 @@ decode $bad_input "misspelt/trace.bin: trace file does not exist" \
   misspelt/trace.bin --database database.json
 decode $bad_input "directory is not a regular file" directory --database database.json
 mkfifo pipe.bin
-refused $bad_input "pipe.bin is no regular file" \
+refused $bad_input "pipe.bin is not a regular file" \
   timeout 10 "$veltra" decode pipe.bin --database database.json
 rm pipe.bin
 decode $nothing_decoded "empty.bin is empty" empty.bin --database database.json
@@ -84,6 +84,9 @@ decode $nothing_decoded "that the database belongs to its firmware" \
 decode $output_failed "cannot write no/out.pcapng" trace.bin --database database.json -o no/out.pcapng
 decode $output_failed "cannot write directory: it is a directory" \
   trace.bin --database database.json -o directory
+echo 'of another trace' >trace.pcapng
+decode $usage "trace.pcapng exists and may come from another trace" trace.bin --database database.json
+rm trace.pcapng
 decode $usage "the output would replace the input trace.bin" \
   trace.bin --database database.json -o ./trace.bin
 decode $usage "the output would replace the input database.json" \
@@ -112,10 +115,10 @@ refused $usage "--port: the name is empty" "$veltra" capture --raw x --port ''
 refused $usage "--raw: the name is empty" "$veltra" capture --raw '' --port x
 decode $usage "was not expected: more" trace.bin more --database database.json
 refused $usage "A subcommand is required; see veltra --help" "$veltra"
-refused $usage '"decod" is no command; see veltra --help' "$veltra" decod trace.bin
-refused $usage '"lists" is no command; see veltra db --help' "$veltra" db lists
-refused $usage '"" is no command; see veltra --help' "$veltra" ''
-refused $usage '"--verbos" is no option; see veltra --help' "$veltra" --verbos
+refused $usage '"decod" is not a command; see veltra --help' "$veltra" decod trace.bin
+refused $usage '"lists" is not a command; see veltra db --help' "$veltra" db lists
+refused $usage '"" is not a command; see veltra --help' "$veltra" ''
+refused $usage '"--verbos" is not an option; see veltra --help' "$veltra" --verbos
 refused $usage '--cache is required; see veltra db list --help' "$veltra" db list more
 refused $usage 'was not expected: more' "$veltra" simulate "$session" more
 [[ $("$veltra" --version) =~ ^veltra\ [0-9]+\.[0-9]+\.[0-9]+$ ]] || fail "no version"
@@ -175,9 +178,9 @@ refused $bad_input "there is no file none.json; check the name" "$veltra" db sho
 refused $output_failed "cannot write standard output: No space left on device" \
   sh -c "exec \"$veltra\" db show database.json >/dev/full"
 
-# What a database says does not steer the terminal.
-sed 's/"uuid": "/&\\u001b[2J/' database.json >steering.json
-"$veltra" db show steering.json >shown.txt
+# What a database says does not control the terminal.
+sed 's/"uuid": "/&\\u001b[2J/' database.json >control.json
+"$veltra" db show control.json >shown.txt
 grep -q 'UUID .*?\[2J' shown.txt || fail "the UUID is not shown" "$(cat -v shown.txt)"
 ! grep -q $'\x1b' shown.txt || fail "an escape sequence reaches the terminal"
 # A name that leads back to itself: it is there, and nobody can open what it names.

@@ -10,7 +10,7 @@ veltra=$1 session=$2
 decode() {
   "$veltra" decode "$1.bin" --database database.json -o "$1.pcapng" 2>"$1.summary" ||
     fail "$1" "$(cat "$1.summary")"
-  "$veltra" decode "$1.bin" --database database.json --format jsonl 2>/dev/null
+  "$veltra" decode "$1.bin" --database database.json --format jsonl -o "$1.jsonl" 2>/dev/null
   sed -E 's/^\{"sequence":[0-9]+,//; s/,"metadata":.*//' "$1.jsonl" >"$1.txt"
 }
 dropped() { sed -nE 's/^ +dropped traces +([0-9]+)$/\1/p' "$1.summary"; }

@@ -7,7 +7,9 @@ veltra=$1 session=$2
 
 modem --repeat 1000000 --database database.json
 echo earlier >raw.bin
-set -- "$veltra" capture --database database.json --raw raw.bin -o out.pcapng --port
+refused 2 'raw.bin exists; give another name for the raw trace' \
+  "$veltra" capture --port line --raw raw.bin
+set -- "$veltra" capture --database database.json --raw raw.bin --overwrite -o out.pcapng --port
 refused 3 'there is no port /dev/ttyNONE; "veltra devices" lists' "$@" /dev/ttyNONE
 refused 3 'database.json is not a serial port' "$@" database.json
 refused 3 '/ is not a serial port' "$@" /

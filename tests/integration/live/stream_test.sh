@@ -42,19 +42,34 @@ for reader in '-r -' '-i -'; do
 done
 
 # JSON Lines, and a reader that has seen enough: the capture says so and ends.
-modem --speed session --database database.json
-"$veltra" capture --port line --database database.json --raw raw.bin --format jsonl -o - \
+session=$2
+modem --repeat 1000000 --database database.json
+"$veltra" capture --port line --database database.json --format jsonl -o - \
   2>capture.txt | head -n 3 >three.jsonl &
 ended $! 6 capture.txt
 [ "$(wc -l <three.jsonl)" = 3 ] || fail "not three lines" "$(cat three.jsonl)"
 ended $modem 5 modem.err
+broken='^veltra: cannot write standard output: Broken pipe; the program that read it has ended'
+grep -q "$broken" capture.txt || fail "no word of the reader" "$(cat capture.txt)"
+
+# A raw trace goes on without the reader until Ctrl-C.
+modem --repeat 1000000 --database database.json
+mkfifo lines
+head -n 3 <lines >three.jsonl &
+reading=$!
+"$veltra" capture --port line --database database.json --raw raw.bin --format jsonl -o - \
+  >lines 2>capture.txt &
+running=$!
+ended $reading 0 three.jsonl
+wait_for_size raw.bin $(($(stat -c %s raw.bin) + 50000)) $running
+kill -INT $running
+ended $running 6 capture.txt
+ended $modem 5 modem.err
 grep -q '^raw.bin: ' capture.txt || fail "no word of the raw trace" "$(cat capture.txt)"
-grep -q '^veltra: cannot write standard output: Broken pipe; the program that read it has ended' \
-  capture.txt || fail "no word of the reader" "$(cat capture.txt)"
+grep -q "$broken" capture.txt || fail "no word of the reader" "$(cat capture.txt)"
 
 # A reader that stalls does not hold up the end of a capture. The pipe is full before the
 # modem sends its first byte, and the shell, which has it open, reads no more.
-session=$2
 modem --repeat 1000000 --database database.json
 kill -STOP $modem
 mkfifo stalled

@@ -47,31 +47,6 @@ TEST_F(output_file_test, without_commit_nothing_is_left_and_an_earlier_file_stay
   EXPECT_EQ(content(at("out")), "before");
 }
 
-TEST_F(output_file_test, finish_alone_gives_no_file) {
-  {
-    output_file file(at("out"));
-    file.write("x");
-    file.finish();
-  }
-  EXPECT_THAT(names(), IsEmpty());
-}
-
-TEST_F(output_file_test, commit_after_finish_renames) {
-  output_file file(at("out"));
-  file.write("x");
-  file.finish();
-  file.commit();
-  EXPECT_EQ(content(at("out")), "x");
-}
-
-TEST_F(output_file_test, an_earlier_file_is_replaced) {
-  directory_.write("out", "something longer");
-  output_file file(at("out"));
-  file.write("x");
-  file.commit();
-  EXPECT_EQ(content(at("out")), "x");
-}
-
 TEST_F(output_file_test, a_missing_directory_is_named) {
   EXPECT_THAT(
       refusal_of([&] { output_file(at("no/out")); }, exit_code::output_failed),
@@ -83,16 +58,6 @@ TEST_F(output_file_test, a_missing_directory_is_named) {
 TEST_F(output_file_test, a_directory_is_refused_before_any_work) {
   EXPECT_THAT(refusal_of([&] { output_file(directory_.path()); }, exit_code::output_failed),
               HasSubstr("it is a directory; give the name of a file in it"));
-}
-
-TEST_F(output_file_test, a_target_that_became_a_directory_is_an_error_and_leaves_nothing) {
-  {
-    output_file file(at("out"));
-    file.write("x");
-    std::filesystem::create_directory(at("out"));
-    EXPECT_THAT(refusal_of([&] { file.commit(); }, exit_code::output_failed), HasSubstr("out"));
-  }
-  EXPECT_THAT(names(), ElementsAre("out"));
 }
 
 TEST_F(output_file_test, what_cannot_get_its_name_can_stay_under_another) {

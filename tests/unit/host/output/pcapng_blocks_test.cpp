@@ -147,12 +147,6 @@ TEST(pcapng_blocks, secrets_are_a_tls_key_log_whose_length_is_not_padded) {
   EXPECT_EQ(words(block), "0a000000 1c000000 4b534c54 05000000 61626364 65000000 1c000000");
 }
 
-TEST(pcapng_blocks, a_block_to_be_skipped_has_a_local_type) {
-  std::string block;
-  append_secrets(block, {}, skipped_block_type);
-  EXPECT_EQ(words(block), "0a000080 14000000 4b534c54 00000000 14000000");
-}
-
 TEST(pcapng_blocks, blocks_are_appended) {
   std::string blocks;
   append_secrets(blocks, "x");

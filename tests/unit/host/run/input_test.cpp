@@ -37,16 +37,8 @@ TEST(serial_input, the_defaults_are_those_of_a_modems_trace_port) {
                                          "parity": "none", "flow_control": "none"}})"));
 }
 
-TEST(serial_input, every_setting_reaches_the_plug_in) {
-  EXPECT_EQ(port_parameters({.port = "COM3",
-                             .baud_rate = 921600,
-                             .data_bits = 7,
-                             .stop_bits = "1.5",
-                             .parity = "even",
-                             .flow_control = "hw"}),
-            json::parse(R"({"path": "COM3",
-                            "settings": {"baud_rate": 921600, "data_bits": 7, "stop_bits": 1.5,
-                                         "parity": "even", "flow_control": "hw"}})"));
+// The others are in command_line_test.cpp.
+TEST(serial_input, two_stop_bits_are_a_number) {
   EXPECT_EQ(port_parameters({.port = "x", .stop_bits = "2"})["settings"]["stop_bits"], 2);
 }
 

@@ -45,6 +45,12 @@ inline const json failed_start = {{"result", 100}, {"message", "device lost"}, {
 // How a run ends that was stopped while it waited for a serial port.
 inline const json stopped_start = {{"result", 100}, {"message", "stop extracting"}, {"code", 100}};
 
+inline json stopped_early(const std::string& counts) {
+  return {{"result", 100},
+          {"message", "stopped before the end: " + counts + " were not delivered"},
+          {"code", 100}};
+}
+
 inline json failure_log(const std::string& message) {
   return {{"level", 5}, {"message", message}};
 }

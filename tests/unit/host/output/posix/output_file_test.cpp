@@ -41,20 +41,6 @@ TEST_F(posix_output_file_test, a_link_stays_a_link) {
   EXPECT_EQ(content(at("real")), "after");
 }
 
-TEST_F(posix_output_file_test, a_link_that_leads_to_nothing_yet_stays_a_link) {
-  std::filesystem::create_directory(at("elsewhere"));
-  std::filesystem::create_symlink("elsewhere/real", at("second"));
-  std::filesystem::create_symlink("second", at("first"));
-  output_file file(at("first"));
-  EXPECT_THAT(names(), ElementsAre("elsewhere", "first", "second"))
-      << "the bytes are where the file will be";
-  file.write("x");
-  file.commit();
-  EXPECT_EQ(std::filesystem::read_symlink(at("first")), "second");
-  EXPECT_EQ(std::filesystem::read_symlink(at("second")), "elsewhere/real");
-  EXPECT_EQ(content(at("elsewhere") / "real"), "x");
-}
-
 TEST_F(posix_output_file_test, a_device_is_written_and_never_replaced) {
   output_file file("/dev/null");
   file.write("x");
