@@ -39,4 +39,8 @@ class dynamic_library {
   void* handle_;
 };
 
+// The file of a shared library that this process has loaded, whoever asked for it: `name`
+// is its soname, or on Windows its file name. Empty if there is none. Any thread.
+std::filesystem::path loaded_library_file(const char* name);
+
 }  // namespace platform

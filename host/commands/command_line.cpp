@@ -346,7 +346,12 @@ exit_code run_command_line(const std::vector<std::string>& arguments) {
   CLI::App app{"veltra - turns the trace of an LTE modem into a capture that Wireshark dissects",
                "veltra"};
   app.require_subcommand(1);
-  app.set_version_flag("--version", "veltra " VELTRA_VERSION);
+  bool with_parts = false;
+  const auto version = [&with_parts] { return describe_version(with_parts); };
+  // The parser reads its flags in this order.
+  CLI::Option* const verbose =
+      app.add_flag("--verbose,-v", with_parts, "With --version: the plug-in and the decoder, too");
+  verbose->needs(app.set_version_flag("--version", version));
   app.allow_windows_style_options(false);  // the commands inherit it: /dir/file is a path
   app.failure_message(usage_failure);
   command chosen;

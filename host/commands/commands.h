@@ -63,6 +63,8 @@ struct wireshark_options {
 exit_code install_for_wireshark(const wireshark_options& options);
 exit_code uninstall_from_wireshark(const wireshark_options& options);
 exit_code show_wireshark_installation(const wireshark_options& options);
+// The program's version; if `verbose`, its parts as well and where they are.
+std::string describe_version(bool verbose);
 
 exit_code simulate_to_files(const simulate_options& options);
 exit_code simulate_on_line(const live_simulate_options& options);

@@ -9,6 +9,7 @@
 #include "host/commands/packet_sink.h"
 #include "host/display/progress_bar.h"
 #include "host/output/output_failure.h"
+#include "host/output/provenance.h"
 #include "host/output/same_file.h"
 #include "host/run/run.h"
 #include "host/run/sidecar.h"
@@ -53,14 +54,15 @@ void check(const decode_options& options) {
 }
 
 // The output's name when none is given. Another trace may have the same one, so a file
-// that is there is not replaced unless that is asked for.
+// that is there is replaced only if it says that it was made of this one, or on request.
 std::string name_beside_trace(const decode_options& options) {
   std::filesystem::path path = platform::path_from_utf8(options.trace);
   path.replace_extension("." + options.run.output.format);
   std::string name = platform::path_to_utf8(path);
   refuse_to_replace_input(name, options.trace);
   std::error_code ignored;
-  if (!options.run.output.overwrite && std::filesystem::is_regular_file(path, ignored)) {
+  if (!options.run.output.overwrite && std::filesystem::is_regular_file(path, ignored) &&
+      !is_capture_of(read_provenance(path), platform::path_from_utf8(options.trace))) {
     throw user_error(exit_code::usage,
                      fmt::format("{} exists and may come from another trace; name the output with "
                                  "-o, or replace the file with --overwrite.",

@@ -1,5 +1,6 @@
 #include "host/output/pcapng_blocks.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace veltra::host::pcapng {
@@ -28,6 +29,7 @@ constexpr std::uint16_t statistics_dropped = 5;
 constexpr char nanoseconds = 9;  // negative power of ten
 
 constexpr std::size_t longest_option = 0xffff;
+constexpr std::size_t option_header = 4;  // code and length
 
 template <typename Integer>
 void append_integer(std::string& to, Integer value) {
@@ -52,6 +54,17 @@ void append_u64(std::string& to, std::uint64_t value) {
 void append_time(std::string& to, std::uint64_t time) {
   append_u32(to, static_cast<std::uint32_t>(time >> 32));
   append_u32(to, static_cast<std::uint32_t>(time));
+}
+
+// 0 behind the end of `bytes`.
+template <typename Integer>
+Integer integer_at(std::string_view bytes, std::size_t at) {
+  if (bytes.size() < at + sizeof(Integer)) return 0;
+  Integer value = 0;
+  for (std::size_t i = sizeof value; i-- > 0;) {
+    value = static_cast<Integer>(value << 8 | static_cast<std::uint8_t>(bytes[at + i]));
+  }
+  return value;
 }
 
 // Puts the block's type and length in front and its length behind what is
@@ -100,24 +113,46 @@ std::string_view as_text(std::span<const std::uint8_t> bytes) {
 
 }  // namespace
 
-void append_section_header(std::string& to, std::string_view hardware,
-                           std::string_view application) {
+void append_section_header(std::string& to, std::string_view hardware, std::string_view application,
+                           std::span<const std::string> comments) {
   block out(to, section_header_type);
   append_u32(to, byte_order_magic);
   append_u16(to, major_version);
   append_u16(to, 0);
   append_u64(to, unknown_section_length);
+  for (const std::string& comment : comments) out.add_text_option(option::comment, comment);
   out.add_text_option(option::section_hardware, hardware);
   out.add_text_option(option::section_application, application);
   out.finish();
 }
 
+std::vector<std::string> section_comments(std::string_view file) {
+  constexpr std::size_t fixed_size = 24;  // from the block's type to the section's length
+  if (integer_at<std::uint32_t>(file, 0) != section_header_type ||
+      integer_at<std::uint32_t>(file, 8) != byte_order_magic) {
+    return {};
+  }
+  std::string_view block = file.substr(0, integer_at<std::uint32_t>(file, 4));
+  block.remove_prefix(std::min(block.size(), fixed_size));
+  std::vector<std::string> comments;
+  while (const auto code = integer_at<std::uint16_t>(block, 0)) {
+    const std::size_t size = integer_at<std::uint16_t>(block, 2);
+    const std::string_view value = block.substr(std::min(block.size(), option_header), size);
+    if (value.size() != size) break;
+    if (code == option::comment) comments.emplace_back(value);
+    block.remove_prefix(std::min(block.size(), option_header + (size + 3) / 4 * 4));
+  }
+  return comments;
+}
+
 void append_interface(std::string& to, std::uint16_t link_type, std::string_view name,
-                      std::string_view description, std::int64_t time_offset) {
+                      std::string_view description, std::int64_t time_offset,
+                      std::string_view comment) {
   block out(to, interface_description_type);
   append_u16(to, link_type);
   append_u16(to, 0);
   append_u32(to, 0);  // no snapshot length
+  out.add_text_option(option::comment, comment);
   out.add_text_option(option::interface_name, name);
   out.add_text_option(option::interface_description, description);
   out.add_option(option::interface_time_resolution, {&nanoseconds, 1});

@@ -8,6 +8,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "host/output/dissector_names.h"
 
@@ -25,13 +26,18 @@ inline constexpr std::uint32_t enhanced_packet_type = 6;
 inline constexpr std::uint32_t decryption_secrets_type = 10;
 
 // Starts the file. `hardware` is what produced the data, `application` what wrote it.
-void append_section_header(std::string& to, std::string_view hardware,
-                           std::string_view application);
+void append_section_header(std::string& to, std::string_view hardware, std::string_view application,
+                           std::span<const std::string> comments = {});
+
+// The comments of the section header with which `file` begins, of a file as this program
+// writes them; empty for any other.
+std::vector<std::string> section_comments(std::string_view file);
 
 // Describes the next interface, counted from 0. Its timestamps are in nanoseconds, to
 // which readers add `time_offset` seconds, and packets are not limited in length.
 void append_interface(std::string& to, std::uint16_t link_type, std::string_view name,
-                      std::string_view description, std::int64_t time_offset = 0);
+                      std::string_view description, std::int64_t time_offset = 0,
+                      std::string_view comment = {});
 
 // One packet: the bytes of `header` followed by those of `payload`.
 struct enhanced_packet {

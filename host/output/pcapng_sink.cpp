@@ -9,6 +9,8 @@
 #include "host/output/exported_pdu.h"
 #include "host/output/nas_direction.h"
 #include "host/output/pcapng_blocks.h"
+#include "implementation/json.h"
+#include "platform/file.h"
 
 namespace veltra::host {
 
@@ -29,9 +31,9 @@ struct kind_description {
 
 // In the order of packet_kind.
 constexpr kind_description descriptions[] = {
-    {"ip", "IP traffic of the modem"},     {"rrc", "LTE RRC messages"},
-    {"nas", "NAS EPS messages"},           {"at", "AT commands and answers"},
-    {"other", "messages of other layers"}, {"raw", "the trace as it came"},
+    {"ip", "IP packets of the user plane"},   {"rrc", "RRC messages (3GPP TS 36.331)"},
+    {"nas", "NAS messages (3GPP TS 24.301)"}, {"at", "AT commands, answers and reports of losses"},
+    {"other", "messages of other layers"},    {"raw", "bytes of the trace as they came"},
 };
 
 bool is_at_command(std::string_view text) {
@@ -95,11 +97,42 @@ void pcapng_sink::write_header() {
                         is_stream()         ? block_stream::for_stream
                         : settings_.is_live ? block_stream::for_live_file
                                             : block_stream::for_file);
-  pcapng::append_section_header(block_, "LTE modem trace", "veltra " VELTRA_VERSION);
+  if (is_stream()) put_section_header();
+}
+
+void pcapng_sink::put_section_header() {
+  if (std::exchange(has_header_, true)) return;
+  std::vector<std::string> comments;
+  for (const fact& each : provenance_) comments.push_back(to_comment(each));
+  block_.clear();
+  pcapng::append_section_header(block_, "LTE modem trace", "veltra " VELTRA_VERSION, comments);
   block_stream_->write(block_);
 }
 
+// The first packet names the database. A file's header has waited for it; that of a stream
+// could not, and the first interface says it instead.
+void pcapng_sink::take_database(const packet& packet) {
+  const auto metadata = kovax::json::parse(packet.metadata, nullptr, false);
+  const auto text = [&](const char* key) {
+    const bool is_there =
+        metadata.is_object() && metadata.contains(key) && metadata.at(key).is_string();
+    return is_there ? metadata.at(key).get<std::string>() : std::string();
+  };
+  for (fact& each : provenance_of_database(platform::path_from_utf8(text("modem_db_path")),
+                                           text("modem_db_uuid"))) {
+    if (has_header_) {
+      append_remark(database_comment_, to_comment(each));
+    } else {
+      provenance_.push_back(std::move(each));
+    }
+  }
+}
+
 void pcapng_sink::write(const packet& packet) {
+  if (!std::exchange(has_database_, true)) {
+    take_database(packet);
+    put_section_header();
+  }
   if (is_raw(packet)) {
     if (settings_.with_raw_packets) put_raw(packet);
   } else if (!put_key_material(packet)) {
@@ -200,6 +233,7 @@ void pcapng_sink::mark_missed(std::uint64_t count) {
 }
 
 void pcapng_sink::write_trailer() {
+  put_section_header();
   if (latest_ != nullptr) latest_->dropped += std::exchange(missed_, 0);
   block_.clear();
   for (const std::optional<interface>& on : interfaces_) {
@@ -271,7 +305,8 @@ pcapng_sink::interface& pcapng_sink::interface_of(packet_kind kind) {
     block_.clear();
     pcapng::append_interface(
         block_, kind == packet_kind::ip ? pcapng::link_type_raw_ip : pcapng::link_type_exported_pdu,
-        descriptions[index].name, descriptions[index].description, time_offset_.value_or(0));
+        descriptions[index].name, descriptions[index].description, time_offset_.value_or(0),
+        std::exchange(database_comment_, {}));
     block_stream_->write(block_);
   }
   return *found;

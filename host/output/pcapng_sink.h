@@ -29,6 +29,7 @@ class pcapng_sink : public file_sink {
 
   pcapng_sink(std::filesystem::path path, settings how);
 
+  void set_provenance(const provenance& facts) override { provenance_ = facts; }
   void write(const packet& packet) override;
   void mark_missed(std::uint64_t count) override;
   bool flush() override;
@@ -51,6 +52,8 @@ class pcapng_sink : public file_sink {
   };
 
   void write_header() override;
+  void put_section_header();
+  void take_database(const packet& packet);
   void write_trailer() override;
   // Packets that had to be cut, and key material that makes no secrets.
   std::string packet_remarks() const override;
@@ -64,6 +67,10 @@ class pcapng_sink : public file_sink {
   std::uint64_t time_in_capture(const packet& packet);
 
   const settings settings_;
+  provenance provenance_;
+  bool has_header_ = false;
+  bool has_database_ = false;     // it was looked for in the first packet
+  std::string database_comment_;  // for the next interface
   std::map<std::string, layer_format, std::less<>> formats_;
   std::array<std::optional<interface>, kinds> interfaces_;
   std::uint32_t interface_count_ = 0;

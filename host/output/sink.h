@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 
+#include "host/output/provenance.h"
 #include "host/source/packet.h"
 
 namespace veltra::host {
@@ -19,6 +20,9 @@ class sink {
   sink(const sink&) = delete;
   sink& operator=(const sink&) = delete;
   virtual ~sink() = default;
+
+  // What the output may say about where its packets come from. Before begin().
+  virtual void set_provenance(const provenance& /*facts*/) {}
 
   // Opens the output and writes what precedes the first packet; a reader of a stream
   // gets it now, since the first packet may be hours away.
@@ -45,7 +49,8 @@ class sink {
   // Any thread.
   virtual void limit_writes() noexcept = 0;
 
-  // True if packets' metadata is written; otherwise nobody need copy it.
+  // True if packets' metadata is written; otherwise nobody need copy more than that of the
+  // first packet, which names the database.
   virtual bool wants_metadata() const { return false; }
 
   // True if the output is read while it is written, and cannot be taken back.

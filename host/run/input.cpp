@@ -10,6 +10,7 @@
 #include <string_view>
 #include <system_error>
 
+#include "host/console.h"
 #include "host/display/summary.h"
 #include "host/run/plugin_failure.h"
 #include "host/run/port_failure.h"
@@ -28,6 +29,10 @@ bool is_plain(unsigned char character) {
 
 kovax::json file_input::parameters() const {
   return {{"file_path", literal_path(platform::path_from_utf8(path_))}};
+}
+
+provenance file_input::origin() const {
+  return provenance_of_trace(platform::path_from_utf8(path_));
 }
 
 std::optional<user_error> file_input::explain_failure(const source_failure& /*failure*/,
@@ -51,6 +56,13 @@ kovax::json serial_input::parameters() const {
                                {"flow_control", line_.flow_control}}}};
   // Raw bytes come first and outlive a failure of the decoding.
   return {{"serialport", std::move(serial_port)}, {"recording", true}};
+}
+
+provenance serial_input::origin() const {
+  return {{"port", sanitize(line_.port)},
+          {"line", fmt::format("{} baud, {} data bits, {} stop bits, parity {}, flow control {}",
+                               line_.baud_rate, line_.data_bits, line_.stop_bits, line_.parity,
+                               line_.flow_control)}};
 }
 
 std::optional<user_error> serial_input::explain_failure(const source_failure& failure,

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "host/output/provenance.h"
 #include "host/run/run_options.h"
 #include "host/source/run_statistics.h"
 #include "host/source/source_session.h"
@@ -22,6 +23,9 @@ class input {
 
   // As the user knows it.
   virtual const std::string& name() const = 0;
+
+  // What it is, for the capture.
+  virtual provenance origin() const = 0;
 
   // True for an input without an end of its own: Ctrl-C is how such a run ends, and what
   // was captured before a failure is kept.
@@ -45,6 +49,7 @@ class file_input : public input {
 
   kovax::json parameters() const override;
   const std::string& name() const override { return path_; }
+  provenance origin() const override;
   bool is_live() const override { return false; }
   std::optional<user_error> explain_failure(const source_failure& failure,
                                             std::string_view remark) const override;
@@ -62,6 +67,7 @@ class serial_input : public input {
 
   kovax::json parameters() const override;
   const std::string& name() const override { return line_.port; }
+  provenance origin() const override;
   bool is_live() const override { return true; }
   std::optional<user_error> explain_failure(const source_failure& failure,
                                             std::string_view remark) const override;

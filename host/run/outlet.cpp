@@ -65,7 +65,8 @@ void outlet::push(const packet& packet) {
     has_room_.wait(lock, [this] { return filling_.size() < max_bytes_ || failure_; });
   }
   if (failure_) return;
-  filling_.append(packet, with_metadata_, std::exchange(missed_, 0));
+  filling_.append(packet, with_metadata_ || !std::exchange(has_first_, true),
+                  std::exchange(missed_, 0));
   if (is_idle_) changed_.notify_one();
 }
 

@@ -101,6 +101,7 @@ class outlet {
   const delivery delivery_;
   const std::size_t max_bytes_;
   const bool with_metadata_;
+  bool has_first_ = false;  // of the run's thread
   mutable std::mutex mutex_;         // guards what follows up to the blank line
   std::condition_variable changed_;  // there is work for the thread
   std::condition_variable has_room_;

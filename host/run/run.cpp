@@ -20,6 +20,7 @@
 #include "host/run/capture_clock.h"
 #include "host/run/outlet.h"
 #include "host/run/plugin_failure.h"
+#include "host/run/run_provenance.h"
 #include "host/run/sidecar.h"
 #include "host/run/ticker.h"
 #include "host/source/literal_path.h"
@@ -76,8 +77,7 @@ utc_time host_time() {
 
 capture_clock clock_for(const input& input, const run_options& options) {
   if (!options.recorded_times.empty()) return capture_clock(options.recorded_times);
-  using enum time_base::kind;
-  return capture_clock(options.times.value_or(time_base{input.is_live() ? host : modem}));
+  return capture_clock(times_of(input, options));
 }
 
 bool has_undelivered(const source_failure& failure) {
@@ -206,6 +206,8 @@ void active_run::init() {
 }
 
 void active_run::begin_sinks() {
+  if (sinks_.capture != nullptr)
+    sinks_.capture->set_provenance(describe_run(input_, plugin_, options_));
   const delivery queued = input_.is_live() ? delivery::dropping : delivery::waiting;
   // First the one that depends on nobody.
   if (sinks_.raw_trace != nullptr) {

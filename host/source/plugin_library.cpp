@@ -57,12 +57,27 @@ Function resolve(const platform::dynamic_library& library, const char* name) {
 }  // namespace
 
 plugin_library::plugin_library(const std::filesystem::path& named)
-    : library_(load(find_plugin(named))),
+    : file_(find_plugin(named)),
+      library_(load(file_)),
       init(resolve<kovax_source_init_fn>(library_, "kovax_source_init")),
       start(resolve<kovax_source_start_fn>(library_, "kovax_source_start")),
       stop(resolve<kovax_source_stop_fn>(library_, "kovax_source_stop")),
       release(resolve<kovax_source_release_fn>(library_, "kovax_source_release")),
       get_last_error(
-          resolve<kovax_source_get_last_error_fn>(library_, "kovax_source_get_last_error")) {}
+          resolve<kovax_source_get_last_error_fn>(library_, "kovax_source_get_last_error")),
+      version_(resolve<kovax_source_version_fn>(library_, "kovax_source_version")) {}
+
+std::string plugin_library::version() const {
+  std::string text;
+  version_(&text, [](void* user_data, const kovax_version_t* version) {
+    *static_cast<std::string*>(user_data) =
+        fmt::format("{}.{}.{}", version->major, version->minor, version->patch);
+  });
+  return text;
+}
+
+std::filesystem::path decoder_file() {
+  return platform::loaded_library_file(VELTRA_DECODER_NAME);
+}
 
 }  // namespace veltra::host

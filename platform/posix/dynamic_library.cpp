@@ -1,6 +1,7 @@
 #include "platform/dynamic_library.h"
 
 #include <dlfcn.h>
+#include <link.h>
 
 namespace platform {
 
@@ -26,6 +27,16 @@ void* dynamic_library::symbol(const char* name) const {
   void* found = dlsym(handle_, name);
   if (found == nullptr) throw std::runtime_error(last_error());
   return found;
+}
+
+std::filesystem::path loaded_library_file(const char* name) {
+  void* const handle = dlopen(name, RTLD_LAZY | RTLD_NOLOAD);
+  if (handle == nullptr) return {};
+  link_map* map = nullptr;
+  std::filesystem::path file;
+  if (dlinfo(handle, RTLD_DI_LINKMAP, &map) == 0 && map != nullptr) file = map->l_name;
+  dlclose(handle);
+  return file;
 }
 
 }  // namespace platform

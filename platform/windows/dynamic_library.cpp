@@ -32,4 +32,15 @@ void* dynamic_library::symbol(const char* name) const {
   return reinterpret_cast<void*>(found);
 }
 
+std::filesystem::path loaded_library_file(const char* name) {
+  const HMODULE module = GetModuleHandleW(to_wide(name).c_str());
+  if (module == nullptr) return {};
+  std::wstring file(MAX_PATH, L'\0');
+  for (;;) {
+    const DWORD size = GetModuleFileNameW(module, file.data(), static_cast<DWORD>(file.size()));
+    if (size < file.size()) return file.substr(0, size);
+    file.resize(file.size() * 2);
+  }
+}
+
 }  // namespace platform

@@ -1,6 +1,5 @@
 #!/usr/bin/env bash
-# A capture on standard output is the file's, byte for byte, and tshark reads it
-# from a pipe.
+# A capture on standard output has the file's packets, and tshark reads it from a pipe.
 #   stdout_test.sh VELTRA SESSION.tsv
 . "$(dirname "$0")/checks.sh"
 veltra=$1 session=$2
@@ -9,9 +8,9 @@ veltra=$1 session=$2
 "$veltra" decode trace.bin --database database.tar.gz -o file.pcapng 2>summary.txt
 "$veltra" decode trace.bin --database database.tar.gz -o - 2>summary.txt >stdout.pcapng
 grep -q '^standard output: ' summary.txt || fail "no summary beside a capture on stdout"
-same file.pcapng stdout.pcapng "file and standard output"
+same_capture file.pcapng stdout.pcapng "file and standard output"
 "$veltra" decode trace.bin --database database.tar.gz -o /dev/stdout 2>summary.txt | cat >device.pcapng
-same file.pcapng device.pcapng "file and /dev/stdout"
+same stdout.pcapng device.pcapng "standard output and /dev/stdout"
 [ "$(ls | wc -l)" = 6 ] || fail "other files were left" "$(ls)"
 
 "$veltra" decode trace.bin --database database.tar.gz -o - 2>summary.txt |

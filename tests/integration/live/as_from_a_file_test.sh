@@ -14,8 +14,8 @@ for speed in line max; do
     modem --repeat 5 --speed $speed --database live_database.json
     same database.json live_database.json "the databases"
     # The modem goes when all is read, so the device is lost: what came is kept.
-    "$veltra" capture --port line --database live_database.json --raw raw.bin \
-      --format $format -o live.$format 2>capture.txt &
+    "$veltra" capture --port line --database live_database.json --raw raw.bin --overwrite \
+      --time-base modem --format $format -o live.$format 2>capture.txt &
     ended $! 5 capture.txt
     ended $modem 0 modem.err
     grep -q '^veltra: line was lost (port closed: No such device); what came before is in the' \
@@ -26,7 +26,7 @@ for speed in line max; do
   packets file.jsonl >a.txt
   packets live.jsonl >b.txt
   same a.txt b.txt "the packets at the speed $speed"
-  same file.pcapng live.pcapng "the captures at the speed $speed"
+  same_capture file.pcapng live.pcapng "the captures at the speed $speed"
   # Later, from what was kept.
   "$veltra" decode raw.bin --database database.json --format jsonl -o later.jsonl 2>summary.txt
   packets live.jsonl >a.txt

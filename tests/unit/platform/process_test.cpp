@@ -46,6 +46,17 @@ TEST(dynamic_library_loading, names_the_library_or_function_that_is_not_there) {
       std::string::npos);
 }
 
+TEST(dynamic_library_loading, finds_the_file_of_a_library_that_is_loaded) {
+  const std::filesystem::path file = DECODER_LIBRARY;
+  const std::string name = file.filename().string();
+  {
+    const dynamic_library library(file);
+    EXPECT_TRUE(std::filesystem::equivalent(loaded_library_file(name.c_str()), file));
+  }
+  EXPECT_EQ(loaded_library_file(name.c_str()), "");
+  EXPECT_EQ(loaded_library_file("no_such_library"), "");
+}
+
 TEST(environment, tells_an_empty_variable_from_one_that_is_not_set) {
   const environment_variable a("VELTRA_TEST_A", "value");
   const environment_variable b("VELTRA_TEST_B", "");

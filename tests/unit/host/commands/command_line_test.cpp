@@ -199,7 +199,7 @@ TEST_F(command_line_test, outputs_that_are_not_named_are_named_after_the_port) {
   EXPECT_THAT(names(),
               ElementsAre(AllOf(StartsWith("capture-trace.bin-"), testing::EndsWith("Z.pcapng")),
                           AllOf(StartsWith("capture-trace.bin-"), testing::EndsWith("Z.trace")),
-                          testing::EndsWith("Z.trace.json"),
+                          AllOf(StartsWith("capture-trace.bin-"), testing::EndsWith("Z.trace.json")),
                           "trace.bin"));
 }
 
