@@ -51,10 +51,10 @@ TEST(dynamic_library_loading, finds_the_file_of_a_library_that_is_loaded) {
   const std::string name = file.filename().string();
   {
     const dynamic_library library(file);
-    EXPECT_TRUE(std::filesystem::equivalent(loaded_library_file(name.c_str()), file));
+    EXPECT_TRUE(std::filesystem::equivalent(platform::loaded_library_file(name.c_str()), file));
   }
-  EXPECT_EQ(loaded_library_file(name.c_str()), "");
-  EXPECT_EQ(loaded_library_file("no_such_library"), "");
+  EXPECT_EQ(platform::loaded_library_file(name.c_str()), "");
+  EXPECT_EQ(platform::loaded_library_file("no_such_library"), "");
 }
 
 TEST(environment, tells_an_empty_variable_from_one_that_is_not_set) {

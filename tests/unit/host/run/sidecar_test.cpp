@@ -17,7 +17,7 @@ using kovax::json;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-constexpr utc_time noon = 1'714'564'800'000'000'000;
+constexpr utc_time anchor_time = 1'714'564'800'000'000'000;
 
 class sidecar_test : public testing::Test {
  protected:
@@ -36,15 +36,16 @@ TEST_F(sidecar_test, its_name_is_that_of_the_trace_with_json_behind_it) {
 }
 
 TEST_F(sidecar_test, what_is_written_is_read) {
-  const sidecar content{"u-1",
-                        {{noon + 1, 20'000'000, 4096}, {noon + 5, ~std::uint64_t{0}, 1U << 31}}};
+  const sidecar content{
+      "u-1", {{anchor_time + 1, 20'000'000, 4096}, {anchor_time + 5, ~std::uint64_t{0}, 1U << 31}}};
   EXPECT_FALSE(write_sidecar(path_, content));
   EXPECT_EQ(read_sidecar(path_), content);
   EXPECT_THAT(names_in(directory_.path()), ElementsAre("trace.bin.json"));
 }
 
 TEST_F(sidecar_test, the_format_is_as_documented) {
-  write_sidecar(path_, {"u-1", {{noon + 123'456'789, 20, 4096}, {noon, std::nullopt, 0}}});
+  write_sidecar(path_,
+                {"u-1", {{anchor_time + 123'456'789, 20, 4096}, {anchor_time, std::nullopt, 0}}});
   EXPECT_EQ(json::parse(content(path_)), json::parse(R"({
     "format": "veltra-trace", "version": 1, "uuid": "u-1",
     "anchors": [
@@ -54,7 +55,7 @@ TEST_F(sidecar_test, the_format_is_as_documented) {
 
 TEST_F(sidecar_test, it_replaces_an_earlier_one) {
   directory_.write("trace.bin.json", "before");
-  EXPECT_FALSE(write_sidecar(path_, {"u-2", {{noon, 1, 0}}}));
+  EXPECT_FALSE(write_sidecar(path_, {"u-2", {{anchor_time, 1, 0}}}));
   EXPECT_EQ(read_sidecar(path_)->uuid, "u-2");
 }
 
@@ -79,7 +80,7 @@ TEST_F(sidecar_test, a_sidecar_that_is_not_understood_is_refused) {
   for (const char* rest :
        {R"("version":2,"anchors":[{"time_base":"2024-05-01T12:00:00Z"}]})", R"("version":1})",
         R"("version":1,"anchors":[]})", R"("version":1,"anchors":7})",
-        R"("version":1,"anchors":[{}]})", R"("version":1,"anchors":[{"time_base":"noon"}]})",
+        R"("version":1,"anchors":[{}]})", R"("version":1,"anchors":[{"time_base":"anchor_time"}]})",
         R"("version":1,"anchors":[{"time_base":"2024-05-01T12:00:00Z","modem_time":-1}]})"}) {
     EXPECT_THAT(refusal_of([&] { read(start + rest); }, exit_code::bad_input),
                 HasSubstr("trace.bin.json does not say when the trace was recorded"))
