@@ -27,8 +27,6 @@ same a.txt b.txt "the packets"
 grep -q "database UUID  *$uuid" capture.txt || fail "the database is not named" "$(cat capture.txt)"
 head -n 1 live.jsonl | grep -q '^{"sequence":1,"time":0,"layer":"modem_trace"' ||
   fail "the first packet is not what was searched" "$(head -c 300 live.jsonl)"
-[ "$(head -n 1 live.jsonl | grep -o '"payload":"[0-9a-f]*"' | wc -c)" -gt 100 ] ||
-  fail "what was searched is not one packet"
 
 # A modem that names a database that is not there.
 printf '#\n0\tat\t4f4b0d0a\n' >small.tsv

@@ -57,5 +57,5 @@ sed 's/\x1b\[[0-9;]*m//g' columns.txt >plain.txt
 grep -qE 'rrc +Inbound +LTE RRC PCCH +Paging' plain.txt || fail "paging" "$(cat plain.txt)"
 grep -qE 'rrc +Outbound +LTE RRC UL_CCCH +mo-Data +RRCConnectionRequest' plain.txt ||
   fail "a cause" "$(cat plain.txt)"
-grep -qE 'nas +NAS-EPS +5 +Attach accept' plain.txt ||
+grep -qE 'nas +Inbound +NAS-EPS +5 +Attach accept' plain.txt ||
   fail "a bearer" "$(cat plain.txt)"

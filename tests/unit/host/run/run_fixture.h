@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "host/commands/command_line.h"
+#include "host/console.h"
 #include "host/display/display.h"
 #include "host/output/pcapng_sink.h"
 #include "host/run/run.h"
@@ -67,10 +68,19 @@ class scripted_display : public display {
   void take_event(const source_event& event) override { event_handler(event); }
   void show_lines(std::string_view lines) override {
     const std::lock_guard lock(mutex_);
-    lines_ += lines;
+    // As a display that has left the terminal.
+    if (has_ended_) {
+      tell(lines);
+    } else {
+      lines_ += lines;
+    }
   }
   void tick(time_point /*now*/) override { tick_handler(); }
-  void end() override { end_handler(); }
+  void end() override {
+    end_handler();
+    const std::lock_guard lock(mutex_);
+    has_ended_ = true;
+  }
 
   std::string lines() const {
     const std::lock_guard lock(mutex_);
@@ -80,6 +90,7 @@ class scripted_display : public display {
  private:
   mutable std::mutex mutex_;
   std::string lines_;
+  bool has_ended_ = false;
 };
 
 // A directory with a script where a trace or a serial port would be.
