@@ -80,15 +80,16 @@ done
 # Long enough that no pipe takes all of it.
 "$veltra" simulate "$session" --trace early.bin --database database.json --repeat 200 >/dev/null
 
-# A reader that stalls - one that has the pipe open, and takes the first byte and no more -
-# does not hold up the end: NAME SIGNAL OUTPUT COMMAND... in the background.
+# A reader that stalls - one that has the pipe open, and takes the first packets and no
+# more - does not hold up the end: NAME SIGNAL OUTPUT COMMAND... in the background.
 first_byte() { dd bs=1 count=1 <&9 >/dev/null 2>&1; }
+first_packets() { dd bs=65536 count=2 iflag=fullblock <&9 >/dev/null 2>&1; }
 stalled() {
   local name=$1 signal=$2 output=$3 code=0
   mkfifo "$name"
   exec 9<>"$name"
   "${@:4}" >&9 2>"$name.txt" &
-  first_byte
+  first_packets
   kill -"$signal" $!
   wait $! || code=$?
   [ $code = 6 ] || fail "$name: exit code $code when the reader stalls" "$(cat "$name.txt")"
