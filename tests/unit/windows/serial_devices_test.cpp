@@ -8,7 +8,7 @@
 #include <system_error>
 #include <vector>
 
-#include "host/commands/device_list.h"
+#include "host/commands/commands.h"
 #include "platform/file.h"
 #include "platform/windows/system.h"
 
