@@ -118,7 +118,9 @@ std::string install_profile(const wireshark_installation& installation, bool ove
           fmt::format("{}: kept, since it was changed; --overwrite replaces it\n", text_of(to));
       continue;
     }
-    fs::copy_file(installation.profile / name, to, fs::copy_options::overwrite_existing, error);
+    // Some standard libraries of Windows do not overwrite, whatever they are asked for.
+    fs::remove(to, error);
+    fs::copy_file(installation.profile / name, to, error);
     check(error, "cannot write", to);
   }
   return fmt::format("{}: installed\n", text_of(profile)) + lines;

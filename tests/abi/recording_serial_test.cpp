@@ -17,6 +17,7 @@ using test_support::first_uuid;
 using test_support::log_line;
 using test_support::received_packet;
 using test_support::reported_error;
+using test_support::system_line_errors;
 using test_support::uid_text;
 using test_support::varied_bytes;
 
@@ -89,6 +90,7 @@ TEST_F(recording_serial_test, a_stop_before_the_port_is_open_returns_0) {
 }
 
 TEST_F(recording_serial_test, a_stop_delivers_all_that_waits_behind_a_slow_host) {
+  if (system_line_errors().busy == 0) GTEST_SKIP() << "nothing says when a line is drained here";
   queue_ip(1, "one");
   queue_ip(2, "two");
   open_recording({{"chunk_size", 2}});

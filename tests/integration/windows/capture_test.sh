@@ -13,23 +13,23 @@ for name in COM31 '\\.\COM31'; do
   modem --repeat 5 --database live_database.json
   # The modem goes when all is read, so the device is lost: what came is kept.
   "${windows[@]}" capture --port "$name" --database database.json --raw raw.bin \
-    -o live.pcapng 2>capture.txt &
+    --time-base modem -o live.pcapng 2>capture.txt &
   ended $! 5 capture.txt
   ended $modem 0 modem.err
   same trace.bin raw.bin "what was sent and what was received"
-  same expected.pcapng live.pcapng "the captures"
+  same_capture expected.pcapng live.pcapng "the captures"
   lines capture.txt | grep -qF "veltra: $name was lost (port closed: " ||
     fail "no word of the lost device" "$(cat capture.txt)"
   lines capture.txt | grep -qF "); what came before is in the capture." ||
     fail "no word of what is kept" "$(cat capture.txt)"
-  rm raw.bin live.pcapng
+  rm -f raw.bin raw.bin.json live.pcapng
 done
 
 # Ctrl-C while bytes come, and again on the same port.
 for run in 1 2; do
   modem --repeat 1000000 --database live_database.json
   "${windows[@]}" capture --port COM31 --database database.json --raw raw.bin \
-    -o live.pcapng 2>capture.txt &
+    --time-base modem -o live.pcapng 2>capture.txt &
   running=$!
   wait_for_size raw.bin 5000 $running
   kill -INT $running
@@ -37,7 +37,7 @@ for run in 1 2; do
   lines capture.txt | grep -q '^live.pcapng: [0-9]* packets* from .* of trace$' ||
     fail "run $run: no summary" "$(cat capture.txt)"
   ended $modem 5 modem.err # it is told that nobody listens any more
-  rm raw.bin live.pcapng
+  rm -f raw.bin raw.bin.json live.pcapng
 done
 
 # Ctrl-C while the modem is silent ends a read that waits.
@@ -47,7 +47,7 @@ printf '#\n0\tat\t4f4b0d0a\n100000000\tat\t4f4b0d0a\n' >slow.tsv
 session=slow.tsv
 modem --speed session --database live_database.json
 "${windows[@]}" capture --port COM31 --database database.json --raw raw.bin \
-  -o live.pcapng 2>capture.txt &
+  --time-base modem -o live.pcapng 2>capture.txt &
 running=$!
 wait_for_size raw.bin "$(stat -c %s first.bin)" $running
 kill -INT $running

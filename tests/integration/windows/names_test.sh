@@ -14,7 +14,7 @@ cp trace.bin "$there/Spur €.bin"
 cp database.json "$there/Datenbank ß.json"
 "${windows[@]}" decode "$there/Spur €.bin" --database "$there/Datenbank ß.json" \
   -o "$there/Aufnahme ü.pcapng" 2>summary.txt
-same expected.pcapng "$there/Aufnahme ü.pcapng" "the captures"
+same_capture expected.pcapng "$there/Aufnahme ü.pcapng" "the captures"
 [ "$(lines summary.txt | head -n 1)" = "$(head -n 1 expected.txt |
   sed "s|^expected.pcapng|$there/Aufnahme ü.pcapng|")" ] ||
   fail "the summary names another file" "$(cat summary.txt)"
@@ -22,11 +22,11 @@ same expected.pcapng "$there/Aufnahme ü.pcapng" "the captures"
 # From the directory itself, and by absolute names.
 (cd "$there" && "${windows[@]}" decode 'Spur €.bin' --database 'Datenbank ß.json' \
   -o './zweite Ω.pcapng' 2>../summary.txt)
-same expected.pcapng "$there/zweite Ω.pcapng" "the captures from there"
+same_capture expected.pcapng "$there/zweite Ω.pcapng" "the captures from there"
 drive="Z:${PWD//\//\\}\\"
 "${windows[@]}" decode "$drive$there\\Spur €.bin" --database "$drive$there\\Datenbank ß.json" \
   -o "$drive$there\\dritte é.pcapng" 2>summary.txt
-same expected.pcapng "$there/dritte é.pcapng" "the captures by absolute names"
+same_capture expected.pcapng "$there/dritte é.pcapng" "the captures by absolute names"
 
 refused 3 'nirgends €.bin: trace file does not exist' \
   "${windows[@]}" decode 'nirgends €.bin' --database database.json -o none.pcapng
@@ -49,4 +49,4 @@ same database.json "$cache/Gerät €/1 ö/$uuid/db.json" "the databases"
 "${windows[@]}" db list --cache "$cache" >list.txt
 lines list.txt | grep -qF 'Gerät €' || fail "the list does not name the device" "$(cat list.txt)"
 "${windows[@]}" decode "$there/Spur €.bin" --cache "$cache" -o found.pcapng 2>summary.txt
-same expected.pcapng found.pcapng "the captures with the cache's database"
+same_capture expected.pcapng found.pcapng "the captures with the cache's database"

@@ -28,4 +28,4 @@ packaged+=("$there/bin/veltra.exe")
 "${packaged[@]}" decode trace.bin --database database.tar.gz -o windows.pcapng 2>summary.txt ||
   fail "nothing was decoded" "$(cat summary.txt)"
 "$native" decode trace.bin --database database.tar.gz -o native.pcapng 2>summary.txt
-same native.pcapng windows.pcapng "the captures"
+same_capture native.pcapng windows.pcapng "the captures"

@@ -14,11 +14,11 @@ grep -aq $'\n' trace.bin || fail "the trace holds no byte that could be translat
 
 "$native" decode trace.bin --database database.tar.gz -o native.pcapng 2>expected.txt
 "${windows[@]}" decode trace.bin --database database.tar.gz -o windows.pcapng 2>summary.txt
-same native.pcapng windows.pcapng "the captures"
+same_capture native.pcapng windows.pcapng "the captures"
 [ "$(without_time summary.txt | sed 's/^windows/native/')" = "$(without_time expected.txt)" ] ||
   fail "the summaries differ" "$(diff summary.txt expected.txt)"
 "${windows[@]}" decode trace.bin --database database.tar.gz -o - >piped.pcapng 2>summary.txt
-same native.pcapng piped.pcapng "file and standard output"
+same_capture native.pcapng piped.pcapng "file and standard output"
 
 # Here the database's own path is written, too.
 own_path='s/"modem_db_path":"[^"]*"//'
