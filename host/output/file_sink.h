@@ -1,6 +1,8 @@
 // file_sink.h - what the sinks for packets share: an output_file from begin() to its name.
 #pragma once
 
+#include <atomic>
+#include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -17,6 +19,7 @@ class file_sink : public sink {
   bool salvage() final;
   void limit_writes() noexcept final;
   bool is_stream() const final { return is_stream_; }
+  std::uint64_t bytes() const final { return bytes_; }
   std::string name() const final;
   std::string remarks() const final;
 
@@ -25,6 +28,8 @@ class file_sink : public sink {
   explicit file_sink(std::filesystem::path path);
 
   output_file& file() { return *file_; }  // from begin() on
+  // Makes bytes() what the file has.
+  void update_bytes() { bytes_ = file_->size(); }
 
   // What precedes the first packet, and what follows the last.
   virtual void write_header() {}
@@ -38,6 +43,7 @@ class file_sink : public sink {
   std::filesystem::path path_;
   const bool is_stream_;
   std::optional<output_file> file_;
+  std::atomic<std::uint64_t> bytes_ = 0;
   bool is_cut_ = false;  // the last records could not be written
 };
 

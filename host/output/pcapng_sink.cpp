@@ -75,6 +75,13 @@ void pcapng_sink::write_header() {
                                             : block_stream::for_file);
   pcapng::append_section_header(block_, "LTE modem trace", "veltra " VELTRA_VERSION);
   block_stream_->write(block_);
+  block_stream_->repeat_secrets();
+}
+
+void pcapng_sink::continue_from(pcapng_sink& previous) {
+  key_log_ = std::exchange(previous.key_log_, {});
+  key_log_.forget_counts();
+  last_time_ = previous.last_time_;
 }
 
 void pcapng_sink::write(const packet& packet) {
@@ -83,6 +90,7 @@ void pcapng_sink::write(const packet& packet) {
   } else if (!put_key_material(packet)) {
     put_message(packet);
   }
+  update_bytes();
 }
 
 bool pcapng_sink::put_key_material(const packet& packet) {
@@ -149,6 +157,8 @@ void pcapng_sink::put_message(const packet& packet) {
   on.dropped += missed_;
   const std::string gap = describe_gap(std::exchange(missed_, 0));
   if (!gap.empty()) block.comment = gap;
+  const std::string remark = std::exchange(remark_, {});
+  if (!remark.empty()) block.comment = remark;
   block_.clear();
   pcapng::append_packet(block_, block);
   block_stream_->write(block_);
@@ -156,6 +166,10 @@ void pcapng_sink::put_message(const packet& packet) {
 
 void pcapng_sink::mark_missed(std::uint64_t count) {
   missed_ += count;
+}
+
+void pcapng_sink::add_remark(std::string_view remark) {
+  remark_ = remark;
 }
 
 void pcapng_sink::write_trailer() {

@@ -29,8 +29,13 @@ class pcapng_sink : public file_sink {
 
   pcapng_sink(std::filesystem::path path, settings how);
 
+  // Makes this the next capture of a series, before begin(): a handshake may be in one and
+  // its master secret in the next, so the key log goes on here. On the thread of both.
+  void continue_from(pcapng_sink& previous);
+
   void write(const packet& packet) override;
   void mark_missed(std::uint64_t count) override;
+  void add_remark(std::string_view remark) override;
   bool flush() override;
 
  private:
@@ -67,6 +72,7 @@ class pcapng_sink : public file_sink {
   std::uint32_t interface_count_ = 0;
   std::uint64_t last_time_ = 0;
   std::uint64_t missed_ = 0;  // before the next packet
+  std::string remark_;        // for the next packet
   tls_key_log key_log_;
   std::optional<block_stream> block_stream_;
   std::uint64_t cut_packets_ = 0;

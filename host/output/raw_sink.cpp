@@ -83,6 +83,7 @@ int raw_sink::put(std::string_view bytes) {
 
 void raw_sink::finish() {
   if (!file_) return;
+  if (!is_stream_ && platform::sync_file(file_.get()) != 0) fail(errno);
   std::FILE* const file = file_.release();
   if ((file == stdout ? std::fflush(file) : std::fclose(file)) != 0) fail(errno);
 }

@@ -1,6 +1,7 @@
 // raw_sink.h - the raw bytes of a capture, kept as they came.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
@@ -38,7 +39,7 @@ class raw_sink : public sink {
   std::string name() const override;
   std::string remarks() const override;
 
-  std::uint64_t bytes() const { return bytes_; }
+  std::uint64_t bytes() const override { return bytes_; }
 
  private:
   struct closer {
@@ -57,7 +58,7 @@ class raw_sink : public sink {
   const bool may_overwrite_;
   platform::stream_writer stream_;
   std::unique_ptr<std::FILE, closer> file_;
-  std::uint64_t bytes_ = 0;
+  std::atomic<std::uint64_t> bytes_ = 0;
   std::uint64_t missed_ = 0;  // packets
 };
 
