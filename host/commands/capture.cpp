@@ -3,14 +3,15 @@
 #include <chrono>
 #include <cstdio>
 #include <memory>
-#include <optional>
 #include <string>
 
 #include "host/commands/commands.h"
 #include "host/commands/packet_sink.h"
 #include "host/display/live_view.h"
 #include "host/output/output_failure.h"
+#include "host/output/output_file.h"
 #include "host/output/raw_sink.h"
+#include "host/output/rotating_sink.h"
 #include "host/output/same_file.h"
 #include "host/run/run.h"
 #include "host/user_error.h"
@@ -54,36 +55,103 @@ void check(const capture_options& options) {
   }
 }
 
+void check_series(const capture_options& options) {
+  const recording_options& recording = options.run.recording;
+  const auto refuse = [](const char* text) { throw user_error(exit_code::usage, text); };
+  const bool counts_packets = recording.rotation.piece.packets || recording.end.packets;
+  if (counts_packets && !decodes(options)) {
+    refuse(
+        "packets are counted when they are decoded; name the trace database with --database "
+        "or --cache, or limit the files with duration or filesize.");
+  }
+  const bool needs_series =
+      recording.rotation.piece.files || recording.end.files || options.keeping.prints_names;
+  if (needs_series && !recording.is_series()) {
+    refuse(
+        "there is one file only; say with -b duration, filesize, packets or interval when the "
+        "next one begins.");
+  }
+  if (!recording.is_series()) return;
+  for (const std::string& output : {options.run.output.file, options.raw.value_or("")}) {
+    if (output.empty() || !output_file::is_stream(platform::path_from_utf8(output))) continue;
+    throw user_error(exit_code::usage,
+                     fmt::format("-b makes a series of files, which {} cannot be; name a file.",
+                                 output_name(platform::path_from_utf8(output))));
+  }
+}
+
 std::string default_name(const capture_options& options, const std::string& extension) {
+  if (options.run.recording.is_series()) {
+    return default_series_name(options.line.port, extension);
+  }
   const auto now = std::chrono::system_clock::now().time_since_epoch();
   return name_without_file(default_capture_name(
       options.line.port, std::chrono::floor<std::chrono::seconds>(now).count(), extension));
+}
+
+std::unique_ptr<sink> make_raw_sink(const capture_options& options, piece_keeper& keeper) {
+  const std::filesystem::path path = platform::path_from_utf8(*options.raw);
+  const bool may_overwrite = options.run.output.overwrite;
+  if (!options.run.recording.is_series()) return std::make_unique<raw_sink>(path, may_overwrite);
+  return std::make_unique<rotating_sink>(
+      path, rotating_sink::content::raw,
+      [](const std::filesystem::path& piece, sink* /*previous*/) {
+        return std::make_unique<raw_sink>(piece);
+      },
+      [&keeper](const piece& piece, const std::filesystem::path& file) {
+        keeper.add(piece, file);
+      });
+}
+
+std::unique_ptr<sink> make_capture_sink(const capture_options& options, const input& input,
+                                        piece_keeper& keeper) {
+  const output_options& output = options.run.output;
+  const std::filesystem::path path = platform::path_from_utf8(output.file);
+  check_output_place("cannot write", path);
+  if (!options.run.recording.is_series()) return make_packet_sink(output, input);
+  return std::make_unique<rotating_sink>(
+      path, output.raw_packets ? rotating_sink::content::all : rotating_sink::content::decoded,
+      make_packet_piece_factory(output, input),
+      [&keeper](const piece& piece, const std::filesystem::path& file) {
+        keeper.add(piece, file);
+      });
+}
+
+// Gives the outputs that are asked for without a name one of their own.
+void name_outputs(capture_options& options) {
+  output_options& output = options.run.output;
+  if (options.raw && options.raw->empty()) options.raw = default_name(options, "trace");
+  if (decodes(options) && output.file.empty()) output.file = default_name(options, output.format);
+}
+
+keeping_options keeping(const capture_options& options) {
+  keeping_options result = options.keeping;
+  result.max_pieces = options.run.recording.rotation.piece.files.value_or(0);
+  for (const std::string& output : {options.run.output.file, options.raw.value_or("")}) {
+    if (!output.empty()) result.bases.push_back(platform::path_from_utf8(output));
+  }
+  return result;
 }
 
 }  // namespace
 
 exit_code capture(capture_options options) {
   check(options);
-  output_options& output = options.run.output;
+  check_series(options);
+  name_outputs(options);
   const serial_input input(options.line);
-  run_sinks sinks;
-
-  std::optional<raw_sink> raw_trace;
-  if (options.raw) {
-    const std::string name = options.raw->empty() ? default_name(options, "trace") : *options.raw;
-    sinks.raw_trace = &raw_trace.emplace(platform::path_from_utf8(name), output.overwrite);
-  }
-  std::unique_ptr<sink> packets;
-  if (decodes(options)) {
-    if (output.file.empty()) output.file = default_name(options, output.format);
-    check_output_place("cannot write", platform::path_from_utf8(output.file));
-    packets = make_packet_sink(output, input);
-    sinks.capture = packets.get();
-  }
   // Messages of the plug-in would tear the line of counters.
   const bool with_counters = platform::is_terminal(stderr) && !options.run.verbose;
   live_view view({.port = options.line.port, .with_counters = with_counters});
-  return run(input, options.run, sinks, view);
+  piece_keeper keeper(keeping(options), [&view](const std::string& text) {
+    view.show_lines(fmt::format("veltra: note: {}\n", text));
+  });
+  std::unique_ptr<sink> raw_trace;
+  std::unique_ptr<sink> packets;
+  if (options.raw) raw_trace = make_raw_sink(options, keeper);
+  if (decodes(options)) packets = make_capture_sink(options, input, keeper);
+  return run(input, options.run,
+             {.raw_trace = raw_trace.get(), .capture = packets.get(), .keeper = &keeper}, view);
 }
 
 }  // namespace veltra::host

@@ -10,8 +10,10 @@
 #include <memory>
 #include <sstream>
 #include <system_error>
+#include <utility>
 
 #include "host/commands/commands.h"
+#include "host/commands/file_limits.h"
 #include "host/console.h"
 #include "platform/file.h"
 
@@ -120,6 +122,49 @@ void add_decode_command(CLI::App& parent, command& chosen) {
   app->callback([options, &chosen] { chosen = [options] { return decode(*options); }; });
 }
 
+// The texts of the options that dumpcap's users know.
+struct recording_arguments {
+  std::vector<std::string> rotation;
+  std::vector<std::string> end;
+  std::uint64_t packets = 0;
+  std::string min_free;
+};
+
+void add_recording_options(CLI::App& app, recording_arguments& given, keeping_options& keeping) {
+  app.add_option("-b", given.rotation,
+                 "Begin the next file after duration:SECONDS, filesize:KB, packets:N or at each "
+                 "interval:SECONDS; files:N keeps the latest N, printname:- prints each name")
+      ->allow_extra_args(false)
+      ->type_name("KEY:VALUE");
+  app.add_option("-a", given.end, "End after duration:SECONDS, filesize:KB, packets:N or files:N")
+      ->allow_extra_args(false)
+      ->type_name("KEY:VALUE");
+  app.add_option("-c", given.packets, "End after N decoded packets")
+      ->check(CLI::Range(std::uint64_t{1}, std::numeric_limits<std::uint64_t>::max()))
+      ->type_name("N");
+  require_nonempty(app.add_option("--on-file", keeping.command,
+                                  "Run this command with the name of each complete file"))
+      ->type_name("COMMAND");
+  app.add_option("--min-free", given.min_free,
+                 "Free space that must stay, such as 2G: end before it is less, or with -b files:N "
+                 "delete the oldest files")
+      ->type_name("SIZE");
+}
+
+void take_recording_options(const recording_arguments& given, capture_options& options) {
+  recording_options& recording = options.run.recording;
+  const rotation_request request = parse_rotation(given.rotation);
+  recording.rotation = request.rotation;
+  recording.end = parse_end(given.end);
+  if (given.packets != 0) recording.end.packets = given.packets;
+  // As dumpcap has it, in a series the size is that of each file.
+  if (recording.end.bytes && !given.rotation.empty()) {
+    recording.rotation.piece.bytes = std::exchange(recording.end.bytes, std::nullopt);
+  }
+  options.keeping.prints_names = request.prints_names;
+  if (!given.min_free.empty()) options.keeping.min_free = parse_size("--min-free", given.min_free);
+}
+
 void add_capture_command(CLI::App& parent, command& chosen) {
   auto options = std::make_shared<capture_options>();
   // One byte is enough for a read, which takes everything that is there: nothing
@@ -137,8 +182,11 @@ void add_capture_command(CLI::App& parent, command& chosen) {
           ->expected(0, 1)
           ->type_name("[FILE]");
   add_run_options(*app, options->run, "capture-PORT-TIME.pcapng");
-  app->callback([options, raw, raw_option, &chosen] {
+  const auto recording = std::make_shared<recording_arguments>();
+  add_recording_options(*app, *recording, options->keeping);
+  app->callback([options, raw, raw_option, recording, &chosen] {
     if (raw_option->count() != 0) options->raw = *raw;
+    take_recording_options(*recording, *options);
     chosen = [options] { return capture(*options); };
   });
 }

@@ -8,6 +8,7 @@
 
 #include "host/database/database_options.h"
 #include "host/exit_code.h"
+#include "host/run/piece_keeper.h"
 #include "host/run/run_options.h"
 #include "host/simulate/live_simulation.h"
 #include "platform/serial_devices.h"
@@ -28,6 +29,7 @@ struct capture_options {
   line_options line;
   run_options run;
   std::optional<std::string> raw;  // keep the raw trace; empty: under a name of its own
+  keeping_options keeping;         // but for the bases, which follow from the names
 };
 exit_code capture(capture_options options);
 

@@ -26,6 +26,7 @@ void rotating_sink::begin_piece(const piece& next) {
   finish_current();
   current_ = std::move(following);
   piece_ = next;
+  piece_number_ = next.number;
 }
 
 void rotating_sink::end_piece() {

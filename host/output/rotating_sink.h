@@ -43,7 +43,9 @@ class rotating_sink : public sink {
   bool wants_metadata() const override;
   bool is_stream() const override { return false; }
   std::uint64_t bytes() const override { return finished_bytes_ + piece_bytes_; }
-  std::uint64_t piece_bytes() const override { return piece_bytes_; }
+  std::uint64_t piece_bytes(std::uint32_t number) const override {
+    return piece_number_ == number ? piece_bytes_.load() : 0;
+  }
   std::string name() const override;
   std::string remarks() const override { return remarks_; }
 
@@ -65,7 +67,8 @@ class rotating_sink : public sink {
   std::string remark_;
   std::string remarks_;
   std::uint32_t files_ = 0;
-  std::atomic<std::uint64_t> piece_bytes_ = 0;
+  std::atomic<std::uint64_t> piece_bytes_ = 0;  // set to 0 before the next number
+  std::atomic<std::uint32_t> piece_number_ = 0;
   std::atomic<std::uint64_t> finished_bytes_ = 0;
 };
 

@@ -62,9 +62,10 @@ class sink {
   // True if the output is read while it is written, and cannot be taken back.
   virtual bool is_stream() const = 0;
 
-  // Bytes written so far, in all and to the file under way. Any thread.
+  // Bytes written so far. Any thread.
   virtual std::uint64_t bytes() const { return 0; }
-  virtual std::uint64_t piece_bytes() const { return bytes(); }
+  // The same of the piece `number` of a series, if it is the one under way; otherwise 0.
+  virtual std::uint64_t piece_bytes(std::uint32_t /*number*/) const { return 0; }
 
   // Where the output is, for a person to read.
   virtual std::string name() const = 0;

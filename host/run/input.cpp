@@ -84,15 +84,27 @@ user_error serial_input::explain_nothing(const run_statistics& statistics,
       nothing_but_losses(statistics), bytes, line_.port));
 }
 
-std::string default_capture_name(const std::string& port, std::int64_t seconds_since_epoch,
-                                 const std::string& extension) {
+namespace {
+
+std::string name_part(const std::string& port) {
   constexpr std::string_view devices = "/dev/";
   std::string device = port;
   if (device.starts_with(devices)) device.erase(0, devices.size());
   std::replace_if(
       device.begin(), device.end(), [](unsigned char each) { return !is_plain(each); }, '-');
   device.erase(0, device.find_first_not_of("-."));
-  return fmt::format("capture-{}-{:%Y%m%dT%H%M%SZ}.{}", device.empty() ? "port" : device,
+  return device.empty() ? "port" : device;
+}
+
+}  // namespace
+
+std::string default_series_name(const std::string& port, const std::string& extension) {
+  return fmt::format("capture-{}.{}", name_part(port), extension);
+}
+
+std::string default_capture_name(const std::string& port, std::int64_t seconds_since_epoch,
+                                 const std::string& extension) {
+  return fmt::format("capture-{}-{:%Y%m%dT%H%M%SZ}.{}", name_part(port),
                      fmt::gmtime(static_cast<std::time_t>(seconds_since_epoch)), extension);
 }
 

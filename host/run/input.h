@@ -78,6 +78,9 @@ class serial_input : public input {
 std::string default_capture_name(const std::string& port, std::int64_t seconds_since_epoch,
                                  const std::string& extension);
 
+// The same for a series of files, whose names get number and time: capture-ttyUSB0.pcapng.
+std::string default_series_name(const std::string& port, const std::string& extension);
+
 // `name`, or the first of NAME-2.EXTENSION, NAME-3.EXTENSION and so on under which
 // there is nothing. UTF-8; looks into the file system.
 std::string name_without_file(const std::string& name);

@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <deque>
 #include <exception>
+#include <mutex>
 #include <optional>
 #include <set>
 #include <string>
@@ -16,10 +16,11 @@
 #include "host/console.h"
 #include "host/database/database_failure.h"
 #include "host/display/summary.h"
-#include "host/run/outlet.h"
+#include "host/run/lanes.h"
 #include "host/run/plugin_failure.h"
+#include "host/run/plugin_parameters.h"
+#include "host/run/rotation.h"
 #include "host/run/ticker.h"
-#include "host/source/literal_path.h"
 #include "host/source/plugin_library.h"
 #include "host/source/source_events.h"
 #include "host/source/source_session.h"
@@ -34,51 +35,13 @@ namespace {
 using steady = std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds tick_interval{100};
-// A reader that takes nothing for this long is reported.
-constexpr std::chrono::seconds stall_before_note{5};
 // What a modem had sent when Ctrl-C came is delivered for this long.
 constexpr std::chrono::seconds max_draining{2};
-
-std::string parameter_text(const input& input, const run_options& options) {
-  kovax::json parameters = input.parameters();
-  parameters["chunk_size"] = options.chunk_size;
-  const database_options& database = options.database;
-  if (!database.file.empty()) {
-    parameters["db_file_path"] = literal_path(platform::path_from_utf8(database.file));
-  } else if (!database.cache.empty()) {
-    parameters["auto_detect_db_config"] = cache_parameters(database);
-  }
-  try {
-    return parameters.dump();
-  } catch (const kovax::json::type_error&) {
-    throw user_error(exit_code::bad_input,
-                     "a name on the command line is not UTF-8; the plug-in takes only names that "
-                     "are.");
-  }
-}
-
-std::string describe(const std::exception_ptr& failure) {
-  try {
-    std::rethrow_exception(failure);
-  } catch (const std::exception& error) {
-    return error.what();
-  }
-}
 
 bool has_undelivered(const source_failure& failure) {
   const auto undelivered = parse_undelivered(failure.message);
   return undelivered && *undelivered != undelivered_data{};
 }
-
-// An outlet and what a person has been shown of it; the notes are the ticker's.
-struct lane {
-  template <typename... Arguments>
-  explicit lane(Arguments&&... arguments) : to(std::forward<Arguments>(arguments)...) {}
-
-  outlet to;
-  bool is_failure_noted = false;
-  bool is_stall_noted = false;
-};
 
 class active_run : public source_listener {
  public:
@@ -97,14 +60,17 @@ class active_run : public source_listener {
   source_failure read();
   void interrupt();
   void tick(steady::time_point now);
-  void watch_lane(lane& lane, steady::time_point now);
+  void end_piece_in_time(steady::time_point now);
+  void end_in_time(steady::time_point now);
 
   void take_sign_of_life();
   void request_stop();
   void note(const std::string& text);
+  void end_at_limit();
+  rotation_moment moment(steady::time_point now) const;
+  bool is_for_files(const packet& packet);
   void note_failure(const source_event& event);
   void stop_decoding(std::string_view reason);
-  bool is_any_outlet_open() const;
 
   exit_code conclude(source_failure failure);
   bool finish_sink(outlet& from);
@@ -112,6 +78,7 @@ class active_run : public source_listener {
   void summarise_raw_trace() const;
   user_error explain(const source_failure& failure, bool is_kept) const;
   user_error explain_nothing() const;
+  user_error explain_shortage() const;
 
   const input& input_;
   const run_options& options_;
@@ -120,11 +87,16 @@ class active_run : public source_listener {
   const std::thread::id thread_ = std::this_thread::get_id();
   const plugin_library plugin_;
   source_session session_;
-  std::deque<lane> lanes_;
-  outlet* capture_ = nullptr;    // in one of lanes_; null: none
+  lanes lanes_;
+  outlet* capture_ = nullptr;    // one of lanes_; null: none
   outlet* raw_trace_ = nullptr;  // likewise
   ticker ticker_;
   steady::time_point begin_{};
+  steady::time_point next_look_for_room_{};  // the ticker's
+
+  // Taken for each packet, and by the ticker to end a piece in silence.
+  std::mutex delivery_mutex_;
+  rotation rotation_;
 
   // The run's thread.
   run_statistics statistics_;
@@ -138,6 +110,9 @@ class active_run : public source_listener {
   std::atomic<bool> is_alive_ = false;  // the plug-in has called since its start
   std::atomic<bool> is_stop_requested_ = false;
   std::atomic<bool> is_interrupted_ = false;
+  std::atomic<bool> is_at_limit_ = false;  // of the options: the run is about to end
+  std::atomic<bool> is_out_of_room_ = false;
+  bool is_past_last_piece_ = false;                   // guarded by delivery_mutex_
   std::optional<steady::time_point> interrupted_at_;  // as the ticker saw it
   std::atomic<int> interrupts_ = 0;
 };
@@ -150,7 +125,9 @@ active_run::active_run(const input& input, const run_options& options, const run
       display_(display),
       plugin_(platform::path_from_utf8(options.plugin)),
       session_(plugin_, *this),
-      ticker_(tick_interval, [this](steady::time_point now) { tick(now); }) {}
+      lanes_([this](const std::string& text) { note(text); }),
+      ticker_(tick_interval, [this](steady::time_point now) { tick(now); }),
+      rotation_(options.recording.rotation, sinks.raw_trace != nullptr) {}
 
 exit_code active_run::course() {
   init();
@@ -161,7 +138,7 @@ exit_code active_run::course() {
 }
 
 void active_run::init() {
-  const source_failure failure = session_.init(parameter_text(input_, options_));
+  const source_failure failure = session_.init(plugin_parameters(input_, options_));
   const database_options& database = options_.database;
   if (failure) {
     if (database.file.empty()) {
@@ -180,20 +157,18 @@ void active_run::begin_sinks() {
   // First the one that depends on nobody.
   if (sinks_.raw_trace != nullptr) {
     sinks_.raw_trace->begin();
-    raw_trace_ = &lanes_
-                      .emplace_back(*sinks_.raw_trace,
-                                    sinks_.raw_trace->is_stream() ? queued : delivery::direct)
-                      .to;
+    raw_trace_ =
+        &lanes_.add(*sinks_.raw_trace, sinks_.raw_trace->is_stream() ? queued : delivery::direct);
   }
   if (sinks_.capture != nullptr) {
     sinks_.capture->begin();
-    capture_ = &lanes_.emplace_back(*sinks_.capture, queued).to;
+    capture_ = &lanes_.add(*sinks_.capture, queued);
   }
 }
 
 source_failure active_run::read() {
   begin_ = steady::now();
-  for (lane& each : lanes_) each.to.start();
+  lanes_.start();
   ticker_.start();
   source_failure failure;
   has_started_ = true;
@@ -202,7 +177,7 @@ source_failure active_run::read() {
   } catch (...) {
     thrown_ = std::current_exception();
   }
-  for (lane& each : lanes_) each.to.finish();
+  lanes_.finish();
   ticker_.stop();
   display_.end();
   return failure;
@@ -210,9 +185,40 @@ source_failure active_run::read() {
 
 void active_run::on_packet(const packet& packet) {
   take_sign_of_life();
+  const std::lock_guard lock(delivery_mutex_);
+  if (!is_for_files(packet)) return;
   statistics_.add(packet);
-  for (lane& each : lanes_) each.to.push(packet);
+  lanes_.push(packet);
   display_.take_packet(packet);
+  const file_limits& end = options_.recording.end;
+  if (end.packets && statistics_.decoded_packets() >= *end.packets) end_at_limit();
+  if (end.bytes && std::max(statistics_.raw_bytes(),
+                            capture_ != nullptr ? capture_->target().bytes() : 0) >= *end.bytes) {
+    end_at_limit();
+  }
+}
+
+// Begins a piece where one is due. False for a packet beyond the run's end.
+bool active_run::is_for_files(const packet& packet) {
+  const file_limits& end = options_.recording.end;
+  if (is_past_last_piece_) return false;
+  if (!is_raw(packet) && end.packets && statistics_.decoded_packets() >= *end.packets) return false;
+  if (sinks_.keeper == nullptr) return true;
+  const std::optional<piece> next = rotation_.before(packet, moment(steady::now()));
+  if (!next) return true;
+  if (end.files && next->number > *end.files) {
+    is_past_last_piece_ = true;
+    end_at_limit();
+    return false;
+  }
+  sinks_.keeper->begin(*next);
+  lanes_.push(boundary{next, {}});
+  return true;
+}
+
+rotation_moment active_run::moment(steady::time_point now) const {
+  return {now, std::chrono::system_clock::now(),
+          capture_ != nullptr ? capture_->target().piece_bytes(rotation_.number()) : 0};
 }
 
 void active_run::on_message(std::int32_t level, std::string_view message) {
@@ -232,7 +238,12 @@ void active_run::on_message(std::int32_t level, std::string_view message) {
 
 // A stop before the start has no effect on it.
 void active_run::take_sign_of_life() {
-  if (!is_alive_.exchange(true) && is_interrupted_) request_stop();
+  if (!is_alive_.exchange(true) && (is_interrupted_ || is_at_limit_)) request_stop();
+}
+
+// Any thread.
+void active_run::end_at_limit() {
+  if (!is_at_limit_.exchange(true) && is_alive_) request_stop();
 }
 
 void active_run::request_stop() {
@@ -242,7 +253,7 @@ void active_run::request_stop() {
 // On the thread that watches for Ctrl-C.
 void active_run::interrupt() {
   is_interrupted_ = true;
-  for (lane& each : lanes_) each.to.target().limit_writes();
+  lanes_.limit_writes();
   if (interrupts_++ != 0) {
     session_.stop();  // at once
   } else if (is_alive_) {
@@ -252,14 +263,34 @@ void active_run::interrupt() {
 
 // On the ticker's thread.
 void active_run::tick(steady::time_point now) {
-  for (lane& each : lanes_) watch_lane(each, now);
-  if (!is_any_outlet_open()) request_stop();
+  lanes_.watch(now);
+  if (!lanes_.is_any_open()) request_stop();
+  end_piece_in_time(now);
+  end_in_time(now);
   if (is_interrupted_ && !interrupted_at_) interrupted_at_ = now;
   if (interrupted_at_ && now - *interrupted_at_ > max_draining) {
     interrupted_at_ = steady::time_point::max();
     session_.stop();
   }
   display_.tick(now);
+}
+
+// A piece whose time is over is complete even if nothing more comes.
+void active_run::end_piece_in_time(steady::time_point now) {
+  const std::unique_lock lock(delivery_mutex_, std::try_to_lock);
+  // A packet under way will see it as well.
+  if (lock && sinks_.keeper != nullptr && rotation_.ends(moment(now))) lanes_.push(boundary{});
+}
+
+void active_run::end_in_time(steady::time_point now) {
+  constexpr std::chrono::seconds interval{1};
+  const file_limits& end = options_.recording.end;
+  if (end.duration && now - begin_ >= *end.duration) end_at_limit();
+  if (sinks_.keeper == nullptr || now < next_look_for_room_) return;
+  next_look_for_room_ = now + interval;
+  if (sinks_.keeper->make_room()) return;
+  is_out_of_room_ = true;
+  end_at_limit();
 }
 
 void active_run::note(const std::string& text) {
@@ -284,29 +315,23 @@ void active_run::stop_decoding(std::string_view reason) {
   }
 }
 
-bool active_run::is_any_outlet_open() const {
-  return std::any_of(lanes_.begin(), lanes_.end(),
-                     [](const lane& each) { return !each.to.has_failed(); });
-}
-
 exit_code active_run::conclude(source_failure failure) {
   const bool is_live = input_.is_live();
   // A stop ends the wait for a live input by design; only what it cost is a failure.
-  if (is_live && is_interrupted_ && !has_undelivered(failure)) failure = {};
+  if (is_live && (is_interrupted_ || is_at_limit_) && !has_undelivered(failure)) failure = {};
   if (!failure && decoding_failure_) failure = *decoding_failure_;
   const bool has_content =
       capture_ != nullptr ? statistics_.has_content() : statistics_.raw_bytes() != 0;
   const bool is_kept = has_content && (is_live || (!failure && !thrown_));
 
-  for (const lane& each : lanes_) {
-    if (!sink_failure_) sink_failure_ = each.to.failure();
-  }
+  sink_failure_ = lanes_.failure();
   if (capture_ != nullptr && is_kept && finish_sink(*capture_)) summarise_capture();
   if (raw_trace_ != nullptr && finish_sink(*raw_trace_)) summarise_raw_trace();
 
   if (thrown_) std::rethrow_exception(thrown_);
   if (failure) throw explain(failure, is_kept);
   if (sink_failure_) std::rethrow_exception(sink_failure_);
+  if (is_out_of_room_) throw explain_shortage();
   if (!has_content) throw explain_nothing();
   return is_interrupted_ && !is_live ? exit_code::interrupted : exit_code::ok;
 }
@@ -366,22 +391,12 @@ user_error active_run::explain_nothing() const {
   return input_.explain_nothing(statistics_, options_.database);
 }
 
-void active_run::watch_lane(lane& lane, steady::time_point now) {
-  outlet& to = lane.to;
-  to.tick();
-  if (to.has_failed()) {
-    if (std::exchange(lane.is_failure_noted, true) || !is_any_outlet_open()) return;
-    note(fmt::format("{} The rest of the run goes on without it.", describe(to.failure())));
-    return;
-  }
-  if (to.stalled_for(now) < stall_before_note) {
-    lane.is_stall_noted = false;
-  } else if (!std::exchange(lane.is_stall_noted, true)) {
-    note(
-        fmt::format("{} has taken nothing for {} seconds: the program that reads it may have "
-                    "stopped reading. What it misses is counted.",
-                    to.target().name(), stall_before_note.count()));
-  }
+user_error active_run::explain_shortage() const {
+  return {
+      exit_code::output_failed,
+      fmt::format("{}; the capture ended, and what came before is kept. Free some space, or let "
+                  "the oldest files be deleted with -b files:N.",
+                  sinks_.keeper->describe_shortage())};
 }
 
 }  // namespace

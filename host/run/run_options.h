@@ -5,6 +5,7 @@
 #include <string>
 
 #include "host/database/database_options.h"
+#include "host/run/rotation.h"
 
 namespace veltra::host {
 
@@ -15,9 +16,17 @@ struct output_options {
   bool overwrite = false;  // replace what is under a name that was not given
 };
 
+// How a live input is recorded.
+struct recording_options {
+  rotation_options rotation;
+  bool is_series() const { return rotation.has_boundary(); }
+  file_limits end;  // of the run
+};
+
 struct run_options {
   database_options database;
   output_options output;
+  recording_options recording;
   std::uint64_t chunk_size = 0;  // bytes per read
   std::string plugin;            // empty: the one that belongs to this program
   bool verbose = false;          // show the plug-in's messages

@@ -155,6 +155,20 @@ TEST(rotating_sink, a_capture_has_the_secrets_of_sessions_that_began_in_the_one_
   EXPECT_EQ(second.find("without a"), std::string::npos);
 }
 
+// The size of a piece before it would end the one after it, too.
+TEST(rotating_sink, the_size_of_a_piece_is_not_that_of_another) {
+  series raw("modem.trace");
+  rotating_sink sink(raw.base, rotating_sink::content::raw, raw_pieces(), raw.collect());
+  sink.begin();
+  sink.begin_piece({1, 0});
+  write(sink, raw_layer, as_bytes("bytes"));
+  EXPECT_EQ(sink.piece_bytes(1), 5U);
+  EXPECT_EQ(sink.piece_bytes(2), 0U);
+  sink.begin_piece({2, 0});
+  EXPECT_EQ(sink.piece_bytes(2), 0U);
+  EXPECT_EQ(sink.bytes(), 5U);
+}
+
 TEST(rotating_sink, a_directory_that_is_not_there_is_refused_at_once) {
   series raw("none/modem.trace");
   EXPECT_THROW(rotating_sink(raw.base, rotating_sink::content::raw, raw_pieces(), raw.collect()),
