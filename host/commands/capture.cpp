@@ -139,6 +139,7 @@ exit_code capture(capture_options options) {
   check(options);
   check_series(options);
   name_outputs(options);
+  options.line.follows_device = options.run.recording.reconnects;
   const serial_input input(options.line);
   // Messages of the plug-in would tear the line of counters.
   const bool with_counters = platform::is_terminal(stderr) && !options.run.verbose;

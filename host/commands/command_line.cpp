@@ -128,6 +128,7 @@ struct recording_arguments {
   std::vector<std::string> end;
   std::uint64_t packets = 0;
   std::string min_free;
+  bool reconnects = false;
 };
 
 void add_recording_options(CLI::App& app, recording_arguments& given, keeping_options& keeping) {
@@ -142,6 +143,8 @@ void add_recording_options(CLI::App& app, recording_arguments& given, keeping_op
   app.add_option("-c", given.packets, "End after N decoded packets")
       ->check(CLI::Range(std::uint64_t{1}, std::numeric_limits<std::uint64_t>::max()))
       ->type_name("N");
+  app.add_flag("--reconnect", given.reconnects,
+               "Wait for a port that is not there yet or was lost, and go on with the next file");
   require_nonempty(app.add_option("--on-file", keeping.command,
                                   "Run this command with the name of each complete file"))
       ->type_name("COMMAND");
@@ -153,6 +156,7 @@ void add_recording_options(CLI::App& app, recording_arguments& given, keeping_op
 
 void take_recording_options(const recording_arguments& given, capture_options& options) {
   recording_options& recording = options.run.recording;
+  recording.reconnects = given.reconnects;
   const rotation_request request = parse_rotation(given.rotation);
   recording.rotation = request.rotation;
   recording.end = parse_end(given.end);

@@ -48,8 +48,10 @@ std::string format_elapsed(std::chrono::steady_clock::duration elapsed) {
 live_status::live_status(live_status_options options) : options_(std::move(options)) {}
 
 void live_status::begin(time_point now) {
-  running_ = true;
-  begin_ = last_arrival_ = next_draw_ = mark_ = now;
+  last_arrival_ = next_draw_ = now;
+  heard_ = false;
+  // Again after a loss: the time and the speed go on.
+  if (!std::exchange(running_, true)) begin_ = mark_ = now;
 }
 
 void live_status::take(const packet& packet, time_point now) {

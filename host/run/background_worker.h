@@ -10,10 +10,12 @@
 
 namespace veltra::host {
 
-// Does jobs one after the other on a thread of its own. Any thread may add one.
+// Does jobs one after the other on a thread of its own, which begins with the first one:
+// threads that are there before a platform::interrupt_watch would take its signals. Any
+// thread may add a job.
 class background_worker {
  public:
-  background_worker() : thread_([this] { work(); }) {}
+  background_worker() = default;
   background_worker(const background_worker&) = delete;
   background_worker& operator=(const background_worker&) = delete;
   ~background_worker() { finish(); }
@@ -22,6 +24,7 @@ class background_worker {
   void add(std::function<void()> job) {
     const std::lock_guard lock(mutex_);
     jobs_.push_back(std::move(job));
+    if (!thread_.joinable()) thread_ = std::thread([this] { work(); });
     changed_.notify_one();
   }
 

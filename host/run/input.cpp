@@ -41,8 +41,12 @@ user_error file_input::explain_nothing(const run_statistics& statistics,
 }
 
 kovax::json serial_input::parameters() const {
+  if (line_.follows_device && device_ == line_.port) {
+    device_ =
+        platform::path_to_utf8(platform::stable_device_name(platform::path_from_utf8(line_.port)));
+  }
   const double stop_bits = line_.stop_bits == "1" ? 1 : line_.stop_bits == "2" ? 2 : 1.5;
-  kovax::json serial_port = {{"path", literal_path(platform::path_from_utf8(line_.port))},
+  kovax::json serial_port = {{"path", literal_path(platform::path_from_utf8(device_))},
                              {"settings",
                               {{"baud_rate", line_.baud_rate},
                                {"data_bits", line_.data_bits},
@@ -51,6 +55,25 @@ kovax::json serial_input::parameters() const {
                                {"flow_control", line_.flow_control}}}};
   // Raw bytes come first and outlive a failure of the decoding.
   return {{"serialport", std::move(serial_port)}, {"recording", true}};
+}
+
+bool serial_input::may_come_back(const source_failure& failure) const {
+  switch (failure.kind()) {
+    case failure_kind::port_lost:
+      return true;
+    case failure_kind::port_not_opened:
+    case failure_kind::port_settings_unknown:
+      return platform::refusal_of(failure.message) != platform::port_refusal::not_serial;
+    case failure_kind::port_settings_refused:
+      // A port that vanishes while it is set up.
+      return !is_there();
+    default:
+      return false;
+  }
+}
+
+bool serial_input::is_there() const {
+  return platform::device_exists(platform::path_from_utf8(device_));
 }
 
 std::optional<user_error> serial_input::explain_failure(const source_failure& failure,

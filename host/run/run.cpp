@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <exception>
 #include <mutex>
 #include <optional>
@@ -16,10 +17,12 @@
 #include "host/console.h"
 #include "host/database/database_failure.h"
 #include "host/display/summary.h"
+#include "host/run/gap_log.h"
 #include "host/run/lanes.h"
 #include "host/run/plugin_failure.h"
 #include "host/run/plugin_parameters.h"
 #include "host/run/rotation.h"
+#include "host/run/session_slot.h"
 #include "host/run/ticker.h"
 #include "host/source/plugin_library.h"
 #include "host/source/source_events.h"
@@ -35,6 +38,8 @@ namespace {
 using steady = std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds tick_interval{100};
+// A port that is there and cannot be opened is tried again after this time.
+constexpr std::chrono::milliseconds retry_interval{1000};
 // What a modem had sent when Ctrl-C came is delivered for this long.
 constexpr std::chrono::seconds max_draining{2};
 
@@ -55,9 +60,14 @@ class active_run : public source_listener {
   void on_message(std::int32_t level, std::string_view message) override;
 
  private:
-  void init();
+  void open_session();
   void begin_sinks();
   source_failure read();
+  source_failure run_session();
+  bool reconnect(const source_failure& failure);
+  void end_piece_at_loss();
+  void note_waiting(const source_failure& failure);
+  bool is_ending() const;
   void interrupt();
   void tick(steady::time_point now);
   void end_piece_in_time(steady::time_point now);
@@ -86,7 +96,7 @@ class active_run : public source_listener {
   display& display_;
   const std::thread::id thread_ = std::this_thread::get_id();
   const plugin_library plugin_;
-  source_session session_;
+  session_slot session_;
   lanes lanes_;
   outlet* capture_ = nullptr;    // one of lanes_; null: none
   outlet* raw_trace_ = nullptr;  // likewise
@@ -103,10 +113,14 @@ class active_run : public source_listener {
   database_events database_events_;
   std::set<std::string> notes_;  // each is shown once
   std::optional<source_failure> decoding_failure_;
+  std::set<std::string> waits_noted_;
+  gap_log gaps_;
   bool has_started_ = false;
   std::exception_ptr thrown_;  // by a callback
   std::exception_ptr sink_failure_;
 
+  std::mutex end_mutex_;
+  std::condition_variable end_changed_;
   std::atomic<bool> is_alive_ = false;  // the plug-in has called since its start
   std::atomic<bool> is_stop_requested_ = false;
   std::atomic<bool> is_interrupted_ = false;
@@ -130,15 +144,17 @@ active_run::active_run(const input& input, const run_options& options, const run
       rotation_(options.recording.rotation, sinks.raw_trace != nullptr) {}
 
 exit_code active_run::course() {
-  init();
+  open_session();
   begin_sinks();
   // Until all is written: a second Ctrl-C must not cost what the first one kept.
   const platform::interrupt_watch watch([this] { interrupt(); });
   return conclude(read());
 }
 
-void active_run::init() {
-  const source_failure failure = session_.init(plugin_parameters(input_, options_));
+void active_run::open_session() {
+  is_alive_ = is_stop_requested_ = false;
+  decoding_failure_.reset();
+  const source_failure failure = session_.open(plugin_parameters(input_, options_));
   const database_options& database = options_.database;
   if (failure) {
     if (database.file.empty()) {
@@ -170,17 +186,76 @@ source_failure active_run::read() {
   begin_ = steady::now();
   lanes_.start();
   ticker_.start();
-  source_failure failure;
-  has_started_ = true;
-  try {
-    failure = session_.run();
-  } catch (...) {
-    thrown_ = std::current_exception();
+  source_failure failure = run_session();
+  while (options_.recording.reconnects && !thrown_ && input_.may_come_back(failure) &&
+         reconnect(failure)) {
+    failure = run_session();
   }
   lanes_.finish();
   ticker_.stop();
   display_.end();
   return failure;
+}
+
+source_failure active_run::run_session() {
+  has_started_ = true;
+  source_failure failure;
+  try {
+    failure = session_.run();
+  } catch (...) {
+    thrown_ = std::current_exception();
+  }
+  has_started_ = false;
+  return failure;
+}
+
+// Waits until the input is there again, and opens it; false if the run ends meanwhile.
+bool active_run::reconnect(const source_failure& failure) {
+  const auto wait_for = [this](std::chrono::milliseconds time) {
+    std::unique_lock lock(end_mutex_);
+    end_changed_.wait_for(lock, time, [this] { return is_ending(); });
+  };
+  if (is_ending()) return false;
+  session_.close();
+  end_piece_at_loss();
+  note_waiting(failure);
+  // One that is there and was refused is in use, or not set up yet.
+  if (failure.kind() != failure_kind::port_lost && input_.is_there()) wait_for(retry_interval);
+  while (!is_ending()) {
+    if (!input_.is_there()) {
+      wait_for(tick_interval);
+      continue;
+    }
+    try {
+      open_session();
+      return !is_ending();
+    } catch (const user_error& error) {
+      const std::string text = error.what();
+      if (notes_.insert(text).second) note(text + " Trying again.");
+      wait_for(retry_interval);
+    }
+  }
+  return false;
+}
+
+void active_run::end_piece_at_loss() {
+  const std::lock_guard lock(delivery_mutex_);
+  rotation_.cut();
+  lanes_.push(boundary{});
+  if (statistics_.raw_bytes() != 0) gaps_.lose(steady::now());
+}
+
+// Once for each reason, until the port has been open.
+void active_run::note_waiting(const source_failure& failure) {
+  if (failure.kind() == failure_kind::port_lost) waits_noted_.clear();
+  if (!waits_noted_.insert(failure.message).second) return;
+  note(fmt::format("{} {} ({}); waiting for it.", input_.name(),
+                   failure.kind() == failure_kind::port_lost ? "was lost" : "cannot be opened",
+                   sanitize(failure.message)));
+}
+
+bool active_run::is_ending() const {
+  return is_interrupted_ || is_at_limit_ || !lanes_.is_any_open();
 }
 
 void active_run::on_packet(const packet& packet) {
@@ -212,7 +287,7 @@ bool active_run::is_for_files(const packet& packet) {
     return false;
   }
   sinks_.keeper->begin(*next);
-  lanes_.push(boundary{next, {}});
+  lanes_.push(boundary{next, gaps_.take(input_.name(), steady::now())});
   return true;
 }
 
@@ -243,7 +318,9 @@ void active_run::take_sign_of_life() {
 
 // Any thread.
 void active_run::end_at_limit() {
-  if (!is_at_limit_.exchange(true) && is_alive_) request_stop();
+  if (is_at_limit_.exchange(true)) return;
+  end_changed_.notify_all();
+  if (is_alive_) request_stop();
 }
 
 void active_run::request_stop() {
@@ -253,6 +330,7 @@ void active_run::request_stop() {
 // On the thread that watches for Ctrl-C.
 void active_run::interrupt() {
   is_interrupted_ = true;
+  end_changed_.notify_all();
   lanes_.limit_writes();
   if (interrupts_++ != 0) {
     session_.stop();  // at once
@@ -355,6 +433,9 @@ void active_run::summarise_capture() const {
     remarks += fmt::format("{}{} packet{} missed: the reader was too slow",
                            remarks.empty() ? "" : ", ", missed, missed == 1 ? "" : "s");
   }
+  if (const std::string gaps = gaps_.describe(); !gaps.empty()) {
+    remarks += (remarks.empty() ? "" : ", ") + gaps;
+  }
   tell(format_summary(statistics_, {.output = capture_->target().name(),
                                     .elapsed = steady::now() - begin_,
                                     .interrupted = is_interrupted_ && !input_.is_live(),
@@ -364,7 +445,10 @@ void active_run::summarise_capture() const {
 void active_run::summarise_raw_trace() const {
   const std::uint64_t bytes = sinks_.raw_trace->bytes();
   if (bytes == 0) return;
-  const std::string remarks = sinks_.raw_trace->remarks();
+  std::string remarks = sinks_.raw_trace->remarks();
+  if (const std::string gaps = gaps_.describe(); !gaps.empty() && capture_ == nullptr) {
+    remarks += (remarks.empty() ? "" : ", ") + gaps;
+  }
   tell(fmt::format("{}: {} of raw trace{}{}\n", sinks_.raw_trace->name(),
                    format_bytes(static_cast<double>(bytes)), remarks.empty() ? "" : ", ", remarks));
 }

@@ -19,7 +19,9 @@ struct output_options {
 // How a live input is recorded.
 struct recording_options {
   rotation_options rotation;
-  bool is_series() const { return rotation.has_boundary(); }
+  bool reconnects = false;  // waits for an input that is not there, or not any more
+  // Each connection begins a file.
+  bool is_series() const { return reconnects || rotation.has_boundary(); }
   file_limits end;  // of the run
 };
 
@@ -40,6 +42,7 @@ struct line_options {
   std::string stop_bits = "1";
   std::string parity = "none";
   std::string flow_control = "none";
+  bool follows_device = false;  // the same hardware, though its port's number changes
 };
 
 }  // namespace veltra::host
