@@ -7,15 +7,18 @@
 
 #include "host/commands/commands.h"
 #include "host/commands/packet_sink.h"
+#include "host/console.h"
 #include "host/display/live_view.h"
 #include "host/output/output_failure.h"
 #include "host/output/output_file.h"
+#include "host/output/part_files.h"
 #include "host/output/raw_sink.h"
 #include "host/output/rotating_sink.h"
 #include "host/output/same_file.h"
 #include "host/run/run.h"
 #include "host/user_error.h"
 #include "platform/file.h"
+#include "platform/shell.h"
 
 namespace veltra::host {
 
@@ -124,6 +127,19 @@ void name_outputs(capture_options& options) {
   if (decodes(options) && output.file.empty()) output.file = default_name(options, output.format);
 }
 
+// A capture that was ended by force has left its packets under another name.
+void note_left_parts(const capture_options& options) {
+  if (!decodes(options)) return;
+  for (const std::filesystem::path& part :
+       find_left_parts(platform::path_from_utf8(options.run.output.file))) {
+    const std::string name = platform::path_to_utf8(part);
+    tell(
+        fmt::format("veltra: note: {} was left by a capture that was ended by force; make a whole "
+                    "one of it with: veltra recover {}\n",
+                    name, platform::shell_word(name)));
+  }
+}
+
 keeping_options keeping(const capture_options& options) {
   keeping_options result = options.keeping;
   result.max_pieces = options.run.recording.rotation.piece.files.value_or(0);
@@ -139,6 +155,7 @@ exit_code capture(capture_options options) {
   check(options);
   check_series(options);
   name_outputs(options);
+  note_left_parts(options);
   options.line.follows_device = options.run.recording.reconnects;
   const serial_input input(options.line);
   // Messages of the plug-in would tear the line of counters.

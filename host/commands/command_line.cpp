@@ -128,6 +128,7 @@ struct recording_arguments {
   std::vector<std::string> end;
   std::uint64_t packets = 0;
   std::string min_free;
+  double sync_interval = 0;
   bool reconnects = false;
 };
 
@@ -145,6 +146,11 @@ void add_recording_options(CLI::App& app, recording_arguments& given, keeping_op
       ->type_name("N");
   app.add_flag("--reconnect", given.reconnects,
                "Wait for a port that is not there yet or was lost, and go on with the next file");
+  app.add_option("--sync-interval", given.sync_interval,
+                 "Make the raw trace safe against a loss of power so often, too, not only file by "
+                 "file")
+      ->check(CLI::PositiveNumber)
+      ->type_name("SECONDS");
   require_nonempty(app.add_option("--on-file", keeping.command,
                                   "Run this command with the name of each complete file"))
       ->type_name("COMMAND");
@@ -157,6 +163,9 @@ void add_recording_options(CLI::App& app, recording_arguments& given, keeping_op
 void take_recording_options(const recording_arguments& given, capture_options& options) {
   recording_options& recording = options.run.recording;
   recording.reconnects = given.reconnects;
+  if (given.sync_interval > 0) {
+    recording.sync_interval = std::chrono::duration<double>(given.sync_interval);
+  }
   const rotation_request request = parse_rotation(given.rotation);
   recording.rotation = request.rotation;
   recording.end = parse_end(given.end);
@@ -193,6 +202,14 @@ void add_capture_command(CLI::App& parent, command& chosen) {
     take_recording_options(*recording, *options);
     chosen = [options] { return capture(*options); };
   });
+}
+
+void add_recover_command(CLI::App& parent, command& chosen) {
+  CLI::App* const app = parent.add_subcommand(
+      "recover", "Make whole captures of the .part files that a kill or a loss of power left");
+  const auto parts = std::make_shared<std::vector<std::string>>();
+  app->add_option("PART", *parts, "Such a file: NAME.XXXXXXXX.part")->required();
+  app->callback([parts, &chosen] { chosen = [parts] { return recover(*parts); }; });
 }
 
 void add_devices_command(CLI::App& parent, command& chosen) {
@@ -374,6 +391,7 @@ exit_code run_command_line(const std::vector<std::string>& arguments) {
   command chosen;
   add_decode_command(app, chosen);
   add_capture_command(app, chosen);
+  add_recover_command(app, chosen);
   add_devices_command(app, chosen);
   add_db_command(app, chosen);
   add_simulate_command(app, chosen);

@@ -33,6 +33,10 @@ struct capture_options {
 };
 exit_code capture(capture_options options);
 
+// Makes whole captures of parts that were left behind, one after the other. Throws for the
+// first one that is not such a file.
+exit_code recover(const std::vector<std::string>& parts);
+
 exit_code list_devices();
 
 // One line for each port under a line of headings: its name, its state, and what the

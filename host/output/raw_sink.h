@@ -32,6 +32,7 @@ class raw_sink : public sink {
   void write(const packet& packet) override;  // ignores packets that are not raw
   void mark_missed(std::uint64_t count) override { missed_ += count; }
   bool flush() override { return false; }
+  void sync() override;
   void finish() override;
   bool salvage() override;
   void limit_writes() noexcept override { stream_.hurry(); }
@@ -59,6 +60,7 @@ class raw_sink : public sink {
   platform::stream_writer stream_;
   std::unique_ptr<std::FILE, closer> file_;
   std::atomic<std::uint64_t> bytes_ = 0;
+  std::uint64_t synced_bytes_ = 0;
   std::uint64_t missed_ = 0;  // packets
 };
 

@@ -37,6 +37,9 @@ class rotating_sink : public sink {
   void begin_piece(const piece& next) override;
   void end_piece() override;
   bool flush() override;
+  void sync() override {
+    if (is_open_) current_->sync();
+  }
   void finish() override { end_piece(); }
   bool salvage() override;
   void limit_writes() noexcept override {}  // of files there is none to wait for

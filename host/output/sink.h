@@ -45,6 +45,9 @@ class sink {
   // is, so that it has to be asked again.
   virtual bool flush() = 0;
 
+  // Makes sure that everything that is not held back survives a loss of power.
+  virtual void sync() {}
+
   // Completes the output and gives it its name.
   virtual void finish() = 0;
 

@@ -84,6 +84,15 @@ void outlet::push(boundary boundary) {
   if (is_idle_) changed_.notify_one();
 }
 
+void outlet::sync() {
+  if (has_failed_ || delivery_ != delivery::direct) return;
+  try {
+    to_.sync();
+  } catch (...) {
+    fail(std::current_exception());
+  }
+}
+
 void outlet::apply(const boundary& boundary) {
   if (boundary.next) {
     to_.begin_piece(*boundary.next);

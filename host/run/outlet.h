@@ -60,6 +60,9 @@ class outlet {
   // For a sink of a series: never missed, however full the queue is.
   void push(boundary boundary);
 
+  // Has the sink sync what it was given, if the delivery is direct; in place of a push().
+  void sync();
+
   // Lets the sink have another look at what it holds back.
   void tick();
 

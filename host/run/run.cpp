@@ -72,6 +72,7 @@ class active_run : public source_listener {
   void tick(steady::time_point now);
   void end_piece_in_time(steady::time_point now);
   void end_in_time(steady::time_point now);
+  void sync_in_time(steady::time_point now);
 
   void take_sign_of_life();
   void request_stop();
@@ -103,6 +104,7 @@ class active_run : public source_listener {
   ticker ticker_;
   steady::time_point begin_{};
   steady::time_point next_look_for_room_{};  // the ticker's
+  steady::time_point last_sync_{};           // likewise
 
   // Taken for each packet, and by the ticker to end a piece in silence.
   std::mutex delivery_mutex_;
@@ -345,6 +347,7 @@ void active_run::tick(steady::time_point now) {
   if (!lanes_.is_any_open()) request_stop();
   end_piece_in_time(now);
   end_in_time(now);
+  sync_in_time(now);
   if (is_interrupted_ && !interrupted_at_) interrupted_at_ = now;
   if (interrupted_at_ && now - *interrupted_at_ > max_draining) {
     interrupted_at_ = steady::time_point::max();
@@ -369,6 +372,15 @@ void active_run::end_in_time(steady::time_point now) {
   if (sinks_.keeper->make_room()) return;
   is_out_of_room_ = true;
   end_at_limit();
+}
+
+void active_run::sync_in_time(steady::time_point now) {
+  const auto& interval = options_.recording.sync_interval;
+  if (!interval || raw_trace_ == nullptr || now - last_sync_ < *interval) return;
+  last_sync_ = now;
+  // Packets wait meanwhile, in the plug-in's buffer.
+  const std::lock_guard lock(delivery_mutex_);
+  raw_trace_->sync();
 }
 
 void active_run::note(const std::string& text) {

@@ -1,7 +1,9 @@
 // run_options.h - what the command line says about a run.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "host/database/database_options.h"
@@ -19,6 +21,8 @@ struct output_options {
 // How a live input is recorded.
 struct recording_options {
   rotation_options rotation;
+  // How often the raw trace is made safe against a loss of power; none: with each file.
+  std::optional<std::chrono::duration<double>> sync_interval;
   bool reconnects = false;  // waits for an input that is not there, or not any more
   // Each connection begins a file.
   bool is_series() const { return reconnects || rotation.has_boundary(); }
