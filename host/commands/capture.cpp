@@ -9,6 +9,7 @@
 #include "host/commands/packet_sink.h"
 #include "host/console.h"
 #include "host/display/live_view.h"
+#include "host/display/status_files.h"
 #include "host/output/output_failure.h"
 #include "host/output/output_file.h"
 #include "host/output/part_files.h"
@@ -140,8 +141,23 @@ void note_left_parts(const capture_options& options) {
   }
 }
 
+// For a log that nobody watches: what is recorded where. Empty for a capture that a person
+// waits for.
+std::string report_start(const capture_options& options) {
+  if (platform::is_terminal(stderr) || !options.run.recording.is_series()) return {};
+  const database_options& database = options.run.database;
+  const std::string& output = options.run.output.file;
+  const std::string raw = options.raw.value_or("");
+  return fmt::format("recording; {}; files {}{}{}",
+                     !decodes(options)       ? "no database, raw trace only"
+                     : database.file.empty() ? "cache " + sanitize(database.cache)
+                                             : "database " + sanitize(database.file),
+                     sanitize(raw), raw.empty() || output.empty() ? "" : ", ", sanitize(output));
+}
+
 keeping_options keeping(const capture_options& options) {
   keeping_options result = options.keeping;
+  result.is_series = options.run.recording.is_series();
   result.max_pieces = options.run.recording.rotation.piece.files.value_or(0);
   for (const std::string& output : {options.run.output.file, options.raw.value_or("")}) {
     if (!output.empty()) result.bases.push_back(platform::path_from_utf8(output));
@@ -160,7 +176,13 @@ exit_code capture(capture_options options) {
   const serial_input input(options.line);
   // Messages of the plug-in would tear the line of counters.
   const bool with_counters = platform::is_terminal(stderr) && !options.run.verbose;
-  live_view view({.port = options.line.port, .with_counters = with_counters});
+  live_view view({.port = options.line.port,
+                  .with_counters = with_counters,
+                  .report_start = report_start(options)});
+  status_files status(options.line.port,
+                      {.json = platform::path_from_utf8(options.status_file),
+                       .metrics = platform::path_from_utf8(options.metrics_file)},
+                      view);
   piece_keeper keeper(keeping(options), [&view](const std::string& text) {
     view.show_lines(fmt::format("veltra: note: {}\n", text));
   });
@@ -169,7 +191,7 @@ exit_code capture(capture_options options) {
   if (options.raw) raw_trace = make_raw_sink(options, keeper);
   if (decodes(options)) packets = make_capture_sink(options, input, keeper);
   return run(input, options.run,
-             {.raw_trace = raw_trace.get(), .capture = packets.get(), .keeper = &keeper}, view);
+             {.raw_trace = raw_trace.get(), .capture = packets.get(), .keeper = &keeper}, status);
 }
 
 }  // namespace veltra::host

@@ -160,6 +160,16 @@ void add_recording_options(CLI::App& app, recording_arguments& given, keeping_op
       ->type_name("SIZE");
 }
 
+void add_status_options(CLI::App& app, capture_options& options) {
+  require_nonempty(app.add_option("--status-file", options.status_file,
+                                  "Write the capture's state to this file, as JSON"))
+      ->type_name("FILE");
+  require_nonempty(
+      app.add_option("--metrics", options.metrics_file,
+                     "Write it in Prometheus' text format, for the textfile collector"))
+      ->type_name("FILE");
+}
+
 void take_recording_options(const recording_arguments& given, capture_options& options) {
   recording_options& recording = options.run.recording;
   recording.reconnects = given.reconnects;
@@ -197,6 +207,7 @@ void add_capture_command(CLI::App& parent, command& chosen) {
   add_run_options(*app, options->run, "capture-PORT-TIME.pcapng");
   const auto recording = std::make_shared<recording_arguments>();
   add_recording_options(*app, *recording, options->keeping);
+  add_status_options(*app, *options);
   app->callback([options, raw, raw_option, recording, &chosen] {
     if (raw_option->count() != 0) options->raw = *raw;
     take_recording_options(*recording, *options);

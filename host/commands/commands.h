@@ -30,6 +30,8 @@ struct capture_options {
   run_options run;
   std::optional<std::string> raw;  // keep the raw trace; empty: under a name of its own
   keeping_options keeping;         // but for the bases, which follow from the names
+  std::string status_file;         // JSON for programs that watch; empty: none
+  std::string metrics_file;        // the same for Prometheus
 };
 exit_code capture(capture_options options);
 

@@ -71,6 +71,15 @@ void piece_keeper::delete_surplus() {
   }
 }
 
+std::vector<fs::path> piece_keeper::current_files() {
+  if (!options_.is_series) return options_.bases;
+  const std::lock_guard lock(mutex_);
+  std::vector<fs::path> files;
+  if (latest_.number == 0) return files;
+  for (const fs::path& base : options_.bases) files.push_back(piece_path(base, latest_));
+  return files;
+}
+
 bool piece_keeper::make_room() {
   if (options_.min_free == 0) return true;
   while (!is_room()) {

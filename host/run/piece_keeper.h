@@ -21,6 +21,7 @@ struct keeping_options {
   std::uint64_t min_free = 0;    // bytes of the file system; 0: not looked at
   // What pieces are called without number and time, or the names of single files.
   std::vector<std::filesystem::path> bases = {};
+  bool is_series = true;  // otherwise the bases are files
 };
 
 // Announces complete files and deletes the oldest ones. Printing, commands and deletions
@@ -41,6 +42,9 @@ class piece_keeper {
 
   // A file of a piece is complete.
   void add(const piece& piece, const std::filesystem::path& path);
+
+  // The files of the piece under way, one of each series; before the first piece none.
+  std::vector<std::filesystem::path> current_files();
 
   // True if as much space is free as there has to be, if need be after the oldest pieces
   // were deleted, those of earlier runs first. Pieces are deleted only if `max_pieces`

@@ -73,6 +73,7 @@ class active_run : public source_listener {
   void end_piece_in_time(steady::time_point now);
   void end_in_time(steady::time_point now);
   void sync_in_time(steady::time_point now);
+  void show_facts();
 
   void take_sign_of_life();
   void request_stop();
@@ -117,6 +118,8 @@ class active_run : public source_listener {
   std::optional<source_failure> decoding_failure_;
   std::set<std::string> waits_noted_;
   gap_log gaps_;
+  std::atomic<std::uint64_t> gap_count_ = 0;  // of gaps_
+  std::atomic<bool> is_waiting_ = false;      // for the input
   bool has_started_ = false;
   std::exception_ptr thrown_;  // by a callback
   std::exception_ptr sink_failure_;
@@ -220,6 +223,7 @@ bool active_run::reconnect(const source_failure& failure) {
   if (is_ending()) return false;
   session_.close();
   end_piece_at_loss();
+  is_waiting_ = true;
   note_waiting(failure);
   // One that is there and was refused is in use, or not set up yet.
   if (failure.kind() != failure_kind::port_lost && input_.is_there()) wait_for(retry_interval);
@@ -263,6 +267,7 @@ bool active_run::is_ending() const {
 void active_run::on_packet(const packet& packet) {
   take_sign_of_life();
   const std::lock_guard lock(delivery_mutex_);
+  is_waiting_ = false;
   if (!is_for_files(packet)) return;
   statistics_.add(packet);
   lanes_.push(packet);
@@ -290,6 +295,7 @@ bool active_run::is_for_files(const packet& packet) {
   }
   sinks_.keeper->begin(*next);
   lanes_.push(boundary{next, gaps_.take(input_.name(), steady::now())});
+  gap_count_ = gaps_.count();
   return true;
 }
 
@@ -353,7 +359,23 @@ void active_run::tick(steady::time_point now) {
     interrupted_at_ = steady::time_point::max();
     session_.stop();
   }
+  show_facts();
   display_.tick(now);
+}
+
+void active_run::show_facts() {
+  run_facts facts;
+  facts.is_waiting = is_waiting_;
+  facts.gaps = gap_count_;
+  for (outlet* const each : {raw_trace_, capture_}) {
+    if (each != nullptr) facts.missed += each->missed();
+  }
+  if (sinks_.keeper != nullptr) {
+    for (const std::filesystem::path& file : sinks_.keeper->current_files()) {
+      facts.files.push_back(platform::path_to_utf8(file));
+    }
+  }
+  display_.take_facts(facts);
 }
 
 // A piece whose time is over is complete even if nothing more comes.

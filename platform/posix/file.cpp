@@ -1,6 +1,7 @@
 #include "platform/file.h"
 
 #include <fcntl.h>
+#include <sys/ioctl.h>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -46,8 +47,7 @@ int sync_file(std::FILE* file) {
 }
 
 void sync_directory(const std::filesystem::path& path) {
-  const int directory =
-      open(path.empty() ? "." : path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  const int directory = open(path.empty() ? "." : path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (directory < 0) return;
   fsync(directory);
   close(directory);
@@ -67,6 +67,11 @@ unsigned long process_id() {
 
 bool is_terminal(std::FILE* file) {
   return isatty(fileno(file)) == 1;
+}
+
+unsigned terminal_columns(std::FILE* file) {
+  winsize size{};
+  return ioctl(fileno(file), TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
 }
 
 std::filesystem::path executable_path() {
