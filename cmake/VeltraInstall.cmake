@@ -1,6 +1,7 @@
 # The installed tree:
 #   bin/veltra                                the host program
 #   lib/kovax/kovax-veltra-source.kovax       the plug-in
+#   lib/systemd, lib/udev, lib/sysusers.d     the recorder as a service
 #   lib/kovax/libdekodrix.so                  the open decoder, found beside it
 #   include/kovax, include/dekodrix           the C interfaces
 #   lib/cmake/kovax-veltra-source             find_package(kovax-veltra-source)
@@ -24,6 +25,12 @@ install(TARGETS kovax_source_interface kovax-veltra-source dekodrix
 install(DIRECTORY include/kovax include/dekodrix
   DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
 install(FILES README.md LICENSE DESTINATION "${VELTRA_DOC_INSTALL_DIR}")
+if(UNIX)
+  install(FILES "packaging/systemd/veltra-capture@.service" DESTINATION lib/systemd/system)
+  install(FILES packaging/systemd/60-veltra-capture.rules DESTINATION lib/udev/rules.d)
+  install(FILES packaging/systemd/veltra-capture.sysusers
+    DESTINATION lib/sysusers.d RENAME veltra-capture.conf)
+endif()
 install(DIRECTORY docs examples DESTINATION "${VELTRA_DOC_INSTALL_DIR}")
 
 install(EXPORT kovax-veltra-source-targets NAMESPACE kovax:: DESTINATION "${package_dir}")

@@ -22,6 +22,7 @@
 #include "host/run/plugin_failure.h"
 #include "host/run/plugin_parameters.h"
 #include "host/run/rotation.h"
+#include "host/run/service_reports.h"
 #include "host/run/session_slot.h"
 #include "host/run/ticker.h"
 #include "host/source/plugin_library.h"
@@ -38,6 +39,8 @@ namespace {
 using steady = std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds tick_interval{100};
+// A port whose opening has not failed for so long is open: the plug-in does not report it.
+constexpr int ticks_to_open = 3;
 // A port that is there and cannot be opened is tried again after this time.
 constexpr std::chrono::milliseconds retry_interval{1000};
 // What a modem had sent when Ctrl-C came is delivered for this long.
@@ -117,9 +120,11 @@ class active_run : public source_listener {
   std::set<std::string> notes_;  // each is shown once
   std::optional<source_failure> decoding_failure_;
   std::set<std::string> waits_noted_;
+  service_reports service_;  // the ticker's
   gap_log gaps_;
   std::atomic<std::uint64_t> gap_count_ = 0;  // of gaps_
   std::atomic<bool> is_waiting_ = false;      // for the input
+  std::atomic<int> opening_ticks_ = -1;       // since the port was about to be opened
   bool has_started_ = false;
   std::exception_ptr thrown_;  // by a callback
   std::exception_ptr sink_failure_;
@@ -198,6 +203,7 @@ source_failure active_run::read() {
   }
   lanes_.finish();
   ticker_.stop();
+  service_.end();
   display_.end();
   return failure;
 }
@@ -211,6 +217,7 @@ source_failure active_run::run_session() {
     thrown_ = std::current_exception();
   }
   has_started_ = false;
+  opening_ticks_ = -1;
   return failure;
 }
 
@@ -316,6 +323,7 @@ void active_run::on_message(std::int32_t level, std::string_view message) {
   } else if (event.is_failure && !options_.verbose) {
     note_failure(event);
   }
+  if (event.kind == event_kind::port_opening) opening_ticks_ = 0;
   display_.take_event(event);
 }
 
@@ -360,6 +368,8 @@ void active_run::tick(steady::time_point now) {
     session_.stop();
   }
   show_facts();
+  if (opening_ticks_ >= 0) ++opening_ticks_;
+  service_.tick(opening_ticks_ >= ticks_to_open, now);
   display_.tick(now);
 }
 
