@@ -3,31 +3,19 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <exception>
 #include <mutex>
 #include <optional>
-#include <set>
 #include <string>
-#include <thread>
 #include <utility>
 
 #include "host/console.h"
 #include "host/database/database_failure.h"
-#include "host/display/summary.h"
-#include "host/run/gap_log.h"
-#include "host/run/lanes.h"
+#include "host/run/active_run.h"
 #include "host/run/plugin_failure.h"
 #include "host/run/plugin_parameters.h"
-#include "host/run/rotation.h"
-#include "host/run/service_reports.h"
-#include "host/run/session_slot.h"
-#include "host/run/ticker.h"
-#include "host/source/plugin_library.h"
 #include "host/source/source_events.h"
-#include "host/source/source_session.h"
 #include "host/user_error.h"
 #include "platform/file.h"
 #include "platform/interrupt.h"
@@ -39,107 +27,10 @@ namespace {
 using steady = std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds tick_interval{100};
-// A port whose opening has not failed for so long is open: the plug-in does not report it.
-constexpr int ticks_to_open = 3;
 // A port that is there and cannot be opened is tried again after this time.
 constexpr std::chrono::milliseconds retry_interval{1000};
-// What a modem had sent when Ctrl-C came is delivered for this long.
-constexpr std::chrono::seconds max_draining{2};
 
-bool has_undelivered(const source_failure& failure) {
-  const auto undelivered = parse_undelivered(failure.message);
-  return undelivered && *undelivered != undelivered_data{};
-}
-
-class active_run : public source_listener {
- public:
-  active_run(const input& input, const run_options& options, const run_sinks& sinks,
-             display& display);
-
-  exit_code course();
-
-  // On the thread of the plug-in's start.
-  void on_packet(const packet& packet) override;
-  void on_message(std::int32_t level, std::string_view message) override;
-
- private:
-  void open_session();
-  void begin_sinks();
-  source_failure read();
-  source_failure run_session();
-  bool reconnect(const source_failure& failure);
-  void end_piece_at_loss();
-  void note_waiting(const source_failure& failure);
-  bool is_ending() const;
-  void interrupt();
-  void tick(steady::time_point now);
-  void end_piece_in_time(steady::time_point now);
-  void end_in_time(steady::time_point now);
-  void sync_in_time(steady::time_point now);
-  void show_facts();
-
-  void take_sign_of_life();
-  void request_stop();
-  void note(const std::string& text);
-  void end_at_limit();
-  rotation_moment moment(steady::time_point now) const;
-  bool is_for_files(const packet& packet);
-  void note_failure(const source_event& event);
-  void stop_decoding(std::string_view reason);
-
-  exit_code conclude(source_failure failure);
-  bool finish_sink(outlet& from);
-  void summarise_capture() const;
-  void summarise_raw_trace() const;
-  user_error explain(const source_failure& failure, bool is_kept) const;
-  user_error explain_nothing() const;
-  user_error explain_shortage() const;
-
-  const input& input_;
-  const run_options& options_;
-  const run_sinks& sinks_;
-  display& display_;
-  const std::thread::id thread_ = std::this_thread::get_id();
-  const plugin_library plugin_;
-  session_slot session_;
-  lanes lanes_;
-  outlet* capture_ = nullptr;    // one of lanes_; null: none
-  outlet* raw_trace_ = nullptr;  // likewise
-  ticker ticker_;
-  steady::time_point begin_{};
-  steady::time_point next_look_for_room_{};  // the ticker's
-  steady::time_point last_sync_{};           // likewise
-
-  // Taken for each packet, and by the ticker to end a piece in silence.
-  std::mutex delivery_mutex_;
-  rotation rotation_;
-
-  // The run's thread.
-  run_statistics statistics_;
-  database_events database_events_;
-  std::set<std::string> notes_;  // each is shown once
-  std::optional<source_failure> decoding_failure_;
-  std::set<std::string> waits_noted_;
-  service_reports service_;  // the ticker's
-  gap_log gaps_;
-  std::atomic<std::uint64_t> gap_count_ = 0;  // of gaps_
-  std::atomic<bool> is_waiting_ = false;      // for the input
-  std::atomic<int> opening_ticks_ = -1;       // since the port was about to be opened
-  bool has_started_ = false;
-  std::exception_ptr thrown_;  // by a callback
-  std::exception_ptr sink_failure_;
-
-  std::mutex end_mutex_;
-  std::condition_variable end_changed_;
-  std::atomic<bool> is_alive_ = false;  // the plug-in has called since its start
-  std::atomic<bool> is_stop_requested_ = false;
-  std::atomic<bool> is_interrupted_ = false;
-  std::atomic<bool> is_at_limit_ = false;  // of the options: the run is about to end
-  std::atomic<bool> is_out_of_room_ = false;
-  bool is_past_last_piece_ = false;                   // guarded by delivery_mutex_
-  std::optional<steady::time_point> interrupted_at_;  // as the ticker saw it
-  std::atomic<int> interrupts_ = 0;
-};
+}  // namespace
 
 active_run::active_run(const input& input, const run_options& options, const run_sinks& sinks,
                        display& display)
@@ -355,66 +246,6 @@ void active_run::interrupt() {
   }
 }
 
-// On the ticker's thread.
-void active_run::tick(steady::time_point now) {
-  lanes_.watch(now);
-  if (!lanes_.is_any_open()) request_stop();
-  end_piece_in_time(now);
-  end_in_time(now);
-  sync_in_time(now);
-  if (is_interrupted_ && !interrupted_at_) interrupted_at_ = now;
-  if (interrupted_at_ && now - *interrupted_at_ > max_draining) {
-    interrupted_at_ = steady::time_point::max();
-    session_.stop();
-  }
-  show_facts();
-  if (opening_ticks_ >= 0) ++opening_ticks_;
-  service_.tick(opening_ticks_ >= ticks_to_open, now);
-  display_.tick(now);
-}
-
-void active_run::show_facts() {
-  run_facts facts;
-  facts.is_waiting = is_waiting_;
-  facts.gaps = gap_count_;
-  for (outlet* const each : {raw_trace_, capture_}) {
-    if (each != nullptr) facts.missed += each->missed();
-  }
-  if (sinks_.keeper != nullptr) {
-    for (const std::filesystem::path& file : sinks_.keeper->current_files()) {
-      facts.files.push_back(platform::path_to_utf8(file));
-    }
-  }
-  display_.take_facts(facts);
-}
-
-// A piece whose time is over is complete even if nothing more comes.
-void active_run::end_piece_in_time(steady::time_point now) {
-  const std::unique_lock lock(delivery_mutex_, std::try_to_lock);
-  // A packet under way will see it as well.
-  if (lock && sinks_.keeper != nullptr && rotation_.ends(moment(now))) lanes_.push(boundary{});
-}
-
-void active_run::end_in_time(steady::time_point now) {
-  constexpr std::chrono::seconds interval{1};
-  const file_limits& end = options_.recording.end;
-  if (end.duration && now - begin_ >= *end.duration) end_at_limit();
-  if (sinks_.keeper == nullptr || now < next_look_for_room_) return;
-  next_look_for_room_ = now + interval;
-  if (sinks_.keeper->make_room()) return;
-  is_out_of_room_ = true;
-  end_at_limit();
-}
-
-void active_run::sync_in_time(steady::time_point now) {
-  const auto& interval = options_.recording.sync_interval;
-  if (!interval || raw_trace_ == nullptr || now - last_sync_ < *interval) return;
-  last_sync_ = now;
-  // Packets wait meanwhile, in the plug-in's buffer.
-  const std::lock_guard lock(delivery_mutex_);
-  raw_trace_->sync();
-}
-
 void active_run::note(const std::string& text) {
   display_.show_lines(fmt::format("veltra: note: {}\n", text));
 }
@@ -436,98 +267,6 @@ void active_run::stop_decoding(std::string_view reason) {
     note(fmt::format("decoding stopped ({}); the raw trace goes on.", sanitize(reason)));
   }
 }
-
-exit_code active_run::conclude(source_failure failure) {
-  const bool is_live = input_.is_live();
-  // A stop ends the wait for a live input by design; only what it cost is a failure.
-  if (is_live && (is_interrupted_ || is_at_limit_) && !has_undelivered(failure)) failure = {};
-  if (!failure && decoding_failure_) failure = *decoding_failure_;
-  const bool has_content =
-      capture_ != nullptr ? statistics_.has_content() : statistics_.raw_bytes() != 0;
-  const bool is_kept = has_content && (is_live || (!failure && !thrown_));
-
-  sink_failure_ = lanes_.failure();
-  if (capture_ != nullptr && is_kept && finish_sink(*capture_)) summarise_capture();
-  if (raw_trace_ != nullptr && finish_sink(*raw_trace_)) summarise_raw_trace();
-
-  if (thrown_) std::rethrow_exception(thrown_);
-  if (failure) throw explain(failure, is_kept);
-  if (sink_failure_) std::rethrow_exception(sink_failure_);
-  if (is_out_of_room_) throw explain_shortage();
-  if (!has_content) throw explain_nothing();
-  return is_interrupted_ && !is_live ? exit_code::interrupted : exit_code::ok;
-}
-
-// Completes the output; returns whether there is one.
-bool active_run::finish_sink(outlet& from) {
-  try {
-    if (from.failure()) std::rethrow_exception(from.failure());
-    from.target().finish();
-    return true;
-  } catch (const user_error&) {
-    if (!sink_failure_) sink_failure_ = std::current_exception();
-    // A live input does not come a second time.
-    return input_.is_live() && from.target().salvage();
-  }
-}
-
-void active_run::summarise_capture() const {
-  std::string remarks = capture_->target().remarks();
-  if (const std::uint64_t missed = capture_->missed()) {
-    remarks += fmt::format("{}{} packet{} missed: the reader was too slow",
-                           remarks.empty() ? "" : ", ", missed, missed == 1 ? "" : "s");
-  }
-  if (const std::string gaps = gaps_.describe(); !gaps.empty()) {
-    remarks += (remarks.empty() ? "" : ", ") + gaps;
-  }
-  tell(format_summary(statistics_, {.output = capture_->target().name(),
-                                    .elapsed = steady::now() - begin_,
-                                    .interrupted = is_interrupted_ && !input_.is_live(),
-                                    .remarks = remarks}));
-}
-
-void active_run::summarise_raw_trace() const {
-  const std::uint64_t bytes = sinks_.raw_trace->bytes();
-  if (bytes == 0) return;
-  std::string remarks = sinks_.raw_trace->remarks();
-  if (const std::string gaps = gaps_.describe(); !gaps.empty() && capture_ == nullptr) {
-    remarks += (remarks.empty() ? "" : ", ") + gaps;
-  }
-  tell(fmt::format("{}: {} of raw trace{}{}\n", sinks_.raw_trace->name(),
-                   format_bytes(static_cast<double>(bytes)), remarks.empty() ? "" : ", ", remarks));
-}
-
-user_error active_run::explain(const source_failure& failure, bool is_kept) const {
-  const database_options& database = options_.database;
-  const std::string_view remark = capture_ != nullptr ? capture_remark(is_kept) : "";
-  if (auto known = input_.explain_failure(failure, remark)) return *known;
-  if (database.file.empty()) {
-    if (auto known = explain_search_failure(failure.kind(), failure.message, input_.name(),
-                                            database, database_events_)) {
-      return *known;
-    }
-  }
-  return explain_run_failure(failure, input_.name(), database, is_kept);
-}
-
-user_error active_run::explain_nothing() const {
-  if (is_interrupted_ && !input_.is_live()) {
-    return {
-        exit_code::interrupted,
-        fmt::format("interrupted before {} gave a packet; no capture was written.", input_.name())};
-  }
-  return input_.explain_nothing(statistics_, options_.database);
-}
-
-user_error active_run::explain_shortage() const {
-  return {
-      exit_code::output_failed,
-      fmt::format("{}; the capture ended, and what came before is kept. Free some space, or let "
-                  "the oldest files be deleted with -b files:N.",
-                  sinks_.keeper->describe_shortage())};
-}
-
-}  // namespace
 
 exit_code run(const input& input, const run_options& options, const run_sinks& sinks,
               display& display) {

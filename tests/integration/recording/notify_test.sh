@@ -31,6 +31,7 @@ wait_for_state WATCHDOG=1
 session=slow.tsv
 modem --speed session
 wait_for_state READY=1
+until [ -s "$(ls m_*.trace 2>/dev/null)" ]; do sleep 0.005; done
 kill -TERM $running
 ended $running 0 capture.txt
 until grep -qx STOPPING=1 states.txt; do sleep 0.005; done

@@ -28,7 +28,8 @@ for format in pcapng jsonl; do
   [ ! -e "$part" ] || fail "the part is still there"
   if [ $format = jsonl ]; then
     packets m.jsonl >a.txt
-    packets all.jsonl | head -n "$(wc -l <a.txt)" >b.txt
+    packets all.jsonl >all.txt
+    head -n "$(wc -l <a.txt)" all.txt >b.txt
     same a.txt b.txt "the packets recovered and those of the raw trace"
   elif command -v capinfos >/dev/null; then
     capinfos -c m.pcapng >capinfos.txt 2>&1 || fail "the capture is not whole" "$(cat capinfos.txt)"

@@ -1,0 +1,117 @@
+#include <fmt/format.h>
+
+#include <chrono>
+#include <exception>
+#include <string>
+
+#include "host/console.h"
+#include "host/database/database_failure.h"
+#include "host/display/summary.h"
+#include "host/run/active_run.h"
+#include "host/run/plugin_failure.h"
+#include "host/source/source_events.h"
+
+namespace veltra::host {
+
+namespace {
+
+using steady = std::chrono::steady_clock;
+
+bool has_undelivered(const source_failure& failure) {
+  const auto undelivered = parse_undelivered(failure.message);
+  return undelivered && *undelivered != undelivered_data{};
+}
+
+}  // namespace
+
+exit_code active_run::conclude(source_failure failure) {
+  const bool is_live = input_.is_live();
+  // A stop ends the wait for a live input by design; only what it cost is a failure.
+  if (is_live && (is_interrupted_ || is_at_limit_) && !has_undelivered(failure)) failure = {};
+  if (!failure && decoding_failure_) failure = *decoding_failure_;
+  const bool has_content =
+      capture_ != nullptr ? statistics_.has_content() : statistics_.raw_bytes() != 0;
+  const bool is_kept = has_content && (is_live || (!failure && !thrown_));
+
+  sink_failure_ = lanes_.failure();
+  if (capture_ != nullptr && is_kept && finish_sink(*capture_)) summarise_capture();
+  if (raw_trace_ != nullptr && finish_sink(*raw_trace_)) summarise_raw_trace();
+
+  if (thrown_) std::rethrow_exception(thrown_);
+  if (failure) throw explain(failure, is_kept);
+  if (sink_failure_) std::rethrow_exception(sink_failure_);
+  if (is_out_of_room_) throw explain_shortage();
+  if (!has_content) throw explain_nothing();
+  return is_interrupted_ && !is_live ? exit_code::interrupted : exit_code::ok;
+}
+
+// Completes the output; returns whether there is one.
+bool active_run::finish_sink(outlet& from) {
+  try {
+    if (from.failure()) std::rethrow_exception(from.failure());
+    from.target().finish();
+    return true;
+  } catch (const user_error&) {
+    if (!sink_failure_) sink_failure_ = std::current_exception();
+    // A live input does not come a second time.
+    return input_.is_live() && from.target().salvage();
+  }
+}
+
+void active_run::summarise_capture() const {
+  std::string remarks = capture_->target().remarks();
+  if (const std::uint64_t missed = capture_->missed()) {
+    remarks += fmt::format("{}{} packet{} missed: the reader was too slow",
+                           remarks.empty() ? "" : ", ", missed, missed == 1 ? "" : "s");
+  }
+  if (const std::string gaps = gaps_.describe(); !gaps.empty()) {
+    remarks += (remarks.empty() ? "" : ", ") + gaps;
+  }
+  tell(format_summary(statistics_, {.output = capture_->target().name(),
+                                    .elapsed = steady::now() - begin_,
+                                    .interrupted = is_interrupted_ && !input_.is_live(),
+                                    .remarks = remarks}));
+}
+
+void active_run::summarise_raw_trace() const {
+  const std::uint64_t bytes = sinks_.raw_trace->bytes();
+  if (bytes == 0) return;
+  std::string remarks = sinks_.raw_trace->remarks();
+  if (const std::string gaps = gaps_.describe(); !gaps.empty() && capture_ == nullptr) {
+    remarks += (remarks.empty() ? "" : ", ") + gaps;
+  }
+  tell(fmt::format("{}: {} of raw trace{}{}\n", sinks_.raw_trace->name(),
+                   format_bytes(static_cast<double>(bytes)), remarks.empty() ? "" : ", ", remarks));
+}
+
+user_error active_run::explain(const source_failure& failure, bool is_kept) const {
+  const database_options& database = options_.database;
+  const std::string_view remark = capture_ != nullptr ? capture_remark(is_kept) : "";
+  if (auto known = input_.explain_failure(failure, remark)) return *known;
+  if (database.file.empty()) {
+    if (auto known = explain_search_failure(failure.kind(), failure.message, input_.name(),
+                                            database, database_events_)) {
+      return *known;
+    }
+  }
+  return explain_run_failure(failure, input_.name(), database, is_kept);
+}
+
+user_error active_run::explain_nothing() const {
+  if (is_interrupted_ && !input_.is_live()) {
+    return {
+        exit_code::interrupted,
+        fmt::format("interrupted before {} gave a packet; no capture was written.", input_.name())};
+  }
+  return input_.explain_nothing(statistics_, options_.database);
+}
+
+user_error active_run::explain_shortage() const {
+  return {
+      exit_code::output_failed,
+      fmt::format("{}; the capture ended, and what came before is kept. Free some space, or let "
+                  "the oldest files be deleted with -b files:N.",
+                  sinks_.keeper->describe_shortage())};
+}
+
+}  // namespace veltra::host
