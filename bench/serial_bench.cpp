@@ -15,11 +15,11 @@
 #include <thread>
 
 #include "implementation/zet_serialport/zet_serialport.h"
-#include "tests/unit/serial/pseudo_terminal.h"
+#include "platform/pseudo_terminal.h"
 
 namespace {
 
-using serial_test::pseudo_terminal;
+using platform::pseudo_terminal;
 using zet_serialport_lib::zet_serialport;
 
 constexpr std::size_t chunk_size = 1024;  // of the plug-in's reads, by default
@@ -53,20 +53,22 @@ std::size_t receive(int descriptor, std::size_t total) {
 }
 
 // Puts the line into raw mode through the component and gives a descriptor of it.
-int bare_descriptor(const pseudo_terminal& line) {
+int bare_descriptor(pseudo_terminal& line) {
   const int descriptor = open(line.device().c_str(), O_RDONLY | O_NOCTTY | O_CLOEXEC);
   if (descriptor < 0) throw std::system_error(errno, std::system_category(), "open");
+  line.wait_for_reader({}, {});  // else two opens in a row count as one
   zet_serialport port(line.device());
   port.open(zet_serialport_lib::zet_serialport_settings{}, true);
   return descriptor;
 }
 
 template <typename Receiver>
-void run_at_full_speed(benchmark::State& state, const pseudo_terminal& line, Receiver&& receiver) {
+void run_at_full_speed(benchmark::State& state, pseudo_terminal& line, Receiver&& receiver) {
   constexpr std::size_t total = std::size_t{8} << 20;
   const std::string sent(total, '\x5A');
+  line.wait_for_reader({}, {});
   for (auto _ : state) {
-    std::thread modem([&line, &sent] { line.send(sent); });
+    std::thread modem([&line, &sent] { line.write(sent); });
     receive(receiver, total);
     modem.join();
   }
@@ -74,7 +76,7 @@ void run_at_full_speed(benchmark::State& state, const pseudo_terminal& line, Rec
 }
 
 void component_at_full_speed(benchmark::State& state) {
-  const pseudo_terminal line;
+  pseudo_terminal line;
   zet_serialport port(line.device());
   port.open(zet_serialport_lib::zet_serialport_settings{}, true);
   run_at_full_speed(state, line, port);
@@ -82,7 +84,7 @@ void component_at_full_speed(benchmark::State& state) {
 BENCHMARK(component_at_full_speed)->UseRealTime()->Unit(benchmark::kMillisecond);
 
 void bare_reads_at_full_speed(benchmark::State& state) {
-  const pseudo_terminal line;
+  pseudo_terminal line;
   const int descriptor = bare_descriptor(line);
   run_at_full_speed(state, line, descriptor);
   close(descriptor);
@@ -97,20 +99,21 @@ double seconds_of(clockid_t clock) {
 
 // Sends one second of a 1000000 baud line with 10 bits for each byte, in the
 // pieces that a USB converter delivers. Returns the processor time that took.
-double send_at_line_pace(const pseudo_terminal& line, std::size_t total) {
+double send_at_line_pace(pseudo_terminal& line, std::size_t total) {
   constexpr std::size_t piece = 512;
   constexpr auto pace = std::chrono::microseconds(10);  // for one byte
   const auto begin = std::chrono::steady_clock::now();
   const std::string bytes(piece, '\x5A');
+  line.wait_for_reader({}, {});
   for (std::size_t sent = 0; sent < total; sent += piece) {
     std::this_thread::sleep_until(begin + pace * sent);
-    line.send(std::string_view(bytes).substr(0, std::min(piece, total - sent)));
+    line.write(std::string_view(bytes).substr(0, std::min(piece, total - sent)));
   }
   return seconds_of(CLOCK_THREAD_CPUTIME_ID);
 }
 
 template <typename Receiver>
-void run_at_line_pace(benchmark::State& state, const pseudo_terminal& line, Receiver&& receiver) {
+void run_at_line_pace(benchmark::State& state, pseudo_terminal& line, Receiver&& receiver) {
   constexpr std::size_t total = 100000;
   double receiving = 0;
   double elapsed = 0;
@@ -129,7 +132,7 @@ void run_at_line_pace(benchmark::State& state, const pseudo_terminal& line, Rece
 }
 
 void component_at_1000000_baud(benchmark::State& state) {
-  const pseudo_terminal line;
+  pseudo_terminal line;
   zet_serialport port(line.device());
   port.open(zet_serialport_lib::zet_serialport_settings{}, true);
   run_at_line_pace(state, line, port);
@@ -137,7 +140,7 @@ void component_at_1000000_baud(benchmark::State& state) {
 BENCHMARK(component_at_1000000_baud)->UseRealTime()->Iterations(3)->Unit(benchmark::kMillisecond);
 
 void bare_reads_at_1000000_baud(benchmark::State& state) {
-  const pseudo_terminal line;
+  pseudo_terminal line;
   const int descriptor = bare_descriptor(line);
   run_at_line_pace(state, line, descriptor);
   close(descriptor);

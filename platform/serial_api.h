@@ -7,10 +7,14 @@
 // platform/windows/serial_api.h gives the same names, and the build chooses
 // between the two.
 //
-// Every function may run on any thread. A function that fails returns 0 (or the
-// value named) and leaves the reason to GetLastError(). A handle that one thread
-// closes while another is inside a function with it stays valid until that
-// function returns. Handle values are never used twice.
+// Only what the transport calls exists: parameters for which it has one value are not
+// looked at. Events are reset by hand and start unset, waits have no time-out, a purge
+// drops both queues, a port is opened for overlapped reads by nobody else.
+//
+// A function that fails returns 0 (or the value named) and leaves the reason to
+// GetLastError(). A handle is used until it is closed and not after that. SetEvent()
+// may run on any thread; a port and the events that its reads set belong to one thread
+// at a time.
 #pragma once
 
 #include <cstddef>
@@ -41,13 +45,9 @@ inline constexpr DWORD PURGE_RXCLEAR = 8;
 
 inline constexpr DWORD INFINITE = 0xFFFFFFFF;
 inline constexpr DWORD WAIT_OBJECT_0 = 0;
-inline constexpr DWORD WAIT_TIMEOUT = 258;
 inline constexpr DWORD WAIT_FAILED = 0xFFFFFFFF;
-inline constexpr DWORD MAXIMUM_WAIT_OBJECTS = 64;
 
-// The two errors that are no errno values: a read has started and is not over,
-// and the result of such a read was asked for too early.
-inline constexpr DWORD ERROR_IO_INCOMPLETE = 996;
+// The one error that is not an errno value: a read has started and is not over.
 inline constexpr DWORD ERROR_IO_PENDING = 997;
 
 // Values of DCB::Parity, DCB::StopBits, DCB::fDtrControl and DCB::fRtsControl.
@@ -61,11 +61,9 @@ inline constexpr BYTE ONE5STOPBITS = 1;
 inline constexpr BYTE TWOSTOPBITS = 2;
 inline constexpr DWORD DTR_CONTROL_DISABLE = 0;
 inline constexpr DWORD DTR_CONTROL_ENABLE = 1;
-inline constexpr DWORD DTR_CONTROL_HANDSHAKE = 2;
 inline constexpr DWORD RTS_CONTROL_DISABLE = 0;
 inline constexpr DWORD RTS_CONTROL_ENABLE = 1;
 inline constexpr DWORD RTS_CONTROL_HANDSHAKE = 2;
-inline constexpr DWORD RTS_CONTROL_TOGGLE = 3;
 
 // The device control block: the settings of a line.
 struct DCB {
@@ -106,7 +104,7 @@ struct COMSTAT {
 };
 
 // One read under way. It belongs to the layer from ReadFile() until the read is
-// over, and must be all zero but for `hEvent` before.
+// over, and must be all zero except for `hEvent` before.
 struct OVERLAPPED {
   std::uintptr_t Internal;      // 0, the error of the read, or ERROR_IO_PENDING
   std::uintptr_t InternalHigh;  // bytes transferred
@@ -115,65 +113,58 @@ struct OVERLAPPED {
   HANDLE hEvent;  // set when the read is over
 };
 
-// The calling thread's last error: an errno value, or one of the two above.
-// After a wait that another event ended while a read was still under way it is
-// ECANCELED, so that the system's description tells what became of the read.
-// It means something only after a function that failed, or such a wait.
+// The calling thread's last error: an errno value or ERROR_IO_PENDING. After a wait that
+// another event ended while a read was under way it is ECANCELED, so that the system's
+// description says what became of the read. It means something only after a function
+// that failed, or such a wait.
 DWORD GetLastError();
 
-// A waitable event. Only events that are reset by hand and start unset exist
-// (EINVAL otherwise). `name` is a label: two events with one name are two
-// events. Returns null on failure; CloseHandle() frees it.
+// A waitable event. `name` is a label: two events with one name are two events.
+// CloseHandle() frees it.
 HANDLE CreateEventA(void* security, BOOL manual_reset, BOOL initial_state, const char* name);
 BOOL SetEvent(HANDLE event);
 BOOL ResetEvent(HANDLE event);
 
 // Opens the terminal device `path` for this process alone (EBUSY if another
 // program, or this one, has it) and puts it into raw mode, so that bytes arrive
-// as they are. Speed and framing stay as they were. ENOTTY for what is no
-// terminal. Returns INVALID_HANDLE_VALUE on failure. Only access GENERIC_READ |
-// GENERIC_WRITE, no sharing, OPEN_EXISTING and FILE_FLAG_OVERLAPPED (EINVAL).
+// as they are. Speed and framing stay as they were. ENOTTY for what is not a
+// terminal. Returns INVALID_HANDLE_VALUE on failure.
 HANDLE CreateFileA(const char* path, DWORD access, DWORD share_mode, void* security,
                    DWORD disposition, DWORD flags, HANDLE template_file);
 
-// Reads and writes the line settings. Setting fails with EINVAL, and leaves the
-// line as it was, when the device cannot hold a value, or not the combination:
-// 1.5 stop bits, other than 5 to 8 data bits, a speed that the device does not
-// come near to, RTS handshake without CTS. A device without modem lines (a
-// pseudo-terminal) has no framing either; it accepts what a line could hold.
+// Reads and writes the line settings: speed, framing, flow control, DTR and RTS.
+// Setting fails with EINVAL, and leaves the line as it was, when the device cannot hold
+// a value: 1.5 stop bits, other than 5 to 8 data bits, a speed that the device does not
+// come near to. A device without modem lines (a pseudo-terminal) has no framing either;
+// it accepts what a line could hold.
 BOOL GetCommState(HANDLE port, DCB* settings);
 BOOL SetCommState(HANDLE port, DCB* settings);
 
-// Ends a read under way and drops what the driver holds, as the PURGE_ bits say.
+// Drops what the driver holds in both directions. There is no read under way.
 BOOL PurgeComm(HANDLE port, DWORD flags);
 
-// Tells what the driver holds. `errors` may be null and is set to 0. Fails with
-// ENODEV once the device is gone.
+// Reports what the driver holds. Fails with ENODEV once the device is gone.
 BOOL ClearCommError(HANDLE port, DWORD* errors, COMSTAT* status);
 
-// Reads up to `count` bytes. If some are there, stores how many in
+// Reads up to `count` bytes, at least one. If some are there, stores how many in
 // `transferred`, sets the event and returns TRUE. Otherwise the read stays under
 // way (FALSE, ERROR_IO_PENDING) and ends inside a wait for its event: with at
 // least one byte, with ENODEV when the device vanishes, or when it is cancelled.
-// One read at a time for a port (EBUSY). `buffer` and `overlapped` must stay
-// until the read is over; closing the port ends it too.
+// One read at a time for a port, and it is over before the port is closed.
 BOOL ReadFile(HANDLE port, void* buffer, DWORD count, DWORD* transferred, OVERLAPPED* overlapped);
 
-// Gives the result of a read: the bytes transferred, or FALSE with the read's
-// error. With `wait` it first waits for the read to end, otherwise one under
-// way gives ERROR_IO_INCOMPLETE.
+// Gives the result of a read that is over: the bytes transferred, or FALSE with the
+// read's error.
 BOOL GetOverlappedResult(HANDLE port, OVERLAPPED* overlapped, DWORD* transferred, BOOL wait);
 
 // Ends the read with ECANCELED and sets its event. ENOENT if it is over already.
 BOOL CancelIoEx(HANDLE port, OVERLAPPED* overlapped);
 
-// Waits until one of `count` (1 to MAXIMUM_WAIT_OBJECTS) events is set and
-// returns the smallest index of one that is, WAIT_TIMEOUT after `milliseconds`
-// of monotonic time, or WAIT_FAILED. Waiting for all is not supported (EINVAL).
+// Waits until one of `count` events is set and returns the smallest index of one that
+// is, or WAIT_FAILED.
 DWORD WaitForMultipleObjects(DWORD count, const HANDLE* events, BOOL wait_all, DWORD milliseconds);
 
-// Closes an event or a port. Whoever is inside a function with it goes on with
-// it; a read under way ends with ECANCELED.
+// Closes an event or a port.
 BOOL CloseHandle(HANDLE handle);
 
 }  // namespace platform::serial

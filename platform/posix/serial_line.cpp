@@ -94,13 +94,6 @@ std::optional<tcflag_t> stop_flag(BYTE stop_bits) {
   return std::nullopt;
 }
 
-// What a line has no means for. RTS handshake and CTS go together in termios.
-bool has_flow_beyond_termios(const DCB& dcb) {
-  return dcb.fOutxDsrFlow != 0 || dcb.fDsrSensitivity != 0 ||
-         dcb.fDtrControl > DTR_CONTROL_ENABLE || dcb.fRtsControl == RTS_CONTROL_TOGGLE ||
-         (dcb.fRtsControl == RTS_CONTROL_HANDSHAKE) != (dcb.fOutxCtsFlow != 0);
-}
-
 constexpr tcflag_t framing_mask = CSIZE | PARENB | PARODD | CMSPAR | CSTOPB | CRTSCTS;
 
 // `before` with the settings of `dcb`, or nothing if no line can hold them.
@@ -108,10 +101,7 @@ std::optional<termios2> line_with(const termios2& before, const DCB& dcb) {
   const auto size = size_flag(dcb.ByteSize);
   const auto parity = parity_flags(dcb.Parity);
   const auto stop = stop_flag(dcb.StopBits);
-  if (!size || !parity || !stop || dcb.BaudRate == 0 || dcb.fBinary == 0 || dcb.fErrorChar != 0 ||
-      dcb.fNull != 0 || dcb.fAbortOnError != 0 || has_flow_beyond_termios(dcb)) {
-    return std::nullopt;
-  }
+  if (!size || !parity || !stop || dcb.BaudRate == 0) return std::nullopt;
   termios2 line = before;
   set_raw(line);
   line.c_iflag &= ~static_cast<tcflag_t>(IXON | IXOFF);
@@ -153,17 +143,6 @@ DWORD verify(int descriptor, const termios2& wanted) {
   return holds(actual, wanted) ? 0 : EINVAL;
 }
 
-void remember(line_memory& memory, const DCB& dcb) {
-  memory.fTXContinueOnXoff = dcb.fTXContinueOnXoff;
-  memory.fDtrControl = dcb.fDtrControl;
-  memory.fRtsControl = dcb.fRtsControl;
-  memory.XonLim = dcb.XonLim;
-  memory.XoffLim = dcb.XoffLim;
-  memory.ErrorChar = dcb.ErrorChar;
-  memory.EofChar = dcb.EofChar;
-  memory.EvtChar = dcb.EvtChar;
-}
-
 }  // namespace
 
 DWORD make_line_raw(int descriptor) {
@@ -173,7 +152,7 @@ DWORD make_line_raw(int descriptor) {
   return ioctl(descriptor, TCSETS2, &line) == 0 ? 0 : last_errno();
 }
 
-DWORD read_line_settings(int descriptor, const line_memory& memory, DCB& dcb) {
+DWORD read_line_settings(int descriptor, DCB& dcb) {
   termios2 line{};
   if (ioctl(descriptor, TCGETS2, &line) != 0) return last_errno();
   int modem_lines = 0;
@@ -191,26 +170,17 @@ DWORD read_line_settings(int descriptor, const line_memory& memory, DCB& dcb) {
   dcb.fOutX = (line.c_iflag & IXON) != 0 ? 1 : 0;
   dcb.fInX = (line.c_iflag & IXOFF) != 0 ? 1 : 0;
   dcb.fOutxCtsFlow = handshake ? 1 : 0;
-  const DWORD rts =
-      physical ? ((modem_lines & TIOCM_RTS) != 0 ? RTS_CONTROL_ENABLE : RTS_CONTROL_DISABLE)
-               : memory.fRtsControl;
-  const DWORD dtr =
-      physical ? ((modem_lines & TIOCM_DTR) != 0 ? DTR_CONTROL_ENABLE : DTR_CONTROL_DISABLE)
-               : memory.fDtrControl;
-  dcb.fRtsControl = (handshake ? RTS_CONTROL_HANDSHAKE : rts) & 3;
-  dcb.fDtrControl = dtr & 3;
+  const bool rts = !physical || (modem_lines & TIOCM_RTS) != 0;
+  const bool dtr = !physical || (modem_lines & TIOCM_DTR) != 0;
+  dcb.fRtsControl = rts ? 1 : 0;  // RTS_CONTROL_ENABLE
+  if (handshake) dcb.fRtsControl = RTS_CONTROL_HANDSHAKE;
+  dcb.fDtrControl = dtr ? 1 : 0;  // DTR_CONTROL_ENABLE
   dcb.XonChar = static_cast<char>(line.c_cc[VSTART]);
   dcb.XoffChar = static_cast<char>(line.c_cc[VSTOP]);
-  dcb.fTXContinueOnXoff = memory.fTXContinueOnXoff & 1;
-  dcb.XonLim = memory.XonLim;
-  dcb.XoffLim = memory.XoffLim;
-  dcb.ErrorChar = memory.ErrorChar;
-  dcb.EofChar = memory.EofChar;
-  dcb.EvtChar = memory.EvtChar;
   return 0;
 }
 
-DWORD write_line_settings(int descriptor, line_memory& memory, const DCB& dcb) {
+DWORD write_line_settings(int descriptor, const DCB& dcb) {
   termios2 before{};
   if (ioctl(descriptor, TCGETS2, &before) != 0) return last_errno();
   const auto wanted = line_with(before, dcb);
@@ -225,7 +195,6 @@ DWORD write_line_settings(int descriptor, line_memory& memory, const DCB& dcb) {
       return error;
     }
   }
-  remember(memory, dcb);
   return 0;
 }
 

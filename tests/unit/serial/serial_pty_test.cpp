@@ -5,24 +5,26 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <filesystem>
+#include <optional>
 #include <random>
 #include <string>
+#include <string_view>
 #include <system_error>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "implementation/zet_serialport/zet_serialport.h"
+#include "platform/pseudo_terminal.h"
 #include "tests/support/median.h"
-#include "tests/unit/serial/pseudo_terminal.h"
 
 namespace zet_serialport_lib {
 namespace {
 
-using serial_test::pseudo_terminal;
+using platform::pseudo_terminal;
 using std::chrono::milliseconds;
 using test_support::median;
 using steady = std::chrono::steady_clock;
@@ -52,6 +54,12 @@ std::size_t open_descriptors() {
   return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
 }
 
+// Sends to a port that is open.
+void send(pseudo_terminal& line, std::string_view bytes) {
+  ASSERT_EQ(line.wait_for_reader({}, {}), pseudo_terminal::outcome::done);
+  ASSERT_EQ(line.write(bytes), pseudo_terminal::outcome::done);
+}
+
 zet_serialport_exception failure_of_open(zet_serialport& port,
                                          const zet_serialport_settings& settings) {
   try {
@@ -75,19 +83,19 @@ zet_serialport_exception failure_of_read(zet_serialport& port, std::size_t count
 }
 
 TEST(serial_pty, every_byte_value_arrives_as_it_was_sent) {
-  const pseudo_terminal line;
+  pseudo_terminal line;
   zet_serialport port(line.device());
   port.open(modem_settings(), true);
   std::string sent;
   for (int byte = 0; byte < 256; ++byte) sent.push_back(static_cast<char>(byte));
-  line.send(sent);
+  send(line, sent);
   std::string received;
   port.read(received, sent.size(), long_enough);
   EXPECT_TRUE(received == sent);
 }
 
 TEST(serial_pty, every_byte_value_arrives_without_settings_too) {
-  const pseudo_terminal line;
+  pseudo_terminal line;
   zet_serialport port(line.device());
   // XON and XOFF stay with the line discipline, which owns them by default.
   port.open(std::nullopt, true);
@@ -95,7 +103,7 @@ TEST(serial_pty, every_byte_value_arrives_without_settings_too) {
   for (int byte = 0; byte < 256; ++byte) {
     if (byte != 0x11 && byte != 0x13) sent.push_back(static_cast<char>(byte));
   }
-  line.send(sent);
+  send(line, sent);
   std::string received;
   port.read(received, sent.size(), long_enough);
   EXPECT_TRUE(received == sent);
@@ -103,10 +111,10 @@ TEST(serial_pty, every_byte_value_arrives_without_settings_too) {
 
 TEST(serial_pty, no_byte_is_lost_or_reordered_at_full_speed) {
   const auto sent = random_bytes(std::size_t{16} << 20);
-  const pseudo_terminal line;
+  pseudo_terminal line;
   zet_serialport port(line.device());
   port.open(modem_settings(), true);
-  std::thread modem([&line, &sent] { line.send(sent); });
+  std::thread modem([&line, &sent] { send(line, sent); });
   std::string received;
   while (received.size() < sent.size()) {
     // As the extraction loop sizes its reads.
@@ -120,12 +128,12 @@ TEST(serial_pty, no_byte_is_lost_or_reordered_at_full_speed) {
 }
 
 TEST(serial_pty, closing_wakes_a_blocked_read_promptly) {
-  const pseudo_terminal line;
+  pseudo_terminal line;
   zet_serialport port(line.device());
   std::vector<steady::duration> times;
   for (int round = 0; round < 20; ++round) {
     port.open(modem_settings(), true);
-    line.send("x");
+    send(line, "x");
     std::string output;
     port.read(output, 1, long_enough);
     std::thread reader([&port] { EXPECT_EQ(failure_of_read(port).error(), ERR_SERIALPORT_OPEN); });
@@ -138,24 +146,22 @@ TEST(serial_pty, closing_wakes_a_blocked_read_promptly) {
 }
 
 TEST(serial_pty, closing_ends_a_worker_in_full_flood) {
-  const pseudo_terminal line;
+  pseudo_terminal line;
   zet_serialport port(line.device());
   port.open(modem_settings(), true);
-  std::atomic<bool> closed = false;
-  std::thread modem([&line, &closed] {
-    while (!closed) line.send(random_bytes(10'000));
+  std::thread modem([&line] {
+    send(line, "first");
+    while (line.write(random_bytes(10'000)) == pseudo_terminal::outcome::done) {
+    }
   });
   std::string output;
   port.read(output, 100000, long_enough);
   port.close();
-  closed = true;
-  // Lets the modem's write come to its end.
-  port.open(modem_settings(), true);
   modem.join();
 }
 
 TEST(serial_pty, a_close_that_ends_a_read_reads_as_a_cancelled_operation) {
-  const pseudo_terminal line;
+  pseudo_terminal line;
   const auto expected = std::make_error_code(std::errc::operation_canceled);
   // In every other round the read comes between the port's close and its worker's end.
   for (int round = 0; round < 100 && !::testing::Test::HasFailure(); ++round) {
@@ -173,11 +179,11 @@ TEST(serial_pty, a_close_that_ends_a_read_reads_as_a_cancelled_operation) {
 }
 
 TEST(serial_pty, a_port_opens_again_after_it_was_closed) {
-  const pseudo_terminal line;
+  pseudo_terminal line;
   zet_serialport port(line.device());
   for (int round = 0; round < 50; ++round) {
     port.open(modem_settings(), true);
-    line.send("round");
+    send(line, "round");
     std::string output;
     port.read(output, 5, long_enough);
     EXPECT_EQ(output, "round");
@@ -186,24 +192,29 @@ TEST(serial_pty, a_port_opens_again_after_it_was_closed) {
 }
 
 TEST(serial_pty, no_descriptor_is_left_behind) {
-  const pseudo_terminal line;
-  zet_serialport port(line.device());
-  const auto before = open_descriptors();
-  for (int round = 0; round < 20; ++round) {
-    port.open(modem_settings(), true);
-    line.send("x");
-    std::string output;
-    port.read(output, 1, long_enough);
-    port.close();
-    EXPECT_EQ(open_descriptors(), before);
+  pseudo_terminal line;
+  const auto without_port = open_descriptors();
+  {
+    zet_serialport port(line.device());
+    std::size_t closed = 0;
+    for (int round = 0; round < 20; ++round) {
+      port.open(modem_settings(), true);
+      send(line, "x");
+      std::string output;
+      port.read(output, 1, long_enough);
+      port.close();
+      if (round == 0) closed = open_descriptors();
+      EXPECT_EQ(open_descriptors(), closed);
+    }
   }
+  EXPECT_EQ(open_descriptors(), without_port);
 }
 
 TEST(serial_pty, a_modem_that_vanishes_ends_a_waiting_read_and_says_so) {
-  pseudo_terminal line;
-  zet_serialport port(line.device());
+  std::optional<pseudo_terminal> line(std::in_place);
+  zet_serialport port(line->device());
   port.open(modem_settings(), true);
-  std::thread unplugger([&line] { line.hang_up(); });
+  std::thread unplugger([&line] { line.reset(); });
   const auto failure = failure_of_read(port);
   unplugger.join();
   EXPECT_EQ(failure.error(), ERR_SERIALPORT_OPEN);
@@ -215,33 +226,34 @@ TEST(serial_pty, a_modem_that_vanishes_ends_a_waiting_read_and_says_so) {
 }
 
 TEST(serial_pty, a_modem_that_vanished_is_seen_by_every_later_read) {
-  pseudo_terminal line;
-  zet_serialport port(line.device());
+  std::optional<pseudo_terminal> line(std::in_place);
+  zet_serialport port(line->device());
   port.open(modem_settings(), true);
-  line.hang_up();
+  line.reset();
   for (int attempt = 0; attempt < 3; ++attempt) {
     EXPECT_EQ(failure_of_read(port).code().value(), ENODEV);
   }
 }
 
 TEST(serial_pty, bytes_received_before_the_modem_vanished_are_not_lost) {
-  pseudo_terminal line;
-  zet_serialport port(line.device());
+  std::optional<pseudo_terminal> line(std::in_place);
+  zet_serialport port(line->device());
   port.open(modem_settings(), true);
-  line.send("last words!");
+  send(*line, "last words!");
   std::string output;
   port.read(output, 1, long_enough);
   while (port.bytes_available() < 10) std::this_thread::yield();
-  line.hang_up();
+  line.reset();
   EXPECT_EQ(failure_of_read(port, 11).code().value(), ENODEV);
   EXPECT_EQ(port.bytes_available(), 10U);
 }
 
 TEST(serial_pty, a_second_open_finds_the_port_busy) {
-  const pseudo_terminal line;
+  pseudo_terminal line;
   zet_serialport first(line.device());
   zet_serialport second(line.device());
   first.open(modem_settings(), true);
+  send(line, "abc");
   const auto failure = failure_of_open(second, modem_settings());
   EXPECT_EQ(failure.error(), ERR_SERIALPORT_OPEN);
   EXPECT_EQ(failure.code(), std::error_code(EBUSY, std::system_category()));
@@ -249,42 +261,42 @@ TEST(serial_pty, a_second_open_finds_the_port_busy) {
                                 failure.code().message());
   EXPECT_FALSE(second.is_open());
   // The refused one has changed nothing for the first.
-  line.send("abc");
+  send(line, "def");
   std::string output;
-  first.read(output, 3, long_enough);
-  EXPECT_EQ(output, "abc");
+  first.read(output, 6, long_enough);
+  EXPECT_EQ(output, "abcdef");
   first.close();
   second.open(modem_settings(), true);
-  line.send("def");
+  send(line, "ghi");
   second.read(output, 3, long_enough);
-  EXPECT_EQ(output, "abcdef");
+  EXPECT_EQ(output, "abcdefghi");
 }
 
 TEST(serial_pty, two_ports_do_not_disturb_each_other) {
-  const pseudo_terminal left_line;
-  const pseudo_terminal right_line;
+  pseudo_terminal left_line;
+  pseudo_terminal right_line;
   zet_serialport left(left_line.device());
   zet_serialport right(right_line.device());
   left.open(modem_settings(), true);
   right.open(modem_settings(), true);
   left.close();
-  right_line.send("still here");
+  send(right_line, "still here");
   std::string output;
   right.read(output, 10, long_enough);
   EXPECT_EQ(output, "still here");
 }
 
-TEST(serial_pty, what_is_no_terminal_and_what_is_not_there_do_not_open) {
+TEST(serial_pty, what_is_not_a_terminal_and_what_is_not_there_do_not_open) {
   zet_serialport missing("/dev/there-is-no-such-port");
   EXPECT_EQ(failure_of_open(missing, modem_settings()).code().value(), ENOENT);
-  zet_serialport no_terminal("/dev/null");
-  const auto failure = failure_of_open(no_terminal, modem_settings());
+  zet_serialport other_file("/dev/null");
+  const auto failure = failure_of_open(other_file, modem_settings());
   EXPECT_EQ(failure.error(), ERR_SERIALPORT_OPEN);
   EXPECT_EQ(failure.code().value(), ENOTTY);
 }
 
 TEST(serial_pty, a_setting_that_the_line_cannot_hold_is_refused) {
-  const pseudo_terminal line;
+  pseudo_terminal line;
   auto settings = modem_settings();
   settings.stop_bits = stop_bits::one_and_a_half;
   zet_serialport port(line.device());
@@ -308,7 +320,7 @@ TEST(serial_pty, a_setting_that_the_line_cannot_hold_is_refused) {
 }
 
 TEST(serial_pty, every_setting_that_a_line_could_hold_is_accepted) {
-  const pseudo_terminal line;
+  pseudo_terminal line;
   zet_serialport port(line.device());
   for (const std::uint32_t speed : {300U, 115200U, 1000000U, 1234567U}) {
     for (const int bits : {5, 6, 7, 8}) {
@@ -328,23 +340,24 @@ TEST(serial_pty, every_setting_that_a_line_could_hold_is_accepted) {
 }
 
 TEST(serial_pty, what_came_before_the_open_is_dropped_only_by_a_purge) {
-  const pseudo_terminal line;
+  pseudo_terminal line;
   // Holds the line open between the two ports, so that its queue stays.
   const int holder = open(line.device().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
   ASSERT_GE(holder, 0);
+  line.wait_for_reader({}, {});  // else two opens in a row count as one
   zet_serialport port(line.device());
   port.open(modem_settings(), true);  // puts the line into raw mode
   port.close();
-  line.send("old");
+  send(line, "old");
   // A purge drops what the driver holds; on their way to it bytes are not seen.
   for (int queued = 0; queued < 3;) ASSERT_EQ(ioctl(holder, FIONREAD, &queued), 0);
   port.open(modem_settings(), true);
-  line.send("new");
+  send(line, "new");
   std::string output;
   port.read(output, 3, long_enough);
   EXPECT_EQ(output, "new");
   port.close();
-  line.send("kept");
+  send(line, "kept");
   port.open(modem_settings(), false);
   output.clear();
   port.read(output, 4, long_enough);

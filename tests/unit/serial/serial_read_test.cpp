@@ -57,9 +57,9 @@ class serial_read : public ::testing::Test {
   template <typename Round>
   void for_each_meeting(const Round& round) {
     zet_serialport port("COM1");
-    for (int count = 0; count < 200 && !HasFailure(); ++count) {
+    for (int count = 0; count < 64 && !HasFailure(); ++count) {
       port.open(std::nullopt, false);
-      round(port, [pauses = count % 16] {
+      round(port, [pauses = count % 8] {
         for (int pause = 0; pause < pauses; ++pause) std::this_thread::yield();
       });
     }
@@ -219,14 +219,14 @@ TEST_F(serial_read, several_threads_share_the_bytes_and_lose_none) {
 TEST_F(serial_read, a_read_of_little_is_not_held_up_by_one_of_much) {
   zet_serialport port("COM1");
   port.open(std::nullopt, false);
-  for (int round = 0; round < 200 && !HasFailure(); ++round) {
+  for (int round = 0; round < 64 && !HasFailure(); ++round) {
     std::string little;
     std::string much;
     auto first = std::async(std::launch::async, [&] { port.read(little, 1); });
     auto second = std::async(std::launch::async, [&] { port.read(much, 100); });
     // Rounds differ in how far both reads have come before the bytes do. On a busy
     // machine one yield lasts milliseconds.
-    for (int pause = 0; pause < round % 16; ++pause) std::this_thread::yield();
+    for (int pause = 0; pause < round % 8; ++pause) std::this_thread::yield();
     script_.deliver("x");
     EXPECT_EQ(first.wait_for(std::chrono::seconds(20)), std::future_status::ready);
     script_.deliver(std::string(100, 'y'));
