@@ -8,8 +8,8 @@
 #include "platform/environment.h"
 #include "platform/file.h"
 #include "tests/support/library_file.h"
-#include "tests/support/loaded_library.h"
 #include "tests/support/plugin_library.h"
+#include "tests/support/this_process.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 #include <utility>
 
 #include "tests/support/library_file.h"
-#include "tests/support/loaded_library.h"
 #include "tests/support/plugin_library.h"
+#include "tests/support/this_process.h"
 
 namespace test_support {
 

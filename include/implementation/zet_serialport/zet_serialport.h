@@ -65,7 +65,7 @@ class zet_serialport {
   void read(std::string& output, std::size_t count,
             std::optional<std::chrono::milliseconds> timeout = std::nullopt);
 
-  // Ends every read, now and until the port is opened anew.
+  // Ends every read, now and until the port is opened again.
   void cancel();
 
   // Ends the rx worker, wakes every read and releases the device. Does nothing

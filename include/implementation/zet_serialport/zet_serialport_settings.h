@@ -32,14 +32,14 @@ struct zet_serialport_settings {
   bool operator==(const zet_serialport_settings& other) const = default;
 };
 
-// Turns a JSON string into the text that it stands for, e.g. by replacing the
+// Turns a JSON string into the text that it means, e.g. by replacing the
 // name of an environment variable with its value. Throws the JSON library's
 // type error for what is not a string.
 using string_expansion = std::function<std::string(const kovax::json&)>;
 
 // Reads the member "serialport" of the init parameters into `path` and
 // `settings`. Where the member or one of its keys is absent, or what should be
-// an object is none, the values passed in stay as they are: nothing is
+// an object is not one, the values passed in stay as they are: nothing is
 // defaulted here.
 //
 // "path", "parity" and "flow_control" go through `expand`. "baud_rate" and

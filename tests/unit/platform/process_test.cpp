@@ -46,7 +46,7 @@ TEST(dynamic_library_loading, names_the_library_or_function_that_is_not_there) {
       std::string::npos);
 }
 
-TEST(environment, tells_an_empty_variable_from_one_that_is_not_set) {
+TEST(environment, an_empty_variable_differs_from_one_that_is_not_set) {
   const environment_variable a("VELTRA_TEST_A", "value");
   const environment_variable b("VELTRA_TEST_B", "");
   const environment_variable c("VELTRA_TEST_C", std::nullopt);
