@@ -21,10 +21,11 @@ for format in jsonl pcapng; do
   pieces=$(ls $format/m_*.trace | wc -l)
   [ "$pieces" -ge 5 ] || fail "only $pieces pieces" "$(ls $format)"
   sort names.txt >a.txt
-  ls $format/m_* | sort >b.txt
+  ls $format/m_* | grep -v '\.json$' | sort >b.txt
   same a.txt b.txt "the names printed and the files"
   for raw in $format/m_*.trace; do
     [ -e "${raw%.trace}.$format" ] || fail "no capture of the name of $raw" "$(ls $format)"
+    [ -e "$raw.json" ] || fail "no sidecar of $raw" "$(ls $format)"
   done
   [ -z "$(ls -A $format | grep -v '^m_[0-9]\{5\}_[0-9]\{14\}\.')" ] || fail "other files" "$(ls $format)"
 done
@@ -43,6 +44,27 @@ same whole.txt joined.txt "the packets of the pieces and of the trace"
 if command -v capinfos >/dev/null; then
   capinfos -TrMc pcapng/m_*.pcapng >infos.txt 2>&1 || fail "a piece is not whole" "$(cat infos.txt)"
   [ "$(awk '{ n += $2 } END { print n }' infos.txt)" -gt 0 ] || fail "no packets" "$(cat infos.txt)"
+fi
+
+# A later piece does not contain the modem's UUID; its sidecar does, and the times.
+uuid=$("$veltra" decode trace.bin --database database.json -f jsonl -o - 2>&1 >whole2.jsonl |
+  sed -nE 's/.*database UUID +//p')
+mkdir -p "cache/modem/1/$uuid"
+cp database.json "cache/modem/1/$uuid/"
+printf '{"firmwares": {"updated_timestamp": "2024-01-01T00:00:00Z", "devices": [{"type": "modem",
+  "versions": [{"version": "1", "uuid": "%s", "database": {"path": "database.json",
+  "sha256": "%s"}}]}]}}' "$uuid" "$(sha256sum database.json | cut -d ' ' -f 1)" >cache/config.json
+third=$(ls pcapng/m_00003_*.trace)
+"$veltra" decode "$third" --cache cache -o third.pcapng 2>decode.txt ||
+  fail "a piece cannot be decoded with its sidecar" "$(cat decode.txt)"
+if command -v tshark >/dev/null; then
+  for capture in third.pcapng "${third%.trace}.pcapng"; do
+    tshark -r "$capture" -T fields -e frame.time_epoch 2>/dev/null >>"$(basename "$capture").times"
+  done
+  # What of a frame was in the piece before is damage here, so that the beginnings differ.
+  tail -n 5 third.pcapng.times >a.txt
+  tail -n 5 "$(basename "${third%.trace}.pcapng").times" >b.txt
+  same a.txt b.txt "the times of a piece and of its capture"
 fi
 
 # A ring keeps the latest files; the command gets each name.
