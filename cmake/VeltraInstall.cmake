@@ -1,6 +1,7 @@
 # The installed tree:
 #   bin/veltra                                the host program
 #   lib/kovax/kovax-veltra-source.kovax       the plug-in
+#   lib/systemd, lib/udev, lib/sysusers.d     the recorder as a service
 #   lib/kovax/libdekodrix.so                  the open decoder, found beside it
 #   lib/TRIPLET/wireshark/extcap              where Debian's Wireshark finds the program
 #   share/wireshark/profiles                  Wireshark's profile for LTE modems
@@ -26,6 +27,12 @@ install(TARGETS kovax_source_interface kovax-veltra-source dekodrix
 install(DIRECTORY include/kovax include/dekodrix
   DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
 install(FILES README.md LICENSE DESTINATION "${VELTRA_DOC_INSTALL_DIR}")
+if(UNIX)
+  install(FILES "packaging/systemd/veltra-capture@.service" DESTINATION lib/systemd/system)
+  install(FILES packaging/systemd/60-veltra-capture.rules DESTINATION lib/udev/rules.d)
+  install(FILES packaging/systemd/veltra-capture.sysusers
+    DESTINATION lib/sysusers.d RENAME veltra-capture.conf)
+endif()
 install(DIRECTORY docs examples DESTINATION "${VELTRA_DOC_INSTALL_DIR}")
 
 install(DIRECTORY packaging/wireshark/ DESTINATION "${VELTRA_PROFILE_INSTALL_DIR}")

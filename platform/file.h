@@ -69,6 +69,10 @@ unsigned long process_id();
 // True when `file` is shown to a person as it is written.
 bool is_terminal(std::FILE* file);
 
+// How many characters a line of the terminal has; 0 if `file` is not one, or it does not
+// report that.
+unsigned terminal_columns(std::FILE* file);
+
 // The running program's own file. Throws std::filesystem::filesystem_error if
 // the system does not tell.
 std::filesystem::path executable_path();

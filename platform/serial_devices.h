@@ -49,6 +49,16 @@ struct device_roots {
 // without ports, or without the directories, has none.
 std::vector<serial_device> list_serial_devices(const device_roots& roots = {});
 
+// A name of `device` that stays when the system numbers its ports in another order: the link
+// that names the hardware, or else the socket that it is plugged into (by-id and by-path of
+// udev below /dev/serial). `device` itself if there is none, or if it is not there. On Windows
+// a port keeps its name.
+std::filesystem::path stable_device_name(const std::filesystem::path& device,
+                                         const device_roots& roots = {});
+
+// Whether there is such a port now; it is not opened.
+bool device_exists(const std::filesystem::path& device);
+
 // Who has `device` (or what a symbolic link of that name leads to) open, without
 // opening it. Windows does not tell.
 device_holders find_device_holders(const std::filesystem::path& device,

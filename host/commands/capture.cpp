@@ -4,15 +4,19 @@
 #include <cstdio>
 #include <filesystem>
 #include <memory>
-#include <optional>
 #include <string>
 #include <system_error>
 
 #include "host/commands/commands.h"
 #include "host/commands/packet_sink.h"
+#include "host/console.h"
 #include "host/display/live_view.h"
+#include "host/display/status_files.h"
 #include "host/output/output_failure.h"
+#include "host/output/output_file.h"
+#include "host/output/part_files.h"
 #include "host/output/raw_sink.h"
+#include "host/output/rotating_sink.h"
 #include "host/output/same_file.h"
 #include "host/run/run.h"
 #include "host/run/sidecar.h"
@@ -20,6 +24,7 @@
 #include "host/wireshark/start_wireshark.h"
 #include "host/wireshark/wireshark_window.h"
 #include "platform/file.h"
+#include "platform/shell.h"
 
 namespace veltra::host {
 
@@ -27,6 +32,11 @@ namespace {
 
 bool decodes(const capture_options& options) {
   return !options.run.database.file.empty() || !options.run.database.cache.empty();
+}
+
+// A capture without a file goes into a window of its own.
+bool is_shown_live(const capture_options& options) {
+  return options.wireshark && options.run.output.file.empty();
 }
 
 void refuse_same_file(const std::string& output, const std::string& other, const char* what) {
@@ -80,45 +90,163 @@ void check_sidecar(const std::string& raw, const database_options& database) {
                                name));
 }
 
+void check_series(const capture_options& options) {
+  const recording_options& recording = options.run.recording;
+  const auto refuse = [](const char* text) { throw user_error(exit_code::usage, text); };
+  const bool counts_packets = recording.rotation.piece.packets || recording.end.packets;
+  if (counts_packets && !decodes(options)) {
+    refuse(
+        "packets are counted when they are decoded; name the trace database with --database "
+        "or --cache, or limit the files with duration or filesize.");
+  }
+  const bool needs_series =
+      recording.rotation.piece.files || recording.end.files || options.keeping.prints_names;
+  if (needs_series && !recording.is_series()) {
+    refuse(
+        "there is one file only; say with -b duration, filesize, packets or interval when the "
+        "next one begins.");
+  }
+  if (!recording.is_series()) return;
+  if (options.wireshark) {
+    refuse("--wireshark shows one capture, and -b and --reconnect make several; leave it out.");
+  }
+  for (const std::string& output : {options.run.output.file, options.raw.value_or("")}) {
+    if (output.empty() || !output_file::is_stream(platform::path_from_utf8(output))) continue;
+    throw user_error(exit_code::usage,
+                     fmt::format("-b makes a series of files, which {} cannot be; name a file.",
+                                 output_name(platform::path_from_utf8(output))));
+  }
+}
+
 std::string default_name(const capture_options& options, const std::string& extension) {
+  if (options.run.recording.is_series()) {
+    return default_series_name(options.line.port, extension);
+  }
   const auto now = std::chrono::system_clock::now().time_since_epoch();
   return name_without_file(default_capture_name(
       options.line.port, std::chrono::floor<std::chrono::seconds>(now).count(), extension));
+}
+
+std::unique_ptr<sink> make_raw_sink(const capture_options& options, piece_keeper& keeper) {
+  const std::filesystem::path path = platform::path_from_utf8(*options.raw);
+  const bool may_overwrite = options.run.output.overwrite;
+  if (!options.run.recording.is_series()) {
+    auto only = std::make_unique<raw_sink>(path, may_overwrite);
+    if (!only->is_stream()) check_sidecar(*options.raw, options.run.database);
+    return only;
+  }
+  return std::make_unique<rotating_sink>(
+      path, rotating_sink::content::raw,
+      [](const std::filesystem::path& piece, sink* /*previous*/) {
+        return std::make_unique<raw_sink>(piece);
+      },
+      [&keeper](const piece& piece, const std::filesystem::path& file) {
+        keeper.add(piece, file);
+      });
+}
+
+std::unique_ptr<sink> make_capture_sink(const capture_options& options, const input& input,
+                                        piece_keeper& keeper) {
+  const output_options& output = options.run.output;
+  const std::filesystem::path path = platform::path_from_utf8(output.file);
+  check_output_place("cannot write", path);
+  if (!options.run.recording.is_series()) return make_packet_sink(output, input);
+  return std::make_unique<rotating_sink>(
+      path, output.raw_packets ? rotating_sink::content::all : rotating_sink::content::decoded,
+      make_packet_piece_factory(output, input),
+      [&keeper](const piece& piece, const std::filesystem::path& file) {
+        keeper.add(piece, file);
+      });
+}
+
+std::unique_ptr<sink> make_window(const capture_options& options) {
+  return std::make_unique<wireshark_window>(
+      pcapng_sink::settings{.with_raw_packets = options.run.output.raw_packets, .is_live = true});
+}
+
+// Gives the outputs that are asked for without a name one of their own.
+void name_outputs(capture_options& options) {
+  output_options& output = options.run.output;
+  if (options.raw && options.raw->empty()) options.raw = default_name(options, "trace");
+  if (decodes(options) && output.file.empty() && !options.wireshark) {
+    output.file = default_name(options, output.format);
+  }
+}
+
+// A capture that was ended by force has left its packets under another name.
+void note_left_parts(const capture_options& options) {
+  if (!decodes(options) || is_shown_live(options)) return;
+  for (const std::filesystem::path& part :
+       find_left_parts(platform::path_from_utf8(options.run.output.file))) {
+    const std::string name = platform::path_to_utf8(part);
+    tell(
+        fmt::format("veltra: note: {} was left by a capture that was ended by force; make a whole "
+                    "one of it with: veltra recover {}\n",
+                    name, platform::shell_word(name)));
+  }
+}
+
+// For a log that nobody watches: what is recorded where. Empty for a capture that a person
+// waits for.
+std::string report_start(const capture_options& options) {
+  if (platform::is_terminal(stderr) || !options.run.recording.is_series()) return {};
+  const database_options& database = options.run.database;
+  const std::string& output = options.run.output.file;
+  const std::string raw = options.raw.value_or("");
+  return fmt::format("recording; {}; files {}{}{}",
+                     !decodes(options)       ? "no database, raw trace only"
+                     : database.file.empty() ? "cache " + sanitize(database.cache)
+                                             : "database " + sanitize(database.file),
+                     sanitize(raw), raw.empty() || output.empty() ? "" : ", ", sanitize(output));
+}
+
+keeping_options keeping(const capture_options& options) {
+  keeping_options result = options.keeping;
+  result.is_series = options.run.recording.is_series();
+  result.max_pieces = options.run.recording.rotation.piece.files.value_or(0);
+  for (const std::string& output : {options.run.output.file, options.raw.value_or("")}) {
+    if (!output.empty()) result.bases.push_back(platform::path_from_utf8(output));
+  }
+  return result;
 }
 
 }  // namespace
 
 exit_code capture(capture_options options) {
   check(options);
-  output_options& output = options.run.output;
-  const bool is_shown_live = options.wireshark && output.file.empty();
+  check_series(options);
+  const bool has_window = is_shown_live(options);
+  name_outputs(options);
+  note_left_parts(options);
+  options.line.follows_device = options.run.recording.reconnects;
   const serial_input input(options.line);
-  run_sinks sinks;
-
-  std::optional<raw_sink> raw_trace;
-  if (options.raw) {
-    const std::string name = options.raw->empty() ? default_name(options, "trace") : *options.raw;
-    sinks.raw_trace = &raw_trace.emplace(platform::path_from_utf8(name), output.overwrite);
-    if (!raw_trace->is_stream()) check_sidecar(name, options.run.database);
-  }
-  std::unique_ptr<sink> packets;
-  if (decodes(options)) {
-    if (is_shown_live) {
-      options.run.reader = reader_role::may_leave;
-      packets = std::make_unique<wireshark_window>(
-          pcapng_sink::settings{.with_raw_packets = output.raw_packets, .is_live = true});
-    } else {
-      if (output.file.empty()) output.file = default_name(options, output.format);
-      check_output_place("cannot write", platform::path_from_utf8(output.file));
-      packets = make_packet_sink(output, input);
-    }
-    sinks.capture = packets.get();
-  }
   // Messages of the plug-in would tear the line of counters.
   const bool with_counters = platform::is_terminal(stderr) && !options.run.verbose;
-  live_view view({.port = options.line.port, .with_counters = with_counters});
-  const exit_code result = run(input, options.run, sinks, view);
-  if (options.wireshark && !is_shown_live) show_in_wireshark(packets->name());
+  live_view view({.port = options.line.port,
+                  .with_counters = with_counters,
+                  .report_start = report_start(options)});
+  status_files status(options.line.port,
+                      {.json = platform::path_from_utf8(options.status_file),
+                       .metrics = platform::path_from_utf8(options.metrics_file)},
+                      view);
+  piece_keeper keeper(keeping(options), [&view](const std::string& text) {
+    view.show_lines(fmt::format("veltra: note: {}\n", text));
+  });
+  std::unique_ptr<sink> raw_trace;
+  std::unique_ptr<sink> packets;
+  run_sinks sinks{.keeper = &keeper};
+  if (options.raw) {
+    raw_trace = make_raw_sink(options, keeper);
+    sinks.raw_trace = raw_trace.get();
+    if (!raw_trace->is_stream()) sinks.raw_file = platform::path_from_utf8(*options.raw);
+  }
+  if (decodes(options)) {
+    if (has_window) options.run.reader = reader_role::may_leave;
+    packets = has_window ? make_window(options) : make_capture_sink(options, input, keeper);
+    sinks.capture = packets.get();
+  }
+  const exit_code result = run(input, options.run, sinks, status);
+  if (options.wireshark && !has_window) show_in_wireshark(packets->name());
   return result;
 }
 

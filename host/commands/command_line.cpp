@@ -10,8 +10,10 @@
 #include <memory>
 #include <sstream>
 #include <system_error>
+#include <utility>
 
 #include "host/commands/commands.h"
+#include "host/commands/recording_arguments.h"
 #include "host/commands/shared_options.h"
 #include "host/console.h"
 #include "platform/file.h"
@@ -114,12 +116,16 @@ void add_capture_command(CLI::App& parent, command& chosen) {
   add_run_options(*app, options->run, "capture-PORT-TIME.pcapng", "host");
   app->add_flag("--wireshark", options->wireshark,
                 "Show the packets in Wireshark as they come; with -o, open the file at the end");
-  app->callback([options, raw, raw_option, &chosen] {
+  const auto recording = std::make_shared<recording_arguments>();
+  add_recording_options(*app, *recording, options->keeping);
+  add_status_options(*app, *options);
+  app->callback([options, raw, raw_option, recording, &chosen] {
     if (raw_option->count() != 0) {
       // The parser checks no value of an option that needs none.
       if (raw->empty()) throw CLI::ValidationError("--raw", "the name is empty");
       options->raw = *raw == raw_name_of_its_own ? std::string() : *raw;
     }
+    take_recording_options(*recording, *options);
     chosen = [options] { return capture(*options); };
   });
 }
@@ -152,6 +158,14 @@ void add_report_command(CLI::App& parent, command& chosen) {
       app->add_option("--plugin", options->run.plugin,
                       "Plug-in to load (default: the one that belongs to this program)"));
   app->callback([options, &chosen] { chosen = [options] { return make_report(*options); }; });
+}
+
+void add_recover_command(CLI::App& parent, command& chosen) {
+  CLI::App* const app = parent.add_subcommand(
+      "recover", "Make whole captures of the .part files that a kill or a loss of power left");
+  const auto parts = std::make_shared<std::vector<std::string>>();
+  app->add_option("PART", *parts, "Such a file: NAME.XXXXXXXX.part")->required();
+  app->callback([parts, &chosen] { chosen = [parts] { return recover(*parts); }; });
 }
 
 void add_devices_command(CLI::App& parent, command& chosen) {
@@ -357,6 +371,7 @@ exit_code run_command_line(const std::vector<std::string>& arguments) {
   command chosen;
   add_decode_command(app, chosen);
   add_capture_command(app, chosen);
+  add_recover_command(app, chosen);
   add_report_command(app, chosen);
   add_devices_command(app, chosen);
   add_db_command(app, chosen);

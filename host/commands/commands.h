@@ -8,6 +8,7 @@
 
 #include "host/database/database_options.h"
 #include "host/exit_code.h"
+#include "host/run/piece_keeper.h"
 #include "host/run/run_options.h"
 #include "host/simulate/live_simulation.h"
 #include "platform/serial_devices.h"
@@ -29,7 +30,10 @@ struct capture_options {
   line_options line;
   run_options run;
   std::optional<std::string> raw;  // keep the raw trace; empty: under a name of its own
-  bool wireshark = false;  // open the capture: when it is written, or live if it has no name
+  bool wireshark = false;    // open the capture: when it is written, or live if it has no name
+  keeping_options keeping;   // but for the bases, which follow from the names
+  std::string status_file;   // JSON for programs that watch; empty: none
+  std::string metrics_file;  // the same for Prometheus
 };
 exit_code capture(capture_options options);
 
@@ -43,6 +47,10 @@ struct report_arguments {
   run_options run;
 };
 exit_code make_report(const report_arguments& arguments);
+
+// Makes whole captures of parts that were left behind, one after the other. Throws for the
+// first one that is not such a file.
+exit_code recover(const std::vector<std::string>& parts);
 
 exit_code list_devices();
 

@@ -7,6 +7,7 @@
 
 #include "host/commands/commands.h"
 #include "host/commands/packet_sink.h"
+#include "host/database/cache_report.h"
 #include "host/display/progress_bar.h"
 #include "host/output/output_failure.h"
 #include "host/output/provenance.h"
@@ -86,6 +87,18 @@ void use_sidecar(const std::string& trace, run_options& options) {
   }
 }
 
+// A file of a series need not contain the UUID that the modem sends when it starts; its
+// sidecar has it. A cache that is to be brought up to date is the plug-in's.
+void use_recorded_database(const std::string& trace, database_options& database) {
+  if (database.cache.empty() || !database.locations.empty()) return;
+  const auto recorded = read_sidecar(sidecar_path(platform::path_from_utf8(trace)));
+  if (!recorded || recorded->uuid.empty()) return;
+  const std::filesystem::path file = find_in_cache(database, recorded->uuid);
+  if (file.empty()) return;
+  database.file = platform::path_to_utf8(file);
+  database.cache.clear();
+}
+
 }  // namespace
 
 exit_code decode(decode_options options) {
@@ -100,6 +113,7 @@ exit_code decode(decode_options options) {
   if (is_named) check_output_place("cannot write", platform::path_from_utf8(output));
   refuse_time_base_without_effect(options.run);
   if (options.run.output.format == "pcapng") use_sidecar(options.trace, options.run);
+  use_recorded_database(options.trace, options.run.database);
 
   const file_input input(options.trace);
   const std::unique_ptr<sink> capture = make_packet_sink(options.run.output, input);

@@ -36,6 +36,21 @@ void check_wireshark_output(const output_options& options) {
   }
 }
 
+rotating_sink::factory make_packet_piece_factory(const output_options& options,
+                                                 const input& input) {
+  return [options, &input](const std::filesystem::path& path, sink* previous) {
+    output_options of_piece = options;
+    of_piece.file = platform::path_to_utf8(path);
+    std::unique_ptr<sink> made = make_packet_sink(of_piece, input);
+    // All pieces have one format.
+    auto* const capture = dynamic_cast<pcapng_sink*>(made.get());
+    if (auto* const before = dynamic_cast<pcapng_sink*>(previous); capture && before) {
+      capture->continue_from(*before);
+    }
+    return made;
+  };
+}
+
 void refuse_file_of_cache(const std::string& output, const database_options& database) {
   if (!is_file_of_cache(platform::path_from_utf8(output),
                         platform::path_from_utf8(database.cache))) {

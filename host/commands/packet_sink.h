@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include "host/output/rotating_sink.h"
 #include "host/output/sink.h"
 #include "host/run/input.h"
 #include "host/run/run_options.h"
@@ -15,6 +16,9 @@ std::unique_ptr<sink> make_packet_sink(const output_options& options, const inpu
 
 // Throws user_error (usage) if Wireshark could not open what is written.
 void check_wireshark_output(const output_options& options);
+
+// The same for the pieces of a series.
+rotating_sink::factory make_packet_piece_factory(const output_options& options, const input& input);
 
 // Throws user_error (usage) if `output` is a file of the cache.
 void refuse_file_of_cache(const std::string& output, const database_options& database);

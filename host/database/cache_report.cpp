@@ -6,9 +6,10 @@
 #include <array>
 #include <cstddef>
 #include <exception>
+#include <utility>
 
-#include "host/database/database_failure.h"
 #include "host/console.h"
+#include "host/database/database_failure.h"
 #include "platform/file.h"
 
 namespace veltra::host {
@@ -57,6 +58,13 @@ std::vector<cached_database> look_at_cache(const database_options& options) {
     if (auto known = explain_sync_failure(failure, options, {})) throw *known;
     throw;
   }
+}
+
+std::filesystem::path find_in_cache(const database_options& options, std::string_view uuid) {
+  for (cached_database& each : look_at_cache(options)) {
+    if (each.state == database_state::intact && each.uuid == uuid) return std::move(each.file);
+  }
+  return {};
 }
 
 std::string format_cache_table(const std::vector<cached_database>& databases) {

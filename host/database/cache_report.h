@@ -1,7 +1,9 @@
 // cache_report.h - what a cache contains, for people and for programs.
 #pragma once
 
+#include <filesystem>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "host/database/database_options.h"
@@ -12,6 +14,10 @@ namespace veltra::host {
 // The databases of the cache's catalogue, each file checked. Throws user_error
 // (bad_input) if the cache has no usable catalogue.
 std::vector<cached_database> look_at_cache(const database_options& options);
+
+// The intact database of `uuid` in the cache's catalogue; empty if there is none. Throws as
+// look_at_cache() does.
+std::filesystem::path find_in_cache(const database_options& options, std::string_view uuid);
 
 // A table with a heading: device, version, UUID, state, file. Every line ends in
 // LF.

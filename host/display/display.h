@@ -2,12 +2,23 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "host/source/packet.h"
 #include "host/source/source_events.h"
 
 namespace veltra::host {
+
+// What a run knows of itself beyond its packets.
+struct run_facts {
+  bool is_waiting = false;              // for its input
+  std::uint64_t missed = 0;             // packets that an output was too slow for
+  std::uint64_t gaps = 0;               // times without input
+  std::vector<std::string> files = {};  // being written, as the user knows them
+};
 
 // Gets what happens in a run and shows it on the terminal, at its own pace. take_packet()
 // and take_event() come from the run's thread and must not wait for the terminal; tick()
@@ -23,6 +34,9 @@ class display {
 
   virtual void take_packet(const packet& /*packet*/) {}
   virtual void take_event(const source_event& /*event*/) {}
+
+  // Before each tick(), on its thread.
+  virtual void take_facts(const run_facts& /*facts*/) {}
 
   // Shows whole lines that stay. Any thread.
   virtual void show_lines(std::string_view lines) = 0;

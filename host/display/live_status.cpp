@@ -16,6 +16,7 @@ namespace {
 
 constexpr std::chrono::milliseconds redraw_interval{250};
 constexpr std::chrono::seconds speed_interval{1};
+constexpr std::chrono::minutes report_interval{1};
 
 struct layer_kind {
   const char* name;
@@ -43,13 +44,51 @@ std::string format_elapsed(std::chrono::steady_clock::duration elapsed) {
   return fmt::format("{:02}:{:02}:{:02}", seconds / 3600, seconds / 60 % 60, seconds % 60);
 }
 
+// A part of the line; the least important ones give way in a narrow terminal.
+struct field {
+  std::string text;
+  int importance;
+};
+
+std::string join_fields(std::vector<field> fields, unsigned columns) {
+  const auto width = [&fields] {
+    std::size_t size = 0;
+    for (const field& each : fields) size += each.text.size() + (size == 0 ? 0 : 2);
+    return size;
+  };
+  // A character in the last column would make some terminals wrap.
+  while (columns != 0 && fields.size() > 1 && width() >= columns) {
+    fields.erase(std::min_element(fields.begin(), fields.end(), [](const field& a, const field& b) {
+      return a.importance < b.importance;
+    }));
+  }
+  std::string line;
+  for (const field& each : fields) line += (line.empty() ? "" : "  ") + each.text;
+  return line;
+}
+
+std::string join(const std::vector<std::string>& texts) {
+  std::string line;
+  for (const std::string& each : texts) line += (line.empty() ? "" : ", ") + each;
+  return line;
+}
+
 }  // namespace
+
+std::vector<std::pair<std::string_view, std::uint64_t>> count_kinds(
+    const run_statistics& statistics) {
+  std::vector<std::pair<std::string_view, std::uint64_t>> counts;
+  for (const layer_kind& kind : kinds) counts.emplace_back(kind.name, packets_of(kind, statistics));
+  return counts;
+}
 
 live_status::live_status(live_status_options options) : options_(std::move(options)) {}
 
 void live_status::begin(time_point now) {
-  running_ = true;
-  begin_ = last_arrival_ = next_draw_ = mark_ = now;
+  last_arrival_ = next_draw_ = now;
+  heard_ = false;
+  // Again after a loss: the time and the speed go on.
+  if (!std::exchange(running_, true)) begin_ = mark_ = now;
 }
 
 void live_status::take(const packet& packet, time_point now) {
@@ -75,21 +114,53 @@ bool live_status::searches_long() const {
   return searched_ >= options_.long_search && !long_search_told_;
 }
 
+void live_status::take_facts(const run_facts& facts, unsigned columns) {
+  facts_ = facts;
+  columns_ = columns;
+}
+
+void live_status::measure_speed(time_point now) {
+  if (now - mark_ < speed_interval) return;
+  speed_ = static_cast<double>(statistics_.raw_bytes() - bytes_at_mark_) /
+           std::chrono::duration<double>(now - mark_).count();
+  mark_ = now;
+  bytes_at_mark_ = statistics_.raw_bytes();
+}
+
 std::string live_status::counters(time_point now) {
-  if (now - mark_ >= speed_interval) {
-    speed_ = static_cast<double>(statistics_.raw_bytes() - bytes_at_mark_) /
-             std::chrono::duration<double>(now - mark_).count();
-    mark_ = now;
-    bytes_at_mark_ = statistics_.raw_bytes();
+  measure_speed(now);
+  std::vector<field> fields = {{format_elapsed(now - begin_), 8},
+                               {format_bytes(static_cast<double>(statistics_.raw_bytes())), 9},
+                               {format_bytes(speed_) + "/s", 3}};
+  if (searched_ > 0) {
+    fields.push_back({"searching for the database's UUID", 7});
+    return join_fields(std::move(fields), columns_);
   }
+  int importance = 6;
+  for (const auto& [kind, count] : count_kinds(statistics_)) {
+    fields.push_back({fmt::format("{} {}", kind, count), importance});
+    // The speed is worth more than the counts at the end.
+    if (--importance == 3) importance = 2;
+  }
+  fields.push_back({fmt::format("dropped {}", statistics_.dropped_traces()), 7});
+  if (!facts_.files.empty()) fields.push_back({sanitize(facts_.files.front()), 0});
+  return join_fields(std::move(fields), columns_);
+}
+
+// A line for a log, whose reader wants all of it.
+std::string live_status::report(time_point now) {
+  next_report_ = now + report_interval;
+  measure_speed(now);
   std::string text =
-      fmt::format("{}  {}  {}/s", format_elapsed(now - begin_),
+      fmt::format("veltra: {}: {}{}  {}/s", options_.port, facts_.is_waiting ? "waiting  " : "",
                   format_bytes(static_cast<double>(statistics_.raw_bytes())), format_bytes(speed_));
-  if (searched_ > 0) return text + "  searching for the database's UUID";
-  for (const layer_kind& kind : kinds) {
-    fmt::format_to(std::back_inserter(text), "  {} {}", kind.name, packets_of(kind, statistics_));
+  const auto out = std::back_inserter(text);
+  for (const auto& [kind, count] : count_kinds(statistics_)) {
+    fmt::format_to(out, "  {} {}", kind, count);
   }
-  fmt::format_to(std::back_inserter(text), "  dropped {}", statistics_.dropped_traces());
+  fmt::format_to(out, "  dropped {}  missed {}  gaps {}  {}\n", statistics_.dropped_traces(),
+                 facts_.missed, facts_.gaps,
+                 facts_.files.empty() ? "no file yet" : sanitize(join(facts_.files)));
   return text;
 }
 
@@ -123,6 +194,12 @@ std::string live_status::show(time_point now) {
                    format_bytes(static_cast<double>(searched_)), options_.port,
                    options_.how_to_end);
     next_draw_ = now;
+  }
+  if (!options_.report_start.empty() && next_report_ == time_point()) {
+    text += fmt::format("veltra: {}: {}\n", options_.port, options_.report_start);
+    next_report_ = now + report_interval;
+  } else if (!options_.report_start.empty() && now >= next_report_) {
+    text += report(now);
   }
   if (options_.with_counters && now >= next_draw_) {
     next_draw_ = now + redraw_interval;

@@ -4,7 +4,11 @@
 #include <chrono>
 #include <cstdint>
 #include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
 
+#include "host/display/display.h"
 #include "host/source/packet.h"
 #include "host/source/run_statistics.h"
 
@@ -13,10 +17,15 @@ namespace veltra::host {
 struct live_status_options {
   std::string port;                         // as the user knows it
   bool with_counters = true;                // a line that is redrawn, for a terminal
+  std::string report_start = {};            // with it a line at the start and one a minute
   std::chrono::milliseconds silence{5000};  // of the modem, before it is reported
   std::uint64_t long_search = 1'000'000;    // bytes without a UUID, likewise
   const char* how_to_end = "Ctrl-C ends";   // the capture, as a message says it
 };
+
+// The decoded packets by their kind (ip, rrc, nas, at, tls), in this order.
+std::vector<std::pair<std::string_view, std::uint64_t>> count_kinds(
+    const run_statistics& statistics);
 
 // Counts what comes and decides what to show and when. It knows no clock and
 // writes nothing itself: the time comes with every call and never goes back. Not
@@ -29,6 +38,9 @@ class live_status {
 
   // The port is about to be open; nothing is shown before.
   void begin(time_point now);
+
+  // What the run knows, and how many columns the terminal has; 0: as many as needed.
+  void take_facts(const run_facts& facts, unsigned columns);
 
   // A packet came.
   void take(const packet& packet, time_point now);
@@ -53,10 +65,15 @@ class live_status {
   time_point silence_due() const;  // time_point::max() for never
   bool searches_long() const;      // and it was not reported yet
   std::string silence() const;     // in words
+  void measure_speed(time_point now);
+  std::string report(time_point now);
 
   const live_status_options options_;
   run_statistics statistics_;
   std::uint64_t searched_ = 0;  // bytes; 0 while no search is under way
+  run_facts facts_;
+  unsigned columns_ = 0;
+  time_point next_report_{};
   bool running_ = false;
   bool heard_ = false;   // something came since the port was opened
   bool silent_ = false;  // and it was reported

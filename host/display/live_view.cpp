@@ -1,9 +1,11 @@
 #include "host/display/live_view.h"
 
 #include <chrono>
+#include <cstdio>
 #include <utility>
 
 #include "host/console.h"
+#include "platform/file.h"
 
 namespace veltra::host {
 
@@ -30,6 +32,12 @@ void live_view::take_event(const source_event& event) {
   } else if (event.kind == event_kind::database_located) {
     status_.take_located();
   }
+}
+
+void live_view::take_facts(const run_facts& facts) {
+  const unsigned columns = platform::terminal_columns(stderr);
+  const std::lock_guard lock(mutex_);
+  status_.take_facts(facts, columns);
 }
 
 void live_view::show_lines(std::string_view lines) {

@@ -19,6 +19,7 @@ class live_view : public display {
 
   void take_packet(const packet& packet) override;
   void take_event(const source_event& event) override;
+  void take_facts(const run_facts& facts) override;
   void show_lines(std::string_view lines) override;
   void tick(time_point now) override;
   void end() override;

@@ -45,6 +45,10 @@ class block_stream {
   // One or more whole blocks, in the order of the capture.
   void write(std::string_view blocks);
 
+  // Writes the secrets of the series' latest sessions, whose handshake or secret may be in
+  // the capture before this one.
+  void repeat_secrets() { put_secrets(key_log_.recent()); }
+
   // The key log was added to: random bytes, or a master secret.
   void random_bytes_came();
   void master_came();

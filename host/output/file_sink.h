@@ -1,6 +1,8 @@
 // file_sink.h - what the sinks for packets share: an output_file from begin() to its name.
 #pragma once
 
+#include <atomic>
+#include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -18,6 +20,7 @@ class file_sink : public sink {
   void limit_writes() noexcept final;
   bool is_stream() const final { return is_stream_; }
   std::string name() const override;
+  std::uint64_t bytes() const final { return bytes_; }
   std::string remarks() const final;
 
  protected:
@@ -25,6 +28,8 @@ class file_sink : public sink {
   explicit file_sink(std::filesystem::path path);
 
   output_file& file() { return *file_; }  // from begin() on
+  // Makes bytes() what the file has.
+  void update_bytes() { bytes_ = file_->size(); }
 
   // The output is about to be opened; may throw user_error.
   virtual void before_opening() {}
@@ -41,6 +46,7 @@ class file_sink : public sink {
   std::filesystem::path path_;
   const bool is_stream_;
   std::optional<output_file> file_;
+  std::atomic<std::uint64_t> bytes_ = 0;
   bool is_cut_ = false;  // the last records could not be written
 };
 

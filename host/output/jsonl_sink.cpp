@@ -24,10 +24,15 @@ void jsonl_sink::write(const packet& packet) {
   line_ += packet.metadata.empty() ? "{}" : packet.metadata;
   line_ += "}\n";
   file().write(line_);
+  update_bytes();
 }
 
 void jsonl_sink::mark_missed(std::uint64_t count) {
   file().write(fmt::format("{{\"kind\":\"missed\",\"count\":{}}}\n", count));
+}
+
+void jsonl_sink::add_remark(std::string_view remark) {
+  file().write(fmt::format("{{\"kind\":\"remark\",\"text\":{}}}\n", quoted(remark)));
 }
 
 bool jsonl_sink::flush() {

@@ -12,7 +12,7 @@ namespace veltra::host {
 
 // Each line: {"sequence":N,"time":NANOSECONDS,"layer":"..","category":"..",
 // "payload":"HEX","metadata":{..}}, or {"kind":"missed","count":N} for packets that the
-// reader was too slow for.
+// reader was too slow for, or {"kind":"remark","text":".."}.
 class jsonl_sink : public file_sink {
  public:
   // Raw packets are passed over unless `with_raw_packets`.
@@ -20,6 +20,7 @@ class jsonl_sink : public file_sink {
 
   void write(const packet& packet) override;
   void mark_missed(std::uint64_t count) override;
+  void add_remark(std::string_view remark) override;
   bool flush() override;
   bool wants_metadata() const override { return true; }
 

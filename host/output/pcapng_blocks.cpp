@@ -182,16 +182,17 @@ void append_packet(std::string& to, const enhanced_packet& packet) {
 }
 
 void append_statistics(std::string& to, std::uint32_t interface, std::uint64_t time,
-                       std::uint64_t received, std::uint64_t dropped) {
+                       std::uint64_t received, std::optional<std::uint64_t> dropped) {
   block out(to, interface_statistics_type);
   append_u32(to, interface);
   append_time(to, time);
-  for (const auto& [code, value] : {std::pair(option::statistics_received, received),
-                                    std::pair(option::statistics_dropped, dropped)}) {
+  const auto add_count = [&out](std::uint16_t code, std::uint64_t count) {
     std::string number;
-    append_u64(number, value);
+    append_u64(number, count);
     out.add_option(code, number);
-  }
+  };
+  add_count(option::statistics_received, received);
+  if (dropped) add_count(option::statistics_dropped, *dropped);
   out.finish();
 }
 

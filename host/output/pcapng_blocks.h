@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -51,10 +52,10 @@ struct enhanced_packet {
 };
 void append_packet(std::string& to, const enhanced_packet& packet);
 
-// Closes the books of one interface: packets received and packets lost before
-// they reached the file.
+// Closes the books of one interface: packets received and, if that is known, packets lost
+// before they reached the file.
 void append_statistics(std::string& to, std::uint32_t interface, std::uint64_t time,
-                       std::uint64_t received, std::uint64_t dropped);
+                       std::uint64_t received, std::optional<std::uint64_t> dropped);
 
 // TLS secrets in the key log format: lines that end in LF.
 void append_secrets(std::string& to, std::string_view key_log);

@@ -107,6 +107,15 @@ void pcapng_sink::put_section_header() {
   block_.clear();
   pcapng::append_section_header(block_, "LTE modem trace", "veltra " VELTRA_VERSION, comments);
   block_stream_->write(block_);
+  block_stream_->repeat_secrets();
+}
+
+void pcapng_sink::continue_from(pcapng_sink& previous) {
+  key_log_ = std::exchange(previous.key_log_, {});
+  key_log_.forget_counts();
+  time_offset_ = previous.time_offset_;
+  last_time_ = previous.last_time_;
+  is_timed_ = previous.is_timed_;
 }
 
 // The first packet names the database. A file's header has waited for it; that of a stream
@@ -138,6 +147,7 @@ void pcapng_sink::write(const packet& packet) {
   } else if (!put_key_material(packet)) {
     put_message(packet);
   }
+  update_bytes();
 }
 
 bool pcapng_sink::put_key_material(const packet& packet) {
@@ -168,7 +178,7 @@ std::uint64_t pcapng_sink::time_in_capture(const packet& packet) {
 
 void pcapng_sink::put_raw(const packet& packet) {
   const layer_format& format = format_of(raw_layer);
-  if (latest_ == nullptr) last_time_ = time_in_capture(packet);
+  if (!is_timed_) last_time_ = time_in_capture(packet);
   interface& on = interface_of(packet_kind::raw);
   // A stream has no packets of its own, so that nothing need be cut. It has no time
   // either: with that of the message before, the capture is still in order.
@@ -201,6 +211,7 @@ void pcapng_sink::put_message(const packet& packet) {
   latest_ = &on;
   ++on.received;
   last_time_ = std::max(last_time_, time);
+  is_timed_ = true;
 
   pcapng::enhanced_packet block;
   block.interface = on.number;
@@ -211,6 +222,7 @@ void pcapng_sink::put_message(const packet& packet) {
   if (block.payload.size() < packet.payload.size()) ++cut_packets_;
   block.way = way;
   comment_ = describe_step(packet.clock_step);
+  append_remark(comment_, std::exchange(remark_, {}));
   append_remark(comment_, describe_missed(missed_));
   on.dropped += std::exchange(missed_, 0);
   if (const std::optional<std::uint64_t> dropped = dropped_traces(packet)) {
@@ -230,6 +242,10 @@ void pcapng_sink::put_message(const packet& packet) {
 
 void pcapng_sink::mark_missed(std::uint64_t count) {
   missed_ += count;
+}
+
+void pcapng_sink::add_remark(std::string_view remark) {
+  remark_ = remark;
 }
 
 void pcapng_sink::write_trailer() {

@@ -30,8 +30,13 @@ class pcapng_sink : public file_sink {
   pcapng_sink(std::filesystem::path path, settings how);
 
   void set_provenance(const provenance& facts) override { provenance_ = facts; }
+  // Makes this the next capture of a series, before begin(): a handshake may be in one and
+  // its master secret in the next, so the key log goes on here. On the thread of both.
+  void continue_from(pcapng_sink& previous);
+
   void write(const packet& packet) override;
   void mark_missed(std::uint64_t count) override;
+  void add_remark(std::string_view remark) override;
   bool flush() override;
 
  private:
@@ -77,7 +82,9 @@ class pcapng_sink : public file_sink {
   std::optional<std::int64_t> time_offset_;  // seconds; the same on all interfaces
   std::uint64_t last_time_ = 0;              // as in blocks
   interface* latest_ = nullptr;              // of the latest message
+  bool is_timed_ = false;                    // last_time_ is that of a message
   std::uint64_t missed_ = 0;                 // packets before the next one
+  std::string remark_;                       // on the next packet
   std::uint64_t dropped_ = 0;  // traces before the next packet that does not report them
   tls_key_log key_log_;
   std::optional<block_stream> block_stream_;

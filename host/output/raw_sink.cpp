@@ -86,8 +86,14 @@ int raw_sink::put(std::string_view bytes) {
   return std::fwrite(bytes.data(), 1, bytes.size(), file_.get()) == bytes.size() ? 0 : errno;
 }
 
+void raw_sink::sync() {
+  if (!file_ || is_stream_ || std::exchange(synced_bytes_, bytes_) == bytes_) return;
+  if (platform::sync_file(file_.get()) != 0) fail(errno);
+}
+
 void raw_sink::finish() {
   if (!file_) return;
+  sync();
   std::FILE* const file = file_.release();
   if ((file == stdout ? std::fflush(file) : std::fclose(file)) != 0) fail(errno);
 }

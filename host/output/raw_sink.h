@@ -1,6 +1,7 @@
 // raw_sink.h - the raw bytes of a capture, kept as they came.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
@@ -31,6 +32,7 @@ class raw_sink : public sink {
   void write(const packet& packet) override;  // ignores packets that are not raw
   void mark_missed(std::uint64_t count) override { missed_ += count; }
   bool flush() override { return false; }
+  void sync() override;
   void finish() override;
   bool salvage() override;
   void limit_writes() noexcept override { stream_.hurry(); }
@@ -38,8 +40,7 @@ class raw_sink : public sink {
   std::string name() const override;
   std::string remarks() const override;
 
-  std::uint64_t bytes() const { return bytes_; }
-  const std::filesystem::path& path() const { return path_; }
+  std::uint64_t bytes() const override { return bytes_; }
 
  private:
   struct closer {
@@ -59,7 +60,8 @@ class raw_sink : public sink {
   const bool may_overwrite_;
   platform::stream_writer stream_;
   std::unique_ptr<std::FILE, closer> file_;
-  std::uint64_t bytes_ = 0;
+  std::atomic<std::uint64_t> bytes_ = 0;
+  std::uint64_t synced_bytes_ = 0;
   std::uint64_t missed_ = 0;  // packets
 };
 

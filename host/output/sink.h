@@ -3,7 +3,9 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
+#include "host/output/piece.h"
 #include "host/output/provenance.h"
 #include "host/source/packet.h"
 
@@ -34,9 +36,21 @@ class sink {
   // `count` packets before the next one did not get here: marks the gap.
   virtual void mark_missed(std::uint64_t count) = 0;
 
+  // What happened before the next packet, which carries the remark if the format has a
+  // place for it.
+  virtual void add_remark(std::string_view /*remark*/) {}
+
+  // What follows belongs to the next file of a series, see rotating_sink.
+  virtual void begin_piece(const piece& /*next*/) {}
+  // Completes the file under way.
+  virtual void end_piece() {}
+
   // Hands on everything that is not held back on purpose. Returns true while something
   // is, so that it has to be asked again.
   virtual bool flush() = 0;
+
+  // Makes sure that everything that is not held back survives a loss of power.
+  virtual void sync() {}
 
   // Completes the output and gives it its name.
   virtual void finish() = 0;
@@ -55,6 +69,11 @@ class sink {
 
   // True if the output is read while it is written, and cannot be taken back.
   virtual bool is_stream() const = 0;
+
+  // Bytes written so far. Any thread.
+  virtual std::uint64_t bytes() const { return 0; }
+  // The same of the piece `number` of a series, if it is the one under way; otherwise 0.
+  virtual std::uint64_t piece_bytes(std::uint32_t /*number*/) const { return 0; }
 
   // Where the output is, for a person to read.
   virtual std::string name() const = 0;

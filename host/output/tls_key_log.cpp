@@ -143,6 +143,12 @@ std::string tls_key_log::take_rest() {
   return text + std::exchange(settled_, {});
 }
 
+std::string tls_key_log::recent() const {
+  std::string text;
+  for (const std::string& line : recent_lines_) text += line;
+  return text;
+}
+
 std::size_t tls_key_log::pending() const {
   const auto unwritten = std::count_if(
       handshakes_.begin(), handshakes_.end(),
@@ -175,11 +181,14 @@ void tls_key_log::write(handshake& written, std::string& to) {
   const auto last = random.last(random_size);
   const bool halves_differ = !std::equal(first.begin(), first.end(), last.begin());
   for (const auto half : {first, last}) {
-    to += label;
-    append_hex(to, half);
-    to += ' ';
-    append_hex(to, *secret);
-    to += '\n';
+    std::string line(label);
+    append_hex(line, half);
+    line += ' ';
+    append_hex(line, *secret);
+    line += '\n';
+    to += line;
+    recent_lines_.push_back(std::move(line));
+    if (recent_lines_.size() > max_recent_lines) recent_lines_.pop_front();
     if (!halves_differ) return;
   }
 }

@@ -39,6 +39,8 @@ class tls_key_log {
   static constexpr std::size_t most_waiting = 16;
   // Material that was traced twice is known by comparing it with so many before it.
   static constexpr std::size_t most_remembered = 64;
+  // So many of the latest secret lines are kept for recent().
+  static constexpr std::size_t max_recent_lines = 128;
 
   // Each takes a copy of one trace's bytes. Material of a wrong size makes no
   // secret; it becomes a comment, and false is returned.
@@ -54,6 +56,12 @@ class tls_key_log {
 
   // The same at the end of the trace, with all that found no partner as comments.
   std::string take_rest();
+
+  // The lines of the latest sessions again, of all that take() and take_rest() gave.
+  std::string recent() const;
+
+  // Counts from here on.
+  void forget_counts() { refused_ = unused_masters_ = lone_handshakes_ = 0; }
 
   // The most bytes that take() would give now.
   std::size_t pending() const;
@@ -85,7 +93,7 @@ class tls_key_log {
   void refuse(std::string_view layer, std::span<const std::uint8_t> bytes);
   void give_up(const handshake& lone);
   void give_up(const master& unused);
-  static void write(handshake& written, std::string& to);
+  void write(handshake& written, std::string& to);
   void comment(std::string_view what, std::span<const std::uint8_t> bytes);
 
   std::list<handshake> handshakes_;  // waiting or not written yet, in order of arrival
@@ -96,6 +104,7 @@ class tls_key_log {
   bool handshake_was_last_ = false;
   std::deque<randbytes> known_randbytes_;
   std::deque<master> known_masters_;
+  std::deque<std::string> recent_lines_;
   std::string settled_;  // to be taken, besides the handshakes' lines
 
   std::size_t refused_ = 0;

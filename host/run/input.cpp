@@ -46,8 +46,12 @@ user_error file_input::explain_nothing(const run_statistics& statistics,
 }
 
 kovax::json serial_input::parameters() const {
+  if (line_.follows_device && device_ == line_.port) {
+    device_ =
+        platform::path_to_utf8(platform::stable_device_name(platform::path_from_utf8(line_.port)));
+  }
   const double stop_bits = line_.stop_bits == "1" ? 1 : line_.stop_bits == "2" ? 2 : 1.5;
-  kovax::json serial_port = {{"path", literal_path(platform::path_from_utf8(line_.port))},
+  kovax::json serial_port = {{"path", literal_path(platform::path_from_utf8(device_))},
                              {"settings",
                               {{"baud_rate", line_.baud_rate},
                                {"data_bits", line_.data_bits},
@@ -63,6 +67,25 @@ provenance serial_input::origin() const {
           {"line", fmt::format("{} baud, {} data bits, {} stop bits, parity {}, flow control {}",
                                line_.baud_rate, line_.data_bits, line_.stop_bits, line_.parity,
                                line_.flow_control)}};
+}
+
+bool serial_input::may_come_back(const source_failure& failure) const {
+  switch (failure.kind()) {
+    case failure_kind::port_lost:
+      return true;
+    case failure_kind::port_not_opened:
+    case failure_kind::port_settings_unknown:
+      return platform::refusal_of(failure.message) != platform::port_refusal::not_serial;
+    case failure_kind::port_settings_refused:
+      // A port that vanishes while it is set up.
+      return !is_there();
+    default:
+      return false;
+  }
+}
+
+bool serial_input::is_there() const {
+  return platform::device_exists(platform::path_from_utf8(device_));
 }
 
 std::optional<user_error> serial_input::explain_failure(const source_failure& failure,
@@ -96,15 +119,27 @@ user_error serial_input::explain_nothing(const run_statistics& statistics,
       nothing_but_losses(statistics), bytes, line_.port));
 }
 
-std::string default_capture_name(const std::string& port, std::int64_t seconds_since_epoch,
-                                 const std::string& extension) {
+namespace {
+
+std::string name_part(const std::string& port) {
   constexpr std::string_view devices = "/dev/";
   std::string device = port;
   if (device.starts_with(devices)) device.erase(0, devices.size());
   std::replace_if(
       device.begin(), device.end(), [](unsigned char each) { return !is_plain(each); }, '-');
   device.erase(0, device.find_first_not_of("-."));
-  return fmt::format("capture-{}-{:%Y%m%dT%H%M%SZ}.{}", device.empty() ? "port" : device,
+  return device.empty() ? "port" : device;
+}
+
+}  // namespace
+
+std::string default_series_name(const std::string& port, const std::string& extension) {
+  return fmt::format("capture-{}.{}", name_part(port), extension);
+}
+
+std::string default_capture_name(const std::string& port, std::int64_t seconds_since_epoch,
+                                 const std::string& extension) {
+  return fmt::format("capture-{}-{:%Y%m%dT%H%M%SZ}.{}", name_part(port),
                      fmt::gmtime(static_cast<std::time_t>(seconds_since_epoch)), extension);
 }
 

@@ -36,6 +36,11 @@ class input {
   virtual std::optional<user_error> explain_failure(const source_failure& failure,
                                                     std::string_view remark) const = 0;
 
+  // Whether the run may go on later after a failure to open or read the input, and whether
+  // it can be opened now.
+  virtual bool may_come_back(const source_failure& /*failure*/) const { return false; }
+  virtual bool is_there() const { return true; }
+
   // A run without content.
   virtual user_error explain_nothing(const run_statistics& statistics,
                                      const database_options& database) const = 0;
@@ -63,12 +68,14 @@ class file_input : public input {
 // A modem behind a serial port.
 class serial_input : public input {
  public:
-  explicit serial_input(line_options line) : line_(std::move(line)) {}
+  explicit serial_input(line_options line) : line_(std::move(line)), device_(line_.port) {}
 
   kovax::json parameters() const override;
   const std::string& name() const override { return line_.port; }
   provenance origin() const override;
   bool is_live() const override { return true; }
+  bool may_come_back(const source_failure& failure) const override;
+  bool is_there() const override;
   std::optional<user_error> explain_failure(const source_failure& failure,
                                             std::string_view remark) const override;
   user_error explain_nothing(const run_statistics& statistics,
@@ -76,6 +83,9 @@ class serial_input : public input {
 
  private:
   const line_options line_;
+  // The port's name to open: with `follows_device`, one that it keeps, found as soon as
+  // the port is there.
+  mutable std::string device_;
 };
 
 // The name of an output of this port that began at `seconds_since_epoch` (UTC), such
@@ -83,6 +93,9 @@ class serial_input : public input {
 // name_without_file().
 std::string default_capture_name(const std::string& port, std::int64_t seconds_since_epoch,
                                  const std::string& extension);
+
+// The same for a series of files, whose names get number and time: capture-ttyUSB0.pcapng.
+std::string default_series_name(const std::string& port, const std::string& extension);
 
 // `name`, or the first of NAME-2.EXTENSION, NAME-3.EXTENSION and so on under which
 // there is nothing. UTF-8; looks into the file system.

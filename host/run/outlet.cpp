@@ -34,6 +34,7 @@ void outlet::batch::append(const packet& packet, bool with_metadata, std::uint64
 
 void outlet::batch::clear() {
   entries.clear();
+  boundaries.clear();
   bytes.clear();
 }
 
@@ -68,6 +69,41 @@ void outlet::push(const packet& packet) {
   filling_.append(packet, with_metadata_ || !std::exchange(has_first_, true),
                   std::exchange(missed_, 0));
   if (is_idle_) changed_.notify_one();
+}
+
+void outlet::push(boundary boundary) {
+  if (has_failed_) return;
+  if (delivery_ == delivery::direct) {
+    try {
+      apply(boundary);
+    } catch (...) {
+      fail(std::current_exception());
+    }
+    return;
+  }
+  const std::lock_guard lock(mutex_);
+  if (failure_) return;
+  has_first_ = false;
+  filling_.boundaries.emplace_back(filling_.entries.size(), std::move(boundary));
+  if (is_idle_) changed_.notify_one();
+}
+
+void outlet::sync() {
+  if (has_failed_ || delivery_ != delivery::direct) return;
+  try {
+    to_.sync();
+  } catch (...) {
+    fail(std::current_exception());
+  }
+}
+
+void outlet::apply(const boundary& boundary) {
+  if (boundary.next) {
+    to_.begin_piece(*boundary.next);
+  } else {
+    to_.end_piece();
+  }
+  if (!boundary.remark.empty()) to_.add_remark(boundary.remark);
 }
 
 void outlet::write_directly(const packet& packet) {
@@ -139,21 +175,29 @@ void outlet::write_until_finished() {
 bool outlet::take_batch() {
   std::unique_lock lock(mutex_);
   is_idle_ = true;
-  changed_.wait(lock, [this] {
-    return is_finished_ || !filling_.entries.empty() || (is_due_ && holds_back_);
-  });
+  changed_.wait(
+      lock, [this] { return is_finished_ || !filling_.is_empty() || (is_due_ && holds_back_); });
   if (delivery_ == delivery::dropping && !is_finished_) {
     changed_.wait_for(lock, gathering, [this] { return is_finished_; });
   }
   is_idle_ = is_due_ = false;
   std::swap(filling_, writing_);
   has_room_.notify_one();
-  return !is_finished_ || !writing_.entries.empty();
+  return !is_finished_ || !writing_.is_empty();
 }
 
 void outlet::write_batch() {
   std::string_view bytes = writing_.bytes;
-  for (const entry& each : writing_.entries) {
+  auto next_boundary = writing_.boundaries.begin();
+  const auto apply_boundaries = [&](std::size_t index) {
+    for (; next_boundary != writing_.boundaries.end() && next_boundary->first == index;
+         ++next_boundary) {
+      apply(next_boundary->second);
+    }
+  };
+  for (std::size_t index = 0; index < writing_.entries.size(); ++index) {
+    apply_boundaries(index);
+    const entry& each = writing_.entries[index];
     packet packet;
     packet.sequence = each.sequence;
     packet.time = each.time;
@@ -168,6 +212,7 @@ void outlet::write_batch() {
     to_.write(packet);
     written_.fetch_add(1, std::memory_order_relaxed);
   }
+  apply_boundaries(writing_.entries.size());
   writing_.clear();
 }
 

@@ -11,6 +11,7 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "host/output/sink.h"
@@ -22,6 +23,12 @@ enum class delivery {
   waiting,  // on another thread; push() waits while the queue is full: a file has time
   dropping  // on another thread; what finds the queue full is missed, counted, and the
             // gap marked: a modem does not wait
+};
+
+// Where one file of a series ends, between two packets.
+struct boundary {
+  std::optional<piece> next;  // none: it begins later
+  std::string remark;         // on the next packet; empty: none
 };
 
 // start() and finish() belong to the thread that owns the sink, push() to the run's
@@ -49,6 +56,12 @@ class outlet {
 
   // Without effect once the sink has failed.
   void push(const packet& packet);
+
+  // For a sink of a series: never missed, however full the queue is.
+  void push(boundary boundary);
+
+  // Has the sink sync what it was given, if the delivery is direct; in place of a push().
+  void sync();
 
   // Lets the sink have another look at what it holds back.
   void tick();
@@ -84,14 +97,17 @@ class outlet {
   // Packets in their order, with all of their texts and bytes in one block.
   struct batch {
     std::vector<entry> entries;
+    std::vector<std::pair<std::size_t, boundary>> boundaries;  // each before an entry
     std::string bytes;
 
+    bool is_empty() const { return entries.empty() && boundaries.empty(); }
     std::size_t size() const { return bytes.size() + entries.size() * sizeof(entry); }
     void append(const packet& packet, bool with_metadata, std::uint64_t missed_before);
     void clear();
   };
 
   void write_directly(const packet& packet);
+  void apply(const boundary& boundary);
   void fail(std::exception_ptr failure);
   void write_until_finished();
   bool take_batch();
@@ -101,7 +117,7 @@ class outlet {
   const delivery delivery_;
   const std::size_t max_bytes_;
   const bool with_metadata_;
-  bool has_first_ = false;  // of the run's thread
+  bool has_first_ = false;           // of the file under way
   mutable std::mutex mutex_;         // guards what follows up to the blank line
   std::condition_variable changed_;  // there is work for the thread
   std::condition_variable has_room_;

@@ -1,6 +1,7 @@
 // run_options.h - what the command line says about a run.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -8,6 +9,7 @@
 
 #include "host/database/database_options.h"
 #include "host/run/capture_clock.h"
+#include "host/run/rotation.h"
 
 namespace veltra::host {
 
@@ -25,9 +27,21 @@ enum class reader_role {
   ends_run    // likewise, and of the run, also while a raw trace is kept
 };
 
+// How a live input is recorded.
+struct recording_options {
+  rotation_options rotation;
+  // How often the raw trace is made safe against a loss of power; none: with each file.
+  std::optional<std::chrono::duration<double>> sync_interval;
+  bool reconnects = false;  // waits for an input that is not there, or not any more
+  // Each connection begins a file.
+  bool is_series() const { return reconnects || rotation.has_boundary(); }
+  file_limits end;  // of the run
+};
+
 struct run_options {
   database_options database;
   output_options output;
+  recording_options recording;
   std::uint64_t chunk_size = 0;              // bytes per read
   std::string plugin;                        // empty: the one that belongs to this program
   bool verbose = false;                      // show the plug-in's messages
@@ -45,6 +59,7 @@ struct line_options {
   std::string stop_bits = "1";
   std::string parity = "none";
   std::string flow_control = "none";
+  bool follows_device = false;  // the same hardware, though its port's number changes
 };
 
 }  // namespace veltra::host

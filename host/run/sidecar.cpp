@@ -120,4 +120,9 @@ std::error_code sidecar_writer::add(const clock_anchor& anchor, const std::strin
   return write_sidecar(path_, content_);
 }
 
+std::error_code sidecar_writer::set_uuid(const std::string& uuid) {
+  if (content_.anchors.empty() || std::exchange(content_.uuid, uuid) == uuid) return {};
+  return write_sidecar(path_, content_);
+}
+
 }  // namespace veltra::host

@@ -53,6 +53,9 @@ class sidecar_writer {
 
   std::error_code add(const clock_anchor& anchor, const std::string& uuid);
 
+  // Without effect before the first anchor.
+  std::error_code set_uuid(const std::string& uuid);
+
  private:
   const std::filesystem::path path_;
   sidecar content_;

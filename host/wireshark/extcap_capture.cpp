@@ -60,13 +60,19 @@ exit_code capture_for_wireshark(const extcap_capture_options& options) {
   check(options);
   pcapng_sink packets(platform::path_from_utf8(options.fifo), {.is_live = true});
   std::optional<raw_sink> raw_trace;
-  if (!options.raw_directory.empty()) raw_trace.emplace(raw_trace_path(options));
+  std::filesystem::path raw_file;
+  if (!options.raw_directory.empty()) {
+    raw_file = raw_trace_path(options);
+    raw_trace.emplace(raw_file);
+  }
   run_options how = options.run;
   how.reader = reader_role::ends_run;
   const serial_input input(options.line);
   toolbar_view view(options.line.port, platform::path_from_utf8(options.control_out));
-  return run(input, how, {.raw_trace = raw_trace ? &*raw_trace : nullptr, .capture = &packets},
-             view);
+  return run(
+      input, how,
+      {.raw_trace = raw_trace ? &*raw_trace : nullptr, .capture = &packets, .raw_file = raw_file},
+      view);
 }
 
 }  // namespace veltra::host

@@ -1,6 +1,7 @@
 #include "platform/file.h"
 
 #include <fcntl.h>
+#include <sys/ioctl.h>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -75,6 +76,11 @@ unsigned long process_id() {
 
 bool is_terminal(std::FILE* file) {
   return isatty(fileno(file)) == 1;
+}
+
+unsigned terminal_columns(std::FILE* file) {
+  winsize size{};
+  return ioctl(fileno(file), TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
 }
 
 std::filesystem::path executable_path() {

@@ -143,6 +143,25 @@ std::vector<serial_device> list_serial_devices(const device_roots& roots) {
   return devices;
 }
 
+fs::path stable_device_name(const fs::path& device, const device_roots& roots) {
+  std::error_code error;
+  const fs::path real = fs::canonical(device, error);
+  if (error) return device;
+  for (const char* const kind : {"by-id", "by-path"}) {
+    std::vector<fs::path> links = entries_of(roots.devices / "serial" / kind);
+    std::sort(links.begin(), links.end());
+    for (const fs::path& link : links) {
+      if (fs::canonical(link, error) == real && !error) return link;
+    }
+  }
+  return device;
+}
+
+bool device_exists(const fs::path& device) {
+  std::error_code ignored;
+  return fs::exists(device, ignored);
+}
+
 device_holders find_device_holders(const std::filesystem::path& device, const device_roots& roots) {
   device_holders holders;
   std::error_code error;

@@ -146,6 +146,13 @@ bool is_terminal(std::FILE* file) {
   return GetConsoleMode(handle, &mode) != FALSE;
 }
 
+unsigned terminal_columns(std::FILE* file) {
+  CONSOLE_SCREEN_BUFFER_INFO info{};
+  const auto handle = reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(file)));
+  if (GetConsoleScreenBufferInfo(handle, &info) == 0) return 0;
+  return static_cast<unsigned>(info.srWindow.Right - info.srWindow.Left + 1);
+}
+
 std::filesystem::path executable_path() {
   std::wstring path(MAX_PATH, L'\0');
   for (;;) {

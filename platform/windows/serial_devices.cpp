@@ -182,6 +182,17 @@ std::vector<serial_device> list_serial_devices(const device_roots& /*roots*/) {
   return devices;
 }
 
+std::filesystem::path stable_device_name(const std::filesystem::path& device,
+                                         const device_roots& /*roots*/) {
+  return device;
+}
+
+bool device_exists(const std::filesystem::path& device) {
+  const std::vector<serial_device> devices = list_serial_devices();
+  return std::any_of(devices.begin(), devices.end(),
+                     [&device](const serial_device& each) { return each.path == device; });
+}
+
 device_holders find_device_holders(const std::filesystem::path& /*device*/,
                                    const device_roots& /*roots*/) {
   return {.seen = {}, .complete = false, .told = false};

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "host/output/raw_sink.h"
 #include "host/run/outlet.h"
 #include "tests/support/event_count.h"
 #include "tests/unit/host/run/run_fixture.h"
@@ -139,7 +140,7 @@ TEST_F(run_test, a_raw_trace_needs_no_capture) {
   script({{"steps", {raw_step, raw_step}}});
   {
     raw_sink raw(at("raw"));
-    EXPECT_EQ(run_live({.raw_trace = &raw}), exit_code::ok);
+    EXPECT_EQ(run_live({.raw_trace = &raw, .raw_file = at("raw")}), exit_code::ok);
     EXPECT_EQ(printed_, name_of("raw") + ": 10 B of raw trace\n");
   }
   script(json::object());

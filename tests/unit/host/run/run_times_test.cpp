@@ -26,7 +26,7 @@ class run_times_test : public run_test {
   void run_live_with_raw_trace() {
     raw_sink raw(at("raw"), true);
     pcapng_sink capture(at("out.pcapng"), {.is_live = true});
-    run_live({.raw_trace = &raw, .capture = &capture});
+    run_live({.raw_trace = &raw, .capture = &capture, .raw_file = at("raw")});
   }
 };
 
@@ -79,7 +79,7 @@ TEST_F(run_times_test, a_trace_that_is_not_decoded_keeps_the_time_of_its_arrival
   script({{"steps", {raw_step, raw_step}}});
   raw_sink raw(at("raw"));
   const utc_time before = host_time();
-  run_live({.raw_trace = &raw});
+  run_live({.raw_trace = &raw, .raw_file = at("raw")});
   const auto kept = read_sidecar(at("raw.json"));
   ASSERT_TRUE(kept);
   ASSERT_EQ(kept->anchors.size(), 1U);

@@ -15,6 +15,7 @@
 #include <thread>
 
 #include "host/output/jsonl_sink.h"
+#include "host/output/raw_sink.h"
 #include "tests/support/file_size_limit.h"
 #include "tests/unit/host/run/run_fixture.h"
 #include "tests/unit/host/run/scripted_sink.h"
