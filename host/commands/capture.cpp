@@ -14,6 +14,7 @@
 #include "host/display/status_files.h"
 #include "host/output/output_failure.h"
 #include "host/output/output_file.h"
+#include "host/output/output_format.h"
 #include "host/output/part_files.h"
 #include "host/output/raw_sink.h"
 #include "host/output/rotating_sink.h"
@@ -63,14 +64,23 @@ void check(const capture_options& options) {
                      "Wireshark has nothing to show without a trace database: name it with "
                      "--database or --cache.");
   }
-  if (options.wireshark) check_wireshark_output(options.run.output);
   const std::string raw = options.raw.value_or("");
   refuse_same_file(options.run.output.file, raw, "the raw trace");
   refuse_same_file(options.run.output.file, options.line.port, "the port");
   refuse_same_file(raw, options.line.port, "the port");
   refuse_same_file(options.run.output.file, options.run.database.file, "the trace database");
   refuse_same_file(raw, options.run.database.file, "the trace database");
-  for (const std::string& output : {options.run.output.file, raw}) {
+  const std::string& key_log = options.run.output.key_log;
+  if (!key_log.empty() && !decodes(options)) {
+    throw user_error(exit_code::usage,
+                     "TLS secrets come out of decoding: name the trace database with --database or "
+                     "--cache, or leave --keylog out.");
+  }
+  refuse_same_output(key_log, options.run.output.file);
+  refuse_same_output(key_log, raw);
+  refuse_same_file(key_log, options.line.port, "the port");
+  refuse_same_file(key_log, options.run.database.file, "the trace database");
+  for (const std::string& output : {options.run.output.file, raw, key_log}) {
     refuse_file_of_cache(output, options.run.database);
   }
   if (!options.raw) refuse_time_base_without_effect(options.run);
@@ -152,7 +162,9 @@ std::unique_ptr<sink> make_capture_sink(const capture_options& options, const in
   check_output_place("cannot write", path);
   if (!options.run.recording.is_series()) return make_packet_sink(output, input);
   return std::make_unique<rotating_sink>(
-      path, output.raw_packets ? rotating_sink::content::all : rotating_sink::content::decoded,
+      path,
+      output.packets.has(packet_kind::raw) ? rotating_sink::content::all
+                                           : rotating_sink::content::decoded,
       make_packet_piece_factory(output, input),
       [&keeper](const piece& piece, const std::filesystem::path& file) {
         keeper.add(piece, file);
@@ -161,7 +173,7 @@ std::unique_ptr<sink> make_capture_sink(const capture_options& options, const in
 
 std::unique_ptr<sink> make_window(const capture_options& options) {
   return std::make_unique<wireshark_window>(
-      pcapng_sink::settings{.with_raw_packets = options.run.output.raw_packets, .is_live = true});
+      pcapng_sink::settings{.packets = options.run.output.packets, .is_live = true});
 }
 
 // Gives the outputs that are asked for without a name one of their own.
@@ -215,6 +227,9 @@ keeping_options keeping(const capture_options& options) {
 exit_code capture(capture_options options) {
   check(options);
   check_series(options);
+  output_options& output = options.run.output;
+  output.format = choose_format(platform::path_from_utf8(output.file), output.format);
+  if (options.wireshark) check_wireshark_output(output);
   const bool has_window = is_shown_live(options);
   name_outputs(options);
   note_left_parts(options);
@@ -245,6 +260,8 @@ exit_code capture(capture_options options) {
     packets = has_window ? make_window(options) : make_capture_sink(options, input, keeper);
     sinks.capture = packets.get();
   }
+  const std::unique_ptr<sink> key_log = make_key_log(output);
+  sinks.key_log = key_log.get();
   const exit_code result = run(input, options.run, sinks, status);
   if (options.wireshark && !has_window) show_in_wireshark(packets->name());
   return result;

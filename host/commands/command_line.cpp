@@ -44,6 +44,32 @@ time_base time_base_named(const std::string& text) {
   return {given, parse_utc(text).value_or(0)};
 }
 
+void add_selection_options(CLI::App& app, output_options& output) {
+  packet_selection& packets = output.packets;
+  app.add_option_function<std::vector<std::string>>(
+         "--layers",
+         [&packets](const std::vector<std::string>& names) {
+           const bool has_raw = packets.has(packet_kind::raw);
+           packets.kinds.reset();
+           for (const std::string& name : names) packets.add(*kind_named(name));
+           if (has_raw) packets.add(packet_kind::raw);
+         },
+         fmt::format("Write only packets of these interfaces: {}", fmt::join(kind_names(), ", ")))
+      ->delimiter(',')
+      ->allow_extra_args(false)
+      ->check(CLI::IsMember(kind_names()))
+      ->type_name("NAME,...");
+  app.add_flag_callback(
+      "--raw-packets", [&packets] { packets.add(packet_kind::raw); },
+      "Write the trace's own bytes, too, chunk by chunk");
+  app.add_flag_callback(
+      "--no-secrets", [&packets] { packets.with_secrets = false; },
+      "Leave out the TLS secrets, for a capture that others get");
+  require_nonempty(
+      app.add_option("--keylog", output.key_log, "Write the TLS secrets to this key log file, too"))
+      ->type_name("FILE");
+}
+
 void add_run_options(CLI::App& app, run_options& options, const char* default_name,
                      const char* default_times) {
   add_database_options(app, options.database);
@@ -52,11 +78,10 @@ void add_run_options(CLI::App& app, run_options& options, const char* default_na
       fmt::format("Capture file, - for standard output (default: {})", default_name)));
   app.add_flag("--overwrite", options.output.overwrite,
                "Replace an existing file that was not named, or a raw trace");
-  app.add_option("--format,-f", options.output.format, "What to write")
-      ->check(CLI::IsMember({"pcapng", "jsonl"}))
-      ->capture_default_str();
-  app.add_flag("--raw-packets", options.output.raw_packets,
-               "Write the trace's own bytes, too, chunk by chunk");
+  app.add_option("--format,-f", options.output.format,
+                 "What to write (default: as the file's name ends, otherwise pcapng)")
+      ->check(CLI::IsMember({"pcapng", "jsonl"}));
+  add_selection_options(app, options.output);
   app.add_option_function<std::string>(
          "--time-base",
          [&options](const std::string& text) { options.times = time_base_named(text); },

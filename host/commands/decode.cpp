@@ -10,6 +10,7 @@
 #include "host/database/cache_report.h"
 #include "host/display/progress_bar.h"
 #include "host/output/output_failure.h"
+#include "host/output/output_format.h"
 #include "host/output/provenance.h"
 #include "host/output/same_file.h"
 #include "host/run/run.h"
@@ -51,7 +52,6 @@ void check(const decode_options& options) {
                      "a trace is read from a file, not from standard input; give the file's name.");
   }
   refuse_pipe(options.trace);
-  if (options.wireshark) check_wireshark_output(options.run.output);
 }
 
 // The output's name when none is given. Another trace may have the same one, so a file
@@ -103,22 +103,35 @@ void use_recorded_database(const std::string& trace, database_options& database)
 
 exit_code decode(decode_options options) {
   check(options);
-  std::string& output = options.run.output.file;
+  output_options& output = options.run.output;
   // What is wrong with a place that follows from the input's may be the input's fault.
-  const bool is_named = !output.empty();
-  if (!is_named) output = name_beside_trace(options);
-  refuse_to_replace_input(output, options.trace);
-  refuse_to_replace_input(output, options.run.database.file);
-  refuse_file_of_cache(output, options.run.database);
-  if (is_named) check_output_place("cannot write", platform::path_from_utf8(output));
+  const bool is_named = !output.file.empty();
+  if (!is_named) {
+    output.format = choose_format({}, output.format);
+    output.file = name_beside_trace(options);
+  }
+  for (const std::string& file : {output.file, output.key_log}) {
+    refuse_to_replace_input(file, options.trace);
+    refuse_to_replace_input(file, options.run.database.file);
+    refuse_file_of_cache(file, options.run.database);
+  }
+  refuse_same_output(output.key_log, output.file);
+  const std::filesystem::path path = platform::path_from_utf8(output.file);
+  if (is_named) {
+    output.format = choose_format(path, output.format);
+    check_output_place("cannot write", path);
+  }
+  if (options.wireshark) check_wireshark_output(output);
   refuse_time_base_without_effect(options.run);
-  if (options.run.output.format == "pcapng") use_sidecar(options.trace, options.run);
+  if (output.format == "pcapng") use_sidecar(options.trace, options.run);
   use_recorded_database(options.trace, options.run.database);
 
   const file_input input(options.trace);
-  const std::unique_ptr<sink> capture = make_packet_sink(options.run.output, input);
+  const std::unique_ptr<sink> capture = make_packet_sink(output, input);
+  const std::unique_ptr<sink> key_log = make_key_log(output);
   progress_bar bar(platform::is_terminal(stderr) ? stderr : nullptr);
-  const exit_code result = run(input, options.run, {.capture = capture.get()}, bar);
+  const exit_code result =
+      run(input, options.run, {.capture = capture.get(), .key_log = key_log.get()}, bar);
   if (options.wireshark) show_in_wireshark(capture->name());
   return result;
 }

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "host/output/jsonl_sink.h"
+#include "host/output/key_log_sink.h"
 #include "host/output/output_failure.h"
 #include "host/output/output_file.h"
 #include "host/output/pcapng_sink.h"
@@ -14,10 +15,22 @@ namespace veltra::host {
 
 std::unique_ptr<sink> make_packet_sink(const output_options& options, const input& input) {
   const std::filesystem::path path = platform::path_from_utf8(options.file);
-  if (options.format == "jsonl") return std::make_unique<jsonl_sink>(path, options.raw_packets);
+  if (options.format == "jsonl") return std::make_unique<jsonl_sink>(path, options.packets);
   return std::make_unique<pcapng_sink>(
-      path,
-      pcapng_sink::settings{.with_raw_packets = options.raw_packets, .is_live = input.is_live()});
+      path, pcapng_sink::settings{.packets = options.packets, .is_live = input.is_live()});
+}
+
+std::unique_ptr<sink> make_key_log(const output_options& options) {
+  if (options.key_log.empty()) return nullptr;
+  const std::filesystem::path path = platform::path_from_utf8(options.key_log);
+  check_output_place("cannot write", path);
+  return std::make_unique<key_log_sink>(path);
+}
+
+void refuse_same_output(const std::string& output, const std::string& other) {
+  if (!is_same_file(platform::path_from_utf8(output), platform::path_from_utf8(other))) return;
+  throw user_error(exit_code::usage, fmt::format("{} cannot be two outputs; give two names.",
+                                                 output_name(platform::path_from_utf8(output))));
 }
 
 void check_wireshark_output(const output_options& options) {

@@ -14,6 +14,12 @@ namespace veltra::host {
 // The sink for packets of the format that is asked for.
 std::unique_ptr<sink> make_packet_sink(const output_options& options, const input& input);
 
+// The sink for TLS secrets; null if none is asked for. Fails at once where no file can be.
+std::unique_ptr<sink> make_key_log(const output_options& options);
+
+// Throws user_error (usage) if both names lead to one file.
+void refuse_same_output(const std::string& output, const std::string& other);
+
 // Throws user_error (usage) if Wireshark could not open what is written.
 void check_wireshark_output(const output_options& options);
 

@@ -13,6 +13,7 @@
 #include "host/console.h"
 #include "host/display/summary.h"
 #include "host/output/output_file.h"
+#include "host/output/output_format.h"
 #include "host/output/part_files.h"
 #include "host/output/torn_capture.h"
 #include "host/run/input.h"
@@ -20,6 +21,7 @@
 #include "host/user_error.h"
 #include "platform/file.h"
 #include "platform/serial_devices.h"
+#include "platform/shell.h"
 
 namespace veltra::host {
 
@@ -90,6 +92,20 @@ salvage look_at(const fs::path& part) {
   return {};
 }
 
+// Its whole blocks can be read, only not by this program.
+user_error compressed(const fs::path& part, const fs::path& target) {
+  fs::path plain = part;
+  const std::string ending =
+      platform::path_to_utf8(part).substr(platform::path_to_utf8(target).size());
+  plain.replace_filename(platform::path_from_utf8(platform::path_to_utf8(target.stem()) + ending));
+  const std::string from = platform::shell_word(platform::path_to_utf8(part));
+  const std::string to = platform::shell_word(platform::path_to_utf8(plain));
+  return refusal(platform::path_to_utf8(part),
+                 fmt::format("is compressed; make a plain part of it first: gzip -dc {} >{}; "
+                             "veltra recover {}",
+                             from, to, to));
+}
+
 void recover_one(const std::string& name) {
   const fs::path part = platform::path_from_utf8(name);
   const fs::path target = target_of_part(part);
@@ -99,6 +115,7 @@ void recover_one(const std::string& name) {
   if (!holders.seen.empty()) {
     throw refusal(name, fmt::format("is being written by {}", list_holders(holders)));
   }
+  if (is_gzip_name(target)) throw compressed(part, target);
   const salvage found = look_at(part);
   if (found.whole_bytes == 0)
     throw refusal(name, "does not begin like a capture; nothing was done");

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "host/output/output_failure.h"
+#include "host/output/output_format.h"
 #include "host/user_error.h"
 
 namespace veltra::host {
@@ -12,7 +13,8 @@ file_sink::file_sink(std::filesystem::path path)
 
 void file_sink::begin() {
   before_opening();
-  file_.emplace(path_);
+  file_.emplace(path_,
+                is_gzip_name(path_) ? output_file::storage::gzip : output_file::storage::plain);
   write_header();
   if (is_stream_) file_->flush();
 }

@@ -10,15 +10,29 @@
 
 namespace veltra::host {
 
-jsonl_sink::jsonl_sink(std::filesystem::path path, bool with_raw_packets)
-    : file_sink(std::move(path)), with_raw_packets_(with_raw_packets) {}
+namespace {
+
+// What is not UTF-8 shows as replacement characters.
+std::string quoted(std::string_view text) {
+  using kovax::json;
+  return json(text).dump(-1, ' ', false, json::error_handler_t::replace);
+}
+
+}  // namespace
+
+jsonl_sink::jsonl_sink(std::filesystem::path path, packet_selection packets)
+    : file_sink(std::move(path)), packets_(packets) {}
 
 void jsonl_sink::write(const packet& packet) {
-  if (is_raw(packet) && !with_raw_packets_) return;
+  const layer& layer = layer_of(packet.layer);
+  if (!layer.is_selected) {
+    pass_over(packet);
+    return;
+  }
   line_.clear();
   fmt::format_to(std::back_inserter(line_),
                  R"({{"sequence":{},"time":{},"layer":{},"category":{},"payload":")",
-                 packet.sequence, packet.time, quoted(packet.layer), quoted(packet.category));
+                 packet.sequence, packet.time, layer.quoted, layer_of(packet.category).quoted);
   append_hex(line_, packet.payload);
   line_ += R"(","metadata":)";
   line_ += packet.metadata.empty() ? "{}" : packet.metadata;
@@ -40,12 +54,24 @@ bool jsonl_sink::flush() {
   return false;
 }
 
-const std::string& jsonl_sink::quoted(std::string_view text) {
-  if (const auto known = quoted_.find(text); known != quoted_.end()) return known->second;
-  using kovax::json;
-  // What is not UTF-8 shows as replacement characters.
-  return quoted_.emplace(text, json(text).dump(-1, ' ', false, json::error_handler_t::replace))
-      .first->second;
+// What it says of losses concerns the packets that follow.
+void jsonl_sink::pass_over(const packet& packet) {
+  if (!is_raw(packet) && !is_key_material(packet.layer)) ++passed_over_;
+  const std::optional<std::uint64_t> dropped = dropped_traces(packet);
+  if (!dropped) return;
+  file().write(fmt::format("{{\"kind\":\"dropped\",\"count\":{}}}\n", *dropped));
+  update_bytes();
+}
+
+std::string jsonl_sink::packet_remarks() const {
+  if (passed_over_ == 0) return {};
+  return fmt::format("{} packet{} of other layers left out", passed_over_,
+                     passed_over_ == 1 ? "" : "s");
+}
+
+const jsonl_sink::layer& jsonl_sink::layer_of(std::string_view name) {
+  if (const auto known = layers_.find(name); known != layers_.end()) return known->second;
+  return layers_.emplace(name, layer{packets_.has_layer(name), quoted(name)}).first->second;
 }
 
 }  // namespace veltra::host

@@ -7,16 +7,17 @@
 #include <string_view>
 
 #include "host/output/file_sink.h"
+#include "host/output/packet_selection.h"
 
 namespace veltra::host {
 
 // Each line: {"sequence":N,"time":NANOSECONDS,"layer":"..","category":"..",
 // "payload":"HEX","metadata":{..}}, or {"kind":"missed","count":N} for packets that the
-// reader was too slow for, or {"kind":"remark","text":".."}.
+// reader was too slow for, {"kind":"dropped","count":N} for a report of losses that is
+// not selected, or {"kind":"remark","text":".."}.
 class jsonl_sink : public file_sink {
  public:
-  // Raw packets are passed over unless `with_raw_packets`.
-  jsonl_sink(std::filesystem::path path, bool with_raw_packets);
+  explicit jsonl_sink(std::filesystem::path path, packet_selection packets = {});
 
   void write(const packet& packet) override;
   void mark_missed(std::uint64_t count) override;
@@ -25,11 +26,20 @@ class jsonl_sink : public file_sink {
   bool wants_metadata() const override { return true; }
 
  private:
-  const std::string& quoted(std::string_view text);
+  // What is the same for all packets of a layer.
+  struct layer {
+    bool is_selected;
+    std::string quoted;
+  };
 
-  const bool with_raw_packets_;
-  std::map<std::string, std::string, std::less<>> quoted_;  // the few names there are
-  std::string line_;                                        // kept to save its allocation
+  std::string packet_remarks() const override;
+  void pass_over(const packet& packet);
+  const layer& layer_of(std::string_view name);
+
+  const packet_selection packets_;
+  std::map<std::string, layer, std::less<>> layers_;  // the few that there are
+  std::uint64_t passed_over_ = 0;
+  std::string line_;  // kept to save its allocation
 };
 
 }  // namespace veltra::host

@@ -11,16 +11,19 @@ namespace veltra::host {
 namespace {
 
 constexpr std::size_t collected_block = std::size_t{1} << 16;
+// Larger blocks compress better.
+constexpr std::size_t compressed_block = std::size_t{1} << 18;
 constexpr const char* operation = "cannot write";
 
 }  // namespace
 
-output_file::output_file(std::filesystem::path target)
+output_file::output_file(std::filesystem::path target, storage how)
     : target_(std::move(target)), is_stream_(is_stream(target_)) {
   check_output_place(operation, target_);
   if (is_stream_) {
     open_stream();
   } else {
+    if (how == storage::gzip) compressor_.emplace();
     check(file_.open(target_));
   }
 }
@@ -45,29 +48,34 @@ void output_file::open_stream() {
 void output_file::write(std::string_view record) {
   collected_ += record;
   size_ += record.size();
-  if (collected_.size() >= collected_block) flush();
+  if (collected_.size() >= (compressor_ ? compressed_block : collected_block)) put_collected();
 }
 
 void output_file::flush() {
+  if (!compressor_) put_collected();
+}
+
+void output_file::put_collected() {
   if (collected_.empty()) return;
   if (is_stream_) {
     if (const int error = stream_.write(stream_file_.get(), collected_)) fail(error);
   } else {
-    check(file_.write(collected_));
+    check(file_.write(compressor_ ? compressor_->compress(collected_) : collected_));
   }
+  given_ += collected_.size();
   collected_.clear();
 }
 
 bool output_file::keep_whole_records() {
   if (is_stream_ || file_.size() == 0) return false;
   collected_.clear();
-  size_ = file_.size();
+  size_ = given_;
   return true;
 }
 
 void output_file::finish() {
   if (is_finished_) return;
-  flush();
+  put_collected();
   is_finished_ = true;
   if (!is_stream_) {
     check(file_.finish());

@@ -5,11 +5,13 @@
 #include <cstdio>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <system_error>
 
 #include "base/atomic_file.h"
+#include "host/output/gzip_member.h"
 #include "platform/stream_writer.h"
 
 namespace veltra::host {
@@ -26,8 +28,12 @@ class output_file {
   // cannot be taken back.
   static bool is_stream(const std::filesystem::path& target);
 
-  // Opens the output; a named pipe waits here for its reader. A directory is refused.
-  explicit output_file(std::filesystem::path target);
+  // How the records are stored. What is compressed is handed on in large blocks only.
+  enum class storage { plain, gzip };
+
+  // Opens the output; a named pipe waits here for its reader. A directory is refused. A
+  // stream is never compressed.
+  explicit output_file(std::filesystem::path target, storage how = storage::plain);
   output_file(const output_file&) = delete;
   output_file& operator=(const output_file&) = delete;
 
@@ -35,7 +41,8 @@ class output_file {
   // collected and given to the system with those that follow.
   void write(std::string_view record);
 
-  // Gives the system everything that was collected.
+  // Gives the system everything that was collected, unless it waits for a block that is
+  // worth compressing.
   void flush();
 
   // From now on a stream whose reader takes nothing for two seconds is a failure; until
@@ -71,6 +78,7 @@ class output_file {
   };
 
   void open_stream();
+  void put_collected();
   void check(std::error_code error) const;
   [[noreturn]] void fail(int error) const;
 
@@ -80,7 +88,9 @@ class output_file {
   std::unique_ptr<std::FILE, closer> stream_file_;  // if it is one
   platform::stream_writer stream_;
   std::string collected_;  // whole records, not given to the system yet
+  std::optional<gzip_member_writer> compressor_;
   std::uint64_t size_ = 0;
+  std::uint64_t given_ = 0;  // bytes of records that the system has
   bool is_finished_ = false;
 };
 

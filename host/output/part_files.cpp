@@ -4,6 +4,7 @@
 #include <string>
 #include <system_error>
 
+#include "host/output/output_format.h"
 #include "platform/file.h"
 #include "platform/serial_devices.h"
 
@@ -33,8 +34,7 @@ fs::path target_of_part(const fs::path& part) {
 }
 
 std::vector<fs::path> find_left_parts(const fs::path& base) {
-  const std::string stem = platform::path_to_utf8(base.stem());
-  const std::string extension = platform::path_to_utf8(base.extension());
+  const auto [stem, ending] = divide_name(base);
   std::vector<fs::path> parts;
   std::error_code error;
   const fs::path directory = base.has_parent_path() ? base.parent_path() : fs::path(".");
@@ -43,9 +43,9 @@ std::vector<fs::path> find_left_parts(const fs::path& base) {
     fs::path part = base;
     part.replace_filename(entry->path().filename());
     const fs::path target = target_of_part(part);
-    const std::string name = platform::path_to_utf8(target.stem());
-    const bool is_of_base = name == stem || name.starts_with(stem + "_");
-    if (!is_of_base || platform::path_to_utf8(target.extension()) != extension) continue;
+    const divided_name name = divide_name(target);
+    const bool is_of_base = name.stem == stem || name.stem.starts_with(stem + "_");
+    if (!is_of_base || name.ending != ending) continue;
     if (platform::find_device_holders(part).seen.empty()) parts.push_back(std::move(part));
   }
   std::sort(parts.begin(), parts.end());

@@ -21,19 +21,11 @@ constexpr std::size_t max_packet = 262144;
 
 constexpr std::int64_t ns_per_second = 1'000'000'000;
 
-constexpr std::string_view randbytes_layer = "handshake_randbytes";
-constexpr std::string_view master_layer = "session_master";
-
-struct kind_description {
-  const char* name;
-  const char* description;
-};
-
-// In the order of packet_kind.
-constexpr kind_description descriptions[] = {
-    {"ip", "IP packets of the user plane"},   {"rrc", "RRC messages (3GPP TS 36.331)"},
-    {"nas", "NAS messages (3GPP TS 24.301)"}, {"at", "AT commands, answers and reports of losses"},
-    {"other", "messages of other layers"},    {"raw", "bytes of the trace as they came"},
+// Of the interfaces, in the order of packet_kind.
+constexpr const char* descriptions[] = {
+    "IP packets of the user plane",  "RRC messages (3GPP TS 36.331)",
+    "NAS messages (3GPP TS 24.301)", "AT commands, answers and reports of losses",
+    "messages of other layers",      "bytes of the trace as they came",
 };
 
 bool is_at_command(std::string_view text) {
@@ -143,24 +135,36 @@ void pcapng_sink::write(const packet& packet) {
     put_section_header();
   }
   if (is_raw(packet)) {
-    if (settings_.with_raw_packets) put_raw(packet);
-  } else if (!put_key_material(packet)) {
-    put_message(packet);
+    if (settings_.packets.has(packet_kind::raw)) put_raw(packet);
+  } else if (is_key_material(packet.layer)) {
+    if (settings_.packets.has_secrets()) put_key_material(packet);
+  } else if (const layer_format& format = format_of(packet.layer);
+             settings_.packets.has(format.kind)) {
+    put_message(packet, format);
+  } else {
+    pass_over(packet);
   }
   update_bytes();
 }
 
-bool pcapng_sink::put_key_material(const packet& packet) {
+void pcapng_sink::put_key_material(const packet& packet) {
   if (packet.layer == randbytes_layer) {
     key_log_.add_randbytes(packet.payload);
     block_stream_->random_bytes_came();
-  } else if (packet.layer == master_layer) {
+  } else {
     key_log_.add_session_master(packet.payload);
     block_stream_->master_came();
-  } else {
-    return false;
   }
-  return true;
+}
+
+// What it says of losses and of time concerns the packets that follow.
+void pcapng_sink::pass_over(const packet& packet) {
+  ++passed_over_;
+  step_ = std::max(step_, packet.clock_step);
+  if (const std::optional<std::uint64_t> dropped = dropped_traces(packet)) {
+    dropped_ += *dropped;
+    uncounted_ += *dropped;
+  }
 }
 
 // Readers add whole seconds; the rest is in the times of the packets. So a packet's time
@@ -196,8 +200,7 @@ void pcapng_sink::put_raw(const packet& packet) {
   }
 }
 
-void pcapng_sink::put_message(const packet& packet) {
-  const layer_format& format = format_of(packet.layer);
+void pcapng_sink::put_message(const packet& packet, const layer_format& format) {
   const bool dissectable = is_dissectable(format.kind, packet.payload);
   const direction way = dissectable ? direction_of(format, packet) : format.way;
   const std::string& header =
@@ -206,7 +209,9 @@ void pcapng_sink::put_message(const packet& packet) {
   const std::uint64_t time = time_in_capture(packet);
   const packet_kind kind =
       format.kind == packet_kind::ip && !dissectable ? packet_kind::other : format.kind;
-  if (kind == packet_kind::ip) block_stream_->before_ip_packet(packet.payload);
+  if (kind == packet_kind::ip && settings_.packets.has_secrets()) {
+    block_stream_->before_ip_packet(packet.payload);
+  }
   interface& on = interface_of(kind);
   latest_ = &on;
   ++on.received;
@@ -221,10 +226,10 @@ void pcapng_sink::put_message(const packet& packet) {
   block.full_payload_size = packet.payload.size();
   if (block.payload.size() < packet.payload.size()) ++cut_packets_;
   block.way = way;
-  comment_ = describe_step(packet.clock_step);
+  comment_ = describe_step(std::max(packet.clock_step, std::exchange(step_, 0)));
   append_remark(comment_, std::exchange(remark_, {}));
   append_remark(comment_, describe_missed(missed_));
-  on.dropped += std::exchange(missed_, 0);
+  on.dropped += std::exchange(missed_, 0) + std::exchange(uncounted_, 0);
   if (const std::optional<std::uint64_t> dropped = dropped_traces(packet)) {
     append_remark(comment_, "dropped traces");
     on.dropped += *dropped;
@@ -250,7 +255,7 @@ void pcapng_sink::add_remark(std::string_view remark) {
 
 void pcapng_sink::write_trailer() {
   put_section_header();
-  if (latest_ != nullptr) latest_->dropped += std::exchange(missed_, 0);
+  if (latest_ != nullptr) latest_->dropped += missed_ + uncounted_;
   block_.clear();
   for (const std::optional<interface>& on : interfaces_) {
     if (on) pcapng::append_statistics(block_, on->number, last_time_, on->received, on->dropped);
@@ -275,6 +280,7 @@ std::string pcapng_sink::packet_remarks() const {
   add(key_log_.lone_handshakes(), "TLS handshake", "without a master secret");
   if (!text.empty()) text += " (kept as comments with the TLS secrets)";
   add(cut_packets_, "packet", fmt::format("cut to {} bytes", max_packet));
+  add(passed_over_, "packet", "of other layers left out");
   return text;
 }
 
@@ -321,7 +327,7 @@ pcapng_sink::interface& pcapng_sink::interface_of(packet_kind kind) {
     block_.clear();
     pcapng::append_interface(
         block_, kind == packet_kind::ip ? pcapng::link_type_raw_ip : pcapng::link_type_exported_pdu,
-        descriptions[index].name, descriptions[index].description, time_offset_.value_or(0),
+        kind_names()[index], descriptions[index], time_offset_.value_or(0),
         std::exchange(database_comment_, {}));
     block_stream_->write(block_);
   }

@@ -13,17 +13,19 @@
 #include "host/output/block_stream.h"
 #include "host/output/dissector_names.h"
 #include "host/output/file_sink.h"
+#include "host/output/packet_selection.h"
 #include "host/output/tls_key_log.h"
 
 namespace veltra::host {
 
 // Writes IP packets as they are and every other layer as an exported PDU, which
 // Wireshark dissects without a plug-in; TLS key material becomes the capture's
-// decryption secrets. Raw packets are passed over unless they are asked for.
+// decryption secrets. What is not selected is passed over, and the losses that it reports
+// are marked on the next packet.
 class pcapng_sink : public file_sink {
  public:
   struct settings {
-    bool with_raw_packets = false;
+    packet_selection packets = {};
     bool is_live = false;  // packets come as the modem sends them
   };
 
@@ -40,8 +42,6 @@ class pcapng_sink : public file_sink {
   bool flush() override;
 
  private:
-  static constexpr std::size_t kinds = 6;
-
   // What is the same for all packets of a layer.
   struct layer_format {
     packet_kind kind;
@@ -64,8 +64,9 @@ class pcapng_sink : public file_sink {
   std::string packet_remarks() const override;
 
   void put_raw(const packet& packet);
-  bool put_key_material(const packet& packet);
-  void put_message(const packet& packet);
+  void put_key_material(const packet& packet);
+  void put_message(const packet& packet, const layer_format& format);
+  void pass_over(const packet& packet);
   const layer_format& format_of(std::string_view layer);
   static direction direction_of(const layer_format& format, const packet& packet);
   interface& interface_of(packet_kind kind);
@@ -77,7 +78,7 @@ class pcapng_sink : public file_sink {
   bool has_database_ = false;     // it was looked for in the first packet
   std::string database_comment_;  // for the next interface
   std::map<std::string, layer_format, std::less<>> formats_;
-  std::array<std::optional<interface>, kinds> interfaces_;
+  std::array<std::optional<interface>, packet_kind_count> interfaces_;
   std::uint32_t interface_count_ = 0;
   std::optional<std::int64_t> time_offset_;  // seconds; the same on all interfaces
   std::uint64_t last_time_ = 0;              // as in blocks
@@ -85,10 +86,13 @@ class pcapng_sink : public file_sink {
   bool is_timed_ = false;                    // last_time_ is that of a message
   std::uint64_t missed_ = 0;                 // packets before the next one
   std::string remark_;                       // on the next packet
+  std::uint64_t step_ = 0;                   // likewise, of the modem's clock
+  std::uint64_t uncounted_ = 0;              // of dropped_, for the next packet's interface
   std::uint64_t dropped_ = 0;  // traces before the next packet that does not report them
   tls_key_log key_log_;
   std::optional<block_stream> block_stream_;
   std::uint64_t cut_packets_ = 0;
+  std::uint64_t passed_over_ = 0;
   std::string block_;    // kept between packets to save its allocation
   std::string comment_;  // likewise
 };

@@ -11,6 +11,7 @@
 #include <system_error>
 #include <utility>
 
+#include "host/output/output_format.h"
 #include "platform/file.h"
 
 namespace veltra::host {
@@ -46,23 +47,22 @@ std::optional<std::pair<std::string, std::string>> series_key(std::string_view n
 
 fs::path piece_path(const fs::path& base, const piece& piece) {
   const std::time_t begin = static_cast<std::time_t>(piece.begin);
+  const divided_name name = divide_name(base);
   fs::path path = base;
-  path.replace_filename(platform::path_from_utf8(
-      fmt::format("{}_{:05}_{:%Y%m%d%H%M%S}{}", platform::path_to_utf8(base.stem()), piece.number,
-                  fmt::localtime(begin), platform::path_to_utf8(base.extension()))));
+  path.replace_filename(platform::path_from_utf8(fmt::format(
+      "{}_{:05}_{:%Y%m%d%H%M%S}{}", name.stem, piece.number, fmt::localtime(begin), name.ending)));
   return path;
 }
 
 std::vector<fs::path> find_pieces(const fs::path& base) {
-  const std::string stem = platform::path_to_utf8(base.stem());
-  const std::string extension = platform::path_to_utf8(base.extension());
+  const auto [stem, ending] = divide_name(base);
   std::vector<std::pair<std::pair<std::string, std::string>, fs::path>> found;
   std::error_code error;
   const fs::path directory = base.has_parent_path() ? base.parent_path() : fs::path(".");
   for (fs::directory_iterator entry(directory, error), last; !error && entry != last;
        entry.increment(error)) {
     const std::string name = platform::path_to_utf8(entry->path().filename());
-    if (auto key = series_key(name, stem, extension)) {
+    if (auto key = series_key(name, stem, ending)) {
       fs::path path = base;
       found.emplace_back(std::move(*key), path.replace_filename(entry->path().filename()));
     }

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "host/output/output_failure.h"
+#include "host/output/output_format.h"
 #include "host/user_error.h"
 #include "platform/file.h"
 
@@ -92,8 +93,8 @@ bool rotating_sink::wants_metadata() const {
 
 std::string rotating_sink::name() const {
   std::filesystem::path pattern = base_;
-  pattern.replace_filename(platform::path_from_utf8(platform::path_to_utf8(base_.stem()) + "_*" +
-                                                    platform::path_to_utf8(base_.extension())));
+  const auto [stem, ending] = divide_name(base_);
+  pattern.replace_filename(platform::path_from_utf8(stem + "_*" + ending));
   return fmt::format("{} ({} file{})", platform::path_to_utf8(pattern), files_,
                      files_ == 1 ? "" : "s");
 }

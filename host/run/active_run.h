@@ -75,6 +75,7 @@ class active_run : public source_listener {
   bool finish_sink(outlet& from);
   void summarise_capture() const;
   void summarise_raw_trace() const;
+  void summarise_key_log() const;
   user_error explain(const source_failure& failure, bool is_kept) const;
   user_error explain_nothing() const;
   user_error explain_shortage() const;
@@ -89,6 +90,7 @@ class active_run : public source_listener {
   lanes lanes_;
   outlet* capture_ = nullptr;    // one of lanes_; null: none
   outlet* raw_trace_ = nullptr;  // likewise
+  outlet* key_log_ = nullptr;    // likewise
   ticker ticker_;
   std::chrono::steady_clock::time_point begin_{};
   std::chrono::steady_clock::time_point next_look_for_room_{};  // the ticker's

@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <exception>
 #include <utility>
 
@@ -43,14 +42,8 @@ void lanes::limit_writes() {
   for (lane& each : lanes_) each.to.target().limit_writes();
 }
 
-void lanes::watch(time_point now) {
-  for (lane& each : lanes_) watch(each, now);
-}
-
-bool lanes::is_any_open(const outlet* without) const {
-  return std::any_of(lanes_.begin(), lanes_.end(), [without](const lane& each) {
-    return &each.to != without && !each.to.has_failed();
-  });
+void lanes::watch(time_point now, const std::function<bool()>& goes_on) {
+  for (lane& each : lanes_) watch(each, now, goes_on);
 }
 
 std::vector<const outlet*> lanes::failed() const {
@@ -61,11 +54,11 @@ std::vector<const outlet*> lanes::failed() const {
   return found;
 }
 
-void lanes::watch(lane& watched, time_point now) {
+void lanes::watch(lane& watched, time_point now, const std::function<bool()>& goes_on) {
   outlet& to = watched.to;
   to.tick();
   if (to.has_failed()) {
-    if (std::exchange(watched.is_failure_noted, true) || !is_any_open()) return;
+    if (std::exchange(watched.is_failure_noted, true) || !goes_on()) return;
     note_(fmt::format("{} The rest of the run goes on without it.", describe(to.failure())));
     return;
   }

@@ -32,10 +32,9 @@ class lanes {
   void finish();
 
   void limit_writes();
-  void watch(time_point now);
+  // `goes_on` says whether the run goes on without an outlet that has failed.
+  void watch(time_point now, const std::function<bool()>& goes_on);
 
-  // Whether an outlet other than `without` has not failed.
-  bool is_any_open(const outlet* without = nullptr) const;
   // Those that have failed.
   std::vector<const outlet*> failed() const;
 
@@ -47,7 +46,7 @@ class lanes {
     bool is_failure_noted = false;
   };
 
-  void watch(lane& watched, time_point now);
+  void watch(lane& watched, time_point now, const std::function<bool()>& goes_on);
 
   const std::function<void(const std::string&)> note_;
   std::deque<lane> lanes_;

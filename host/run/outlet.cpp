@@ -39,7 +39,11 @@ void outlet::batch::clear() {
 }
 
 outlet::outlet(sink& to, delivery delivery, std::size_t max_bytes)
-    : to_(to), delivery_(delivery), max_bytes_(max_bytes), with_metadata_(to.wants_metadata()) {}
+    : to_(to),
+      delivery_(delivery),
+      max_bytes_(max_bytes),
+      with_metadata_(to.wants_metadata()),
+      is_read_meanwhile_(delivery == delivery::dropping || to.is_stream()) {}
 
 outlet::~outlet() {
   finish();
@@ -163,7 +167,7 @@ void outlet::write_until_finished() {
   try {
     while (take_batch()) {
       write_batch();
-      if (delivery_ == delivery::dropping) holds_back_ = to_.flush();
+      if (is_read_meanwhile_) holds_back_ = to_.flush();
     }
     if (missed_ != 0) to_.mark_missed(missed_);
   } catch (...) {
@@ -177,7 +181,7 @@ bool outlet::take_batch() {
   is_idle_ = true;
   changed_.wait(
       lock, [this] { return is_finished_ || !filling_.is_empty() || (is_due_ && holds_back_); });
-  if (delivery_ == delivery::dropping && !is_finished_) {
+  if (is_read_meanwhile_ && !is_finished_) {
     changed_.wait_for(lock, gathering, [this] { return is_finished_; });
   }
   is_idle_ = is_due_ = false;

@@ -117,6 +117,7 @@ class outlet {
   const delivery delivery_;
   const std::size_t max_bytes_;
   const bool with_metadata_;
+  const bool is_read_meanwhile_;     // so that the sink hands on what it has
   bool has_first_ = false;           // of the file under way
   mutable std::mutex mutex_;         // guards what follows up to the blank line
   std::condition_variable changed_;  // there is work for the thread

@@ -100,6 +100,10 @@ void active_run::begin_sinks() {
     sinks_.capture->begin();
     capture_ = &lanes_.add(*sinks_.capture, queued);
   }
+  if (sinks_.key_log != nullptr) {
+    sinks_.key_log->begin();
+    key_log_ = &lanes_.add(*sinks_.key_log, queued);
+  }
 }
 
 source_failure active_run::read() {
@@ -304,7 +308,9 @@ void active_run::stop_decoding(std::string_view reason) {
 
 // Whether there is an output that may still get something.
 bool active_run::is_any_outlet_open() const {
-  return lanes_.is_any_open(has_decoding_stopped_ ? capture_ : nullptr);
+  const bool is_decoded = capture_ != nullptr && !has_decoding_stopped_;
+  return (is_decoded && !capture_->has_failed()) ||
+         (raw_trace_ != nullptr && !raw_trace_->has_failed());
 }
 
 bool active_run::has_reader_ended_run() const {

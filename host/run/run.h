@@ -21,6 +21,8 @@ struct run_sinks {
   // Behind a queue. It becomes a capture only if a packet with content comes, see
   // run_statistics.
   sink* capture = nullptr;
+  // Likewise; the run does not go on for it alone, and takes it only with the capture.
+  sink* key_log = nullptr;
   // For sinks that are series of files; null: each is one file.
   piece_keeper* keeper = nullptr;
   // The raw trace's file or what its series is called, for the sidecars; empty for a stream.

@@ -59,6 +59,7 @@ exit_code active_run::conclude(source_failure failure) {
     if (!may_reader_leave(*failed)) failures_.push_back(failed->failure());
   }
   if (capture_ != nullptr && is_kept && finish_sink(*capture_)) summarise_capture();
+  if (key_log_ != nullptr && is_kept && finish_sink(*key_log_)) summarise_key_log();
   if (raw_trace_ != nullptr && finish_sink(*raw_trace_)) summarise_raw_trace();
 
   if (!failures_.empty()) {
@@ -106,6 +107,12 @@ void active_run::summarise_raw_trace() const {
   display_.show_lines(fmt::format("{}: {} of raw trace{}{}\n", sinks_.raw_trace->name(),
                                   format_bytes(static_cast<double>(bytes)),
                                   remarks.empty() ? "" : ", ", remarks));
+}
+
+void active_run::summarise_key_log() const {
+  if (options_.quiet) return;
+  display_.show_lines(fmt::format("{}: {} of TLS secrets\n", sinks_.key_log->name(),
+                                  format_bytes(static_cast<double>(sinks_.key_log->bytes()))));
 }
 
 user_error active_run::explain(const source_failure& failure, bool is_kept) const {

@@ -8,15 +8,17 @@
 #include <vector>
 
 #include "host/database/database_options.h"
+#include "host/output/packet_selection.h"
 #include "host/run/capture_clock.h"
 #include "host/run/rotation.h"
 
 namespace veltra::host {
 
 struct output_options {
-  std::string file;  // "-" is standard output; may be empty while it has a default
-  std::string format = "pcapng";
-  bool raw_packets = false;
+  std::string file;    // "-" is standard output; may be empty while it has a default
+  std::string format;  // "pcapng" or "jsonl"; empty until the name has chosen
+  packet_selection packets;
+  std::string key_log;     // file for TLS secrets; empty: none
   bool overwrite = false;  // replace what is under a name that was not given
 };
 

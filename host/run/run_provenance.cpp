@@ -33,7 +33,15 @@ std::string describe(const time_base& times) {
 std::string describe_options(const input& input, const run_options& options) {
   std::string text = fmt::format("--time-base {} --chunk-size {}",
                                  describe(times_of(input, options)), options.chunk_size);
-  if (options.output.raw_packets) text += " --raw-packets";
+  const packet_selection& packets = options.output.packets;
+  packet_selection usual;
+  if (packets.has(packet_kind::raw)) usual.add(packet_kind::raw);
+  if (packets.kinds != usual.kinds) {
+    text += " --layers " + describe_kinds(packets);
+  } else if (packets.has(packet_kind::raw)) {
+    text += " --raw-packets";
+  }
+  if (!packets.with_secrets) text += " --no-secrets";
   return text;
 }
 

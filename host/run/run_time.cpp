@@ -21,7 +21,7 @@ constexpr int ticks_to_open = 3;
 
 // On the ticker's thread.
 void active_run::tick(steady::time_point now) {
-  lanes_.watch(now);
+  lanes_.watch(now, [this] { return is_any_outlet_open(); });
   if (!is_any_outlet_open() || has_reader_ended_run()) request_stop();
   end_piece_in_time(now);
   end_in_time(now);

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string_view>
 
+#include "host/output/packet_selection.h"
 #include "host/source/packet.h"
 
 namespace veltra::host {
@@ -17,6 +18,13 @@ inline packet packet_of(std::string_view layer, std::string_view payload,
           .category = layer == raw_layer ? "binary" : "network",
           .metadata = metadata,
           .payload = {reinterpret_cast<const std::uint8_t*>(payload.data()), payload.size()}};
+}
+
+// Everything.
+inline packet_selection with_raw_packets() {
+  packet_selection packets;
+  packets.add(packet_kind::raw);
+  return packets;
 }
 
 inline packet raw_packet(std::string_view bytes) {

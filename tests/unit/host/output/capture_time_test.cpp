@@ -36,7 +36,7 @@ class capture_time : public testing::Test {
 
   test_support::temp_directory directory_;
   std::filesystem::path path_ = directory_.path() / "out.pcapng";
-  pcapng_sink sink_{path_, {.with_raw_packets = true}};
+  pcapng_sink sink_{path_, {.packets = with_raw_packets()}};
 };
 
 std::uint64_t read_time(const captured_packet& packet) {

@@ -17,29 +17,30 @@ namespace veltra::host {
 namespace {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 // The lines that come of what `write` gives to a sink.
-std::vector<std::string> lines_of(const std::function<void(sink&)>& write, bool with_raw = false) {
+std::vector<std::string> lines_of(const std::function<void(sink&)>& write,
+                                  packet_selection selection = {}) {
   test_support::temp_directory directory;
-  jsonl_sink sink(directory.path() / "out", with_raw);
+  jsonl_sink sink(directory.path() / "out", selection);
   EXPECT_TRUE(sink.wants_metadata());
   sink.begin();
   write(sink);
   EXPECT_FALSE(sink.flush());
   sink.finish();
-  EXPECT_THAT(sink.remarks(), IsEmpty());
+  EXPECT_EQ(sink.remarks().empty(), selection.has(packet_kind::rrc));
   std::vector<std::string> lines;
   std::istringstream text(content(directory.path() / "out"));
   for (std::string line; std::getline(text, line);) lines.push_back(line);
   return lines;
 }
 
-std::vector<std::string> lines_of(const std::vector<packet>& packets, bool with_raw = false) {
+std::vector<std::string> lines_of(const std::vector<packet>& packets,
+                                  packet_selection selection = {}) {
   const auto write_all = [&](sink& to) {
     for (const packet& each : packets) to.write(each);
   };
-  return lines_of(write_all, with_raw);
+  return lines_of(write_all, selection);
 }
 
 TEST(jsonl_sink, a_packet_is_one_object_on_one_line) {
@@ -100,9 +101,27 @@ TEST(jsonl_sink, raw_packets_come_only_when_they_are_wanted) {
   const auto without = lines_of(packets);
   ASSERT_EQ(without.size(), 1U);
   EXPECT_EQ(kovax::json::parse(without[0]).at("layer"), "ip");
-  const auto with = lines_of(packets, true);
+  const auto with = lines_of(packets, with_raw_packets());
   ASSERT_EQ(with.size(), 2U);
   EXPECT_EQ(kovax::json::parse(with[0]).at("payload"), "726177");
+}
+
+TEST(jsonl_sink, layers_that_are_not_selected_leave_their_losses) {
+  packet_selection only_nas{.kinds = packet_selection::bit(packet_kind::nas)};
+  const auto lines = lines_of({packet_of("ip", "E"), packet_of("at", "Dropped traces count: 7"),
+                               packet_of("nas-eps", "N"), packet_of("session_master", "M")},
+                              only_nas);
+  ASSERT_EQ(lines.size(), 2U);
+  EXPECT_EQ(lines[0], R"({"kind":"dropped","count":7})");
+  EXPECT_EQ(kovax::json::parse(lines[1]).at("layer"), "nas-eps");
+}
+
+TEST(jsonl_sink, key_material_can_be_left_out) {
+  const auto lines = lines_of({packet_of("handshake_randbytes", "R"), packet_of("ip", "E"),
+                               packet_of("session_master", "M")},
+                              {.with_secrets = false});
+  ASSERT_EQ(lines.size(), 1U);
+  EXPECT_EQ(kovax::json::parse(lines[0]).at("layer"), "ip");
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <zlib.h>
 
 #include <string>
 
@@ -91,6 +92,45 @@ TEST_F(output_file_test, a_dash_is_standard_output) {
   file.write("abc");
   file.commit();
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "abc");
+}
+
+// What `file` is before it was compressed; the members are read one after the other.
+std::string decompressed(const std::string& bytes) {
+  z_stream stream{};
+  EXPECT_EQ(inflateInit2(&stream, 15 + 16), Z_OK);
+  stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(bytes.data()));
+  stream.avail_in = static_cast<uInt>(bytes.size());
+  std::string text;
+  while (stream.avail_in != 0) {
+    std::string piece(1 << 20, '\0');
+    stream.next_out = reinterpret_cast<Bytef*>(piece.data());
+    stream.avail_out = static_cast<uInt>(piece.size());
+    const int result = inflate(&stream, Z_NO_FLUSH);
+    text.append(piece, 0, piece.size() - stream.avail_out);
+    if (result == Z_STREAM_END) {
+      inflateReset(&stream);
+    } else if (result != Z_OK) {
+      ADD_FAILURE() << "not a gzip file: " << result;
+      break;
+    }
+  }
+  inflateEnd(&stream);
+  return text;
+}
+
+TEST_F(output_file_test, what_is_compressed_is_a_gzip_file_of_the_records) {
+  std::string expected;
+  output_file file(at("out.gz"), output_file::storage::gzip);
+  for (int i = 0; i < 3000; ++i) {
+    const std::string record = std::string(200, static_cast<char>('a' + i % 26)) + "\n";
+    file.write(record);
+    file.flush();  // makes no small members
+    expected += record;
+  }
+  EXPECT_EQ(file.size(), expected.size());
+  file.commit();
+  EXPECT_LT(content(at("out.gz")).size(), expected.size() / 20);
+  EXPECT_EQ(decompressed(content(at("out.gz"))), expected);
 }
 
 }  // namespace

@@ -175,7 +175,7 @@ TEST_F(pcapng_sink_test, raw_packets_are_passed_over) {
 }
 
 TEST_F(pcapng_sink_test, raw_packets_that_are_wanted_are_in_their_place_as_data) {
-  begin({.with_raw_packets = true});
+  begin({.packets = with_raw_packets()});
   put("modem_trace", "first");
   put("at", "OK", 20);
   put("modem_trace", "second");
@@ -191,7 +191,7 @@ TEST_F(pcapng_sink_test, raw_packets_that_are_wanted_are_in_their_place_as_data)
 }
 
 TEST_F(pcapng_sink_test, a_raw_packet_that_is_too_large_is_several) {
-  begin({.with_raw_packets = true});
+  begin({.packets = with_raw_packets()});
   const std::string raw = std::string(262144, 'a') + std::string(262144, 'b');
   put("modem_trace", raw);
   const std::string header = exported_pdu_header("data", direction::unknown, "modem_trace");
@@ -307,6 +307,27 @@ TEST_F(pcapng_sink_test, key_material_that_makes_no_secrets_is_kept_and_counted)
   EXPECT_EQ(sink_->remarks(),
             "3 TLS key traces of a wrong size, 1 TLS master secret without a handshake (kept as "
             "comments with the TLS secrets)");
+}
+
+TEST_F(pcapng_sink_test, what_is_left_out_leaves_its_losses_on_the_next_packet) {
+  begin({.packets = {.kinds = packet_selection::bit(packet_kind::nas)}});
+  put("ip", "E");
+  put("at", "Dropped traces count: 7");
+  put("nas-eps", "N");
+  const std::string bytes = written();
+  const auto packets = read_packets(bytes);
+  ASSERT_EQ(packets.size(), 1U);
+  EXPECT_EQ(packets[0].comment, "7 traces before this packet were dropped");
+  EXPECT_EQ(sink_->remarks(), "2 packets of other layers left out");
+}
+
+TEST_F(pcapng_sink_test, without_secrets_nothing_is_held_back_for_them) {
+  begin({.packets = {.with_secrets = false}});
+  put("session_master", std::string(tls_key_log::master_size, 'M'));
+  put("ip", "E");
+  const std::string bytes = written();
+  EXPECT_EQ(order(read_blocks(bytes)).find('K'), std::string::npos);
+  EXPECT_EQ(sink_->remarks(), "");
 }
 
 }  // namespace

@@ -331,5 +331,19 @@ TEST_F(outlet_test, without_a_packet_the_sink_is_left_alone) {
   EXPECT_THAT(sink_.done(), ElementsAre());
 }
 
+TEST_F(outlet_test, a_stream_is_flushed_while_a_file_is_read) {
+  sink_.is_read_meanwhile = true;
+  test_support::event_count flushed;
+  sink_.flushing = [&] {
+    flushed.add();
+    return false;
+  };
+  begin(delivery::waiting);
+  push("1");
+  flushed.take();  // before more comes, and before the end
+  EXPECT_THAT(sink_.done(), Contains("ip 1"));
+  outlet_->finish();
+}
+
 }  // namespace
 }  // namespace veltra::host

@@ -22,6 +22,7 @@ class scripted_sink : public sink {
   std::function<bool()> flushing = [] { return false; };  // as flush() returns it
   std::function<void()> finishing = [] {};
   bool metadata_is_wanted = false;
+  bool is_read_meanwhile = false;
 
   void begin() override { record("begin"); }
   void write(const packet& packet) override {
@@ -49,7 +50,7 @@ class scripted_sink : public sink {
   }
   void limit_writes() noexcept override { record("limit writes"); }
   bool wants_metadata() const override { return metadata_is_wanted; }
-  bool is_stream() const override { return false; }
+  bool is_stream() const override { return is_read_meanwhile; }
   std::string name() const override { return "the sink"; }
 
   // What was done so far, a packet as "LAYER PAYLOAD" with the beginning of its payload.

@@ -167,7 +167,7 @@ TEST_F(posix_run_test, a_live_run_that_fills_the_disk_keeps_what_is_whole) {
   EXPECT_GT(captured().size(), 100U);
   std::filesystem::remove(at("out.pcapng"));
   const auto run_with_lines = [&] {
-    jsonl_sink lines(at("out.jsonl"), false);
+    jsonl_sink lines(at("out.jsonl"));
     run_live({.capture = &lines});
   };
   refusal_of(run_with_lines, exit_code::output_failed);
