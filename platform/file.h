@@ -70,7 +70,7 @@ unsigned long process_id();
 bool is_terminal(std::FILE* file);
 
 // The running program's own file. Throws std::filesystem::filesystem_error if
-// the system does not tell.
+// the system does not know it.
 std::filesystem::path executable_path();
 
 }  // namespace platform

@@ -50,11 +50,11 @@ struct device_roots {
 std::vector<serial_device> list_serial_devices(const device_roots& roots = {});
 
 // Who has `device` (or what a symbolic link of that name leads to) open, without
-// opening it. Windows does not tell.
+// opening it. Windows does not say.
 device_holders find_device_holders(const std::filesystem::path& device,
                                    const device_roots& roots = {});
 
-// Whether this user may open `device`, as far as its permissions tell. On Windows
+// Whether this user may open `device`, as far as its permissions go. On Windows
 // ports are open to every user.
 bool may_open_device(const std::filesystem::path& device);
 

@@ -64,7 +64,7 @@ TEST(file, the_executable_is_this_program) {
   EXPECT_EQ(platform::executable_path().stem(), "platform_test");
 }
 
-TEST(file, a_file_on_a_disk_is_no_terminal) {
+TEST(file, a_file_on_a_disk_is_not_a_terminal) {
   const file_pointer file(std::tmpfile());
   EXPECT_FALSE(platform::is_terminal(file.get()));
 }

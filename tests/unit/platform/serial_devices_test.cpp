@@ -67,7 +67,7 @@ class serial_devices : public testing::Test {
     root.write("dev/" + name, "");
   }
 
-  // A port of the serial core: the type tells whether there is hardware.
+  // A port of the serial core: the type says whether there is hardware.
   void add_core_port(const std::string& name, const std::string& type) {
     const fs::path port = make_directory("sys/devices/pnp0/00:01/00:01:0/00:01:0.0");
     const fs::path tty = make_directory("sys/devices/pnp0/00:01/00:01:0/00:01:0.0/tty/" + name);

@@ -271,9 +271,9 @@ BOOL scripted_serial_api::read(HANDLE port, void* buffer, DWORD count, DWORD* tr
   return serial::FALSE;
 }
 
-DWORD scripted_serial_api::wait(const HANDLE* handles, DWORD count, bool for_ever) {
+DWORD scripted_serial_api::wait(const HANDLE* handles, DWORD count, bool forever) {
   std::unique_lock lock(mutex_);
-  if (!for_ever || count != 2) ++misuses_;
+  if (!forever || count != 2) ++misuses_;
   enter(operation::wait);
   for (;;) {
     if (wait_result_) {

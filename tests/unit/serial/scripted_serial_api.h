@@ -58,14 +58,14 @@ class scripted_serial_api {
   // What CreateEventA gives for a named event, instead of an event.
   void give_named_events(HANDLE handle);
 
-  // ClearCommError throws what is no serial port's exception.
+  // ClearCommError throws an exception that is not a serial port's.
   void throw_foreign_exception();
 
   // Bytes the driver has received. With `pending_first` a read of them starts
   // as one under way and is over in the wait.
   void deliver(const std::string& bytes, bool pending_first = false);
 
-  // The line delivers for ever, so that no read ever waits.
+  // The line delivers forever, so that no read ever waits.
   void never_fall_silent();
 
   // What the driver reports as settings.
@@ -102,7 +102,7 @@ class scripted_serial_api {
   BOOL read(HANDLE port, void* buffer, DWORD count, DWORD* transferred, OVERLAPPED* overlapped);
   BOOL result(HANDLE port, OVERLAPPED* overlapped, DWORD* transferred);
   BOOL cancel(HANDLE port, OVERLAPPED* overlapped);
-  DWORD wait(const HANDLE* handles, DWORD count, bool for_ever);
+  DWORD wait(const HANDLE* handles, DWORD count, bool forever);
   BOOL close(HANDLE handle);
 
  private:
