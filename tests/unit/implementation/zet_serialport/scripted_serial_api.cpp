@@ -1,4 +1,4 @@
-#include "tests/unit/serial/scripted_serial_api.h"
+#include "tests/unit/implementation/zet_serialport/scripted_serial_api.h"
 
 #include <algorithm>
 #include <chrono>

@@ -16,7 +16,7 @@
 #include <vector>
 
 #include "platform/serial_api.h"
-#include "tests/unit/serial/pseudo_terminal.h"
+#include "tests/unit/implementation/zet_serialport/pseudo_terminal.h"
 
 namespace platform::serial {
 namespace {

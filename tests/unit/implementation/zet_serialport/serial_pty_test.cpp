@@ -17,7 +17,7 @@
 
 #include "implementation/zet_serialport/zet_serialport.h"
 #include "tests/support/median.h"
-#include "tests/unit/serial/pseudo_terminal.h"
+#include "tests/unit/implementation/zet_serialport/pseudo_terminal.h"
 
 namespace zet_serialport_lib {
 namespace {

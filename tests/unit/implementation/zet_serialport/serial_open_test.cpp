@@ -13,7 +13,7 @@
 
 #include "implementation/zet_serialport/win32/zet_serialport_win32.h"
 #include "implementation/zet_serialport/zet_serialport.h"
-#include "tests/unit/serial/scripted_serial_api.h"
+#include "tests/unit/implementation/zet_serialport/scripted_serial_api.h"
 
 namespace zet_serialport_lib {
 namespace {

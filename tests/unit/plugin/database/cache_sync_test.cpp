@@ -1,5 +1,5 @@
 // The databases that a catalogue lists, and what is told and handed back.
-#include "tests/unit/database_cache/cache_sync_fixture.h"
+#include "tests/unit/plugin/database/cache_sync_fixture.h"
 
 namespace veltra {
 namespace {

@@ -1,5 +1,5 @@
 // The settings of a synchronisation, its cache directory, and its catalogue.
-#include "tests/unit/database_cache/cache_sync_fixture.h"
+#include "tests/unit/plugin/database/cache_sync_fixture.h"
 
 namespace veltra {
 namespace {

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "implementation/zet_serialport/zet_serialport.h"
-#include "tests/unit/serial/scripted_serial_api.h"
+#include "tests/unit/implementation/zet_serialport/scripted_serial_api.h"
 
 namespace zet_serialport_lib {
 namespace {

@@ -5,7 +5,7 @@
 #include "plugin/database/database_locator.h"
 #include "tests/support/recorded_log.h"
 #include "tests/support/temp_directory.h"
-#include "tests/unit/database_cache/cache_sync_fixture.h"
+#include "tests/unit/plugin/database/cache_sync_fixture.h"
 
 namespace veltra {
 namespace {

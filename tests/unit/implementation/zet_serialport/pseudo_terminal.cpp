@@ -1,4 +1,4 @@
-#include "tests/unit/serial/pseudo_terminal.h"
+#include "tests/unit/implementation/zet_serialport/pseudo_terminal.h"
 
 #include <fcntl.h>
 #include <stdlib.h>
