@@ -45,7 +45,7 @@ inline constexpr DWORD WAIT_TIMEOUT = 258;
 inline constexpr DWORD WAIT_FAILED = 0xFFFFFFFF;
 inline constexpr DWORD MAXIMUM_WAIT_OBJECTS = 64;
 
-// The two errors that are no errno values: a read has started and is not over,
+// The two errors that are not errno values: a read has started and is not over,
 // and the result of such a read was asked for too early.
 inline constexpr DWORD ERROR_IO_INCOMPLETE = 996;
 inline constexpr DWORD ERROR_IO_PENDING = 997;
@@ -106,7 +106,7 @@ struct COMSTAT {
 };
 
 // One read under way. It belongs to the layer from ReadFile() until the read is
-// over, and must be all zero but for `hEvent` before.
+// over, and must be all zero before, except for `hEvent`.
 struct OVERLAPPED {
   std::uintptr_t Internal;      // 0, the error of the read, or ERROR_IO_PENDING
   std::uintptr_t InternalHigh;  // bytes transferred
@@ -117,7 +117,7 @@ struct OVERLAPPED {
 
 // The calling thread's last error: an errno value, or one of the two above.
 // After a wait that another event ended while a read was still under way it is
-// ECANCELED, so that the system's description tells what became of the read.
+// ECANCELED, so that the system's description says what became of the read.
 // It means something only after a function that failed, or such a wait.
 DWORD GetLastError();
 
@@ -147,7 +147,7 @@ BOOL SetCommState(HANDLE port, DCB* settings);
 // Ends a read under way and drops what the driver holds, as the PURGE_ bits say.
 BOOL PurgeComm(HANDLE port, DWORD flags);
 
-// Tells what the driver holds. `errors` may be null and is set to 0. Fails with
+// Reports what the driver holds. `errors` may be null and is set to 0. Fails with
 // ENODEV once the device is gone.
 BOOL ClearCommError(HANDLE port, DWORD* errors, COMSTAT* status);
 

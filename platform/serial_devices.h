@@ -32,8 +32,8 @@ struct device_holders {
   std::vector<device_holder> seen;  // in order of the process number
   // False when there were processes that this user may not look into.
   bool complete = true;
-  // False where the system tells this to nobody.
-  bool told = true;
+  // False where the system does not report holders.
+  bool known = true;
 };
 
 // Where the system keeps what the functions below read; replaced in tests. Not used

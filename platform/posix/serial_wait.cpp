@@ -67,7 +67,7 @@ class watch_list {
   std::size_t size_ = 1;
 };
 
-// Rounded up, so that a wait never ends early and never spins; -1 for ever.
+// Rounded up, so that a wait never ends early and never spins; -1 means forever.
 int milliseconds_left(const std::optional<steady::time_point>& deadline) {
   if (!deadline) return -1;
   const auto left = std::chrono::ceil<std::chrono::milliseconds>(*deadline - steady::now()).count();

@@ -11,7 +11,7 @@
 #include "platform/windows/text.h"
 #include "platform/windows/usb_identity.h"
 
-// The order matters: each needs what stands before it.
+// The order matters: each needs what is before it.
 // clang-format off
 #include "platform/windows/system.h"
 #include <cfgmgr32.h>
@@ -184,7 +184,7 @@ std::vector<serial_device> list_serial_devices(const device_roots& /*roots*/) {
 
 device_holders find_device_holders(const std::filesystem::path& /*device*/,
                                    const device_roots& /*roots*/) {
-  return {.seen = {}, .complete = false, .told = false};
+  return {.seen = {}, .complete = false, .known = false};
 }
 
 bool may_open_device(const std::filesystem::path& /*device*/) {

@@ -7,7 +7,7 @@
 
 namespace test_support {
 
-// What stands before the first separator of an absolute path: a drive, or nothing.
+// What is before the first separator of an absolute path: a drive, or nothing.
 extern const char* const drive;
 
 // A file name that is not Unicode text, with the extension ".json".

@@ -194,7 +194,7 @@ void zet_serialport_win32::apply(const zet_serialport_settings& settings) {
 }
 
 void zet_serialport_win32::purge() {
-  // A failure is no reason not to receive: at worst some old bytes come first.
+  // A failure does not prevent receiving: at worst some old bytes come first.
   PurgeComm(port_, PURGE_TXABORT | PURGE_RXABORT | PURGE_TXCLEAR | PURGE_RXCLEAR);
 }
 

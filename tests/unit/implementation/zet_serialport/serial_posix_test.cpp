@@ -63,7 +63,7 @@ class serial_posix : public ::testing::Test {
     return status.cbInQue;
   }
 
-  // The kernel hands bytes over in its own time; this is no operation's business.
+  // The kernel hands bytes over in its own time, whatever operation runs.
   void await_queued(DWORD count) {
     const auto deadline = steady::now() + milliseconds(long_enough);
     while (queued() < count && steady::now() < deadline) std::this_thread::yield();
@@ -154,7 +154,7 @@ TEST_F(serial_posix, closed_and_foreign_handles_are_refused_everywhere) {
     EXPECT_EQ(CancelIoEx(handle, &overlapped_), FALSE);
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(EBADF));
   }
-  // An event is no port.
+  // An event is not a port.
   EXPECT_EQ(ClearCommError(event_, nullptr, &status), FALSE);
 }
 

@@ -66,10 +66,10 @@ TEST(windows_serial_devices, a_port_that_is_gone_is_not_listed) {
   EXPECT_THAT(test_ports(), ElementsAre());
 }
 
-TEST(windows_serial_devices, who_holds_a_port_is_not_told) {
+TEST(windows_serial_devices, who_holds_a_port_is_not_known) {
   const auto holders = platform::find_device_holders("COM23");
   EXPECT_TRUE(holders.seen.empty());
-  EXPECT_FALSE(holders.told);
+  EXPECT_FALSE(holders.known);
 }
 
 TEST(windows_serial_devices, the_list_does_not_call_a_port_free_that_may_be_in_use) {
@@ -81,7 +81,7 @@ TEST(windows_serial_devices, the_list_does_not_call_a_port_free_that_may_be_in_u
             "COM23  not known  driver serial\n");
 }
 
-TEST(windows_port_refusal, is_told_by_the_end_of_the_text) {
+TEST(windows_port_refusal, follows_from_the_end_of_the_text) {
   const auto refusal = [](int error) {
     return refusal_of("Win32 open serialport error: " + std::system_category().message(error));
   };

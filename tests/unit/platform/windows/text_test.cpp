@@ -39,7 +39,7 @@ TEST(text, an_error_is_described_without_an_end_of_line) {
   EXPECT_NE(text, describe_system_error(ERROR_ACCESS_DENIED));
 }
 
-TEST(text, an_error_that_the_system_does_not_know_is_told_by_its_number) {
+TEST(text, an_error_that_the_system_does_not_know_is_described_by_its_number) {
   EXPECT_EQ(describe_system_error(0x2FFF1234), "system error 805245492");
 }
 

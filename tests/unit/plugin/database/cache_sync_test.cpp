@@ -1,4 +1,4 @@
-// The databases that a catalogue lists, and what is told and handed back.
+// The databases that a catalogue lists, and what is logged and returned.
 #include "tests/unit/plugin/database/cache_sync_fixture.h"
 
 namespace veltra {
@@ -6,7 +6,7 @@ namespace {
 
 // --- databases --------------------------------------------------------------
 
-TEST_F(cache_sync_test, every_listed_database_is_downloaded_and_told_in_order) {
+TEST_F(cache_sync_test, every_listed_database_is_downloaded_and_logged_in_order) {
   publish(old_time, {database("fw1.json", "one", "1.0"), database("fw2.tar.gz", "two", "2.0")});
   sync();
   EXPECT_EQ(cached_file("modem/1.0/uuid-of-fw1.json/fw1.json"), "one");

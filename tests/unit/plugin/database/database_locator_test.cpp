@@ -63,7 +63,7 @@ TEST_F(database_locator_test, directories_are_tried_in_their_order_up_to_the_fir
                                         log_line{2, "try to locate db directory " + first}));
 }
 
-TEST_F(database_locator_test, a_path_that_is_not_ascii_is_told_in_utf8) {
+TEST_F(database_locator_test, a_path_that_is_not_ascii_is_logged_in_utf8) {
   const std::string version = make("modem-ä/1.0");
   make(std::string("modem-ä/1.0/") + uuid);
   EXPECT_EQ(locate({version}), platform::path_from_utf8(version) / uuid);
