@@ -4,6 +4,7 @@
 
 #include <ctime>
 
+#include "implementation/json.h"
 #include "platform/file.h"
 #include "tests/support/environment_variable.h"
 

@@ -6,6 +6,7 @@
 #include <curlpp/Exception.hpp>
 #include <future>
 
+#include "implementation/json.h"
 #include "platform/file.h"
 #include "tests/support/environment_variable.h"
 #include "tests/support/forward_proxy.h"
