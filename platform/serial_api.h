@@ -41,9 +41,7 @@ inline constexpr DWORD PURGE_RXCLEAR = 8;
 
 inline constexpr DWORD INFINITE = 0xFFFFFFFF;
 inline constexpr DWORD WAIT_OBJECT_0 = 0;
-inline constexpr DWORD WAIT_TIMEOUT = 258;
 inline constexpr DWORD WAIT_FAILED = 0xFFFFFFFF;
-inline constexpr DWORD MAXIMUM_WAIT_OBJECTS = 64;
 
 // The two errors that are not errno values: a read has started and is not over,
 // and the result of such a read was asked for too early.
@@ -167,9 +165,9 @@ BOOL GetOverlappedResult(HANDLE port, OVERLAPPED* overlapped, DWORD* transferred
 // Ends the read with ECANCELED and sets its event. ENOENT if it is over already.
 BOOL CancelIoEx(HANDLE port, OVERLAPPED* overlapped);
 
-// Waits until one of `count` (1 to MAXIMUM_WAIT_OBJECTS) events is set and
-// returns the smallest index of one that is, WAIT_TIMEOUT after `milliseconds`
-// of monotonic time, or WAIT_FAILED. Waiting for all is not supported (EINVAL).
+// Waits until one of `count` (1 or 2) events is set and returns the smallest
+// index of one that is, or WAIT_FAILED. Waiting for all, or with a time-out other
+// than INFINITE, is not supported (EINVAL).
 DWORD WaitForMultipleObjects(DWORD count, const HANDLE* events, BOOL wait_all, DWORD milliseconds);
 
 // Closes an event or a port. Whoever is inside a function with it goes on with
