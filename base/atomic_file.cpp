@@ -115,7 +115,7 @@ atomic_file::~atomic_file() {
 
 std::error_code atomic_file::open(const fs::path& target) {
   std::error_code error;
-  target_ = platform::end_of_links(target, error);
+  target_ = platform::resolve_symlinks(target, error);
   if (error) return error;
   if (const std::error_code reason = write_protection(target_)) return reason;
   fs::path part = new_part_path(target_);
@@ -169,7 +169,7 @@ fs::path atomic_file::keep_part() {
 
 void remove_abandoned_parts(const fs::path& target, file_operations& operations) {
   std::error_code error;
-  const fs::path end = platform::end_of_links(target, error);
+  const fs::path end = platform::resolve_symlinks(target, error);
   const std::string prefix = part_prefix(end);
   const auto now = fs::file_time_type::clock::now();
   const fs::path directory = end.has_parent_path() ? end.parent_path() : ".";

@@ -15,7 +15,7 @@
 #include <thread>
 
 #include "implementation/zet_serialport/zet_serialport.h"
-#include "tests/unit/serial/pseudo_terminal.h"
+#include "tests/unit/implementation/zet_serialport/pseudo_terminal.h"
 
 namespace {
 

@@ -9,11 +9,11 @@
 //                longer for one large stream than for many small ones is the cost
 //                of fresh memory and of leaving the caches, not of the search; the
 //                search is the difference between the two rows.
-//   starts_over  a search that begins anew with every chunk. Its time grows with the
+//   starts_over  a search that begins again with every chunk. Its time grows with the
 //                square of the position, so that it is shown for 1 MiB only.
 //
 // Content 0 is random bytes. In content 1 every 64th byte is the marker's first
-// letter and every chunk holds the marker but for its last byte.
+// letter and every chunk holds the marker except for its last byte.
 #include <benchmark/benchmark.h>
 
 #include <cstddef>

@@ -20,6 +20,11 @@ set(CMAKE_UNITY_BUILD_BATCH_SIZE 8)
 
 # veltra_compile_apart(FILE...): sources of this directory that take no others beside them.
 function(veltra_compile_apart)
+  foreach(file IN LISTS ARGN)
+    if(NOT EXISTS "${CMAKE_CURRENT_SOURCE_DIR}/${file}")
+      message(FATAL_ERROR "veltra_compile_apart: ${CMAKE_CURRENT_SOURCE_DIR}/${file} does not exist.")
+    endif()
+  endforeach()
   set_source_files_properties(${ARGN} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
 endfunction()
 

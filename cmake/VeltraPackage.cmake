@@ -18,7 +18,7 @@ else()
   set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
   set(CPACK_DEBIAN_PACKAGE_SECTION comm)
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-  # The plug-in's decoder stands in the package itself.
+  # The plug-in's decoder is in the package itself.
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${VELTRA_OUTPUT_DIRECTORY}")
   set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "wireshark | tshark")
 endif()

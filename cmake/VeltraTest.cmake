@@ -12,7 +12,7 @@ endif()
 set(VELTRA_TEST_DRIVE "")
 if(WIN32 AND CMAKE_CROSSCOMPILING)
   set(VELTRA_TEST_DRIVE "Z:")
-  set(VELTRA_NATIVE_BUILD "${PROJECT_SOURCE_DIR}/build/release" CACHE PATH
+  set(VELTRA_NATIVE_BUILD "" CACHE PATH
     "Build directory of this tree for this machine, which tests under Wine need as well")
   set(wine_session "${PROJECT_SOURCE_DIR}/tests/support/windows/wine_session.sh")
   add_test(NAME wine.begin COMMAND

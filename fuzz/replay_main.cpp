@@ -25,8 +25,8 @@ using bytes = std::vector<std::uint8_t>;
 
 constexpr unsigned default_mutations = 200;
 // Largest number of edits in one mutation, and of bytes in one edit.
-constexpr std::size_t most_edits = 8;
-constexpr std::size_t most_edited_bytes = 64;
+constexpr std::size_t max_edits = 8;
+constexpr std::size_t max_edited_bytes = 64;
 
 // What is being run, for the report of an abort.
 std::string current_file;            // NOLINT(cert-err58-cpp): empty needs no allocation
@@ -80,7 +80,7 @@ void edit(bytes& content, random_source& random) {
   enum edit_kind { flip_bit, set_byte, cut_end, erase_range, insert_noise, repeat_range, kinds };
   const std::size_t at = random.below(content.size());
   const std::size_t length =
-      1 + random.below(std::min(most_edited_bytes, std::max<std::size_t>(content.size() - at, 1)));
+      1 + random.below(std::min(max_edited_bytes, std::max<std::size_t>(content.size() - at, 1)));
   const std::size_t end = std::min(content.size(), at + length);
   switch (content.empty() ? insert_noise : static_cast<edit_kind>(random.below(kinds))) {
     case flip_bit:
@@ -124,7 +124,7 @@ void replay(const bytes& content, unsigned long mutations) {
   for (current_mutation = 1; current_mutation <= mutations; ++current_mutation) {
     random_source random(seed + current_mutation);
     bytes mutated = content;
-    for (std::size_t edits = 1 + random.below(most_edits); edits > 0; --edits) {
+    for (std::size_t edits = 1 + random.below(max_edits); edits > 0; --edits) {
       edit(mutated, random);
     }
     run(mutated);

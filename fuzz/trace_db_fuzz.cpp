@@ -2,7 +2,7 @@
 //
 // Every outcome is one record that keeps its promises, or the reader's one message
 // and nothing else. A database whose array elements lack what they must have stops
-// the process by design: such a text is told by the rules of docs/database-format.md
+// the process by design: such a text is known by the rules of docs/database-format.md
 // and left out, as are a few that are refused before it would come to that.
 #include <algorithm>
 #include <cstddef>

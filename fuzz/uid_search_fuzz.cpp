@@ -15,7 +15,7 @@
 namespace {
 
 // Starting over is quadratic; more bytes would only be slow.
-constexpr std::size_t largest_stream = 4096;
+constexpr std::size_t max_stream_size = 4096;
 
 void require(bool condition) {
   if (!condition) std::abort();
@@ -28,7 +28,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (size == 0) return 0;
   const std::size_t fixed_size = data[0];
   const auto stream =
-      std::string_view(reinterpret_cast<const char*>(data), size).substr(1, largest_stream);
+      std::string_view(reinterpret_cast<const char*>(data), size).substr(1, max_stream_size);
   veltra::uid_search search;
   test_support::uid_search_reference reference;
   std::size_t taken = 0;

@@ -7,7 +7,7 @@
 
 namespace veltra::host {
 
-void tell(std::string_view text) noexcept {
+void print_message(std::string_view text) noexcept {
   std::fwrite(text.data(), 1, text.size(), stderr);
   std::fflush(stderr);
 }

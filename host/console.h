@@ -7,7 +7,7 @@
 namespace veltra::host {
 
 // Shows text on stderr. Best effort; errors are ignored. Any thread.
-void tell(std::string_view text) noexcept;
+void print_message(std::string_view text) noexcept;
 
 // Writes a result to standard output, to the last byte. Throws user_error
 // (output_failed) if it is not taken.

@@ -74,7 +74,7 @@ bool is_terminal(std::FILE* file);
 unsigned terminal_columns(std::FILE* file);
 
 // The running program's own file. Throws std::filesystem::filesystem_error if
-// the system does not tell.
+// the system does not know it.
 std::filesystem::path executable_path();
 
 }  // namespace platform

@@ -1,4 +1,4 @@
-// process.h - another program whose output this one reads.
+// process.h - other programs that this one starts.
 #pragma once
 
 #include <cstddef>
@@ -48,5 +48,21 @@ class process {
   struct state;
   std::unique_ptr<state> state_;
 };
+
+// Starts the file `program` with `arguments`, as above, and does not wait for it: it may
+// outlive this process, and belongs to no terminal, so that Ctrl-C does not end it. Throws
+// std::system_error.
+void start_program(const std::filesystem::path& program, const std::vector<std::string>& arguments);
+
+// The same, and from then on the program reads as its standard input what this process
+// writes to standard output.
+void start_reader_of_stdout(const std::filesystem::path& program,
+                            const std::vector<std::string>& arguments);
+
+// Runs `command` (UTF-8) by the system's shell, with `argument` as one more word behind it,
+// and waits for its end. It reads nothing, and what it prints goes to this process's stderr.
+// Returns its exit code, 128 and the signal's number for one that was killed (POSIX), or -1
+// if it could not be started. Any thread.
+int run_command(const std::string& command, const std::filesystem::path& argument);
 
 }  // namespace platform

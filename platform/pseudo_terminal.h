@@ -15,7 +15,7 @@ namespace platform {
 // Windows has none that another program could open as a port: there the constructor
 // throws std::errc::operation_not_supported.
 //
-// One thread, but for interrupt(). Every function throws std::system_error when
+// One thread, except for interrupt(). Every function throws std::system_error when
 // the system refuses.
 class pseudo_terminal {
  public:

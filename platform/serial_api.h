@@ -41,11 +41,9 @@ inline constexpr DWORD PURGE_RXCLEAR = 8;
 
 inline constexpr DWORD INFINITE = 0xFFFFFFFF;
 inline constexpr DWORD WAIT_OBJECT_0 = 0;
-inline constexpr DWORD WAIT_TIMEOUT = 258;
 inline constexpr DWORD WAIT_FAILED = 0xFFFFFFFF;
-inline constexpr DWORD MAXIMUM_WAIT_OBJECTS = 64;
 
-// The two errors that are no errno values: a read has started and is not over,
+// The two errors that are not errno values: a read has started and is not over,
 // and the result of such a read was asked for too early.
 inline constexpr DWORD ERROR_IO_INCOMPLETE = 996;
 inline constexpr DWORD ERROR_IO_PENDING = 997;
@@ -106,7 +104,7 @@ struct COMSTAT {
 };
 
 // One read under way. It belongs to the layer from ReadFile() until the read is
-// over, and must be all zero but for `hEvent` before.
+// over, and must be all zero before, except for `hEvent`.
 struct OVERLAPPED {
   std::uintptr_t Internal;      // 0, the error of the read, or ERROR_IO_PENDING
   std::uintptr_t InternalHigh;  // bytes transferred
@@ -117,7 +115,7 @@ struct OVERLAPPED {
 
 // The calling thread's last error: an errno value, or one of the two above.
 // After a wait that another event ended while a read was still under way it is
-// ECANCELED, so that the system's description tells what became of the read.
+// ECANCELED, so that the system's description says what became of the read.
 // It means something only after a function that failed, or such a wait.
 DWORD GetLastError();
 
@@ -147,7 +145,7 @@ BOOL SetCommState(HANDLE port, DCB* settings);
 // Ends a read under way and drops what the driver holds, as the PURGE_ bits say.
 BOOL PurgeComm(HANDLE port, DWORD flags);
 
-// Tells what the driver holds. `errors` may be null and is set to 0. Fails with
+// Reports what the driver holds. `errors` may be null and is set to 0. Fails with
 // ENODEV once the device is gone.
 BOOL ClearCommError(HANDLE port, DWORD* errors, COMSTAT* status);
 
@@ -167,9 +165,9 @@ BOOL GetOverlappedResult(HANDLE port, OVERLAPPED* overlapped, DWORD* transferred
 // Ends the read with ECANCELED and sets its event. ENOENT if it is over already.
 BOOL CancelIoEx(HANDLE port, OVERLAPPED* overlapped);
 
-// Waits until one of `count` (1 to MAXIMUM_WAIT_OBJECTS) events is set and
-// returns the smallest index of one that is, WAIT_TIMEOUT after `milliseconds`
-// of monotonic time, or WAIT_FAILED. Waiting for all is not supported (EINVAL).
+// Waits until one of `count` (1 or 2) events is set and returns the smallest
+// index of one that is, or WAIT_FAILED. Waiting for all, or with a time-out other
+// than INFINITE, is not supported (EINVAL).
 DWORD WaitForMultipleObjects(DWORD count, const HANDLE* events, BOOL wait_all, DWORD milliseconds);
 
 // Closes an event or a port. Whoever is inside a function with it goes on with

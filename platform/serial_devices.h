@@ -32,8 +32,8 @@ struct device_holders {
   std::vector<device_holder> seen;  // in order of the process number
   // False when there were processes that this user may not look into.
   bool complete = true;
-  // False where the system tells this to nobody.
-  bool told = true;
+  // False where the system does not report holders.
+  bool known = true;
 };
 
 // Where the system keeps what the functions below read; replaced in tests. Not used
@@ -60,11 +60,11 @@ std::filesystem::path stable_device_name(const std::filesystem::path& device,
 bool device_exists(const std::filesystem::path& device);
 
 // Who has `device` (or what a symbolic link of that name leads to) open, without
-// opening it. Windows does not tell.
+// opening it. Windows does not say.
 device_holders find_device_holders(const std::filesystem::path& device,
                                    const device_roots& roots = {});
 
-// Whether this user may open `device`, as far as its permissions tell. On Windows
+// Whether this user may open `device`, as far as its permissions go. On Windows
 // ports are open to every user.
 bool may_open_device(const std::filesystem::path& device);
 

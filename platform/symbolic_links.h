@@ -6,9 +6,9 @@
 
 namespace platform {
 
-// Follows the symbolic links that stand in the place of `name`, whether there is
-// something at their end or not; a name that is no link leads to itself. Sets `error` if
-// they lead round in a circle or cannot be read, and returns how far it came. Any thread.
-std::filesystem::path end_of_links(std::filesystem::path name, std::error_code& error);
+// Returns the name that the symbolic link `name` leads to, whether such a file exists or
+// not; a name that is not a link is returned as it is. Sets `error` if links form a circle
+// or cannot be read, and returns the last name reached. Any thread.
+std::filesystem::path resolve_symlinks(std::filesystem::path name, std::error_code& error);
 
 }  // namespace platform

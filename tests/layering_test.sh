@@ -70,6 +70,7 @@ allow_in_host host/database 'host/(database|source)/'
 allow_in_host host/run 'host/(run|source|output|display|database)/'
 allow_in_host host/simulate 'host/(simulate|output)/'
 allow_in_host host/report 'host/(report|output)/'
+allow_in_host host/wireshark 'host/(wireshark|run|output|display|source)/'
 allow_in_host host/commands '(host|CLI)/'
 allow_in_host host/main.cpp host/commands/
 rooms=$(find host -mindepth 1 -maxdepth 1 -type d ! -name source ! -name output ! -name display \

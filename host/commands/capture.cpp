@@ -191,7 +191,7 @@ void note_left_parts(const capture_options& options) {
   for (const std::filesystem::path& part :
        find_left_parts(platform::path_from_utf8(options.run.output.file))) {
     const std::string name = platform::path_to_utf8(part);
-    tell(
+    print_message(
         fmt::format("veltra: note: {} was left by a capture that was ended by force; make a whole "
                     "one of it with: veltra recover {}\n",
                     name, platform::shell_word(name)));

@@ -31,7 +31,7 @@ std::size_t report_faults(const std::vector<cached_database>& databases) {
   for (const cached_database& database : databases) {
     if (database.state == database_state::intact) continue;
     ++faults;
-    tell(describe_fault(database) + "\n");
+    print_message(describe_fault(database) + "\n");
   }
   return faults;
 }

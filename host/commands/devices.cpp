@@ -22,7 +22,7 @@ std::string state_of(const platform::serial_device& device, const platform::devi
   const platform::device_holders holders = platform::find_device_holders(device.path, roots);
   if (!holders.seen.empty()) return "in use by " + list_holders(holders);
   if (!platform::may_open_device(device.path)) return "no permission";
-  if (!holders.told) return "not known";
+  if (!holders.known) return "not known";
   return holders.complete ? "free" : "free, as far as visible";
 }
 
@@ -71,7 +71,7 @@ std::string format_devices(const std::vector<platform::serial_device>& devices,
 exit_code list_devices() {
   const std::string list = format_devices(platform::list_serial_devices(), {});
   if (list.empty()) {
-    tell("veltra: there is no serial port; plug in the modem or its adapter.\n");
+    print_message("veltra: there is no serial port; plug in the modem or its adapter.\n");
   }
   print(list);
   return exit_code::ok;

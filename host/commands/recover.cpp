@@ -136,7 +136,7 @@ void recover_one(const std::string& name) {
   std::error_code error;
   const std::uint64_t cut = fs::file_size(part, error) - found.whole_bytes;
   fs::remove(part, error);
-  tell(fmt::format(
+  print_message(fmt::format(
       "{}: {} packet{} recovered; {}what was not written yet when the capture was "
       "ended is missing, a raw trace has its bytes\n",
       recovered, found.packets, found.packets == 1 ? "" : "s",

@@ -42,7 +42,7 @@ exit_code make_report(const report_arguments& arguments) {
   options.format = format_named(arguments.format);
   options.tshark = arguments.tshark;
   options.baseline = platform::path_from_utf8(arguments.baseline);
-  options.tell = tell;
+  options.print = print_message;
   const database_options& database = arguments.run.database;
   options.decode = [&](const std::filesystem::path& trace, const std::filesystem::path& capture) {
     if (database.file.empty() && database.cache.empty()) {

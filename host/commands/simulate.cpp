@@ -29,7 +29,7 @@ void report(const simulate_options& options, const simulate_result& result) {
       result.trace_bytes,
       to_stdout ? std::string("standard output") : platform::path_to_utf8(options.trace),
       result.uuid, platform::path_to_utf8(options.database));
-  to_stdout ? tell(line) : print(line);
+  to_stdout ? print_message(line) : print(line);
 }
 
 }  // namespace
@@ -52,9 +52,9 @@ exit_code simulate_on_line(const live_simulate_options& options) {
     // The only line on stdout, so that a script can read the name.
     print(platform::path_to_utf8(device) + "\n");
   });
-  tell(fmt::format("{} messages, {}: {} bytes sent; database {}\n", result.messages,
-                   played(options.source.repeat, result.interrupted), result.trace_bytes,
-                   result.uuid));
+  print_message(fmt::format("{} messages, {}: {} bytes sent; database {}\n", result.messages,
+                            played(options.source.repeat, result.interrupted), result.trace_bytes,
+                            result.uuid));
   return result.interrupted ? exit_code::interrupted : exit_code::ok;
 }
 

@@ -48,7 +48,7 @@ void live_view::show_lines(std::string_view lines) {
       return;
     }
   }
-  tell(lines);
+  print_message(lines);
 }
 
 void live_view::tick(time_point now) {
@@ -58,7 +58,7 @@ void live_view::tick(time_point now) {
     if (!lines_.empty()) text = status_.clear() + std::exchange(lines_, {});
     text += status_.show(now);
   }
-  if (!text.empty()) tell(text);
+  if (!text.empty()) print_message(text);
 }
 
 void live_view::end() {
@@ -68,7 +68,7 @@ void live_view::end() {
     is_open_ = false;
     text = status_.clear() + std::exchange(lines_, {});
   }
-  if (!text.empty()) tell(text);
+  if (!text.empty()) print_message(text);
 }
 
 }  // namespace veltra::host

@@ -69,7 +69,7 @@ void progress_bar::tick(time_point now) {
 void progress_bar::show_lines(std::string_view lines) {
   const std::lock_guard lock(mutex_);
   wipe();
-  tell(lines);
+  print_message(lines);
 }
 
 void progress_bar::end() {

@@ -47,7 +47,7 @@ class output_file {
 
   // From now on a stream whose reader takes nothing for two seconds is a failure; until
   // then it may take its time. On POSIX systems only. Any thread.
-  void limit_writes() noexcept { stream_.hurry(); }
+  void limit_writes() noexcept { stream_.limit_writes(); }
 
   // Bytes of all records so far.
   std::uint64_t size() const noexcept { return size_; }

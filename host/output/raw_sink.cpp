@@ -34,7 +34,7 @@ raw_sink::raw_sink(std::filesystem::path path, bool may_overwrite,
 // Changes nothing, so that hours of silence are not for nothing.
 void raw_sink::check_file() {
   std::error_code circle;
-  target_ = platform::end_of_links(path_, circle);
+  target_ = platform::resolve_symlinks(path_, circle);
   if (circle) fail(circle.default_error_condition().value());
   std::error_code ignored;
   const auto there = std::filesystem::status(target_, ignored).type();

@@ -35,7 +35,7 @@ class raw_sink : public sink {
   void sync() override;
   void finish() override;
   bool salvage() override;
-  void limit_writes() noexcept override { stream_.hurry(); }
+  void limit_writes() noexcept override { stream_.limit_writes(); }
   bool is_stream() const override { return is_stream_; }
   std::string name() const override;
   std::string remarks() const override;

@@ -89,10 +89,10 @@ class reporter {
                        fmt::format("{} is not a program; name tshark's file.", options_.tshark));
     }
     for (const std::filesystem::path& each : options_.inputs) analyse_input(each);
-    tell_lacks();
+    print_lacks();
     if (!options_.baseline.empty()) comparison_ = compare(before, captures_);
     write();
-    return tell_result();
+    return print_result();
   }
 
  private:
@@ -126,16 +126,16 @@ class reporter {
     captures_.back().file = platform::path_to_utf8(input);
   }
 
-  void tell(const std::string& line) const {
-    if (options_.tell) options_.tell(line + "\n");
+  void print(const std::string& line) const {
+    if (options_.print) options_.print(line + "\n");
   }
 
   // Each lack once, not for every capture.
-  void tell_lacks() const {
+  void print_lacks() const {
     const dissection& first = captures_.front().dissection;
-    if (!first.lack.empty()) tell("veltra: note: " + first.lack);
+    if (!first.lack.empty()) print("veltra: note: " + first.lack);
     if (!first.unknown_fields.empty()) {
-      tell(fmt::format(
+      print(fmt::format(
           "veltra: note: tshark {} does not know {} of the fields that the report "
           "uses; what they show is missing: {}.",
           first.version, first.unknown_fields.size(), fmt::join(first.unknown_fields, ", ")));
@@ -172,15 +172,15 @@ class reporter {
     file.commit();
   }
 
-  exit_code tell_result() const {
+  exit_code print_result() const {
     for (const analysis& each : captures_) {
-      tell(fmt::format("{}: {}.", each.file, each.verdict.headline));
+      print(fmt::format("{}: {}.", each.file, each.verdict.headline));
     }
     if (!comparison_) return exit_code::ok;
-    for (const change& each : comparison_->worse) tell("worse: " + each.text());
-    for (const change& each : comparison_->better) tell("better: " + each.text());
+    for (const change& each : comparison_->worse) print("worse: " + each.text());
+    for (const change& each : comparison_->better) print("better: " + each.text());
     if (comparison_->worse.empty()) {
-      tell("nothing became worse");
+      print("nothing became worse");
       return exit_code::ok;
     }
     return exit_code::worse;

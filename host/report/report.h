@@ -36,7 +36,7 @@ struct report_options {
       decode;
 
   // Gets notes and the summary for a person, whole lines. May be empty.
-  std::function<void(std::string_view)> tell;
+  std::function<void(std::string_view)> print;
 };
 
 // Makes the report. Returns ok, or worse if something became worse than in the baseline. Throws

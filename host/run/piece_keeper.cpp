@@ -11,7 +11,7 @@
 #include "host/display/summary.h"
 #include "host/user_error.h"
 #include "platform/file.h"
-#include "platform/shell.h"
+#include "platform/process.h"
 
 namespace veltra::host {
 

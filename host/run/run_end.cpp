@@ -33,7 +33,7 @@ void report(const std::exception_ptr& failure) {
   try {
     std::rethrow_exception(failure);
   } catch (const std::exception& error) {
-    tell(fmt::format("veltra: {}\n", sanitize(platform::utf8_message(error.what()))));
+    print_message(fmt::format("veltra: {}\n", sanitize(platform::utf8_message(error.what()))));
   }
 }
 

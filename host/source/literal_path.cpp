@@ -21,7 +21,7 @@ std::filesystem::path relative_form(const std::filesystem::path& path) {
 
 std::string literal_path(const std::filesystem::path& path) {
   std::string text = platform::path_to_utf8(path);
-  // Of a network's root there is no other form.
+  // A network's root has no other form.
   const std::string root = platform::path_to_utf8(path.root_name());
   if (path.is_absolute() && (root.empty() || root.back() == ':') &&
       text.find('~') != std::string::npos) {

@@ -1,4 +1,4 @@
-// run_statistics.h - what a run is told to have done.
+// run_statistics.h - what came out of a run.
 #pragma once
 
 #include <cstdint>
@@ -17,7 +17,7 @@ class run_statistics {
 
   std::uint64_t raw_bytes() const { return raw_bytes_; }  // bytes of input delivered
   std::uint64_t decoded_packets() const { return decoded_packets_; }
-  // Whether there was a decoded packet that tells more than a loss.
+  // Whether there was a decoded packet other than a report of losses.
   bool has_content() const { return decoded_packets_ != loss_reports_; }
   std::uint64_t dropped_traces() const { return dropped_traces_; }  // as the modem reported
   const std::map<std::string, std::uint64_t, std::less<>>& packets_by_layer() const {

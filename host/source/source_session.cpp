@@ -79,7 +79,7 @@ void source_session::take_log(kovax_source* /*source*/, void* user_data, std::in
   try {
     session.listener_.on_message(level, text_of(message));
   } catch (...) {
-    // A message that cannot be shown is no reason to end the work it describes.
+    // A message that cannot be shown does not end the work it describes.
   }
 }
 

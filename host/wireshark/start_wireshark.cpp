@@ -9,7 +9,7 @@
 #include "host/user_error.h"
 #include "host/wireshark/installation.h"
 #include "platform/environment.h"
-#include "platform/program.h"
+#include "platform/process.h"
 #include "platform/wireshark_folders.h"
 
 namespace veltra::host {
@@ -30,29 +30,37 @@ bool has_profile() {
                                        ignored);
 }
 
-std::vector<std::string> command_line(const std::vector<std::string>& arguments) {
-  std::vector<std::string> words = {program_name()};
-  if (has_profile()) words.insert(words.end(), {"-C", profile_name});
-  words.insert(words.end(), arguments.begin(), arguments.end());
-  return words;
-}
+using starter = void(const std::filesystem::path&, const std::vector<std::string>&);
 
-void check(std::error_code error) {
-  if (!error) return;
-  throw user_error(exit_code::bad_input,
-                   fmt::format("{} cannot be started ({}); install Wireshark, or name the program "
-                               "in the environment variable VELTRA_WIRESHARK.",
-                               program_name(), error.message()));
+void start(starter* start_program, const std::vector<std::string>& shown) {
+  std::vector<std::string> arguments;
+  if (has_profile()) arguments = {"-C", profile_name};
+  arguments.insert(arguments.end(), shown.begin(), shown.end());
+
+  const std::string name = program_name();
+  const auto fail = [&name](const std::error_code& error) {
+    throw user_error(exit_code::bad_input,
+                     fmt::format("{} cannot be started ({}); install Wireshark, or name the "
+                                 "program in the environment variable VELTRA_WIRESHARK.",
+                                 name, error.message()));
+  };
+  const std::filesystem::path program = platform::find_program(name);
+  if (program.empty()) fail(std::make_error_code(std::errc::no_such_file_or_directory));
+  try {
+    start_program(program, arguments);
+  } catch (const std::system_error& error) {
+    fail(error.code());
+  }
 }
 
 }  // namespace
 
 void show_in_wireshark(const std::string& file) {
-  check(platform::start_program(command_line({"-r", file})));
+  start(platform::start_program, {"-r", file});
 }
 
 void show_stdout_in_wireshark() {
-  check(platform::start_reader_of_stdout(command_line({"-k", "-i", "-"})));
+  start(platform::start_reader_of_stdout, {"-k", "-i", "-"});
 }
 
 }  // namespace veltra::host

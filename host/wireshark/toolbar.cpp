@@ -35,7 +35,7 @@ std::string toolbar_message(unsigned control, toolbar_command command, std::stri
 toolbar::toolbar(const std::filesystem::path& pipe) : writer_(patience) {
   if (pipe.empty()) return;
   pipe_.reset(platform::open_file(pipe, platform::open_mode::write));
-  writer_.hurry();
+  writer_.limit_writes();
   send(log_control, toolbar_command::set, "");
 }
 

@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 #include "platform/file.h"
 
@@ -38,7 +39,7 @@ struct file_closer {
   void operator()(std::FILE* file) const noexcept { std::fclose(file); }
 };
 
-// What the child is given in the place of this process's own.
+// What the child gets instead of this process's own.
 class spawn_setup {
  public:
   spawn_setup() {
@@ -55,24 +56,37 @@ class spawn_setup {
     posix_spawn_file_actions_destroy(&actions_);
   }
 
-  void connect(int output, int diagnostics) {
-    check(posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0),
-          "posix_spawn_file_actions_addopen");
-    check(posix_spawn_file_actions_adddup2(&actions_, output, STDOUT_FILENO),
+  void connect(int source, int target) {
+    check(posix_spawn_file_actions_adddup2(&actions_, source, target),
           "posix_spawn_file_actions_adddup2");
-    check(posix_spawn_file_actions_adddup2(&actions_, diagnostics, STDERR_FILENO),
-          "posix_spawn_file_actions_adddup2");
-    // Threads of this process may hold signals back; the child must be stoppable.
-    sigset_t none;
-    sigemptyset(&none);
-    check(posix_spawnattr_setsigmask(&attributes_, &none), "posix_spawnattr_setsigmask");
-    check(posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGMASK),
-          "posix_spawnattr_setflags");
   }
 
-  pid_t start(const std::filesystem::path& program, char* const* arguments) {
+  void connect_to_nothing(int target, int mode) {
+    check(posix_spawn_file_actions_addopen(&actions_, target, "/dev/null", mode, 0),
+          "posix_spawn_file_actions_addopen");
+  }
+
+  // `flags` as in posix_spawnattr_setflags(3).
+  pid_t start(const std::filesystem::path& program, const std::vector<std::string>& arguments,
+              int flags = 0) {
+    std::vector<std::string> texts = {program.string()};
+    texts.insert(texts.end(), arguments.begin(), arguments.end());
+    std::vector<char*> pointers;
+    for (std::string& text : texts) pointers.push_back(text.data());
+    pointers.push_back(nullptr);
+
+    // Threads of this process may hold signals back, and it ignores SIGPIPE; a program
+    // expects the defaults.
+    sigset_t signals;
+    sigemptyset(&signals);
+    check(posix_spawnattr_setsigmask(&attributes_, &signals), "posix_spawnattr_setsigmask");
+    sigaddset(&signals, SIGPIPE);
+    check(posix_spawnattr_setsigdefault(&attributes_, &signals), "posix_spawnattr_setsigdefault");
+    check(posix_spawnattr_setflags(&attributes_, static_cast<short>(POSIX_SPAWN_SETSIGMASK |
+                                                                    POSIX_SPAWN_SETSIGDEF | flags)),
+          "posix_spawnattr_setflags");
     pid_t id = 0;
-    check(posix_spawn(&id, program.c_str(), &actions_, &attributes_, arguments, environ),
+    check(posix_spawn(&id, program.c_str(), &actions_, &attributes_, pointers.data(), environ),
           "posix_spawn");
     return id;
   }
@@ -80,6 +94,28 @@ class spawn_setup {
  private:
   posix_spawn_file_actions_t actions_{};
   posix_spawnattr_t attributes_{};
+};
+
+// Closes what is left open of a pipe.
+class pipe_ends {
+ public:
+  pipe_ends() {
+    if (pipe2(ends_.data(), O_CLOEXEC) != 0) fail(errno, "pipe2");
+  }
+  pipe_ends(const pipe_ends&) = delete;
+  pipe_ends& operator=(const pipe_ends&) = delete;
+  ~pipe_ends() {
+    for (const int end : ends_) {
+      if (end >= 0) close(end);
+    }
+  }
+
+  int read_end() const { return ends_[0]; }
+  int write_end() const { return ends_[1]; }
+  int release_read_end() { return std::exchange(ends_[0], -1); }
+
+ private:
+  std::array<int, 2> ends_{};
 };
 
 }  // namespace
@@ -124,24 +160,13 @@ process::process(const std::filesystem::path& program, const std::vector<std::st
   state_->diagnostics.reset(open_temporary_file());
   if (!state_->diagnostics) fail(errno, "tmpfile");
 
-  std::vector<std::string> texts = {program.string()};
-  texts.insert(texts.end(), arguments.begin(), arguments.end());
-  std::vector<char*> pointers;
-  for (std::string& text : texts) pointers.push_back(text.data());
-  pointers.push_back(nullptr);
-
-  std::array<int, 2> ends{};
-  if (pipe2(ends.data(), O_CLOEXEC) != 0) fail(errno, "pipe2");
-  state_->output = ends[0];
-  try {
-    spawn_setup setup;
-    setup.connect(ends[1], fileno(state_->diagnostics.get()));
-    state_->id = setup.start(program, pointers.data());
-  } catch (...) {
-    close(ends[1]);
-    throw;
-  }
-  close(ends[1]);
+  pipe_ends output;
+  spawn_setup setup;
+  setup.connect_to_nothing(STDIN_FILENO, O_RDONLY);
+  setup.connect(output.write_end(), STDOUT_FILENO);
+  setup.connect(fileno(state_->diagnostics.get()), STDERR_FILENO);
+  state_->id = setup.start(program, arguments);
+  state_->output = output.release_read_end();
 }
 
 process::~process() {
@@ -174,6 +199,42 @@ process::ending process::wait() {
   result.diagnostics.resize(
       std::fread(result.diagnostics.data(), 1, max_diagnostics, state_->diagnostics.get()));
   return result;
+}
+
+// Its standard output is not ours, which may be a pipe that must end with us.
+void start_program(const std::filesystem::path& program,
+                   const std::vector<std::string>& arguments) {
+  spawn_setup setup;
+  setup.connect_to_nothing(STDIN_FILENO, O_RDONLY);
+  setup.connect_to_nothing(STDOUT_FILENO, O_WRONLY);
+  setup.start(program, arguments, POSIX_SPAWN_SETSID);
+}
+
+void start_reader_of_stdout(const std::filesystem::path& program,
+                            const std::vector<std::string>& arguments) {
+  const pipe_ends pipe;
+  spawn_setup setup;
+  setup.connect(pipe.read_end(), STDIN_FILENO);
+  setup.connect_to_nothing(STDOUT_FILENO, O_WRONLY);
+  setup.start(program, arguments, POSIX_SPAWN_SETSID);
+  if (dup2(pipe.write_end(), STDOUT_FILENO) < 0) fail(errno, "dup2");
+}
+
+int run_command(const std::string& command, const std::filesystem::path& argument) {
+  const char* const shell = "/bin/sh";
+  int status = 0;
+  try {
+    spawn_setup setup;
+    setup.connect_to_nothing(STDIN_FILENO, O_RDONLY);
+    setup.connect(STDERR_FILENO, STDOUT_FILENO);
+    const pid_t id = setup.start(shell, {"-c", command + " \"$1\"", shell, argument.string()});
+    while (waitpid(id, &status, 0) < 0) {
+      if (errno != EINTR) return -1;
+    }
+  } catch (const std::system_error&) {
+    return -1;
+  }
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
 }  // namespace platform

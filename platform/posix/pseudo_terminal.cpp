@@ -26,7 +26,7 @@ namespace {
 using steady = std::chrono::steady_clock;
 using outcome = pseudo_terminal::outcome;
 
-// No event tells that the reader's end has been emptied; it is looked at this
+// There is no event for a reader's end that has become empty, so it is looked at this
 // often.
 constexpr std::chrono::milliseconds drain_interval{5};
 
@@ -101,7 +101,7 @@ pseudo_terminal::state::state()
       watch(inotify_init1(IN_NONBLOCK | IN_CLOEXEC), "inotify_init1"),
       wake(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC), "eventfd") {
   make_raw(line.get());
-  // In packet mode the modem's end is told when the reader drops its queues
+  // In packet mode the modem's end learns when the reader drops its queues
   // (ioctl_tty(2), TIOCPKT).
   const int on = 1;
   if (ioctl(modem.get(), TIOCPKT, &on) != 0) fail("TIOCPKT");
@@ -145,7 +145,7 @@ void pseudo_terminal::state::note_opens() {
 
 void pseudo_terminal::state::note_news() {
   std::array<char, 4096> news;
-  // The first byte tells what the rest is: with 0, bytes that the reader sent.
+  // The first byte says what the rest is: with 0, bytes that the reader sent.
   const ssize_t size = read(modem.get(), news.data(), news.size());
   if (size <= 0 || (news[0] & TIOCPKT_FLUSHREAD) == 0) return;
   // It may be the news of a reader that has only just opened the device.

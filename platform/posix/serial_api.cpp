@@ -97,7 +97,7 @@ BOOL GetOverlappedResult(HANDLE handle, OVERLAPPED* overlapped, DWORD* transferr
   if (!object || !completion) return succeed_or(EBADF);
   DWORD error = object->read_result(*overlapped, *transferred);
   if (error == ERROR_IO_INCOMPLETE && wait != FALSE) {
-    if (wait_for_any({&completion, 1}, INFINITE) == WAIT_FAILED) return FALSE;
+    if (wait_for_any({&completion, 1}) == WAIT_FAILED) return FALSE;
     error = object->read_result(*overlapped, *transferred);
   }
   return succeed_or(error);
@@ -110,11 +110,11 @@ BOOL CancelIoEx(HANDLE handle, OVERLAPPED* overlapped) {
 
 DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL wait_all,
                              DWORD milliseconds) {
-  if (count == 0 || count > MAXIMUM_WAIT_OBJECTS || wait_all != FALSE) {
+  if (count == 0 || count > max_awaited_events || wait_all != FALSE || milliseconds != INFINITE) {
     set_last_error(EINVAL);
     return WAIT_FAILED;
   }
-  std::array<std::shared_ptr<event>, MAXIMUM_WAIT_OBJECTS> events;
+  std::array<std::shared_ptr<event>, max_awaited_events> events;
   for (DWORD i = 0; i < count; ++i) {
     events[i] = find_event(handles[i]);
     if (!events[i]) {
@@ -122,7 +122,7 @@ DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL wait_all,
       return WAIT_FAILED;
     }
   }
-  return wait_for_any({events.data(), count}, milliseconds);
+  return wait_for_any({events.data(), count});
 }
 
 BOOL CloseHandle(HANDLE handle) {

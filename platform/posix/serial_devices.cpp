@@ -21,14 +21,14 @@ namespace {
 namespace fs = std::filesystem;
 
 // A text of sysfs is at most a page.
-constexpr std::size_t largest_text = 4096;
+constexpr std::size_t max_text_size = 4096;
 // From a port up to its USB device there are only a few steps.
-constexpr int most_parents = 16;
+constexpr int max_parents = 16;
 
 // The first line of a small file; empty if there is none.
 std::string read_line(const fs::path& file) {
   std::ifstream stream(file, std::ios::binary);
-  std::string text(largest_text, '\0');
+  std::string text(max_text_size, '\0');
   stream.read(text.data(), static_cast<std::streamsize>(text.size()));
   text.resize(static_cast<std::size_t>(stream.gcount()));
   text.resize(std::min(text.find('\n'), text.size()));
@@ -60,7 +60,7 @@ std::string name_of_link(const fs::path& link) {
 
 // What the port's USB device, some directories above it, says of itself.
 void add_usb_facts(fs::path directory, serial_device& device) {
-  for (int i = 0; i < most_parents && directory.has_relative_path(); ++i) {
+  for (int i = 0; i < max_parents && directory.has_relative_path(); ++i) {
     device.vendor_id = read_line(directory / "idVendor");
     if (!device.vendor_id.empty()) {
       device.product_id = read_line(directory / "idProduct");
@@ -76,7 +76,7 @@ void add_usb_facts(fs::path directory, serial_device& device) {
 // The driver of a port that hangs on another's, such as the serial core's "port",
 // is that of the nearest device with hardware.
 std::string driver_of(fs::path directory) {
-  for (int i = 0; i < most_parents && directory.has_relative_path(); ++i) {
+  for (int i = 0; i < max_parents && directory.has_relative_path(); ++i) {
     const std::string driver = name_of_link(directory / "driver");
     const std::string bus = name_of_link(directory / "subsystem");
     if (!driver.empty() && bus != "serial-base") return driver;
@@ -107,7 +107,7 @@ std::optional<unsigned long> process_number(const fs::path& entry) {
   return number;
 }
 
-// For devices std::filesystem::equivalent() need not tell.
+// std::filesystem::equivalent() need not know devices.
 bool is_same_file(const fs::path& a, const fs::path& b) {
   struct stat of_a = {}, of_b = {};
   return stat(a.c_str(), &of_a) == 0 && stat(b.c_str(), &of_b) == 0 && of_a.st_dev == of_b.st_dev &&

@@ -16,7 +16,7 @@ class port;
 class waiter {
  public:
   // The calling thread's own; lives as long as the thread. Its descriptor is
-  // negative, with errno telling why, if the system has none left.
+  // negative, with the reason in errno, if the system has none left.
   static waiter& of_this_thread();
 
   waiter(const waiter&) = delete;

@@ -1,4 +1,4 @@
-// serial_handles.h - what handles stand for, and the last error.
+// serial_handles.h - the objects behind handles, and the last error.
 #pragma once
 
 #include <memory>
@@ -14,8 +14,8 @@ namespace platform::serial {
 HANDLE add_handle(std::shared_ptr<event> object);
 HANDLE add_handle(std::shared_ptr<port> object);
 
-// What the handle stands for, or null if it is closed or stands for something
-// else. The reference keeps the object, whoever closes the handle meanwhile.
+// The object behind the handle, or null if it is closed or is of another
+// kind. The reference keeps the object, whoever closes the handle meanwhile.
 std::shared_ptr<event> find_event(HANDLE handle);
 std::shared_ptr<port> find_port(HANDLE handle);
 

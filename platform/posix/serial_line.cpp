@@ -25,8 +25,8 @@ bool has_modem_lines(int descriptor, int& lines) {
 }
 
 void set_raw(termios2& line) {
-  // A break is no data. Bytes with parity errors pass as they came: whoever
-  // decodes them has better means to find damage than a NUL in their place.
+  // A break is not data. Bytes with parity errors pass as they came: a decoder has
+  // better means to find damage than a NUL in their place.
   line.c_iflag = (line.c_iflag & (IXON | IXOFF)) | IGNBRK;
   line.c_oflag &= ~static_cast<tcflag_t>(OPOST);
   line.c_lflag = 0;
@@ -127,7 +127,7 @@ std::optional<termios2> line_with(const termios2& before, const DCB& dcb) {
   return line;
 }
 
-// A driver changes what it cannot do and reports success; only reading back tells.
+// A driver changes what it cannot do and reports success; only reading back shows it.
 bool holds(const termios2& actual, const termios2& wanted) {
   const auto difference = actual.c_ospeed > wanted.c_ospeed ? actual.c_ospeed - wanted.c_ospeed
                                                             : wanted.c_ospeed - actual.c_ospeed;

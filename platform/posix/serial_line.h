@@ -23,7 +23,7 @@ struct line_memory {
 };
 
 // Makes the line hand over bytes as they come, waiting for no line end and
-// for no carrier. ENOTTY for what is no terminal.
+// for no carrier. ENOTTY for what is not a terminal.
 DWORD make_line_raw(int descriptor);
 
 DWORD read_line_settings(int descriptor, const line_memory& memory, DCB& dcb);

@@ -5,9 +5,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <chrono>
-#include <limits>
-#include <optional>
 
 #include "platform/posix/serial_handles.h"
 #include "platform/posix/serial_port.h"
@@ -16,7 +13,6 @@ namespace platform::serial {
 
 namespace {
 
-using steady = std::chrono::steady_clock;
 using event_list = std::span<const std::shared_ptr<event>>;
 
 // Keeps a waiter enlisted with all events while it lives.
@@ -50,7 +46,7 @@ class watch_list {
     }
   }
 
-  int wait(int milliseconds) { return poll(watched_.data(), size_, milliseconds); }
+  int wait() { return poll(watched_.data(), size_, -1); }
 
   bool woken() const { return watched_[0].revents != 0; }
 
@@ -62,17 +58,10 @@ class watch_list {
   }
 
  private:
-  std::array<pollfd, MAXIMUM_WAIT_OBJECTS + 1> watched_;
-  std::array<std::shared_ptr<port>, MAXIMUM_WAIT_OBJECTS + 1> ports_;
+  std::array<pollfd, max_awaited_events + 1> watched_;
+  std::array<std::shared_ptr<port>, max_awaited_events + 1> ports_;
   std::size_t size_ = 1;
 };
-
-// Rounded up, so that a wait never ends early and never spins; -1 for ever.
-int milliseconds_left(const std::optional<steady::time_point>& deadline) {
-  if (!deadline) return -1;
-  const auto left = std::chrono::ceil<std::chrono::milliseconds>(*deadline - steady::now()).count();
-  return static_cast<int>(std::clamp<decltype(left)>(left, 0, std::numeric_limits<int>::max()));
-}
 
 DWORD failed(int error) {
   set_last_error(static_cast<DWORD>(error));
@@ -87,15 +76,13 @@ DWORD first_set(event_list events) {
 
 }  // namespace
 
-DWORD wait_for_any(event_list events, DWORD milliseconds) {
+DWORD wait_for_any(event_list events) {
   const auto& sleeper = waiter::of_this_thread();
   if (sleeper.descriptor() < 0) return failed(EMFILE);
-  std::optional<steady::time_point> deadline;
-  if (milliseconds != INFINITE) deadline = steady::now() + std::chrono::milliseconds(milliseconds);
 
   // Enlisted before the first look, so that no event is set unseen in between.
   const enlistment enlisted(events, sleeper);
-  for (bool expired = false;;) {
+  for (;;) {
     const DWORD index = first_set(events);
     if (index < events.size()) {
       const bool gave_up_a_read = std::any_of(
@@ -103,15 +90,12 @@ DWORD wait_for_any(event_list events, DWORD milliseconds) {
       if (gave_up_a_read) set_last_error(ECANCELED);
       return WAIT_OBJECT_0 + index;
     }
-    if (expired) return WAIT_TIMEOUT;
 
     watch_list watched(events, sleeper);
-    const int timeout = milliseconds_left(deadline);
-    const int ready = watched.wait(timeout);
+    const int ready = watched.wait();
     if (ready < 0 && errno != EINTR) return failed(errno);
     if (ready > 0 && watched.woken()) sleeper.rest();
     if (ready > 0) watched.continue_reads();
-    expired = ready == 0 && deadline && steady::now() >= *deadline;
   }
 }
 

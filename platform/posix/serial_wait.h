@@ -1,6 +1,7 @@
 // serial_wait.h - waiting for events, and so moving their reads on.
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <span>
 
@@ -9,8 +10,11 @@
 
 namespace platform::serial {
 
-// Waits until one of `events` is set: the index of the first that is,
-// WAIT_TIMEOUT, or WAIT_FAILED. Sets the last error as GetLastError() says.
-DWORD wait_for_any(std::span<const std::shared_ptr<event>> events, DWORD milliseconds);
+// The receiver waits for its read and for the order to end.
+inline constexpr std::size_t max_awaited_events = 2;
+
+// Waits until one of `events` (at most max_awaited_events) is set: the index of the
+// first that is, or WAIT_FAILED. Sets the last error as GetLastError() says.
+DWORD wait_for_any(std::span<const std::shared_ptr<event>> events);
 
 }  // namespace platform::serial

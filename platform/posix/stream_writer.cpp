@@ -32,17 +32,17 @@ struct stream_writer::state {
   int write(int descriptor, std::string_view bytes);
 
   std::chrono::milliseconds patience;
-  // Readable once there is a hurry. Negative if the system has no descriptor left: a
-  // write under way then does not hear of the hurry.
+  // Readable once writes are limited. Negative if the system has no descriptor left: the
+  // limit then does not reach a write under way.
   int wake = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-  std::atomic<bool> hurried = false;
+  std::atomic<bool> limited = false;
   int failure = 0;
 };
 
-// Returns 0 when a write will not wait: it can take bytes, or tells what is wrong.
+// Returns 0 when a write will not wait: it can take bytes, or says what is wrong.
 int stream_writer::state::wait_for_room(int descriptor) {
   for (std::optional<clock::time_point> deadline;;) {
-    if (hurried && !deadline) deadline = clock::now() + patience;
+    if (limited && !deadline) deadline = clock::now() + patience;
     int timeout = -1;
     if (deadline) {
       const auto left = std::chrono::ceil<std::chrono::milliseconds>(*deadline - clock::now());
@@ -61,8 +61,8 @@ int stream_writer::state::write(int descriptor, std::string_view bytes) {
   while (!bytes.empty()) {
     if (const int error = has_reader ? wait_for_room(descriptor) : 0) return error;
     // A pipe with room for anything has room for this much, see pipe(7), and the write
-    // does not wait. O_NONBLOCK would do the same, but for all programs that share what
-    // standard output leads to.
+    // does not wait. O_NONBLOCK would do the same, and also for all other programs that share
+    // standard output.
     const std::size_t piece =
         has_reader ? std::min<std::size_t>(bytes.size(), PIPE_BUF) : bytes.size();
     const ssize_t count = ::write(descriptor, bytes.data(), piece);
@@ -89,8 +89,8 @@ int stream_writer::write(std::FILE* to, std::string_view bytes) {
   return state_->failure;
 }
 
-void stream_writer::hurry() noexcept {
-  state_->hurried = true;
+void stream_writer::limit_writes() noexcept {
+  state_->limited = true;
   // Fails only when the counter is full, and then the descriptor is readable already.
   const std::uint64_t one = 1;
   [[maybe_unused]] const auto written = ::write(state_->wake, &one, sizeof one);

@@ -10,7 +10,7 @@ namespace {
 
 struct output {
   DWORD which;
-  std::optional<DWORD> mode;  // as it was; nothing for what is no console
+  std::optional<DWORD> mode;  // as it was; nothing for what is not a console
 };
 
 // As it was before, for the handler too, which has no argument of its own. Written

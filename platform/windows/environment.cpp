@@ -15,7 +15,7 @@ std::optional<std::wstring> find_in_system(const std::wstring& name) {
   std::wstring value;
   for (;;) {
     const auto room = static_cast<DWORD>(value.size());
-    SetLastError(ERROR_SUCCESS);  // an empty value is no failure, and leaves it alone
+    SetLastError(ERROR_SUCCESS);  // an empty value is not a failure and leaves it alone
     const DWORD size =
         GetEnvironmentVariableW(name.c_str(), room == 0 ? nullptr : value.data(), room);
     // With room enough the size is that of the value, without it that of the room

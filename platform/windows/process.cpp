@@ -1,14 +1,18 @@
 #include "platform/process.h"
 
+#include <fcntl.h>
 #include <io.h>
 
 #include <array>
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include "platform/file.h"
+#include "platform/shell.h"
 #include "platform/windows/system.h"
 #include "platform/windows/text.h"
 
@@ -41,6 +45,7 @@ class system_handle {
   }
 
   HANDLE get() const noexcept { return handle_; }
+  HANDLE release() noexcept { return std::exchange(handle_, nullptr); }
 
  private:
   HANDLE handle_ = nullptr;
@@ -65,10 +70,10 @@ void append_argument(std::wstring& line, const std::wstring& argument) {
   line += L'"';
 }
 
-// The handles that a child inherits, and no others.
+// The handles that a child inherits, and no others; at least one.
 class inherited_handles {
  public:
-  explicit inherited_handles(std::array<HANDLE, 3> handles) : handles_(handles) {
+  explicit inherited_handles(std::vector<HANDLE> handles) : handles_(std::move(handles)) {
     for (const HANDLE handle : handles_) {
       check(SetHandleInformation(handle, HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT),
             "SetHandleInformation");
@@ -79,7 +84,7 @@ class inherited_handles {
     check(InitializeProcThreadAttributeList(list(), 1, 0, &size),
           "InitializeProcThreadAttributeList");
     if (UpdateProcThreadAttribute(list(), 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST, handles_.data(),
-                                  sizeof handles_, nullptr, nullptr) == FALSE) {
+                                  handles_.size() * sizeof(HANDLE), nullptr, nullptr) == FALSE) {
       DeleteProcThreadAttributeList(list());
       fail("UpdateProcThreadAttribute");
     }
@@ -93,9 +98,51 @@ class inherited_handles {
   }
 
  private:
-  std::array<HANDLE, 3> handles_;
+  std::vector<HANDLE> handles_;
   std::string storage_;
 };
+
+// What a child gets as its standard streams; null where it gets none.
+struct standard_handles {
+  HANDLE input = nullptr;
+  HANDLE output = nullptr;
+  HANDLE diagnostics = nullptr;
+};
+
+// `flags` as in CreateProcess. Returns the running process.
+system_handle spawn(const std::filesystem::path& program, const std::vector<std::string>& arguments,
+                    const standard_handles& handles, DWORD flags) {
+  std::wstring line;
+  append_argument(line, program.native());
+  for (const std::string& argument : arguments) append_argument(line, to_wide(argument));
+
+  std::vector<HANDLE> given = {handles.input, handles.output, handles.diagnostics};
+  std::erase(given, nullptr);
+  inherited_handles inherited(given);
+  STARTUPINFOEXW startup = {};
+  startup.StartupInfo.cb = sizeof startup;
+  startup.StartupInfo.dwFlags = STARTF_USESTDHANDLES;
+  startup.StartupInfo.hStdInput = handles.input;
+  startup.StartupInfo.hStdOutput = handles.output;
+  startup.StartupInfo.hStdError = handles.diagnostics;
+  startup.lpAttributeList = inherited.list();
+  PROCESS_INFORMATION information = {};
+  check(CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, TRUE,
+                       EXTENDED_STARTUPINFO_PRESENT | flags, nullptr, nullptr, &startup.StartupInfo,
+                       &information),
+        "CreateProcess");
+  CloseHandle(information.hThread);
+  return system_handle(information.hProcess);
+}
+
+system_handle open_null_device() {
+  system_handle device(CreateFileW(L"NUL", GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                   nullptr, OPEN_EXISTING, 0, nullptr));
+  if (device.get() == INVALID_HANDLE_VALUE) fail("CreateFile");
+  return device;
+}
+
+constexpr DWORD detached = DETACHED_PROCESS | CREATE_NEW_PROCESS_GROUP;
 
 bool is_program(const std::filesystem::path& path) {
   const DWORD attributes = GetFileAttributesW(path.c_str());
@@ -136,31 +183,11 @@ process::process(const std::filesystem::path& program, const std::vector<std::st
   check(CreatePipe(&read_end, &write_end, nullptr, 0), "CreatePipe");
   state_->output = system_handle(read_end);
   const system_handle output(write_end);
-  const system_handle input(CreateFileW(L"NUL", GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                                        nullptr, OPEN_EXISTING, 0, nullptr));
-  if (input.get() == INVALID_HANDLE_VALUE) fail("CreateFile");
+  const system_handle input = open_null_device();
   const auto diagnostics =
       reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(state_->diagnostics.get())));
-
-  std::wstring line;
-  append_argument(line, program.native());
-  for (const std::string& argument : arguments) append_argument(line, to_wide(argument));
-
-  inherited_handles inherited({input.get(), output.get(), diagnostics});
-  STARTUPINFOEXW startup = {};
-  startup.StartupInfo.cb = sizeof startup;
-  startup.StartupInfo.dwFlags = STARTF_USESTDHANDLES;
-  startup.StartupInfo.hStdInput = input.get();
-  startup.StartupInfo.hStdOutput = output.get();
-  startup.StartupInfo.hStdError = diagnostics;
-  startup.lpAttributeList = inherited.list();
-  PROCESS_INFORMATION information = {};
-  check(CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, TRUE,
-                       EXTENDED_STARTUPINFO_PRESENT | CREATE_NO_WINDOW, nullptr, nullptr,
-                       &startup.StartupInfo, &information),
-        "CreateProcess");
-  CloseHandle(information.hThread);
-  state_->child = system_handle(information.hProcess);
+  state_->child =
+      spawn(program, arguments, {input.get(), output.get(), diagnostics}, CREATE_NO_WINDOW);
 }
 
 process::~process() {
@@ -192,6 +219,36 @@ process::ending process::wait() {
   result.diagnostics.resize(
       std::fread(result.diagnostics.data(), 1, max_diagnostics, state_->diagnostics.get()));
   return result;
+}
+
+void start_program(const std::filesystem::path& program,
+                   const std::vector<std::string>& arguments) {
+  const system_handle input = open_null_device();
+  spawn(program, arguments, {.input = input.get()}, detached);
+}
+
+void start_reader_of_stdout(const std::filesystem::path& program,
+                            const std::vector<std::string>& arguments) {
+  HANDLE read_end = nullptr;
+  HANDLE write_end = nullptr;
+  check(CreatePipe(&read_end, &write_end, nullptr, 0), "CreatePipe");
+  const system_handle input(read_end);
+  system_handle output(write_end);
+  // Only the read end is the program's: it must see the end when ours is closed.
+  spawn(program, arguments, {.input = input.get()}, detached);
+  const int descriptor =
+      _open_osfhandle(reinterpret_cast<std::intptr_t>(output.release()), _O_BINARY);
+  if (descriptor < 0 || _dup2(descriptor, _fileno(stdout)) != 0) {
+    throw std::system_error(errno, std::generic_category(), "_dup2");
+  }
+  _close(descriptor);
+}
+
+int run_command(const std::string& command, const std::filesystem::path& argument) {
+  // The command prompt takes the quotes around the whole line away.
+  const std::string line =
+      "\"" + command + " " + shell_word(path_to_utf8(argument)) + " <nul 1>&2\"";
+  return _wsystem(path_from_utf8(line).c_str());
 }
 
 }  // namespace platform

@@ -1,6 +1,6 @@
 // serial_api.h - the serial transport's operations where Win32 has them: the
 // names that platform/serial_api.h declares for other systems, types in the same
-// namespace, functions and constants Win32's own, but for one.
+// namespace, functions and constants Win32's own, except for one.
 #pragma once
 
 #include "platform/windows/system.h"

@@ -11,7 +11,7 @@
 #include "platform/windows/text.h"
 #include "platform/windows/usb_identity.h"
 
-// The order matters: each needs what stands before it.
+// The order matters: each needs what is before it.
 // clang-format off
 #include "platform/windows/system.h"
 #include <cfgmgr32.h>
@@ -25,9 +25,9 @@ namespace platform {
 namespace {
 
 // In characters; the longest that the registry and the device tree hold are shorter.
-constexpr DWORD largest_text = 1024;
+constexpr DWORD max_text_length = 1024;
 // From a port up to its USB device there are only a few steps.
-constexpr int most_parents = 16;
+constexpr int max_parents = 16;
 
 class registry_key {
  public:
@@ -61,9 +61,9 @@ std::vector<std::string> port_names() {
   std::vector<std::string> names;
   if (key.get() == nullptr) return names;
   for (DWORD index = 0;; ++index) {
-    wchar_t device[largest_text];
-    DWORD device_length = largest_text;
-    wchar_t port[largest_text];
+    wchar_t device[max_text_length];
+    DWORD device_length = max_text_length;
+    wchar_t port[max_text_length];
     DWORD port_bytes = sizeof port;
     DWORD type = 0;
     const LSTATUS status = RegEnumValueW(key.get(), index, device, &device_length, nullptr, &type,
@@ -93,7 +93,7 @@ class device_set {
   }
 
   std::string property(SP_DEVINFO_DATA device, DWORD which) const {
-    wchar_t text[largest_text];
+    wchar_t text[max_text_length];
     DWORD bytes = 0;
     DWORD type = 0;
     if (SetupDiGetDeviceRegistryPropertyW(set_, &device, which, &type,
@@ -110,7 +110,7 @@ class device_set {
         SetupDiOpenDevRegKey(set_, &device, DICS_FLAG_GLOBAL, 0, DIREG_DEV, KEY_QUERY_VALUE);
     if (opened == INVALID_HANDLE_VALUE) return {};
     const registry_key key(opened);
-    wchar_t text[largest_text];
+    wchar_t text[max_text_length];
     DWORD bytes = sizeof text;
     if (RegQueryValueExW(key.get(), L"PortName", nullptr, nullptr, reinterpret_cast<BYTE*>(text),
                          &bytes) != ERROR_SUCCESS) {
@@ -126,7 +126,7 @@ class device_set {
 // What the device, or the USB device that it is a part of, is named.
 usb_identity identity_of(DEVINST device) {
   usb_identity identity;
-  for (int i = 0; i < most_parents; ++i) {
+  for (int i = 0; i < max_parents; ++i) {
     wchar_t id[MAX_DEVICE_ID_LEN + 1] = {};
     if (CM_Get_Device_IDW(device, id, MAX_DEVICE_ID_LEN, 0) != CR_SUCCESS) break;
     const usb_identity found = read_usb_identity(to_utf8(id));
@@ -195,7 +195,7 @@ bool device_exists(const std::filesystem::path& device) {
 
 device_holders find_device_holders(const std::filesystem::path& /*device*/,
                                    const device_roots& /*roots*/) {
-  return {.seen = {}, .complete = false, .told = false};
+  return {.seen = {}, .complete = false, .known = false};
 }
 
 bool may_open_device(const std::filesystem::path& /*device*/) {

@@ -21,6 +21,6 @@ int stream_writer::write(std::FILE* to, std::string_view bytes) {
   return state_->failure;
 }
 
-void stream_writer::hurry() noexcept {}
+void stream_writer::limit_writes() noexcept {}
 
 }  // namespace platform

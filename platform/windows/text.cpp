@@ -39,7 +39,7 @@ std::string to_utf8(std::wstring_view wide) {
 }
 
 std::string describe_system_error(unsigned long code) {
-  // A message is a line or two; what does not fit fails and is told by its number.
+  // A message is a line or two; what does not fit fails and is reported by its number.
   wchar_t text[1024];
   const DWORD length =
       FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, code, 0,

@@ -6,7 +6,7 @@
 
 namespace platform {
 
-// What has no form on the other side (bytes that are no UTF-8, half of a surrogate
+// What has no form on the other side (bytes that are not UTF-8, half of a surrogate
 // pair) becomes U+FFFD, so a name with such a part is not found rather than taken
 // for another. Any thread. Throws std::length_error beyond 2 GiB.
 std::wstring to_wide(std::string_view utf8);

@@ -1,4 +1,4 @@
-// usb_identity.h - what the name of a USB device in the device tree tells of it.
+// usb_identity.h - what the name of a USB device in the device tree says.
 #pragma once
 
 #include <string>

@@ -28,7 +28,7 @@ class file_error : public std::runtime_error {
 };
 
 // True if there is a file or directory. Throws std::filesystem::filesystem_error
-// naming "exists" if that cannot be told: the standard library's own texts differ
+// naming "exists" if that cannot be determined: the standard library's own texts differ
 // from one platform to the next.
 bool path_exists(const std::filesystem::path& path);
 

@@ -61,13 +61,13 @@ bool may_begin_a_stream(std::string_view input) {
   constexpr unsigned gzip_id1 = 0x1F;
   constexpr unsigned gzip_id2 = 0x8B;
   constexpr unsigned method_deflate = 8;
-  constexpr unsigned largest_window = 7;
+  constexpr unsigned max_window = 7;
   switch (input.size()) {
     case 0:
       return false;
     case 1:
       return byte(0) == gzip_id1 ||
-             ((byte(0) & 0x0F) == method_deflate && (byte(0) >> 4) <= largest_window);
+             ((byte(0) & 0x0F) == method_deflate && (byte(0) >> 4) <= max_window);
     case 3:
       return byte(0) != gzip_id1 || byte(1) != gzip_id2 || byte(2) == method_deflate;
     default:

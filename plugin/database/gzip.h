@@ -1,6 +1,6 @@
 // gzip.h - inflating a compressed trace database.
 //
-// Takes gzip (RFC 1952) and zlib (RFC 1950) streams, told apart by their
+// Takes gzip (RFC 1952) and zlib (RFC 1950) streams, distinguished by their
 // headers. All functions may run on any thread; they share no state.
 #pragma once
 

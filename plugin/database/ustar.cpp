@@ -38,10 +38,10 @@ static_assert(offsetof(wire_header, prefix) == 345);
 
 constexpr char regular_file = '0';
 constexpr char directory = '5';
-constexpr std::uint32_t largest_file = 0x7FFFFFFF;
+constexpr std::uint32_t max_file_size = 0x7FFFFFFF;
 
 // The largest number that takes one more octal digit within 32 bits.
-constexpr std::uint32_t largest_before_a_digit = 0x1FFFFFFF;
+constexpr std::uint32_t max_before_a_digit = 0x1FFFFFFF;
 
 bool is_zero(ustar_block block) {
   return std::all_of(block.begin(), block.end(), [](char byte) { return byte == '\0'; });
@@ -72,7 +72,7 @@ std::optional<std::uint32_t> parse_octal(std::span<const char> field) {
     if (byte < '0' || byte > '7') {
       return place > 0 && is_nul_or_space(byte) ? std::optional(value) : std::nullopt;
     }
-    if (value > largest_before_a_digit) {
+    if (value > max_before_a_digit) {
       return std::nullopt;
     }
     value = value * 8 + static_cast<std::uint32_t>(byte - '0');
@@ -118,7 +118,7 @@ ustar_header parse_ustar_header(ustar_block block) {
     if (!field) {
       return failure("corrupt file size field");
     }
-    if (*field > largest_file) {
+    if (*field > max_file_size) {
       return failure("file too large");
     }
     size = *field;

@@ -12,12 +12,12 @@
 namespace {
 
 using test_support::compress;
-using test_support::wrapping;
 using test_support::minimal_database;
 using test_support::tar_archive;
 using test_support::tar_directory;
 using test_support::tar_end;
 using test_support::tar_file;
+using test_support::wrapping;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -100,8 +100,7 @@ TEST_F(archives_test, a_name_of_99_characters_is_short_enough) {
 }
 
 TEST_F(archives_test, a_zlib_stream_is_accepted_as_well) {
-  open(parameters(
-      compress(tar_archive({{"db.json", database_named("MCU")}}), wrapping::zlib)));
+  open(parameters(compress(tar_archive({{"db.json", database_named("MCU")}}), wrapping::zlib)));
   EXPECT_THAT(names(), ElementsAre("MCU"));
 }
 
@@ -230,7 +229,7 @@ TEST_F(archives_test, a_stream_without_its_trailer_is_not_an_error) {
 }
 
 // Wherever a stream is cut, the databases that fit whole in what is left are
-// read, and there is no other error than that none is left.
+// read, and the only error is that none is left.
 TEST_F(archives_test, a_stream_cut_anywhere_gives_the_databases_before_the_cut) {
   const auto whole = compress(tar_archive(
       {{"a", database_named("MCU")}, {"b", database_named("M4")}, {"c", database_named("APP")}}));

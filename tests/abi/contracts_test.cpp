@@ -8,10 +8,10 @@
 #include <tuple>
 
 #include "tests/abi/auto_detect_fixture.h"
-#include "tests/support/aborted.h"
 #include "tests/support/source_fixture.h"
 #include "tests/support/tar_builder.h"
 #include "tests/support/test_names.h"
+#include "tests/support/this_process.h"
 
 namespace {
 

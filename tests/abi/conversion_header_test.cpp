@@ -253,7 +253,7 @@ INSTANTIATE_TEST_SUITE_P(
                     naming{"AT_STRING_REQUEST", "at|network|ATX"},
                     naming{"AT_STRING_PREREQ_2", "at|network|ATX"},
                     naming{"AT_STRING_req", "at|network|X"},
-                    // it must stand at the start
+                    // it must be at the start
                     naming{"REQ_AT_STRING", "nothing"}, naming{"xAT_STRING", "nothing"},
                     naming{" AT_STRING", "nothing"}, naming{"at_string", "nothing"},
                     naming{"AT_STRIN", "nothing"}, naming{"REQ", "nothing"}),

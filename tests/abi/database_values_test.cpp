@@ -6,9 +6,9 @@
 #include <string>
 #include <tuple>
 
-#include "tests/support/aborted.h"
 #include "tests/support/source_fixture.h"
 #include "tests/support/test_names.h"
+#include "tests/support/this_process.h"
 
 namespace {
 

@@ -174,7 +174,7 @@ TEST_F(decoder_setup_test, a_last_record_without_uuid_makes_it_unknown) {
   EXPECT_EQ(json::parse(session.packets.at(0).metadata).at("modem_db_uuid"), "UUID_UNKNOWN");
 }
 
-// Which record converts is told by what it calls the buffer.
+// The name of the buffer shows which record converts.
 json record_with_layer(std::uint32_t id, const char* name, const char* buffer_name) {
   auto database = conversion_database();
   database["meta"]["id"] = id;

@@ -5,8 +5,8 @@
 #include <stdexcept>
 #include <string>
 
-#include "tests/support/heap.h"
 #include "tests/support/source_fixture.h"
+#include "tests/support/this_process.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Every bad input ends with one line that tells the reason, an exit code of its
+# Every bad input ends with one line with the reason, an exit code of its
 # kind, and no file.
 #   bad_input_test.sh VELTRA SESSION.tsv
 . "$(dirname "$0")/checks.sh"
@@ -54,7 +54,7 @@ decode $bad_input "trace.bin needs the database" trace.bin --cache cache
 decode $bad_input "the cache trace.bin is not a directory" trace.bin --cache trace.bin
 decode $bad_input "the cache directory has no catalogue yet" trace.bin --cache directory
 decode $nothing_decoded "not one packet came out of $session" "$session" --database database.json
-# Bytes that are no trace: all that comes of them are losses.
+# Bytes that are not a trace: all that comes of them are losses.
 head -c 100000 "$veltra" >noise.bin
 decode $nothing_decoded "only reports of " noise.bin --database database.json
 
@@ -94,7 +94,7 @@ decode $usage "the output would replace the input database.json" \
 if [ -e /dev/full ]; then
   decode $output_failed "cannot write /dev/full: No space left on device" \
     trace.bin --database database.json -o /dev/full
-  [ -c /dev/full ] || fail "/dev/full is no device any more"
+  [ -c /dev/full ] || fail "/dev/full is not a device any more"
 fi
 
 # The command line.
@@ -135,7 +135,7 @@ refused $output_failed "directory" "$veltra" simulate "$session" --trace directo
 refused $usage "--trace: the name is empty" "$veltra" simulate "$session" --trace '' --database d.json
 refused $usage "the same file" "$veltra" simulate "$session" --trace d.json --database d.json
 
-# Nobody has to listen: what is written is no worse for it.
+# Messages are best effort: without a reader the output is the same.
 for closed in '2>&-' '2>/dev/full'; do
   rm -f quiet.pcapng
   eval "\"$veltra\" decode trace.bin --database database.json -o quiet.pcapng $closed" ||
@@ -144,7 +144,7 @@ for closed in '2>&-' '2>/dev/full'; do
 done
 if [ -e /dev/full ]; then
   code=0
-  "$veltra" simulate "$session" --trace kept.bin --database kept.json >/dev/full 2>told.txt || code=$?
+  "$veltra" simulate "$session" --trace kept.bin --database kept.json >/dev/full 2>messages.txt || code=$?
   [ $code = $output_failed ] || fail "exit code $code of a modem whose line is not taken"
   same trace.bin kept.bin "the traces"
   same database.json kept.json "the databases"
@@ -161,9 +161,9 @@ for closed in stderr stdout; do
       [ $code = 0 ] && [ -s quiet.pcapng ] || fail "exit code $code of a decode nobody hears of"
       ;;
     stdout)
-      "$veltra" db show database.json >&8 2>told.txt || code=$?
+      "$veltra" db show database.json >&8 2>messages.txt || code=$?
       [ $code = $output_failed ] || fail "exit code $code of a result nobody takes"
-      grep -q "cannot write standard output" told.txt || fail "the reason is not told" "$(cat told.txt)"
+      grep -q "cannot write standard output" messages.txt || fail "the reason is not reported" "$(cat messages.txt)"
       ;;
   esac
   exec 8>&-

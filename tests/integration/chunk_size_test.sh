@@ -11,7 +11,7 @@ for size in 1 7 1024 1048576; do
       -o $size.$format 2>summary.txt || fail "chunk size $size" "$(cat summary.txt)"
   done
   same_capture 1.pcapng $size.pcapng "the captures of chunk sizes 1 and $size"
-  # Sequence numbers count chunks, too, and metadata tell how far the input was read.
+  # Sequence numbers count chunks, too, and metadata contain how far the input was read.
   sed -E 's/^\{"sequence":[0-9]+,//; s/,"metadata":.*//' $size.jsonl >$size.txt
   same 1.txt $size.txt "the packets of chunk sizes 1 and $size"
 done

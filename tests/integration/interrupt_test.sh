@@ -10,7 +10,7 @@ set -m # or what runs in the background would ignore Ctrl-C
 
 # The virtual modem likewise: what it has written is a trace with its database.
 for signal in INT TERM HUP; do
-  "$veltra" simulate "$session" --trace early.bin --database early.json --repeat 1000000 >told.txt &
+  "$veltra" simulate "$session" --trace early.bin --database early.json --repeat 1000000 >messages.txt &
   running=$!
   until part=$(ls early.bin.*.part 2>/dev/null) && [ "$(stat -c %s "$part")" -gt 500000 ]; do
     kill -0 $running 2>/dev/null || fail "the modem ended too early"
@@ -20,8 +20,8 @@ for signal in INT TERM HUP; do
   code=0
   wait $running || code=$?
   [ $code = 130 ] || fail "exit code $code of a modem after SIG$signal"
-  grep -q ' messages, interrupted: [0-9]* bytes of trace in early.bin' told.txt ||
-    fail "no word of the interruption" "$(cat told.txt)"
+  grep -q ' messages, interrupted: [0-9]* bytes of trace in early.bin' messages.txt ||
+    fail "no word of the interruption" "$(cat messages.txt)"
   "$veltra" decode early.bin --database early.json -o early.pcapng 2>summary.txt
   [ "$(echo early*)" = "early.bin early.json early.pcapng" ] || fail "other files were left" "$(ls)"
   rm early.*
@@ -29,14 +29,14 @@ done
 
 # While it waits for the reader of a named pipe, it has made no file yet, and ends at once.
 mkfifo early.pipe
-"$veltra" simulate "$session" --trace early.pipe --database early.json 2>told.txt &
+"$veltra" simulate "$session" --trace early.pipe --database early.json 2>messages.txt &
 running=$!
 until [ /proc/$running/exe -ef "$veltra" ] && grep -q '^State:.S' /proc/$running/status; do
-  kill -0 $running 2>/dev/null || fail "the modem does not wait for a reader" "$(cat told.txt)"
+  kill -0 $running 2>/dev/null || fail "the modem does not wait for a reader" "$(cat messages.txt)"
   sleep 0.005
 done
 kill -INT $running
-: <>early.pipe # or one that goes on waiting would wait for ever
+: <>early.pipe # or one that goes on waiting would wait forever
 code=0
 wait $running || code=$?
 [ $code = 130 ] || fail "exit code $code of a modem that waits for a reader"
@@ -44,10 +44,10 @@ wait $running || code=$?
 rm early.pipe
 
 # A reader that has gone is a failure, and leaves no database alone.
-{ "$veltra" simulate "$session" --trace - --database early.json --repeat 1000000 2>told.txt || echo $? >code; } |
+{ "$veltra" simulate "$session" --trace - --database early.json --repeat 1000000 2>messages.txt || echo $? >code; } |
   head -c 10 >/dev/null
 [ "$(cat code)" = 6 ] || fail "exit code $(cat code) when nobody reads"
-grep -q '^veltra: ' told.txt || fail "no word of the reader that has gone"
+grep -q '^veltra: ' messages.txt || fail "no word of the reader that has gone"
 [ "$(echo early*)" = "early*" ] || fail "files were left" "$(ls)"
 
 for signal in INT TERM; do
@@ -113,7 +113,7 @@ for check in "${checks[@]}"; do wait "$check"; done
 mkfifo pipe go
 { read -r _ <go && cat; } <pipe >slow.jsonl &
 reading=$!
-"${decode[@]}" --chunk-size 16 --format jsonl -o pipe 2>told.txt &
+"${decode[@]}" --chunk-size 16 --format jsonl -o pipe 2>messages.txt &
 running=$!
 exec 9<pipe && first_byte
 exec 9<&-
@@ -121,8 +121,8 @@ kill -INT $running
 echo go >go
 code=0
 wait $running || code=$?
-[ $code = 130 ] || fail "exit code $code after Ctrl-C when the reader is slow" "$(cat told.txt)"
+[ $code = 130 ] || fail "exit code $code after Ctrl-C when the reader is slow" "$(cat messages.txt)"
 wait $reading
 tail -n 1 slow.jsonl | grep -q '^{"sequence":.*}}$' || fail "the slow reader's last line is cut"
-written=$(sed -n 's/^pipe: \([0-9]*\) packets.*/\1/p' told.txt)
+written=$(sed -n 's/^pipe: \([0-9]*\) packets.*/\1/p' messages.txt)
 [ "$(wc -l <slow.jsonl)" = "$written" ] || fail "the slow reader has not all $written packets"

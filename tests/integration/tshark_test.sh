@@ -15,7 +15,7 @@ columns() {
 "$veltra" decode trace.bin --database database.tar.gz -o capture.pcapng 2>summary.txt
 
 # The session file shows TLS as it looks without its secrets; messages that
-# become secrets are no packets.
+# become secrets are not packets.
 editcap --discard-all-secrets capture.pcapng plain.pcapng
 awk -F'\t' '!/^#/ && $2 != "handshake_randbytes" && $2 != "session_master" {print $4}' "$session" |
   sed -E 's/ +$//' >expected.txt
@@ -61,7 +61,7 @@ done
 first_time=$(awk -F'\t' '!/^#/ {printf "%d.%06d000", $1 / 1000000, $1 % 1000000; exit}' "$session")
 [ "$(head -n 1 interfaces.txt | cut -f 2)" = "$first_time" ] || fail "the first timestamp differs"
 
-# Directions as far as the layer tells them: 0 sent, 1 received.
+# Directions as far as the layer has them: 0 sent, 1 received.
 direction() { tshark -r capture.pcapng -Y "$1" -T fields -e exported_pdu.p2p_dir 2>/dev/null | sort -u; }
 [ "$(direction 'lte-rrc.UL_DCCH_Message_element')" = 0 ] || fail "uplink is not sent"
 [ "$(direction 'lte-rrc.DL_DCCH_Message_element')" = 1 ] || fail "downlink is not received"

@@ -2,14 +2,14 @@
 
 #include <stdexcept>
 
-#include "tests/support/descriptors.h"
+#include "tests/support/this_process.h"
 
 namespace test_support {
 
 captured_stdout::captured_stdout() : file_(std::tmpfile()) {
   if (file_ == nullptr) throw std::runtime_error("there is no room for captured output");
   std::fflush(stdout);
-  before_ = lead_elsewhere(stdout, file_);
+  before_ = redirect_stream(stdout, file_);
 }
 
 captured_stdout::~captured_stdout() {
@@ -32,7 +32,7 @@ std::string captured_stdout::end() {
 
 void captured_stdout::restore() {
   std::fflush(stdout);
-  lead_back(stdout, before_);
+  restore_stream(stdout, before_);
 }
 
 }  // namespace test_support

@@ -1,4 +1,4 @@
-// event_count.h - events that one thread tells another of.
+// event_count.h - events that one thread waits for and another reports.
 #pragma once
 
 #include <condition_variable>
@@ -7,7 +7,7 @@
 namespace test_support {
 
 // Counts events until they are taken. In place of std::counting_semaphore, whose
-// acquire() can miss a release() and wait for ever in GCC 12's library where that
+// acquire() can miss a release() and wait forever in GCC 12's library where that
 // has no futex to build on (MinGW). Any thread.
 class event_count {
  public:

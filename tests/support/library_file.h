@@ -15,7 +15,7 @@ struct library_file {
   std::string runpath;             // where it has libraries looked for (ELF); empty if nowhere
 };
 
-// Throws std::runtime_error for a file that is no such library.
+// Throws std::runtime_error for a file that is not such a library.
 library_file read_library_file(const std::filesystem::path& path);
 
 // What the decoding library is called here.

@@ -7,10 +7,10 @@
 
 namespace test_support {
 
-// What stands before the first separator of an absolute path: a drive, or nothing.
+// What is before the first separator of an absolute path: a drive, or nothing.
 extern const char* const drive;
 
-// A file name that is no Unicode text, with the extension ".json".
+// A file name that is not Unicode text, with the extension ".json".
 std::filesystem::path name_without_text();
 
 // `text` with the separators that the system itself puts into paths.

@@ -27,7 +27,7 @@ plugin_functions resolve(const platform::dynamic_library& library) {
 const plugin_functions& plugin() {
   prefer_decoder_of_the_environment();
   // Never unloaded: a sanitizer's report at exit can still name the plug-in's functions, and
-  // what the plug-in keeps for as long as it is loaded is no leak.
+  // what the plug-in keeps for as long as it is loaded is not a leak.
   static const auto& library =
       *new platform::dynamic_library(platform::path_from_utf8(plugin_file()));
   static const plugin_functions functions = resolve(library);

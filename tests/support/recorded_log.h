@@ -1,4 +1,4 @@
-// recorded_log.h - a host's log callback that keeps what it is told.
+// recorded_log.h - a host's log callback that keeps what it gets.
 #pragma once
 
 #include <kovax/source.h>

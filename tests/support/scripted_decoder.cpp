@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "tests/support/library_file.h"
-#include "tests/support/loaded_library.h"
 #include "tests/support/plugin_library.h"
 
 namespace test_support {
@@ -15,9 +14,9 @@ namespace {
 // plug-in first makes this the very library that the plug-in is bound to.
 platform::dynamic_library bound_library() {
   plugin();
-  const auto file = loaded_library(decoder_library_name);
-  if (!file) throw std::runtime_error("loading the plug-in brought in no decoder");
-  return platform::dynamic_library(*file);
+  const auto file = platform::loaded_library_file(decoder_library_name);
+  if (file.empty()) throw std::runtime_error("loading the plug-in brought in no decoder");
+  return platform::dynamic_library(file);
 }
 
 template <typename Function>

@@ -1,8 +1,8 @@
 /*
  * scripted_dekodrix.h - control of the scripted decoding library.
  *
- * The scripted library stands in for the decoding library under its name,
- * libdekodrix.so, and does what a test tells it: it records every call and hands
+ * The scripted library takes the place of the decoding library under its name,
+ * libdekodrix.so, and does what a test asks for: it records every call and hands
  * out the traces that were queued. The functions below are extra exports of the
  * same library. All state is global to the process and not locked: control it
  * while no source runs, or from within a callback of the running one.

@@ -1,5 +1,5 @@
 // source_session.h - one instance of the plug-in with a host that notes all that
-// it is told.
+// it gets.
 #pragma once
 
 #include <kovax/source.h>

@@ -15,9 +15,9 @@ using steady = std::chrono::steady_clock;
 steady::time_point deadline_after(std::chrono::milliseconds timeout) {
   const auto now = steady::now();
   if (timeout.count() <= 0) return now;
-  const auto longest =
+  const auto max_timeout =
       std::chrono::floor<std::chrono::milliseconds>(steady::time_point::max() - now);
-  return timeout >= longest ? steady::time_point::max() : now + timeout;
+  return timeout >= max_timeout ? steady::time_point::max() : now + timeout;
 }
 
 }  // namespace

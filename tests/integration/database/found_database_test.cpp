@@ -181,7 +181,7 @@ TEST_F(found_database_test,
   expect_same_capture(firmwares_[2], "");
 }
 
-TEST_F(found_database_test, a_trace_without_a_uuid_is_told_so) {
+TEST_F(found_database_test, a_trace_without_a_uuid_is_reported_as_such) {
   serve();
   veltra::write_file(work_.path() / "random.bin", std::string(5000, 'U'));
   const outcome ended = decode({"", "", "", "random.bin", ""}, served());

@@ -18,7 +18,7 @@ for format in jsonl pcapng; do
     grep -q '^raw.bin: ' capture.txt || fail "no word of the raw trace" "$(cat capture.txt)"
     ! grep -q $'[\r\033]\|interrupted\|veltra:' capture.txt || fail "too many words" "$(cat -v capture.txt)"
     [ "$(ls live.*)" = live.$format ] || fail "other files were left" "$(ls)"
-    # The modem is told that nobody listens any more.
+    # The modem ends because nobody reads any more.
     ended $modem 5 modem.err
     grep -q '^veltra: the program that read .* closed it' modem.err || fail "the modem says nothing"
 

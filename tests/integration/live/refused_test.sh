@@ -54,7 +54,7 @@ kill -INT $modem
 ended $modem 130 modem.err
 [ "$(readlink line)" = other ] || fail "a link was removed that is not the modem's any more"
 
-# Nothing that the database knows: the modem's name for it is no packet.
+# Nothing that the database knows: the modem's name for it is not a packet.
 printf '#\n100000000\tat\t4f4b0d0a\n' >late.tsv
 session=late.tsv
 rm raw.bin

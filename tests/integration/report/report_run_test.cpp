@@ -29,7 +29,7 @@ using testing::StartsWith;
 class report_run : public testing::Test {
  protected:
   report_run() {
-    options_.tell = [this](std::string_view line) { said_ += line; };
+    options_.print = [this](std::string_view line) { said_ += line; };
     options_.output = path("report.html");
   }
 

@@ -72,7 +72,7 @@ std::map<int, std::string> values_of(const std::string& all, const std::string& 
 void check(const std::map<int, std::string>& theirs, cause (*ours)(int)) {
   EXPECT_GT(theirs.size(), 20U);
   for (const auto& [number, words] : theirs) {
-    // Numbers that the standard keeps for what is no more.
+    // Numbers that the standard keeps for what no longer exists.
     if (words == "unused" || words == "reserved") continue;
     EXPECT_EQ(lower(ours(number).words), words) << number;
   }

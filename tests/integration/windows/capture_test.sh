@@ -36,7 +36,7 @@ for run in 1 2; do
   ended $running 0 capture.txt
   lines capture.txt | grep -q '^live.pcapng: [0-9]* packets* from .* of trace$' ||
     fail "run $run: no summary" "$(cat capture.txt)"
-  ended $modem 5 modem.err # it is told that nobody listens any more
+  ended $modem 5 modem.err # nobody reads any more
   rm -f raw.bin raw.bin.json live.pcapng
 done
 

@@ -9,8 +9,8 @@ native=$1 session=$2 prefix=$3
 shift 3
 windows=("$@")
 [ -x "$native" ] || fail "there is no $native, which these tests need as well: build this tree for \
-this machine (cmake --preset release && cmake --build --preset release), or name another build \
-directory with VELTRA_NATIVE_BUILD"
+this machine and name its build directory with VELTRA_NATIVE_BUILD, or run ./test --preset \
+windows, which does"
 
 # The server that all programs share outlives them by some seconds, and holds open
 # what the first of them had open: nothing that is waited for or read here.

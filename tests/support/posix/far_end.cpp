@@ -35,7 +35,7 @@ using test_support::tcp_socket;
 constexpr int first_port = 40;
 constexpr int last_port = 199;
 
-// Wine drops what a port has received twice when it is told to once.
+// Wine drops what a port has received twice when it is asked to once.
 constexpr std::chrono::milliseconds quiet{250};
 
 // The names that are given out.

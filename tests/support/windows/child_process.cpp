@@ -13,7 +13,7 @@ namespace {
 // How a process that was killed ends; no test program returns it.
 constexpr UINT killed_exit_code = 0xDEADU;
 
-constexpr int most_attempts = 5;
+constexpr int max_attempts = 5;
 
 HANDLE native(std::intptr_t process) {
   return reinterpret_cast<HANDLE>(process);
@@ -48,7 +48,7 @@ child_process::child_process(const std::vector<std::string>& command) {
        ++attempt) {
     const DWORD error = GetLastError();
     // On a busy machine Wine gives up one process in some hundreds before it runs.
-    if (error == ERROR_INTERNAL_ERROR && attempt < most_attempts) continue;
+    if (error == ERROR_INTERNAL_ERROR && attempt < max_attempts) continue;
     throw std::system_error(static_cast<int>(error), std::system_category(), "CreateProcess");
   }
   CloseHandle(information.hThread);

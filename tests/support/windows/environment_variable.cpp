@@ -13,7 +13,7 @@ void change_environment(const std::string& name, const std::optional<std::string
   // For the C library an empty value is none; the system keeps it.
   _wputenv_s(wide_name.c_str(), platform::to_wide(value.value_or("")).c_str());
   if (value && value->empty()) SetEnvironmentVariableW(wide_name.c_str(), L"");
-  // Read only when it is told to, other than elsewhere.
+  // Read only on request, unlike elsewhere.
   if (name == "TZ") _tzset();
 }
 

@@ -33,7 +33,7 @@ class hidden_console {
     CloseHandle(program_.hProcess);
   }
 
-  // False as long as the console is still being made, of which nobody is told.
+  // False as long as the console is still being made, which no event reports.
   bool attach() const { return AttachConsole(program_.dwProcessId) != FALSE; }
 
  private:

@@ -15,7 +15,7 @@ TEST(console, results_and_words_go_their_own_ways) {
   testing::internal::CaptureStdout();
   testing::internal::CaptureStderr();
   print("a result\n");
-  tell("a word\n");
+  print_message("a word\n");
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "a result\n");
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "a word\n");
 }
@@ -39,7 +39,7 @@ TEST(console, a_result_that_is_not_taken_is_a_failure) {
 TEST(console, a_word_that_nobody_hears_is_no_failure) {
   const auto work = [] {
     std::fclose(stderr);
-    tell("x");
+    print_message("x");
     std::_Exit(0);
   };
   EXPECT_EXIT(work(), testing::ExitedWithCode(0), "");

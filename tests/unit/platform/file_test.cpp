@@ -64,7 +64,7 @@ TEST(file, the_executable_is_this_program) {
   EXPECT_EQ(platform::executable_path().stem(), "platform_test");
 }
 
-TEST(file, a_file_on_a_disk_is_no_terminal) {
+TEST(file, a_file_on_a_disk_is_not_a_terminal) {
   const file_pointer file(std::tmpfile());
   EXPECT_FALSE(platform::is_terminal(file.get()));
 }
@@ -75,7 +75,7 @@ TEST(stream_writer, a_file_takes_everything_in_a_hurry_too) {
   platform::stream_writer writer(std::chrono::milliseconds(0));
   const std::string bytes(10'000, 'x');
   EXPECT_EQ(writer.write(file.get(), bytes), 0);
-  writer.hurry();
+  writer.limit_writes();
   EXPECT_EQ(writer.write(file.get(), "the end"), 0);
   ASSERT_EQ(platform::seek_file(file.get(), 0), 0);
   std::array<char, 20'000> read{};

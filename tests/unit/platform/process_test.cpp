@@ -57,7 +57,7 @@ TEST(dynamic_library_loading, finds_the_file_of_a_library_that_is_loaded) {
   EXPECT_EQ(platform::loaded_library_file("no_such_library"), "");
 }
 
-TEST(environment, tells_an_empty_variable_from_one_that_is_not_set) {
+TEST(environment, an_empty_variable_differs_from_one_that_is_not_set) {
   const environment_variable a("VELTRA_TEST_A", "value");
   const environment_variable b("VELTRA_TEST_B", "");
   const environment_variable c("VELTRA_TEST_C", std::nullopt);

@@ -67,7 +67,7 @@ class serial_devices : public testing::Test {
     root.write("dev/" + name, "");
   }
 
-  // A port of the serial core: the type tells whether there is hardware.
+  // A port of the serial core: the type says whether there is hardware.
   void add_core_port(const std::string& name, const std::string& type) {
     const fs::path port = make_directory("sys/devices/pnp0/00:01/00:01:0/00:01:0.0");
     const fs::path tty = make_directory("sys/devices/pnp0/00:01/00:01:0/00:01:0.0/tty/" + name);
@@ -170,7 +170,7 @@ TEST_F(serial_devices, a_device_that_is_not_there_has_no_holders) {
   EXPECT_THAT(find_device_holders(roots.devices / "ttyUSB0", roots).seen, IsEmpty());
 }
 
-TEST_F(serial_devices, processes_that_may_not_be_looked_into_are_told) {
+TEST_F(serial_devices, processes_that_may_not_be_looked_into_are_reported) {
   if (geteuid() == 0) GTEST_SKIP() << "root may look into everything";
   add_usb_port("ttyUSB0", "1");
   add_process("1", "terminal", roots.devices / "ttyUSB0");
@@ -248,7 +248,7 @@ TEST(serial_devices_here, the_real_system_is_read_without_failure) {
   for (const serial_device& device : list_serial_devices()) EXPECT_FALSE(device.path.empty());
 }
 
-TEST(port_refusal, is_told_by_the_end_of_the_text) {
+TEST(port_refusal, follows_from_the_end_of_the_text) {
   const auto text = [](int error) {
     return "Win32 open serialport error: " + std::system_category().message(error);
   };

@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "plugin/decoder_adapter.h"
-#include "tests/support/heap.h"
 #include "tests/support/scripted_dekodrix.h"
 #include "tests/support/temp_directory.h"
+#include "tests/support/this_process.h"
 
 namespace {
 

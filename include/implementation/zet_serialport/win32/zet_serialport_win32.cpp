@@ -152,7 +152,7 @@ zet_serialport_win32::zet_serialport_win32()
       rx_worker_pipe_(new_event("ZetSerialportAbortRxEvent")),
       abort_write_(new_event("ZetSerialportAbortWriteEvent")) {
   // CreateEventA fails with null, which goes unnoticed here; the first
-  // ResetEvent() then tells.
+  // ResetEvent() then fails.
   KOVAX_CONTRACT_TEXT(rx_worker_pipe_ != INVALID_HANDLE_VALUE,
                       "rx_worker_pipe != INVALID_HANDLE_VALUE");
   KOVAX_CONTRACT_TEXT(abort_write_ != INVALID_HANDLE_VALUE, "abort_write != INVALID_HANDLE_VALUE");
@@ -194,7 +194,7 @@ void zet_serialport_win32::apply(const zet_serialport_settings& settings) {
 }
 
 void zet_serialport_win32::purge() {
-  // A failure is no reason not to receive: at worst some old bytes come first.
+  // A failure does not prevent receiving: at worst some old bytes come first.
   PurgeComm(port_, PURGE_TXABORT | PURGE_RXABORT | PURGE_TXCLEAR | PURGE_RXCLEAR);
 }
 

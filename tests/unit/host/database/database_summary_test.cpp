@@ -47,7 +47,7 @@ TEST_F(database_summary_test, tells_identity_and_counts) {
                     ContainsRegex("buffers +6\n"), ContainsRegex("type descriptors +3\n")));
 }
 
-TEST_F(database_summary_test, every_database_of_an_archive_is_told) {
+TEST_F(database_summary_test, every_database_of_an_archive_is_shown) {
   auto other = test_support::minimal_database();
   other["meta"]["name"] = "M4";
   other["meta"]["endianness"] = "big";
@@ -59,7 +59,7 @@ TEST_F(database_summary_test, every_database_of_an_archive_is_told) {
             ContainsRegex("decoder configured by +MCU\n"), ContainsRegex("byte order +big\n")));
 }
 
-TEST_F(database_summary_test, a_file_without_configuration_is_told_so) {
+TEST_F(database_summary_test, a_file_without_configuration_is_shown_as_such) {
   auto database = test_support::minimal_database();
   database["meta"].erase("connection_configs");
   EXPECT_THAT(summary("db.json", database.dump()), HasSubstr("none: a decoder cannot be set up"));

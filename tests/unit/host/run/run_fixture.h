@@ -70,7 +70,7 @@ class scripted_display : public display {
     const std::lock_guard lock(mutex_);
     // As a display that has left the terminal.
     if (has_ended_) {
-      tell(lines);
+      print_message(lines);
     } else {
       lines_ += lines;
     }

@@ -1,12 +1,16 @@
 #include "platform/process.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <array>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <system_error>
 
 #include "tests/support/environment_variable.h"
+#include "tests/support/temp_directory.h"
 
 namespace {
 
@@ -65,6 +69,20 @@ TEST(process, ends_with_its_owner) {
 TEST(process, fails_for_a_file_that_is_not_a_program) {
   EXPECT_THROW(platform::process("/etc/passwd", {}), std::system_error);
   EXPECT_THROW(platform::process("/nonexistent/program", {}), std::system_error);
+}
+
+TEST(start_program, passes_arguments_to_a_program_that_it_does_not_wait_for) {
+  const test_support::temp_directory directory;
+  const std::string pipe = (directory.path() / "pipe").string();
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  platform::start_program("/bin/sh", {"-c", R"(printf '%s|' "$@" >"$0"; cat >>"$0")", pipe, "a b"});
+  std::ifstream reader(pipe);  // waits for the program
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(reader), {}), "a b|");
+}
+
+TEST(start_program, fails_for_a_file_that_is_not_a_program) {
+  EXPECT_THROW(platform::start_program("/etc/passwd", {}), std::system_error);
+  EXPECT_THROW(platform::start_reader_of_stdout("/nonexistent/program", {}), std::system_error);
 }
 
 TEST(find_program, looks_in_the_directories_of_path) {

@@ -78,14 +78,14 @@ TEST_F(stream_writer_pipe_test, a_hurry_ends_a_write_that_nobody_reads) {
   stream_writer writer(5ms);
   auto written = write_beside(writer, much_);
   wait_until_full();
-  writer.hurry();
+  writer.limit_writes();
   EXPECT_EQ(written.get(), ETIMEDOUT);
 }
 
 TEST_F(stream_writer_pipe_test, a_hurry_ends_a_write_that_begins_after_it) {
   stream_writer writer(5ms);
-  writer.hurry();
-  writer.hurry();
+  writer.limit_writes();
+  writer.limit_writes();
   EXPECT_EQ(writer.write(writer_, much_), ETIMEDOUT);
 }
 
@@ -93,14 +93,14 @@ TEST_F(stream_writer_pipe_test, a_reader_that_reads_gets_everything_in_a_hurry_t
   stream_writer writer(1h);
   auto written = write_beside(writer, much_);
   wait_until_full();
-  writer.hurry();
+  writer.limit_writes();
   EXPECT_EQ(read_all(much_.size()), much_);
   EXPECT_EQ(written.get(), 0);
 }
 
 TEST_F(stream_writer_pipe_test, what_follows_a_loss_is_lost) {
   stream_writer writer(0ms);
-  writer.hurry();
+  writer.limit_writes();
   EXPECT_EQ(writer.write(writer_, much_), ETIMEDOUT);
   while (read_some().size() == 1000) {
   }
