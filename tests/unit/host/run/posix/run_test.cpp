@@ -96,7 +96,7 @@ TEST_F(posix_run_test, a_reader_of_a_live_capture_has_its_header_before_the_mode
   std::array<char, 4096> block{};
   ssize_t count = 0;
   display_.event_handler = [&](const source_event&) {
-    count = read(reader, block.data(), block.size());
+    count = ::read(reader, block.data(), block.size());
   };
   refusal_of([&] { run_live_into_pipe(); }, exit_code::run_failed);
   close(reader);
