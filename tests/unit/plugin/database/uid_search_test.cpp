@@ -75,7 +75,7 @@ TEST_F(uid_search_test, a_candidate_is_taken_only_when_two_bytes_behind_it_are_t
   EXPECT_THAT(log_.lines(), ElementsAre(size_line(45), candidate_line(named_uuid)));
 }
 
-TEST_F(uid_search_test, every_pass_tells_the_size_of_the_cached_data) {
+TEST_F(uid_search_test, every_pass_logs_the_size_of_the_cached_data) {
   search("12345");
   EXPECT_THAT(log_.lines(), ElementsAre(size_line(5)));
   search("");
