@@ -8,6 +8,7 @@
 #include <tuple>
 
 #include "tests/abi/auto_detect_fixture.h"
+#include "tests/abi/database_texts.h"
 #include "tests/support/source_fixture.h"
 #include "tests/support/tar_builder.h"
 #include "tests/support/test_names.h"
@@ -26,8 +27,6 @@ using testing::HasSubstr;
 
 // --- broken contracts ----------------------------------------------------------------
 
-constexpr auto strict_access = "it != m_value.object->end()";
-constexpr auto conditions = R"(element.contains("conditions"))";
 constexpr auto width = "arg_len <= sizeof(new_arg)";
 
 class contracts_test : public test_support::source_fixture {};
@@ -209,7 +208,6 @@ TEST_F(contracts_test, the_text_of_a_contract_ends_the_process_even_without_call
 
 // --- nesting -------------------------------------------------------------------------
 
-constexpr auto invalid_database = "Trace database has missing fields or is invalid";
 // Stands where the nested text goes: a document is not to be built that deep.
 constexpr auto marker = "the nested text";
 // Enough for any stack.

@@ -232,16 +232,16 @@ TEST_F(conversion_at_test, an_answer_stands_alone) {
   EXPECT_EQ(at("AT_STRING_RSP", terminated("+CFUN?")), "at|network|+CFUN?");
 }
 
-struct naming {
+struct at_naming {
   const char* buffer_name;
   const char* result;
 };
 
-void PrintTo(const naming& value, std::ostream* out) {
+void PrintTo(const at_naming& value, std::ostream* out) {
   *out << value.buffer_name;
 }
 
-class at_buffer_test : public conversion_at_test, public testing::WithParamInterface<naming> {};
+class at_buffer_test : public conversion_at_test, public testing::WithParamInterface<at_naming> {};
 
 TEST_P(at_buffer_test, decides) {
   EXPECT_EQ(at(GetParam().buffer_name, terminated("X")), GetParam().result);
@@ -249,14 +249,15 @@ TEST_P(at_buffer_test, decides) {
 
 INSTANTIATE_TEST_SUITE_P(
     names, at_buffer_test,
-    testing::Values(naming{"AT_STRING", "at|network|X"}, naming{"AT_STRINGREQ", "at|network|ATX"},
-                    naming{"AT_STRING_REQUEST", "at|network|ATX"},
-                    naming{"AT_STRING_PREREQ_2", "at|network|ATX"},
-                    naming{"AT_STRING_req", "at|network|X"},
+    testing::Values(at_naming{"AT_STRING", "at|network|X"},
+                    at_naming{"AT_STRINGREQ", "at|network|ATX"},
+                    at_naming{"AT_STRING_REQUEST", "at|network|ATX"},
+                    at_naming{"AT_STRING_PREREQ_2", "at|network|ATX"},
+                    at_naming{"AT_STRING_req", "at|network|X"},
                     // it must be at the start
-                    naming{"REQ_AT_STRING", "nothing"}, naming{"xAT_STRING", "nothing"},
-                    naming{" AT_STRING", "nothing"}, naming{"at_string", "nothing"},
-                    naming{"AT_STRIN", "nothing"}, naming{"REQ", "nothing"}),
+                    at_naming{"REQ_AT_STRING", "nothing"}, at_naming{"xAT_STRING", "nothing"},
+                    at_naming{" AT_STRING", "nothing"}, at_naming{"at_string", "nothing"},
+                    at_naming{"AT_STRIN", "nothing"}, at_naming{"REQ", "nothing"}),
     test_support::named_by_value());
 
 TEST_F(conversion_at_test, the_text_ends_at_its_nul) {

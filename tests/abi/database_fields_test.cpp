@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/abi/database_texts.h"
 #include "tests/support/source_fixture.h"
 #include "tests/support/test_names.h"
 
@@ -15,8 +16,6 @@ using test_support::conversion_database;
 using test_support::database_master;
 using test_support::minimal_database;
 namespace id = test_support::id;
-
-constexpr auto invalid_database = "Trace database has missing fields or is invalid";
 
 class database_fields_test : public test_support::source_fixture {
  protected:

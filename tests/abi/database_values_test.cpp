@@ -6,6 +6,7 @@
 #include <string>
 #include <tuple>
 
+#include "tests/abi/database_texts.h"
 #include "tests/support/source_fixture.h"
 #include "tests/support/test_names.h"
 #include "tests/support/this_process.h"
@@ -39,8 +40,6 @@ class database_masters_test : public test_support::source_fixture {
   }
 
   std::string refusal() { return database_failure(database); }
-
-  static constexpr auto invalid_database = "Trace database has missing fields or is invalid";
 };
 
 TEST_F(database_masters_test, the_own_id_is_accepted) {
@@ -195,10 +194,6 @@ INSTANTIATE_TEST_SUITE_P(values, master_test,
                          test_support::named_by_value());
 
 // --- values of another type ----------------------------------------------------------
-
-constexpr auto invalid_database = "Trace database has missing fields or is invalid";
-constexpr auto strict_access = "it != m_value.object->end()";
-constexpr auto conditions = R"(element.contains("conditions"))";
 
 // A JSON pointer, and the text of the value that is put there.
 using replacement = std::tuple<const char*, const char*>;

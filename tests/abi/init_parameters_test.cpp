@@ -222,17 +222,17 @@ TEST_F(init_parameters_test, an_empty_database_path_loads_none) {
 
 // --- types of path values ---------------------------------------------------------------
 
-struct typed_value {
+struct path_value {
   const char* json_text;
   const char* type_name;
 };
 
-void PrintTo(const typed_value& value, std::ostream* out) {
+void PrintTo(const path_value& value, std::ostream* out) {
   *out << value.type_name;
 }
 
 class path_type_test : public test_support::source_fixture,
-                       public testing::WithParamInterface<std::tuple<const char*, typed_value>> {};
+                       public testing::WithParamInterface<std::tuple<const char*, path_value>> {};
 
 TEST_P(path_type_test, must_be_a_string) {
   const auto& [key, value] = GetParam();
@@ -245,10 +245,10 @@ TEST_P(path_type_test, must_be_a_string) {
 INSTANTIATE_TEST_SUITE_P(
     values, path_type_test,
     testing::Combine(testing::Values("file_path", "db_file_path"),
-                     testing::Values(typed_value{"5", "number"}, typed_value{"-5", "number"},
-                                     typed_value{"0.5", "number"}, typed_value{"true", "boolean"},
-                                     typed_value{"null", "null"}, typed_value{"{}", "object"},
-                                     typed_value{"[]", "array"})),
+                     testing::Values(path_value{"5", "number"}, path_value{"-5", "number"},
+                                     path_value{"0.5", "number"}, path_value{"true", "boolean"},
+                                     path_value{"null", "null"}, path_value{"{}", "object"},
+                                     path_value{"[]", "array"})),
     test_support::named_by_value());
 
 // --- auto-detection --------------------------------------------------------------------
@@ -316,13 +316,13 @@ TEST_F(init_parameters_test, a_database_is_loaded_for_a_serial_port_too) {
 // --- the order of the checks ---------------------------------------------------------
 
 // A fault that can be put into sound parameters, in the order of the checks.
-struct fault {
+struct parameter_fault {
   const char* name;
   void (*apply)(json& parameters);
   const char* message;  // a part of the text that is reported
 };
 
-constexpr fault faults[] = {
+constexpr parameter_fault faults[] = {
     {"trace_file_type", [](json& p) { p["file_path"] = 5; }, "type must be string, but is number"},
     {"serial_parity",
      [](json& p) {
@@ -378,7 +378,7 @@ TEST_P(single_fault_test, is_reported) {
   EXPECT_THAT(init_failure(parameters), HasSubstr(faults[GetParam()].message));
 }
 
-// The last fault needs that no database is named, as it is here.
+// The last parameter_fault needs that no database is named, as it is here.
 INSTANTIATE_TEST_SUITE_P(faults, single_fault_test,
                          testing::Range(std::size_t{0}, std::size(faults)),
                          [](const auto& index) { return std::string(faults[index.param].name); });

@@ -230,7 +230,7 @@ TEST_F(found_database_test, sync_shows_a_line_for_each_database) {
                                    HasSubstr("cache: 3 databases, 0 downloaded\n")));
 }
 
-TEST_F(found_database_test, sync_tells_when_what_came_is_not_what_the_catalogue_says) {
+TEST_F(found_database_test, sync_reports_when_what_came_is_not_what_the_catalogue_says) {
   serve();
   server_.answer("/fw2.json", "not here");
   const outcome ended = shell("veltra db sync --cache cache" + served());

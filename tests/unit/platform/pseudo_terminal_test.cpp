@@ -203,7 +203,7 @@ TEST(pseudo_terminal, drain_leaves_the_reader_its_grace_but_not_longer_than_it_s
   EXPECT_EQ(draining.get(), outcome::done);
 }
 
-TEST(pseudo_terminal, drain_tells_of_a_reader_that_left_bytes_behind) {
+TEST(pseudo_terminal, drain_reports_a_reader_that_left_bytes_behind) {
   pseudo_terminal line;
   reader other(line);
   ASSERT_EQ(line.wait_for_reader(0ms, 0ms), outcome::done);

@@ -260,7 +260,7 @@ TEST(classify_buffer, the_network_rule_comes_before_the_tls_rules) {
   EXPECT_EQ(classify_buffer("tls_session_master").payload, rule::none);
 }
 
-TEST(classify_buffer, tells_at_buffers_by_their_start) {
+TEST(classify_buffer, knows_at_buffers_by_their_start) {
   EXPECT_TRUE(classify_buffer("AT_STRING_REQ").at_string);
   EXPECT_TRUE(classify_buffer("AT_STRING_REQ").request);
   EXPECT_FALSE(classify_buffer("AT_STRING_CNF").request);

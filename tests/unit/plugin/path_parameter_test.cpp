@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "implementation/json.h"
 #include "plugin/errors.h"
 #include "tests/support/environment_variable.h"
 #include "tests/support/paths.h"

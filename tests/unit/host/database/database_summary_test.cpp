@@ -35,7 +35,7 @@ class database_summary_test : public testing::Test {
   test_support::temp_directory directory;
 };
 
-TEST_F(database_summary_test, tells_identity_and_counts) {
+TEST_F(database_summary_test, shows_identity_and_counts) {
   auto database = test_support::conversion_database();
   database["traces"] = kovax::json::parse(R"([{"id": 1}, {"id": 2}, {"id": 3}])");
   EXPECT_THAT(summary("db.json", database.dump()),

@@ -13,7 +13,7 @@ namespace {
 
 using testing::ElementsAre;
 
-std::vector<std::string> found_in(const script& played) {
+std::vector<std::string> commands_in(const script& played) {
   std::vector<std::string> result;
   for (const at_command& each : find_at_commands(played.messages())) {
     result.push_back(fmt::format("{}-{} {} > {}{}", each.first_frame, each.last_frame, each.command,
@@ -24,12 +24,12 @@ std::vector<std::string> found_in(const script& played) {
 
 TEST(at_commands, end_with_a_final_result_code) {
   EXPECT_THAT(
-      found_in(script()
-                   .at("AT+CGATT=1")
-                   .at("+CEREG: 2")
-                   .at("+CME ERROR: 148")
-                   .at("ATD*99#")
-                   .at("CONNECT 115200")),
+      commands_in(script()
+                      .at("AT+CGATT=1")
+                      .at("+CEREG: 2")
+                      .at("+CME ERROR: 148")
+                      .at("ATD*99#")
+                      .at("CONNECT 115200")),
       ElementsAre("1-3 AT+CGATT=1 > +CME ERROR: 148 (error)", "4-5 ATD*99# > CONNECT 115200"));
 }
 
@@ -39,22 +39,22 @@ TEST(at_commands, have_a_latency) {
 }
 
 TEST(at_commands, an_echo_is_not_another_command) {
-  EXPECT_THAT(found_in(script().at("AT+CFUN=1", direction::command).at("AT+CFUN=1").at("OK")),
+  EXPECT_THAT(commands_in(script().at("AT+CFUN=1", direction::command).at("AT+CFUN=1").at("OK")),
               ElementsAre("1-3 AT+CFUN=1 > OK"));
 }
 
 TEST(at_commands, a_result_may_come_with_what_precedes_it) {
-  EXPECT_THAT(found_in(script().at("AT+CEREG?").at("+CEREG: 2,1\n\nOK")),
+  EXPECT_THAT(commands_in(script().at("AT+CEREG?").at("+CEREG: 2,1\n\nOK")),
               ElementsAre("1-2 AT+CEREG? > OK"));
 }
 
 TEST(at_commands, one_without_a_result_ends_with_the_next) {
-  EXPECT_THAT(found_in(script().at("AT+COPS=?").at("AT").at("OK").at("AT+CSQ")),
+  EXPECT_THAT(commands_in(script().at("AT+COPS=?").at("AT").at("OK").at("AT+CSQ")),
               ElementsAre("1-1 AT+COPS=? > ", "2-3 AT > OK", "4-4 AT+CSQ > "));
 }
 
 TEST(at_commands, a_result_without_a_command_is_none) {
-  EXPECT_THAT(found_in(script().at("OK").at("NO CARRIER")), ElementsAre());
+  EXPECT_THAT(commands_in(script().at("OK").at("NO CARRIER")), ElementsAre());
 }
 
 TEST(at_commands, are_counted_without_their_parameters) {

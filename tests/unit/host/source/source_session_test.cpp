@@ -80,7 +80,7 @@ TEST_F(source_session_test, null_texts_read_as_empty) {
   EXPECT_THAT(messages_, ElementsAre("2 ", "2 text"));
 }
 
-TEST_F(source_session_test, a_refused_init_tells_why) {
+TEST_F(source_session_test, a_refused_init_reports_why) {
   const auto failure = init({{"init", {{"result", 1}, {"message", "no such thing"}, {"code", 1}}}});
   EXPECT_TRUE(failure);
   EXPECT_EQ(failure.code, 1);
@@ -103,7 +103,7 @@ TEST_F(source_session_test, a_report_beside_success_is_no_failure) {
   EXPECT_FALSE(init({{"init", {{"result", 0}, {"message", "odd"}, {"code", 5}}}}));
 }
 
-TEST_F(source_session_test, a_failed_run_tells_why) {
+TEST_F(source_session_test, a_failed_run_reports_why) {
   ASSERT_FALSE(init({{"start", {{"result", 22}, {"message", "the end"}, {"code", 22}}}}));
   const auto failure = session_.run();
   EXPECT_EQ(failure.code, 22);

@@ -16,7 +16,7 @@ namespace {
 using namespace std::string_literals;
 using testing::HasSubstr;
 
-std::string read(const std::filesystem::path& path) {
+std::string content_of(const std::filesystem::path& path) {
   std::ifstream stream(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(stream), {}};
 }
@@ -38,7 +38,7 @@ TEST(Toolbar, BeginsWithAnEmptyLog) {
   const test_support::temp_directory directory;
   const auto file = directory.write("control", "");
   { const toolbar bar(file); }
-  EXPECT_EQ(read(file), "T\0\0\2\0\1"s);
+  EXPECT_EQ(content_of(file), "T\0\0\2\0\1"s);
 }
 
 TEST(Toolbar, WithoutAPipeNothingIsSent) {
@@ -54,8 +54,8 @@ TEST(ToolbarView, ShowsMessagesInTheLogAndCountersInTheState) {
   view.take_event({.kind = event_kind::port_opening, .detail = {}});
   view.show_lines("veltra: note: something\n");
   view.tick(std::chrono::steady_clock::now());
-  EXPECT_THAT(read(file), HasSubstr("\2veltra: note: something\n"s));
-  EXPECT_THAT(read(file), HasSubstr("\1\0010"s + "0:00:00  0 B"));
+  EXPECT_THAT(content_of(file), HasSubstr("\2veltra: note: something\n"s));
+  EXPECT_THAT(content_of(file), HasSubstr("\1\0010"s + "0:00:00  0 B"));
 }
 
 TEST(ToolbarView, ShowsTheSummaryAfterTheEndOfTheRun) {
@@ -64,7 +64,7 @@ TEST(ToolbarView, ShowsTheSummaryAfterTheEndOfTheRun) {
   toolbar_view view("modem", file);
   view.end();
   view.show_lines("summary\n");
-  EXPECT_THAT(read(file), HasSubstr("\2summary\n"s));
+  EXPECT_THAT(content_of(file), HasSubstr("\2summary\n"s));
 }
 
 TEST(ToolbarView, SaysHowACaptureInWiresharkEnds) {
@@ -73,7 +73,7 @@ TEST(ToolbarView, SaysHowACaptureInWiresharkEnds) {
   toolbar_view view("modem", file);
   view.take_event({.kind = event_kind::port_opening, .detail = {}});
   view.tick(std::chrono::steady_clock::now() + std::chrono::seconds(6));
-  EXPECT_THAT(read(file), HasSubstr("Still waiting; stop the capture to end it."));
+  EXPECT_THAT(content_of(file), HasSubstr("Still waiting; stop the capture to end it."));
 }
 
 }  // namespace

@@ -20,7 +20,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Optional;
 
-constexpr const char* uuid = "0123abcd-4567-89ef-0a1b-23456789cdef";
+constexpr const char* named_uuid = "0123abcd-4567-89ef-0a1b-23456789cdef";
 
 std::string marker_with(const std::string& candidate) {
   return "UID %s=" + candidate;
@@ -53,28 +53,29 @@ class uid_search_test : public testing::Test {
 };
 
 TEST_F(uid_search_test, finds_the_uuid_behind_the_marker_and_one_byte) {
-  EXPECT_THAT(search("trace" + marker_with(uuid) + "??"), Optional(std::string(uuid)));
-  EXPECT_THAT(log_.lines(), ElementsAre(size_line(50), candidate_line(uuid)));
+  EXPECT_THAT(search("trace" + marker_with(named_uuid) + "??"), Optional(std::string(named_uuid)));
+  EXPECT_THAT(log_.lines(), ElementsAre(size_line(50), candidate_line(named_uuid)));
 }
 
 TEST_F(uid_search_test, the_byte_behind_the_marker_may_be_any) {
   for (int byte = 0; byte < 256; ++byte) {
     uid_search search;
-    const std::string stream = "UID %s" + std::string(1, static_cast<char>(byte)) + uuid + "??";
-    EXPECT_THAT(search.search(stream, {}), Optional(std::string(uuid))) << byte;
+    const std::string stream =
+        "UID %s" + std::string(1, static_cast<char>(byte)) + named_uuid + "??";
+    EXPECT_THAT(search.search(stream, {}), Optional(std::string(named_uuid))) << byte;
   }
 }
 
 TEST_F(uid_search_test, a_candidate_is_taken_only_when_two_bytes_behind_it_are_there) {
-  EXPECT_EQ(search(marker_with(uuid)), std::nullopt);
+  EXPECT_EQ(search(marker_with(named_uuid)), std::nullopt);
   EXPECT_THAT(log_.lines(), ElementsAre(size_line(43)));
   EXPECT_EQ(search("?"), std::nullopt);
   EXPECT_THAT(log_.lines(), ElementsAre(size_line(44)));
-  EXPECT_THAT(search("?"), Optional(std::string(uuid)));
-  EXPECT_THAT(log_.lines(), ElementsAre(size_line(45), candidate_line(uuid)));
+  EXPECT_THAT(search("?"), Optional(std::string(named_uuid)));
+  EXPECT_THAT(log_.lines(), ElementsAre(size_line(45), candidate_line(named_uuid)));
 }
 
-TEST_F(uid_search_test, every_pass_tells_the_size_of_the_cached_data) {
+TEST_F(uid_search_test, every_pass_logs_the_size_of_the_cached_data) {
   search("12345");
   EXPECT_THAT(log_.lines(), ElementsAre(size_line(5)));
   search("");
@@ -93,9 +94,10 @@ TEST_F(uid_search_test, messages_carry_the_instance_when_there_is_one) {
 
 TEST_F(uid_search_test, a_rejected_candidate_is_logged_and_the_search_goes_on) {
   const std::string wrong = no_uuid('x');
-  EXPECT_THAT(search(marker_with(wrong) + marker_with(uuid) + "??"), Optional(std::string(uuid)));
+  EXPECT_THAT(search(marker_with(wrong) + marker_with(named_uuid) + "??"),
+              Optional(std::string(named_uuid)));
   EXPECT_THAT(log_.lines(), ElementsAre(size_line(88), candidate_line(wrong), rejection_line(),
-                                        candidate_line(uuid)));
+                                        candidate_line(named_uuid)));
 }
 
 TEST_F(uid_search_test, rejected_candidates_are_logged_again_in_every_pass) {
@@ -115,21 +117,21 @@ TEST_F(uid_search_test, a_marker_inside_a_rejected_candidate_is_found) {
   const std::string overlapping =
       "UID %s="
       "U" +
-      marker_with(uuid) + "??";  // next one at 8
-  EXPECT_THAT(search(overlapping), Optional(std::string(uuid)));
+      marker_with(named_uuid) + "??";  // next one at 8
+  EXPECT_THAT(search(overlapping), Optional(std::string(named_uuid)));
   EXPECT_EQ(log_.lines().size(), 4U);
 }
 
 TEST_F(uid_search_test,
        a_marker_that_begins_in_the_first_eight_bytes_of_a_rejected_one_is_not_seen) {
   // At 7, the first byte of the candidate: the search goes on one byte behind it.
-  EXPECT_EQ(search("UID %s=" + marker_with(uuid) + "??"), std::nullopt);
+  EXPECT_EQ(search("UID %s=" + marker_with(named_uuid) + "??"), std::nullopt);
   EXPECT_EQ(log_.lines().size(), 3U);
 }
 
 TEST_F(uid_search_test, any_split_into_chunks_gives_the_same_result) {
-  const std::string stream =
-      "U UI UID UID % UID %d" + marker_with(no_uuid('-')) + "UID %" + marker_with(uuid) + "??";
+  const std::string stream = "U UI UID UID % UID %d" + marker_with(no_uuid('-')) + "UID %" +
+                             marker_with(named_uuid) + "??";
   for (std::size_t size = 1; size <= stream.size(); ++size) {
     uid_search search;
     std::optional<std::string> found;
@@ -137,7 +139,7 @@ TEST_F(uid_search_test, any_split_into_chunks_gives_the_same_result) {
     for (; !found && taken < stream.size(); taken += size) {
       found = search.search(stream.substr(taken, size), {});
     }
-    EXPECT_THAT(found, Optional(std::string(uuid))) << "chunks of " << size;
+    EXPECT_THAT(found, Optional(std::string(named_uuid))) << "chunks of " << size;
     EXPECT_EQ(search.cached_data(), stream.substr(0, taken));
   }
 }
@@ -145,7 +147,7 @@ TEST_F(uid_search_test, any_split_into_chunks_gives_the_same_result) {
 TEST_F(uid_search_test, the_marker_is_compared_byte_for_byte) {
   for (const char* marker : {"uid %s=", "UID %S=", "UID  %s=", "UID%s=", "UID %d=", "UID\t%s="}) {
     uid_search search;
-    EXPECT_EQ(search.search(marker + std::string(uuid) + "??", {}), std::nullopt) << marker;
+    EXPECT_EQ(search.search(marker + std::string(named_uuid) + "??", {}), std::nullopt) << marker;
   }
 }
 
@@ -156,9 +158,9 @@ TEST_F(uid_search_test, digits_in_upper_case_match_and_are_given_as_spelt) {
 
 TEST_F(uid_search_test, one_wrong_character_anywhere_rejects_the_candidate) {
   for (std::size_t i = 0; i < 36; ++i) {
-    for (const char wrong :
-         {'g', 'G', ' ', '/', ':', '@', '`', '\0', '\n', '\xff', uuid[i] == '-' ? '0' : '-'}) {
-      std::string candidate = uuid;
+    for (const char wrong : {'g', 'G', ' ', '/', ':', '@', '`', '\0', '\n', '\xff',
+                             named_uuid[i] == '-' ? '0' : '-'}) {
+      std::string candidate = named_uuid;
       candidate[i] = wrong;
       EXPECT_FALSE(is_uuid(candidate)) << candidate;
       uid_search search;
@@ -168,22 +170,22 @@ TEST_F(uid_search_test, one_wrong_character_anywhere_rejects_the_candidate) {
 }
 
 TEST_F(uid_search_test, a_uuid_has_exactly_36_characters_in_either_case) {
-  EXPECT_TRUE(is_uuid(uuid));
+  EXPECT_TRUE(is_uuid(named_uuid));
   EXPECT_TRUE(is_uuid("01234567-89AB-CDEF-0123-456789abcdef"));
-  EXPECT_FALSE(is_uuid(std::string(uuid) + "0"));
-  EXPECT_FALSE(is_uuid(std::string(uuid).substr(1)));
+  EXPECT_FALSE(is_uuid(std::string(named_uuid) + "0"));
+  EXPECT_FALSE(is_uuid(std::string(named_uuid).substr(1)));
   EXPECT_FALSE(is_uuid(""));
 }
 
 TEST_F(uid_search_test, a_later_pass_gives_the_same_result_and_messages_again) {
   const std::string wrong = no_uuid('x');
-  const std::string stream = marker_with(wrong) + "..." + marker_with(uuid) + "??";
+  const std::string stream = marker_with(wrong) + "..." + marker_with(named_uuid) + "??";
   ASSERT_TRUE(search(stream));
   const auto before = log_.lines();
-  EXPECT_THAT(search(""), Optional(std::string(uuid)));
+  EXPECT_THAT(search(""), Optional(std::string(named_uuid)));
   EXPECT_EQ(log_.lines(), before);
   EXPECT_THAT(search(marker_with("ffffffff-ffff-ffff-ffff-ffffffffffff") + "??"),
-              Optional(std::string(uuid)));
+              Optional(std::string(named_uuid)));
 }
 
 TEST_F(uid_search_test, all_bytes_are_kept_in_order_nul_included) {
@@ -196,11 +198,11 @@ TEST_F(uid_search_test, bytes_survive_a_log_callback_that_throws) {
   const host_log throwing = {
       [](kovax_source*, void*, int32_t, const char*) { throw std::runtime_error("host"); },
       nullptr};
-  EXPECT_THROW(search_.search(marker_with(no_uuid('x')) + marker_with(uuid), throwing),
+  EXPECT_THROW(search_.search(marker_with(no_uuid('x')) + marker_with(named_uuid), throwing),
                std::runtime_error);
-  EXPECT_THAT(search("??"), Optional(std::string(uuid)));
+  EXPECT_THAT(search("??"), Optional(std::string(named_uuid)));
   EXPECT_THAT(log_.lines(), ElementsAre(size_line(88), candidate_line(no_uuid('x')),
-                                        rejection_line(), candidate_line(uuid)));
+                                        rejection_line(), candidate_line(named_uuid)));
 }
 
 // Streams of pieces that matter to the search, so that markers, half markers,
@@ -218,13 +220,13 @@ std::string random_stream(std::mt19937& random) {
                                            "UID %s=",
                                            marker_with(no_uuid('x')),
                                            marker_with("0123abcd-4567-89ef-0a1b-"),
-                                           std::string(uuid),
+                                           std::string(named_uuid),
                                            marker_with(no_uuid('x')).substr(0, 15),
                                            std::string(20, '.')};
   std::string stream;
   const auto count = random() % 40;
   for (std::size_t i = 0; i < count; ++i) stream += pieces[random() % pieces.size()];
-  if (random() % 3 == 0) stream += marker_with(uuid);
+  if (random() % 3 == 0) stream += marker_with(named_uuid);
   stream += std::string(random() % 100, 'q');
   return stream;
 }

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <string>
 
+#include "implementation/json.h"
 #include "platform/file.h"
 #include "platform/windows/system.h"
 #include "plugin/errors.h"

@@ -31,7 +31,7 @@ TEST_F(posix_cache_settings_test, a_cache_directory_that_cannot_be_tested_is_a_f
 
 // --- links ---------------------------------------------------------------------------
 
-constexpr const char* uuid = "0123abcd-4567-89ef-0a1b-23456789cdef";
+constexpr const char* linked_uuid = "0123abcd-4567-89ef-0a1b-23456789cdef";
 
 class posix_database_locator_test : public testing::Test {
  protected:
@@ -42,7 +42,7 @@ class posix_database_locator_test : public testing::Test {
   }
 
   fs::path locate(const std::vector<std::string>& directories) {
-    return locate_database_directory(directories, uuid, log_.host_log());
+    return locate_database_directory(directories, linked_uuid, log_.host_log());
   }
 
   test_support::temp_directory directory_;
@@ -51,16 +51,16 @@ class posix_database_locator_test : public testing::Test {
 
 TEST_F(posix_database_locator_test, a_link_to_a_directory_is_a_directory) {
   const std::string version = make("v");
-  fs::create_directory_symlink(make("elsewhere"), fs::path(version) / uuid);
-  EXPECT_EQ(locate({version}), fs::path(version) / uuid);
+  fs::create_directory_symlink(make("elsewhere"), fs::path(version) / linked_uuid);
+  EXPECT_EQ(locate({version}), fs::path(version) / linked_uuid);
 }
 
 TEST_F(posix_database_locator_test, a_link_to_nowhere_is_passed_over) {
   const std::string first = make("1");
   const std::string second = make("2");
-  fs::create_directory_symlink("nowhere", fs::path(first) / uuid);
-  make(std::string("2/") + uuid);
-  EXPECT_EQ(locate({first, second}), fs::path(second) / uuid);
+  fs::create_directory_symlink("nowhere", fs::path(first) / linked_uuid);
+  make(std::string("2/") + linked_uuid);
+  EXPECT_EQ(locate({first, second}), fs::path(second) / linked_uuid);
 }
 
 TEST_F(posix_database_locator_test, an_entry_whose_kind_is_not_known_is_a_file_system_error) {
