@@ -10,8 +10,15 @@
 
 namespace veltra {
 
-decoder_adapter::~decoder_adapter() noexcept(false) {
-  if (handle_ != nullptr) dekodrix_delete(handle_);
+decoder_adapter::~decoder_adapter() {
+  try {
+    delete_decoder();
+  } catch (...) {
+  }
+}
+
+void decoder_adapter::delete_decoder() {
+  if (dekodrix* const decoder = std::exchange(handle_, nullptr)) dekodrix_delete(decoder);
 }
 
 void decoder_adapter::configure(const std::filesystem::path& path, const host_log& log) {

@@ -33,8 +33,11 @@ class decoder_adapter {
   decoder_adapter(const decoder_adapter&) = delete;
   decoder_adapter& operator=(const decoder_adapter&) = delete;
 
-  // Deletes the decoder; throws what dekodrix_delete throws.
-  ~decoder_adapter() noexcept(false);
+  // Deletes the decoder, whatever comes of it.
+  ~decoder_adapter();
+
+  // The same, but throws what dekodrix_delete throws; there is no decoder then either.
+  void delete_decoder();
 
   // Reads the database file at `path` and configures a new decoder from it.
   // Throws std::runtime_error with the reason. A failure up to reading the

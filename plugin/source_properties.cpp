@@ -162,7 +162,8 @@ converted convert_formatted(trace_db_config& config, const trace_payload& payloa
       format.find("AT_DEBUG_STRING") != std::string_view::npos) {
     return convert_formatted_at(config, items, payload);
   }
-  if (definition.contains("label") && definition.at("label") == "TRACE_SYSTEM_WARNING" &&
+  if (definition.contains("label") &&
+      kovax::is_text(definition.at("label"), "TRACE_SYSTEM_WARNING") &&
       format.starts_with("Traces dropped kernel: %hu user: %hu") && items.is_array() &&
       items.size() > 2) {
     return convert_dropped_traces(config, items, payload);

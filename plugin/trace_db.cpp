@@ -4,6 +4,7 @@
 #include <string>
 #include <utility>
 
+#include "implementation/json_document.h"
 #include "implementation/json_values.h"
 #include "platform/file.h"
 #include "plugin/database/database_reader.h"
@@ -62,9 +63,10 @@ void read_identity(trace_db_config& config, const json& meta) {
   }
 }
 
-void read_aliases(trace_db_config& config, const json& meta) {
-  if (!meta.contains("aliases")) return;
-  config.aliases = meta.at("aliases");
+// Moves them out of the document: a copy that fails could not be taken apart.
+void read_aliases(trace_db_config& config, json& root) {
+  if (!member(root, "meta").contains("aliases")) return;
+  config.aliases = std::move(root.at("meta").at("aliases"));
   for (const json& alias : *config.aliases) {
     config.ids.insert(to_u32(strict_member(alias, "id")));
   }
@@ -126,7 +128,9 @@ void read_traces(trace_db_config& config, json& root) {
   if (!root.contains("traces")) return;
   for (json& trace : root.at("traces")) {
     const std::uint32_t id = to_u32(strict_member(trace, "id"));
-    config.traces.try_emplace(id, std::move(trace));
+    // In two steps: a definition that the map cannot take stays in the document.
+    const auto [place, is_new] = config.traces.try_emplace(id);
+    if (is_new) place->second = std::move(trace);
   }
 }
 
@@ -172,16 +176,17 @@ database_collection read_database_file(const std::filesystem::path& path, const 
 void process_database_text(database_collection& collection, const host_log& log,
                            std::string_view text) {
   if (kovax::nested_deeper_than(text, max_nesting)) throw std::runtime_error("nested too deep");
-  json root = json::parse(text);
+  kovax::json_document document(text);
+  json& root = document.root();
   const json& meta = member(root, "meta");
   trace_db_config config;
 
   read_identity(config, meta);
-  read_aliases(config, meta);
+  read_aliases(config, root);
   const decoder_configurations decoder = find_decoder_configurations(meta);
   // Masters prefer the older place, the configuration text below the newer one.
   read_masters(config, decoder);
-  config.type_mapping_by_id = member(meta, "type_mapping") == "id";
+  config.type_mapping_by_id = kovax::is_text(member(meta, "type_mapping"), "id");
   const json::array_t& descriptors = array_member(meta, "trace_type_descriptors");
   read_buffers(config, root);
   if (meta.contains("min_data_size")) config.min_data_size = to_u32(meta.at("min_data_size"));

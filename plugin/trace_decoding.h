@@ -61,6 +61,9 @@ class trace_decoding {
   // Everything that was searched.
   const std::string& searched_bytes() const noexcept { return search_.cached_data(); }
 
+  // Deletes the decoder, if there is one. Throws what the library throws.
+  void delete_decoder() { decoder_.delete_decoder(); }
+
   // The calls below need a decoder. They throw what the library throws.
 
   // Hands bytes to the decoder and decodes them.

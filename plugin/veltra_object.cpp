@@ -24,12 +24,12 @@ veltra_object::veltra_object(source_settings settings)
       recording_(input_, decoding_, delivery_) {}
 
 void veltra_object::open_input() {
-  if (settings_.trace_file.empty()) {
+  if (!input_.is_file()) {
     KOVAX_CONTRACT(!settings_.serial_port.empty());
     log().progress("Using serial port " + settings_.serial_port + " for tracing");
     log().progress("Using serial port with settings: " + to_string(settings_.serial_settings));
   } else {
-    input_.open_file(settings_.trace_file);
+    input_.open_file();
     delivery_.set_data_size(input_.file_size());
   }
   if (!settings_.database_file.empty()) {
