@@ -20,19 +20,20 @@ using testing::StartsWith;
 
 class auto_detect_test : public test_support::auto_detect_fixture {
  protected:
-  log_line told(const std::string& text) const { return {nullptr, 2, text}; }
+  log_line logged(const std::string& text) const { return {nullptr, 2, text}; }
 };
 
-TEST_F(auto_detect_test, init_fills_the_cache_and_tells_so_without_a_handle) {
+TEST_F(auto_detect_test, init_fills_the_cache_and_logs_it_without_a_handle) {
   offer("1.0", first_uuid);
   publish();
   open(parameters("x"));
   const std::string database = std::string("modem/1.0/") + first_uuid + "/1.0.json";
   EXPECT_TRUE(fs::exists(in_cache(database)));
-  EXPECT_THAT(session.logs, ElementsAre(told("Trying to download database config.json"),
-                                        told("write new config.json"),
-                                        told("check database at path: " + in_cache(database)),
-                                        told(std::string("try download database: ") + first_uuid)));
+  EXPECT_THAT(session.logs,
+              ElementsAre(logged("Trying to download database config.json"),
+                          logged("write new config.json"),
+                          logged("check database at path: " + in_cache(database)),
+                          logged(std::string("try download database: ") + first_uuid)));
   EXPECT_EQ(decoder.call_count(), 0U) << "no decoder before the stream names its database";
 }
 
@@ -46,11 +47,11 @@ TEST_F(auto_detect_test, a_full_cache_is_only_checked) {
   without_update["auto_detect_db_config"].erase("update_cache");
   open(without_update);
   EXPECT_THAT(session.logs,
-              ElementsAre(told("check database at path: " +
-                               in_cache(std::string("modem/1.0/") + first_uuid + "/1.0.json"))));
+              ElementsAre(logged("check database at path: " +
+                                 in_cache(std::string("modem/1.0/") + first_uuid + "/1.0.json"))));
 }
 
-TEST_F(auto_detect_test, a_location_in_vain_is_a_recoverable_failure_without_a_handle) {
+TEST_F(auto_detect_test, a_location_that_fails_is_a_recoverable_failure_without_a_handle) {
   offer("1.0", first_uuid);
   publish();
   auto all = parameters("x");
@@ -58,11 +59,11 @@ TEST_F(auto_detect_test, a_location_in_vain_is_a_recoverable_failure_without_a_h
                                                         "${root}config.json"};
   open(all);
   ASSERT_GE(session.logs.size(), 3U);
-  EXPECT_EQ(session.logs[0], told("Trying to download database config.json"));
+  EXPECT_EQ(session.logs[0], logged("Trying to download database config.json"));
   EXPECT_EQ(session.logs[1].source, nullptr);
   EXPECT_EQ(session.logs[1].level, 5);
   EXPECT_THAT(session.logs[1].text, StartsWith("Failed to download config.json. Reason: "));
-  EXPECT_EQ(session.logs[2], told("Trying to download database config.json"));
+  EXPECT_EQ(session.logs[2], logged("Trying to download database config.json"));
 }
 
 TEST_F(auto_detect_test, no_location_that_answers_fails_init_and_names_them_as_they_were_given) {

@@ -6,7 +6,7 @@
 
 #include "tests/support/source_fixture.h"
 
-// The packet that the tests look at, or what stands for none.
+// The packet that the tests look at, or what means none.
 class conversion_fixture : public test_support::source_fixture {
  protected:
   using json = kovax::json;

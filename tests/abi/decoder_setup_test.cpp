@@ -98,7 +98,7 @@ TEST_F(decoder_setup_test, a_database_named_m4_alone_configures_the_decoder) {
 class refused_name_test : public decoder_setup_test,
                           public testing::WithParamInterface<const char*> {};
 
-TEST_P(refused_name_test, is_no_core_that_configures_a_decoder) {
+TEST_P(refused_name_test, is_not_a_core_that_configures_a_decoder) {
   EXPECT_EQ(database_failure(database_named(GetParam(), "x")), "dekodrix config not found");
 }
 
@@ -174,7 +174,7 @@ TEST_F(decoder_setup_test, a_last_record_without_uuid_makes_it_unknown) {
   EXPECT_EQ(json::parse(session.packets.at(0).metadata).at("modem_db_uuid"), "UUID_UNKNOWN");
 }
 
-// Which record converts is told by what it calls the buffer.
+// Which record converts shows in what it calls the buffer.
 json record_with_layer(std::uint32_t id, const char* name, const char* buffer_name) {
   auto database = conversion_database();
   database["meta"]["id"] = id;

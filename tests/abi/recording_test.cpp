@@ -78,7 +78,7 @@ class recording_test : public test_support::auto_detect_fixture {
 
 // --- the parameter -----------------------------------------------------------------------
 
-TEST_F(recording_test, that_is_no_boolean_is_refused) {
+TEST_F(recording_test, that_is_not_a_boolean_is_refused) {
   EXPECT_THAT(init_failure(json{{"file_path", write_trace("x")}, {"recording", "yes"}}),
               HasSubstr("type must be boolean, but is string"));
 }
@@ -226,7 +226,7 @@ TEST_P(recording_failure_test, of_the_decoder_ends_the_decoding_and_not_the_run)
   EXPECT_EQ(calls.back(), GetParam()) << "the decoder was called again";
 }
 
-TEST_P(recording_failure_test, that_is_no_exception_of_the_library_has_a_text_too) {
+TEST_P(recording_failure_test, that_is_not_a_standard_exception_has_a_text_too) {
   open_recording(varied_bytes(2000));
   decoder.throw_int_from(GetParam());
   EXPECT_EQ(session.start(), 0);

@@ -181,9 +181,9 @@ TEST_F(uid_scan_serial_test, a_stream_names_its_database) {
 
 TEST_F(uid_scan_serial_test, a_stop_before_a_read_hands_over_what_was_searched) {
   open_port(16);
-  session.on_log = [this](const test_support::log_line& told) {
-    if (told.text == "start locating db UID from trace data") send(varied_bytes(16));
-    if (told.text != "Cached data for locating database UID: 16") return;
+  session.on_log = [this](const test_support::log_line& logged) {
+    if (logged.text == "start locating db UID from trace data") send(varied_bytes(16));
+    if (logged.text != "Cached data for locating database UID: 16") return;
     session.on_log = nullptr;
     EXPECT_EQ(session.stop(), 0);
   };
@@ -196,9 +196,9 @@ TEST_F(uid_scan_serial_test, a_stop_before_a_read_hands_over_what_was_searched) 
 TEST_F(uid_scan_serial_test, a_stop_wakes_the_search_from_its_wait) {
   open_port(16);
   std::thread host;
-  session.on_log = [this, &host](const test_support::log_line& told) {
-    if (told.text == "start locating db UID from trace data") send(varied_bytes(16));
-    if (told.text != "Cached data for locating database UID: 16") return;
+  session.on_log = [this, &host](const test_support::log_line& logged) {
+    if (logged.text == "start locating db UID from trace data") send(varied_bytes(16));
+    if (logged.text != "Cached data for locating database UID: 16") return;
     session.on_log = nullptr;
     host = std::thread([this] { EXPECT_EQ(session.stop(), 0); });
   };

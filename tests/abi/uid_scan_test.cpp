@@ -46,7 +46,7 @@ class uid_scan_test : public test_support::auto_detect_fixture {
 
 // --- a database is found ------------------------------------------------------------------
 
-TEST_F(uid_scan_test, every_step_is_told_with_the_instance) {
+TEST_F(uid_scan_test, every_step_is_logged_with_the_instance) {
   offer_two();
   open_detecting("ab" + uid_text(second_uuid) + "..", 16);
   EXPECT_EQ(session.start(), 0);
@@ -128,7 +128,7 @@ TEST_F(uid_scan_test, the_second_byte_behind_a_uuid_in_the_next_chunk_is_enough)
   EXPECT_EQ(session.logs[4], progress(std::string("found UID: ") + first_uuid));
 }
 
-TEST_F(uid_scan_test, a_text_that_is_no_uuid_is_told_in_every_pass_and_passed_over) {
+TEST_F(uid_scan_test, a_text_that_is_not_a_uuid_is_logged_in_every_pass_and_skipped) {
   offer_two();
   const std::string no_uuid = "this text is no UUID but is as long.";
   ASSERT_EQ(no_uuid.size(), 36U);
@@ -206,7 +206,7 @@ TEST_F(uid_scan_test, a_uuid_in_capitals_does_not_match_a_directory_in_small_let
   expect_failure("unable to locate db directory");
 }
 
-TEST_F(uid_scan_test, a_file_of_the_uuids_name_is_no_directory) {
+TEST_F(uid_scan_test, a_file_of_the_uuids_name_is_not_a_directory) {
   offer("1.0", first_uuid);
   open_detecting(uid_text(second_uuid) + "..");
   directory.write(std::string("cache/modem/1.0/") + second_uuid, "x");

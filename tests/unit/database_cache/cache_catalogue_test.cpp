@@ -205,7 +205,7 @@ TEST_F(cache_sync_test, a_time_that_cannot_be_read_is_older_than_any_other) {
   EXPECT_EQ(cached_file("config.json"), catalogue_of(old_time, {}).dump());
 }
 
-TEST_F(cache_sync_test, a_location_that_fails_is_told_and_the_next_one_tried) {
+TEST_F(cache_sync_test, a_location_that_fails_is_logged_and_the_next_one_tried) {
   publish(old_time, {});
   server_.answer("/third", catalogue_of(new_time, {}).dump());
   config_["trace_db_locations"] = {"file:///no/such/config.json", "${root}config.json",

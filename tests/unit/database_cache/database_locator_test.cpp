@@ -63,7 +63,7 @@ TEST_F(database_locator_test, directories_are_tried_in_their_order_up_to_the_fir
                                         log_line{2, "try to locate db directory " + first}));
 }
 
-TEST_F(database_locator_test, a_path_that_is_not_ascii_is_told_in_utf8) {
+TEST_F(database_locator_test, a_path_that_is_not_ascii_is_logged_in_utf8) {
   const std::string version = make("modem-ä/1.0");
   make(std::string("modem-ä/1.0/") + uuid);
   EXPECT_EQ(locate({version}), platform::path_from_utf8(version) / uuid);
@@ -80,7 +80,7 @@ TEST_F(database_locator_test, the_name_is_compared_byte_for_byte) {
             "0123ABCD-4567-89EF-0A1B-23456789CDEF");
 }
 
-TEST_F(database_locator_test, a_file_of_that_name_is_no_match) {
+TEST_F(database_locator_test, a_file_of_that_name_is_not_a_match) {
   const std::string version = make("v");
   directory_.write(std::string("v/") + uuid, "a file");
   EXPECT_EQ(error_of({version}), "unable to locate db directory");

@@ -36,7 +36,7 @@ log_line rejection_line() {
   return {5, "uuid does not match regex, continue searching "};
 }
 
-// 36 characters that are no UUID.
+// 36 characters that are not a UUID.
 std::string no_uuid(char fill) {
   return std::string(36, fill);
 }
@@ -91,14 +91,14 @@ TEST_F(uid_search_test, messages_carry_the_instance_when_there_is_one) {
   EXPECT_EQ(log_.lines()[0].source, source);
 }
 
-TEST_F(uid_search_test, a_rejected_candidate_is_told_and_the_search_goes_on) {
+TEST_F(uid_search_test, a_rejected_candidate_is_logged_and_the_search_goes_on) {
   const std::string wrong = no_uuid('x');
   EXPECT_THAT(search(marker_with(wrong) + marker_with(uuid) + "??"), Optional(std::string(uuid)));
   EXPECT_THAT(log_.lines(), ElementsAre(size_line(88), candidate_line(wrong), rejection_line(),
                                         candidate_line(uuid)));
 }
 
-TEST_F(uid_search_test, rejected_candidates_are_told_again_in_every_pass) {
+TEST_F(uid_search_test, rejected_candidates_are_logged_again_in_every_pass) {
   const std::string first = no_uuid('x');
   const std::string second = no_uuid('y');
   search(marker_with(first) + "??");

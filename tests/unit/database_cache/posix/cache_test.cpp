@@ -63,7 +63,7 @@ TEST_F(posix_database_locator_test, a_link_to_nowhere_is_passed_over) {
   EXPECT_EQ(locate({first, second}), fs::path(second) / uuid);
 }
 
-TEST_F(posix_database_locator_test, an_entry_whose_kind_cannot_be_told_is_a_file_system_error) {
+TEST_F(posix_database_locator_test, an_entry_whose_kind_cannot_be_read_is_a_file_system_error) {
   const std::string version = make("v");
   fs::create_symlink("loop", fs::path(version) / "loop");
   for (const bool searching_file : {false, true}) {
