@@ -3,11 +3,13 @@
 #pragma once
 
 #include <dekodrix/dekodrix.h>
+#include <dekodrix/statistics.h>
 
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -55,6 +57,9 @@ class decoder_adapter {
 
   // How many next_trace() has left.
   std::uint64_t pending_traces() { return dekodrix_get_trace_count(handle_); }
+
+  // What the decoder has counted; nothing if the library does not count.
+  std::optional<dekodrix_statistics> statistics() const;
 
   database_collection& collection() noexcept { return collection_; }
 

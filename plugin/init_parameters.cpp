@@ -57,6 +57,9 @@ source_settings read_init_parameters(const char* text, const host_log& log) {
   if (parameters.contains("recording")) {
     settings.recording = parameters.at("recording").get<bool>();
   }
+  if (parameters.contains("log_statistics")) {
+    settings.log_statistics = parameters.at("log_statistics").get<bool>();
+  }
   if (finds_database_itself(parameters, settings)) {
     sync_log listener(log);
     sync_database_cache(listener, parameters.at("auto_detect_db_config"),

@@ -69,6 +69,9 @@ class trace_decoding {
   // Hands bytes to the decoder and decodes them.
   void feed(std::string_view bytes) { decoder_.feed(bytes); }
 
+  // Logs what the decoder has counted, as a JSON object, if it counts.
+  void log_statistics(const host_log& log) const;
+
   std::uint64_t pending_traces() { return decoder_.pending_traces(); }
 
   // Takes the oldest decoded trace and converts it (convert_trace). A trace whose

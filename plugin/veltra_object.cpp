@@ -41,7 +41,15 @@ void veltra_object::open_input() {
 void veltra_object::run(void* packet_user_data, kovax_packet_callback callback) {
   const packet_receiver to{handle(), packet_user_data, callback};
   input_.begin_run(log());
-  if (settings_.recording) return recording_.run(to, log());
+  if (settings_.recording) {
+    recording_.run(to, log());
+  } else {
+    search_and_extract(to);
+  }
+  if (settings_.log_statistics) decoding_.log_statistics(log());
+}
+
+void veltra_object::search_and_extract(const packet_receiver& to) {
   if (!input_.is_file() && input_.stop_requested()) throw_stopped();
   if (decoding_.is_searching()) {
     search_database();

@@ -54,6 +54,7 @@ class veltra_object {
  private:
   // The host's log for messages that belong to this instance.
   host_log log();
+  void search_and_extract(const packet_receiver& to);
   void search_database();
   void extract(const packet_receiver& to);
   bool drain_decoder(const packet_receiver& to);

@@ -106,6 +106,20 @@ TEST_F(recording_test, that_is_false_changes_nothing) {
   }
 }
 
+TEST_F(recording_test, logs_no_statistics_of_a_decoder_that_does_not_count) {
+  open({{"file_path", write_trace("x")},
+        {"db_file_path", write_database(conversion_database())},
+        {"log_statistics", true}});
+  session.logs.clear();
+  EXPECT_EQ(session.start(), 0);
+  EXPECT_THAT(session.logs, IsEmpty());
+}
+
+TEST_F(recording_test, refuses_a_wish_for_statistics_that_is_not_a_boolean) {
+  EXPECT_THAT(init_failure(json{{"file_path", write_trace("x")}, {"log_statistics", 1}}),
+              HasSubstr("type must be boolean, but is number"));
+}
+
 // --- raw packets come first ----------------------------------------------------------------
 
 TEST_F(recording_test, delivers_a_chunk_before_the_decoder_gets_it) {
