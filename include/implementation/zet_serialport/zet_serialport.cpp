@@ -5,6 +5,7 @@
 
 #include "implementation/contract.h"
 #include "implementation/zet_serialport/win32/zet_serialport_win32.h"
+#include "platform/thread.h"
 
 namespace zet_serialport_lib {
 
@@ -52,8 +53,8 @@ void zet_serialport::open(const std::optional<zet_serialport_settings>& settings
 void zet_serialport::start_rx_worker() {
   KOVAX_CONTRACT_TEXT(!rx_worker_.joinable(), "!rx_worker.joinable()");
   start_signal signal;
-  rx_worker_ =
-      std::thread([this, port = transport_->port(), &signal] { run_rx_worker(port, signal); });
+  rx_worker_ = platform::start_thread(
+      [this, port = transport_->port(), &signal] { run_rx_worker(port, signal); });
   std::unique_lock lock(signal.mutex);
   signal.condition.wait(lock, [&signal] { return signal.started; });
 }
