@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "implementation/json_values.h"
+#include "plugin/limits.h"
 #include "plugin/trace_payload.h"
 
 namespace veltra {
@@ -211,7 +212,7 @@ converted convert_payload(trace_db_config& config, const trace_payload& payload)
 converted convert_trace(trace_db_config& config, const dekodrix_trace& trace) {
   if (trace.data == nullptr) return std::nullopt;
   const std::string_view bytes(reinterpret_cast<const char*>(trace.data),
-                               static_cast<std::size_t>(trace.data_length));
+                               std::min(trace.data_length, max_packet_bytes));
   const std::optional<trace_payload> payload =
       parse_trace_payload(bytes, config.trace_id_size, config.little_endian);
   if (!payload) return std::nullopt;

@@ -1,5 +1,7 @@
 #include "plugin/trace_db.h"
 
+#include <fmt/format.h>
+
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -9,6 +11,7 @@
 #include "platform/file.h"
 #include "plugin/database/database_reader.h"
 #include "plugin/database/file_io.h"
+#include "plugin/limits.h"
 
 namespace veltra {
 
@@ -22,12 +25,6 @@ using kovax::to_u32;
 
 // Trace ids are 32-bit values.
 constexpr std::uint32_t max_trace_id_size = 4;
-
-// Levels of arrays and objects in a database. The JSON library parses any number of
-// them, but copying and printing a value recurse, at some hundred bytes of stack a
-// level, and an archive of 452 bytes holds 80000 levels. This many do with 100 KiB,
-// less than any thread has, and are far more than a database needs.
-constexpr std::size_t max_nesting = 512;
 
 // A member of an array element: must be there.
 const json& strict_member(const json& element, const char* key) {
@@ -175,6 +172,11 @@ database_collection read_database_file(const std::filesystem::path& path, const 
 
 void process_database_text(database_collection& collection, const host_log& log,
                            std::string_view text) {
+  if (text.size() > max_database_text_bytes) {
+    log.recoverable_failure(fmt::format("a database has {} bytes, and at most {} are read",
+                                        text.size(), max_database_text_bytes));
+    throw std::runtime_error("database too large");
+  }
   if (kovax::nested_deeper_than(text, max_nesting)) throw std::runtime_error("nested too deep");
   kovax::json_document document(text);
   json& root = document.root();

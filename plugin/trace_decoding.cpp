@@ -5,6 +5,7 @@
 #include "platform/file.h"
 #include "plugin/database/database_locator.h"
 #include "plugin/errors.h"
+#include "plugin/limits.h"
 #include "plugin/source_properties.h"
 
 namespace veltra {
@@ -37,6 +38,10 @@ void trace_decoding::search(std::string_view chunk, const host_log& log) {
 converted_trace trace_decoding::next_trace() {
   converted_trace next{decoder_.next_trace(), std::nullopt};
   if (!next.trace) return next;
+  if (next.trace->data_length > max_packet_bytes) {
+    settings_.log.recoverable_failure(
+        fmt::format("a trace of {} bytes is cut to {}", next.trace->data_length, max_packet_bytes));
+  }
   trace_db_config* const config =
       decoder_.collection().find_config_for_master(next.trace->master_id);
   if (config != nullptr) next.packet = convert_trace(*config, *next.trace);

@@ -191,7 +191,7 @@ TEST(json_document, refuses_what_the_library_refuses_with_its_words) {
   for (const char* text : {"", "[1, ", "{\"a\" 1}", "[1] 2", "// comment\n1", "1e999", "\"\xFF\"",
                            "{\"a\": [1, {\"b\": tru}]}"}) {
     EXPECT_EQ(refusal_of([&] { kovax::json_document document(text); }),
-              refusal_of([&] { static_cast<void>(json::parse(text)); }))
+              refusal_of([&] { const json ignored = json::parse(text); }))
         << text;
   }
 }
