@@ -29,10 +29,9 @@
  * exception leaves an exported function, whatever a callback throws.
  *
  * Memory that runs out is a failure of the function that was called, and stop and
- * get_last_error need none. Three places cannot report it and end the process: the
- * JSON library's destructor, in the open decoder while it is configured; the standard
- * library's directory iterator, while the database of a UUID is looked for; and the
- * thread that receives from a serial port.
+ * get_last_error need none. Two places cannot report it and end the process: the
+ * standard library's directory iterator, while the database of a UUID is looked for;
+ * and the thread that receives from a serial port.
  *
  * The header compiles as C11 and as C++11 and later. Record layouts are those
  * of 64-bit targets with natural alignment.

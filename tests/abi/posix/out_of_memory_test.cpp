@@ -162,13 +162,12 @@ bool contains(const char* text, std::string_view part) {
   return text != nullptr && std::string_view(text).find(part) != std::string_view::npos;
 }
 
-// Two places that source.h names: the open decoder parses its configuration with the JSON
-// library, whose destructor allocates, and the standard library's directory iterator
-// allocates where it cannot report a failure.
+// A place that source.h names: the standard library's directory iterator allocates where
+// it cannot report a failure.
 bool is_known_end(void* frame) {
   Dl_info info{};
   if (dladdr(frame, &info) == 0) return false;
-  return contains(info.dli_fname, "libdekodrix") || contains(info.dli_sname, "directory_iterator");
+  return contains(info.dli_sname, "directory_iterator");
 }
 
 [[noreturn]] void end_of_the_process() {
