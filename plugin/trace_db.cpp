@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -165,8 +166,15 @@ database_collection read_database_file(const std::filesystem::path& path, const 
   const std::string bytes = read_bytes(path);
   const bool archive = is_archive(path);
   database_collection collection;
-  extract_database_texts(
-      bytes, archive, [&](std::string_view text) { process_database_text(collection, log, text); });
+  extract_database_texts(bytes, archive, [&](std::string_view text) {
+    try {
+      process_database_text(collection, log, text);
+    } catch (const std::bad_alloc&) {
+      // The error that the reader makes of it names another cause.
+      log.recoverable_failure("out of memory while a database was read");
+      throw;
+    }
+  });
   return collection;
 }
 

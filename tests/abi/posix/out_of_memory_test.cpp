@@ -113,9 +113,15 @@ struct host {
   int last_errors = 0;
   std::size_t raw_packets = 0;
   std::size_t decoded_packets = 0;
+  bool was_told_the_cause = false;
 };
 
-void take_log(kovax_source*, void*, std::int32_t, const char*) {}
+void take_log(kovax_source*, void* user_data, std::int32_t level, const char* message) {
+  if (level == KOVAX_LOG_RECOVERABLE_FAILURE &&
+      std::strcmp(message, "out of memory while a database was read") == 0) {
+    static_cast<host*>(user_data)->was_told_the_cause = true;
+  }
+}
 
 void take_error(void* user_data, kovax_error_t error) {
   if (error.message != nullptr) ++static_cast<host*>(user_data)->errors;
@@ -134,6 +140,7 @@ void take_last_error(void* user_data, kovax_error_t error) {
 const char* life_of_an_instance(const char* parameters, host& counts) {
   kovax_source_init_args arguments{};
   arguments.parameters = parameters;
+  arguments.log_user_data = &counts;
   arguments.log = take_log;
   arguments.error_user_data = &counts;
   arguments.error = take_error;
@@ -156,7 +163,7 @@ const char* life_of_an_instance(const char* parameters, host& counts) {
 
 // --- one life in a process of its own ---------------------------------------------------------
 
-enum exit_code : int { lived = 0, misbehaved = 1, died_in_a_library = 2 };
+enum exit_code : int { lived = 0, misbehaved = 1, died_in_a_library = 2, told_the_cause = 3 };
 
 bool contains(const char* text, std::string_view part) {
   return text != nullptr && std::string_view(text).find(part) != std::string_view::npos;
@@ -199,7 +206,7 @@ int exit_of_a_life(const std::string& parameters, std::uint64_t failure, bool al
     if (wrong != nullptr && write(STDERR_FILENO, wrong, std::strlen(wrong)) > 0) {
       _exit(misbehaved);
     }
-    _exit(lived);
+    _exit(counts.was_told_the_cause ? told_the_cause : lived);
   }
   int status = 0;
   while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
@@ -282,12 +289,15 @@ class out_of_memory_test : public testing::Test {
     const std::uint64_t count = count_allocations(text, prepare);
     ASSERT_GT(count, 100U);
     int in_a_library = 0;
+    int with_the_cause = 0;
     int deaths = 0;
     for (const bool all : {false, true}) {
       for (std::uint64_t failure = 1; failure <= count; ++failure) {
         const int exit = exit_of_a_life(text, failure, all, prepare);
         if (exit == died_in_a_library) {
           ++in_a_library;
+        } else if (exit == told_the_cause) {
+          ++with_the_cause;
         } else if (exit != lived) {
           ADD_FAILURE() << (exit < 0 ? "died" : "misbehaved") << " without allocation " << failure
                         << " of " << count << (all ? " and those after it" : "");
@@ -295,6 +305,7 @@ class out_of_memory_test : public testing::Test {
         }
       }
     }
+    EXPECT_GT(with_the_cause, 0) << "a database that memory fails for is called invalid only";
     std::printf("%d of %d lives ended in a library\n", in_a_library, static_cast<int>(2 * count));
   }
 
