@@ -45,7 +45,7 @@ bool trace_input::take_received(std::string& chunk) {
 }
 
 void trace_input::close_port() {
-  if (port_) port_->close();
+  if (port_) port_->close(settings_.recording);
 }
 
 void trace_input::stop() {

@@ -131,7 +131,7 @@ void zet_serialport::cancel() {
   rx_condition_.notify_all();
 }
 
-void zet_serialport::close() {
+void zet_serialport::close(bool take_queued) {
   const std::lock_guard lifecycle(lifecycle_mutex_);
   if (!transport_->is_open()) return;
   {
@@ -145,7 +145,7 @@ void zet_serialport::close() {
   // The device itself is closed only when `port` dies, after the join: a worker
   // inside a call must never meet a handle that is closed or, worse, reused.
   const auto port = transport_->release();
-  transport_->abort_receive();
+  transport_->abort_receive(take_queued);
   if (rx_worker_.joinable()) rx_worker_.join();
   const std::lock_guard lock(rx_mutex_);
   closed_ = true;
