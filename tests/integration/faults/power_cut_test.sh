@@ -9,24 +9,22 @@ disk=$work.disk # removed with the directory
 runs=0
 
 # powered CUT COMMAND...: runs the command until the power goes, and starts again: each file
-# has what the disk has of it.
+# that it made has what the disk has of it.
 powered() {
-  local cut=$1 name
+  local cut=$1 inode name
+  local -A before=()
   shift
   rm -rf "$disk"
   mkdir "$disk"
-  while read -r name; do cp "$name" "$disk/$(stat -c %i "$name")"; done < <(find . -type f)
+  while read -r inode; do before[$inode]=1; done < <(find . -type f -printf '%i\n')
   code=0
   # The shell reports programs that were killed.
-  { env POWER_CUT="$cut" POWER_DISK="$disk" LD_PRELOAD="$library" "$@" >"$work.out" 2>"$work.err"; } 2>/dev/null ||
-    code=$?
-  while read -r name; do
-    if [ -e "$disk/$(stat -c %i "$name")" ]; then
-      cat "$disk/$(stat -c %i "$name")" >"$name"
-    else
-      : >"$name"
-    fi
-  done < <(find . -type f)
+  { POWER_CUT="$cut" POWER_DISK="$disk" LD_PRELOAD="$library" "$@" >"$work.out" 2>"$work.err"; } \
+    2>/dev/null || code=$?
+  while read -r inode name; do
+    [ -z "${before[$inode]-}" ] || continue
+    if [ -e "$disk/$inode" ]; then cat "$disk/$inode" >"$name"; else : >"$name"; fi
+  done < <(find . -type f -printf '%i %p\n')
   runs=$((runs + 1))
 }
 
