@@ -4,7 +4,6 @@
 
 #include <cerrno>
 #include <chrono>
-#include <fstream>
 #include <random>
 #include <string>
 #include <utility>
@@ -62,8 +61,10 @@ std::error_code write_protection(const fs::path& target) {
   std::error_code error;
   if (!fs::exists(target, error)) return {};
   errno = 0;
-  const std::fstream probe(target, std::ios::binary | std::ios::in | std::ios::out);
-  return probe ? std::error_code() : last_error();
+  std::FILE* const probe = platform::open_file(target, platform::open_mode::update);
+  if (probe == nullptr) return last_error();
+  std::fclose(probe);
+  return {};
 }
 
 void keep_permissions(const fs::path& target, const fs::path& part) {
@@ -79,7 +80,7 @@ std::FILE* file_operations::create(const fs::path& path) {
 }
 
 std::size_t file_operations::write(std::FILE* file, const char* bytes, std::size_t size) {
-  return std::fwrite(bytes, 1, size, file);
+  return platform::write_bytes(file, bytes, size);
 }
 
 int file_operations::sync(std::FILE* file) {
@@ -87,7 +88,7 @@ int file_operations::sync(std::FILE* file) {
 }
 
 int file_operations::close(std::FILE* file) {
-  return std::fclose(file);
+  return platform::close_file(file);
 }
 
 std::error_code file_operations::replace(const fs::path& from, const fs::path& to) {
@@ -146,10 +147,12 @@ std::error_code atomic_file::sync() {
 }
 
 std::error_code atomic_file::finish() {
+  std::error_code failure;
+  // Before the sync, which makes the size last, too.
+  if (is_torn_) fs::resize_file(part_, size_, failure);
+  if (!failure) failure = sync();
   errno = 0;
-  std::error_code failure = sync();
   if (operations_.close(std::exchange(file_, nullptr)) != 0 && !failure) failure = last_error();
-  if (is_torn_ && !failure) fs::resize_file(part_, size_, failure);
   return failure;
 }
 

@@ -1,8 +1,9 @@
 #include "decoder/configuration.h"
 
 #include <algorithm>
+#include <utility>
 
-#include "implementation/json.h"
+#include "implementation/json_document.h"
 
 namespace open_decoder {
 namespace {
@@ -92,14 +93,7 @@ std::optional<loss_trace> parse_loss_trace(const json& value) {
   return trace;
 }
 
-}  // namespace
-
-bool configuration::accepts(std::uint32_t master_id) const noexcept {
-  return std::binary_search(masters.begin(), masters.end(), master_id);
-}
-
-std::optional<configuration> parse_configuration(std::string_view text) {
-  const auto document = json::parse(text, nullptr, /*allow_exceptions=*/false);
+std::optional<configuration> read_configuration(const json& document) {
   if (!has_text(member(document, "format"), format_name) ||
       to_id(member(document, "version")) != format_version) {
     return std::nullopt;
@@ -116,6 +110,21 @@ std::optional<configuration> parse_configuration(std::string_view text) {
     }
   }
   return result;
+}
+
+}  // namespace
+
+bool configuration::accepts(std::uint32_t master_id) const noexcept {
+  return std::binary_search(masters.begin(), masters.end(), master_id);
+}
+
+std::optional<configuration> parse_configuration(std::string_view text) {
+  try {
+    const kovax::json_document document(text);
+    return read_configuration(document.root());
+  } catch (const json::exception&) {
+    return std::nullopt;
+  }
 }
 
 }  // namespace open_decoder

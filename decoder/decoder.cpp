@@ -75,7 +75,8 @@ dekodrix_statistics decoder::statistics() const noexcept {
           .frames_intact = frames_intact_,
           .frames_damaged = frames_damaged_,
           .frames_of_unknown_masters = frames_of_unknown_masters_,
-          .bytes_outside_frames = scanner_.skipped_bytes()};
+          .bytes_outside_frames = scanner_.skipped_bytes(),
+          .bytes_of_unfinished_frame = scanner_.unfinished_bytes()};
 }
 
 void decoder::take_frame(const frame& received) noexcept {

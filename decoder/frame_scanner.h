@@ -37,6 +37,12 @@ class frame_scanner {
   // the limit in frames that are too long. Flags do not count.
   [[nodiscard]] std::uint64_t skipped_bytes() const noexcept { return skipped_bytes_; }
 
+  // Returns how many bytes of the frame begun are held; an escaped one
+  // counts once. 0 between frames.
+  [[nodiscard]] std::uint64_t unfinished_bytes() const noexcept {
+    return held_size_ + (escaping_ ? 1 : 0);
+  }
+
   // Forgets the frame begun and all counts, and waits for a flag, as at the start of a
   // stream.
   void reset() noexcept;

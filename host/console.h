@@ -32,14 +32,9 @@ inline std::string drawn_line(std::string_view text) {
   return line;
 }
 
-// `text` with '?' for the control characters of ASCII: texts from outside must not
-// control the terminal.
-inline std::string sanitize(std::string_view text) {
-  std::string result(text);
-  for (char& c : result) {
-    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) c = '?';
-  }
-  return result;
-}
+// `text` with '?' for each control character: texts from outside must not control the
+// terminal. They are those of ASCII and U+0080 to U+009F (ECMA-48, C1), in UTF-8 and, for
+// a terminal of another encoding, as a byte where no character of UTF-8 goes on.
+std::string sanitize(std::string_view text);
 
 }  // namespace veltra::host

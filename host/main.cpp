@@ -1,6 +1,7 @@
 // veltra - turns a modem trace into a capture.
 #include <cstdio>
 #include <exception>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -11,6 +12,7 @@
 #include "platform/arguments.h"
 #include "platform/console.h"
 #include "platform/message.h"
+#include "platform/thread.h"
 
 int main(int argc, char** argv) {
   using veltra::host::exit_code;
@@ -25,9 +27,19 @@ int main(int argc, char** argv) {
   } catch (const veltra::host::user_error& error) {
     std::fprintf(stderr, "veltra: %s\n", sanitize(platform::utf8_message(error.what())).c_str());
     return static_cast<int>(error.code());
+  } catch (const platform::thread_failure& error) {
+    std::fprintf(stderr,
+                 "veltra: %s; end other programs, or raise the limits on processes and memory "
+                 "(ulimit -u, ulimit -v).\n",
+                 platform::utf8_message(error.what()).c_str());
+    return static_cast<int>(exit_code::run_failed);
+  } catch (const std::bad_alloc&) {
+    std::fputs("veltra: out of memory; end other programs, or raise the limit (ulimit -v).\n",
+               stderr);
+    return static_cast<int>(exit_code::run_failed);
   } catch (const std::exception& error) {
     std::fprintf(stderr, "veltra: internal error: %s; please report it with the command line.\n",
-                 platform::utf8_message(error.what()).c_str());
+                 sanitize(platform::utf8_message(error.what())).c_str());
     return static_cast<int>(exit_code::internal);
   }
 }

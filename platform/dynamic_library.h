@@ -43,4 +43,12 @@ class dynamic_library {
 // is its soname, or on Windows its file name. Empty if there is none. Any thread.
 std::filesystem::path loaded_library_file(const char* name);
 
+// A function of that library, or null if there is no such library or function. Valid as
+// long as the library stays loaded. Any thread.
+void* find_loaded_symbol(const char* library, const char* name);
+template <typename Function>
+Function find_loaded_function(const char* library, const char* name) {
+  return reinterpret_cast<Function>(find_loaded_symbol(library, name));
+}
+
 }  // namespace platform

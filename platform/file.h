@@ -26,6 +26,7 @@ bool is_pipe_name(const std::filesystem::path& path);
 
 enum class open_mode {
   read,     // an existing file, from its start
+  update,   // an existing file as it is, for reading and writing
   replace,  // a new or emptied file, for writing and reading back
   create,   // a new file, for writing; fails with EEXIST if there is one
   write,    // for writing only, as devices and pipes want it
@@ -42,6 +43,15 @@ std::FILE* open_pipe_for_reading(const std::filesystem::path& path);
 // Opens a new file without a name that anybody could meet, for writing and reading
 // back; it is gone when it is closed. Null with errno set on failure, as above.
 std::FILE* open_temporary_file();
+
+// Like fread(3) and fwrite(3) with elements of one byte, but go on after an interruption
+// by a signal. A smaller count than `size` is the end of the file or an error in errno.
+std::size_t read_bytes(std::FILE* file, char* to, std::size_t size);
+std::size_t write_bytes(std::FILE* file, const char* from, std::size_t size);
+
+// Like fclose(3); an interruption by a signal is not a failure, for the file is closed
+// then. Bytes that sync_file() had written are safe.
+int close_file(std::FILE* file);
 
 // Moves to `offset` bytes from the start, beyond 2 GiB too. Returns 0, or -1
 // with errno set.

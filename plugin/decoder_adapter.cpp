@@ -1,17 +1,24 @@
 #include "plugin/decoder_adapter.h"
 
 #include <new>
-#include <optional>
 #include <stdexcept>
 #include <utility>
 
+#include "platform/dynamic_library.h"
 #include "platform/file.h"
 #include "plugin/trace_db.h"
 
 namespace veltra {
 
-decoder_adapter::~decoder_adapter() noexcept(false) {
-  if (handle_ != nullptr) dekodrix_delete(handle_);
+decoder_adapter::~decoder_adapter() {
+  try {
+    delete_decoder();
+  } catch (...) {
+  }
+}
+
+void decoder_adapter::delete_decoder() {
+  if (dekodrix* const decoder = std::exchange(handle_, nullptr)) dekodrix_delete(decoder);
 }
 
 void decoder_adapter::configure(const std::filesystem::path& path, const host_log& log) {
@@ -41,6 +48,15 @@ void decoder_adapter::feed(std::string_view bytes) {
   dekodrix_append_buffer(handle_, reinterpret_cast<const std::uint8_t*>(bytes.data()),
                          bytes.size());
   dekodrix_parse(handle_);
+}
+
+std::optional<dekodrix_statistics> decoder_adapter::statistics() const {
+  const auto read = platform::find_loaded_function<decltype(&dekodrix_get_statistics)>(
+      VELTRA_DECODER_NAME, "dekodrix_get_statistics");
+  if (read == nullptr || !ready()) return std::nullopt;
+  dekodrix_statistics statistics{};
+  read(handle_, &statistics);
+  return statistics;
 }
 
 }  // namespace veltra

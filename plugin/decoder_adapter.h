@@ -3,11 +3,13 @@
 #pragma once
 
 #include <dekodrix/dekodrix.h>
+#include <dekodrix/statistics.h>
 
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -33,8 +35,11 @@ class decoder_adapter {
   decoder_adapter(const decoder_adapter&) = delete;
   decoder_adapter& operator=(const decoder_adapter&) = delete;
 
-  // Deletes the decoder; throws what dekodrix_delete throws.
-  ~decoder_adapter() noexcept(false);
+  // Deletes the decoder, whatever comes of it.
+  ~decoder_adapter();
+
+  // The same, but throws what dekodrix_delete throws; there is no decoder then either.
+  void delete_decoder();
 
   // Reads the database file at `path` and configures a new decoder from it.
   // Throws std::runtime_error with the reason. A failure up to reading the
@@ -52,6 +57,9 @@ class decoder_adapter {
 
   // How many next_trace() has left.
   std::uint64_t pending_traces() { return dekodrix_get_trace_count(handle_); }
+
+  // What the decoder has counted; nothing if the library does not count.
+  std::optional<dekodrix_statistics> statistics() const;
 
   database_collection& collection() noexcept { return collection_; }
 

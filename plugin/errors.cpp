@@ -10,12 +10,12 @@
 namespace veltra {
 
 void last_error::store(std::string message, std::int32_t code) {
+  auto stored = std::make_shared<const value>(value{std::move(message), code});
   const std::lock_guard lock(mutex_);
-  value_.message = std::move(message);
-  value_.code = code;
+  value_.swap(stored);
 }
 
-last_error::value last_error::load() const {
+std::shared_ptr<const last_error::value> last_error::load() const {
   const std::lock_guard lock(mutex_);
   return value_;
 }

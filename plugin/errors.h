@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <stdexcept>
 #include <string>
@@ -50,10 +51,11 @@ class last_error {
   };
 
   void store(std::string message, std::int32_t code);
-  value load() const;
+  // Allocates nothing. Never null.
+  std::shared_ptr<const value> load() const;
 
  private:
-  value value_;
+  std::shared_ptr<const value> value_ = std::make_shared<value>();
   // Start and stop may fail at the same time on two threads.
   mutable std::mutex mutex_;
 };

@@ -28,17 +28,6 @@ std::int32_t failed_if_thrown(const Body& body) noexcept {
   }
 }
 
-// Destroys an instance whose construction failed; that failure is the one to
-// report.
-struct quiet_delete {
-  void operator()(veltra_object* object) const noexcept {
-    try {
-      delete object;
-    } catch (...) {
-    }
-  }
-};
-
 void report_init_failure(const kovax_source_init_args& args, const char* message) noexcept {
   if (args.error == nullptr) return;
   std::string text;
@@ -62,7 +51,7 @@ std::int32_t kovax_source_init(kovax_source** source, const kovax_source_init_ar
   try {
     veltra::source_settings settings =
         veltra::read_init_parameters(args->parameters, {args->log, args->log_user_data});
-    std::unique_ptr<veltra_object, quiet_delete> object(new veltra_object(std::move(settings)));
+    auto object = std::make_unique<veltra_object>(std::move(settings));
     object->open_input();
     *source = object.release()->handle();
     return KOVAX_RESULT_OK;
@@ -98,7 +87,9 @@ std::int32_t kovax_source_stop(kovax_source* source) {
 
 std::int32_t kovax_source_release(kovax_source* source) {
   return failed_if_thrown([&] {
-    if (source != nullptr) delete &veltra_object::from_handle(source);
+    if (source == nullptr) return KOVAX_RESULT_OK;
+    const std::unique_ptr<veltra_object> object(&veltra_object::from_handle(source));
+    object->delete_decoder();
     return KOVAX_RESULT_OK;
   });
 }
@@ -113,8 +104,8 @@ std::int32_t kovax_source_version(void* user_data, kovax_version_callback callba
 void kovax_source_get_last_error(kovax_source* source, void* user_data,
                                  kovax_error_callback callback) {
   failed_if_thrown([&] {
-    const veltra::last_error::value error = veltra_object::from_handle(source).error().load();
-    callback(user_data, {error.message.c_str(), error.code});
+    const auto error = veltra_object::from_handle(source).error().load();
+    callback(user_data, {error->message.c_str(), error->code});
     return KOVAX_RESULT_OK;
   });
 }

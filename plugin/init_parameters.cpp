@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <stdexcept>
 
+#include "implementation/json_document.h"
 #include "implementation/json_values.h"
 #include "platform/file.h"
 #include "plugin/database/cache_sync.h"
@@ -42,7 +43,8 @@ bool finds_database_itself(const json& parameters, const source_settings& settin
 
 source_settings read_init_parameters(const char* text, const host_log& log) {
   if (text == nullptr || *text == '\0') throw std::runtime_error(no_input);
-  const json parameters = json::parse(text);
+  const kovax::json_document document(text);
+  const json& parameters = document.root();
 
   source_settings settings;
   settings.log = log;
@@ -54,6 +56,9 @@ source_settings read_init_parameters(const char* text, const host_log& log) {
   settings.chunk_size = read_chunk_size(parameters, settings.chunk_size);
   if (parameters.contains("recording")) {
     settings.recording = parameters.at("recording").get<bool>();
+  }
+  if (parameters.contains("log_statistics")) {
+    settings.log_statistics = parameters.at("log_statistics").get<bool>();
   }
   if (finds_database_itself(parameters, settings)) {
     sync_log listener(log);

@@ -58,12 +58,11 @@ void packet_delivery::deliver(const packet_receiver& to, kovax_stream_packet_t& 
 const char* packet_delivery::metadata() {
   if (!constant_members_.empty() && metadata_offset_ == data_offset_) return metadata_.c_str();
   if (constant_members_.empty()) {
-    kovax::json members;
-    if (data_size_) members["data_size"] = *data_size_;
-    members["modem_db_path"] = database_path_;
-    members["modem_db_uuid"] = database_uuid_;
-    constant_members_ = members.dump();
-    constant_members_.front() = ',';  // the offset's member comes before them
+    std::string members;
+    if (data_size_) members += R"(,"data_size":)" + std::to_string(*data_size_);
+    members += R"(,"modem_db_path":)" + kovax::json(database_path_).dump();
+    members += R"(,"modem_db_uuid":)" + kovax::json(database_uuid_).dump() + "}";
+    constant_members_ = std::move(members);
   }
   char digits[20];  // the largest 64-bit number
   const auto end = std::to_chars(digits, digits + sizeof digits, data_offset_).ptr;

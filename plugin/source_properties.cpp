@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "implementation/json_values.h"
+#include "plugin/limits.h"
 #include "plugin/trace_payload.h"
 
 namespace veltra {
@@ -162,7 +163,8 @@ converted convert_formatted(trace_db_config& config, const trace_payload& payloa
       format.find("AT_DEBUG_STRING") != std::string_view::npos) {
     return convert_formatted_at(config, items, payload);
   }
-  if (definition.contains("label") && definition.at("label") == "TRACE_SYSTEM_WARNING" &&
+  if (definition.contains("label") &&
+      kovax::is_text(definition.at("label"), "TRACE_SYSTEM_WARNING") &&
       format.starts_with("Traces dropped kernel: %hu user: %hu") && items.is_array() &&
       items.size() > 2) {
     return convert_dropped_traces(config, items, payload);
@@ -210,7 +212,7 @@ converted convert_payload(trace_db_config& config, const trace_payload& payload)
 converted convert_trace(trace_db_config& config, const dekodrix_trace& trace) {
   if (trace.data == nullptr) return std::nullopt;
   const std::string_view bytes(reinterpret_cast<const char*>(trace.data),
-                               static_cast<std::size_t>(trace.data_length));
+                               std::min(trace.data_length, max_packet_bytes));
   const std::optional<trace_payload> payload =
       parse_trace_payload(bytes, config.trace_id_size, config.little_endian);
   if (!payload) return std::nullopt;

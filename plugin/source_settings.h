@@ -28,7 +28,8 @@ struct source_settings {
   std::string database_file;                      // UTF-8; empty: none named
   std::vector<std::string> database_directories;  // where a database is looked for by its UUID
 
-  bool recording = false;  // runs are those of class recording
+  bool recording = false;       // runs are those of class recording
+  bool log_statistics = false;  // at the end of a run
 
   // Bytes per read of a file. A serial port gives more when it has more.
   std::uint64_t file_chunk_size() const { return std::min(chunk_size, max_bytes_per_read); }

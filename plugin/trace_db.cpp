@@ -1,13 +1,18 @@
 #include "plugin/trace_db.h"
 
+#include <fmt/format.h>
+
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <utility>
 
+#include "implementation/json_document.h"
 #include "implementation/json_values.h"
 #include "platform/file.h"
 #include "plugin/database/database_reader.h"
 #include "plugin/database/file_io.h"
+#include "plugin/limits.h"
 
 namespace veltra {
 
@@ -21,12 +26,6 @@ using kovax::to_u32;
 
 // Trace ids are 32-bit values.
 constexpr std::uint32_t max_trace_id_size = 4;
-
-// Levels of arrays and objects in a database. The JSON library parses any number of
-// them, but copying and printing a value recurse, at some hundred bytes of stack a
-// level, and an archive of 452 bytes holds 80000 levels. This many do with 100 KiB,
-// less than any thread has, and are far more than a database needs.
-constexpr std::size_t max_nesting = 512;
 
 // A member of an array element: must be there.
 const json& strict_member(const json& element, const char* key) {
@@ -62,9 +61,10 @@ void read_identity(trace_db_config& config, const json& meta) {
   }
 }
 
-void read_aliases(trace_db_config& config, const json& meta) {
-  if (!meta.contains("aliases")) return;
-  config.aliases = meta.at("aliases");
+// Moves them out of the document: a copy that fails could not be taken apart.
+void read_aliases(trace_db_config& config, json& root) {
+  if (!member(root, "meta").contains("aliases")) return;
+  config.aliases = std::move(root.at("meta").at("aliases"));
   for (const json& alias : *config.aliases) {
     config.ids.insert(to_u32(strict_member(alias, "id")));
   }
@@ -126,7 +126,9 @@ void read_traces(trace_db_config& config, json& root) {
   if (!root.contains("traces")) return;
   for (json& trace : root.at("traces")) {
     const std::uint32_t id = to_u32(strict_member(trace, "id"));
-    config.traces.try_emplace(id, std::move(trace));
+    // In two steps: a definition that the map cannot take stays in the document.
+    const auto [place, is_new] = config.traces.try_emplace(id);
+    if (is_new) place->second = std::move(trace);
   }
 }
 
@@ -164,24 +166,37 @@ database_collection read_database_file(const std::filesystem::path& path, const 
   const std::string bytes = read_bytes(path);
   const bool archive = is_archive(path);
   database_collection collection;
-  extract_database_texts(
-      bytes, archive, [&](std::string_view text) { process_database_text(collection, log, text); });
+  extract_database_texts(bytes, archive, [&](std::string_view text) {
+    try {
+      process_database_text(collection, log, text);
+    } catch (const std::bad_alloc&) {
+      // The error that the reader makes of it names another cause.
+      log.recoverable_failure("out of memory while a database was read");
+      throw;
+    }
+  });
   return collection;
 }
 
 void process_database_text(database_collection& collection, const host_log& log,
                            std::string_view text) {
+  if (text.size() > max_database_text_bytes) {
+    log.recoverable_failure(fmt::format("a database has {} bytes, and at most {} are read",
+                                        text.size(), max_database_text_bytes));
+    throw std::runtime_error("database too large");
+  }
   if (kovax::nested_deeper_than(text, max_nesting)) throw std::runtime_error("nested too deep");
-  json root = json::parse(text);
+  kovax::json_document document(text);
+  json& root = document.root();
   const json& meta = member(root, "meta");
   trace_db_config config;
 
   read_identity(config, meta);
-  read_aliases(config, meta);
+  read_aliases(config, root);
   const decoder_configurations decoder = find_decoder_configurations(meta);
   // Masters prefer the older place, the configuration text below the newer one.
   read_masters(config, decoder);
-  config.type_mapping_by_id = member(meta, "type_mapping") == "id";
+  config.type_mapping_by_id = kovax::is_text(member(meta, "type_mapping"), "id");
   const json::array_t& descriptors = array_member(meta, "trace_type_descriptors");
   read_buffers(config, root);
   if (meta.contains("min_data_size")) config.min_data_size = to_u32(meta.at("min_data_size"));

@@ -33,6 +33,11 @@ struct type_descriptor {
 // constant from then on, except `layer_name` and the scratch space of `index`:
 // only one thread may convert traces with it.
 struct trace_db_config {
+  trace_db_config() = default;
+  trace_db_config(trace_db_config&&) = default;
+  trace_db_config& operator=(trace_db_config&&) = default;
+  ~trace_db_config();
+
   std::uint32_t id = 0;             // the database's own master id
   std::uint32_t trace_id_size = 0;  // bytes of a trace id at the start of a trace, 0 to 4
   std::uint32_t min_data_size = 1;

@@ -1,8 +1,11 @@
 #include "plugin/trace_decoding.h"
 
+#include <fmt/format.h>
+
 #include "platform/file.h"
 #include "plugin/database/database_locator.h"
 #include "plugin/errors.h"
+#include "plugin/limits.h"
 #include "plugin/source_properties.h"
 
 namespace veltra {
@@ -35,10 +38,26 @@ void trace_decoding::search(std::string_view chunk, const host_log& log) {
 converted_trace trace_decoding::next_trace() {
   converted_trace next{decoder_.next_trace(), std::nullopt};
   if (!next.trace) return next;
+  if (next.trace->data_length > max_packet_bytes) {
+    settings_.log.recoverable_failure(
+        fmt::format("a trace of {} bytes is cut to {}", next.trace->data_length, max_packet_bytes));
+  }
   trace_db_config* const config =
       decoder_.collection().find_config_for_master(next.trace->master_id);
   if (config != nullptr) next.packet = convert_trace(*config, *next.trace);
   return next;
+}
+
+void trace_decoding::log_statistics(const host_log& log) const {
+  const auto statistics = decoder_.statistics();
+  if (!statistics) return;
+  log.progress(fmt::format(R"(dekodrix statistics: {{"frames_found":{},"frames_intact":{},)"
+                           R"("frames_damaged":{},"frames_of_unknown_masters":{},)"
+                           R"("bytes_outside_frames":{},"bytes_of_unfinished_frame":{}}})",
+                           statistics->frames_found, statistics->frames_intact,
+                           statistics->frames_damaged, statistics->frames_of_unknown_masters,
+                           statistics->bytes_outside_frames,
+                           statistics->bytes_of_unfinished_frame));
 }
 
 }  // namespace veltra

@@ -61,10 +61,16 @@ class trace_decoding {
   // Everything that was searched.
   const std::string& searched_bytes() const noexcept { return search_.cached_data(); }
 
+  // Deletes the decoder, if there is one. Throws what the library throws.
+  void delete_decoder() { decoder_.delete_decoder(); }
+
   // The calls below need a decoder. They throw what the library throws.
 
   // Hands bytes to the decoder and decodes them.
   void feed(std::string_view bytes) { decoder_.feed(bytes); }
+
+  // Logs what the decoder has counted, as a JSON object, if it counts.
+  void log_statistics(const host_log& log) const;
 
   std::uint64_t pending_traces() { return decoder_.pending_traces(); }
 

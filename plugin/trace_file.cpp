@@ -32,7 +32,7 @@ bool trace_file::read_chunk(std::uint64_t max_bytes, std::string& chunk) {
   while (have < max_bytes && std::feof(file_.get()) == 0) {
     const auto step = static_cast<std::size_t>(std::min(max_bytes - have, max_step));
     chunk.resize(have + step);
-    have += std::fread(chunk.data() + have, 1, step, file_.get());
+    have += platform::read_bytes(file_.get(), chunk.data() + have, step);
     if (std::ferror(file_.get()) != 0) {
       throw std::runtime_error("trace_file could not be read at " + path_);
     }

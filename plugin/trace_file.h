@@ -16,8 +16,6 @@ class trace_file {
   // "file_size" when it has no size, as a directory.
   void open(const std::string& utf8_path);
 
-  bool is_open() const { return file_ != nullptr; }
-
   // Bytes in the file when it was opened.
   std::uint64_t size() const { return size_; }
 

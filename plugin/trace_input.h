@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "implementation/zet_serialport/zet_serialport.h"
@@ -18,10 +19,11 @@ class trace_input {
   // Keeps `settings`, which must outlive this object.
   explicit trace_input(const source_settings& settings);
 
-  // From here on the file is the input. Throws as trace_file::open does. Without a call
-  // the serial port is.
-  void open_file(const std::string& utf8_path) { file_.open(utf8_path); }
-  bool is_file() const { return file_.is_open(); }
+  // Whether the settings name a trace file; otherwise the input is the serial port.
+  bool is_file() const { return !port_; }
+
+  // Opens the trace file, before anything is read from it. Throws as trace_file::open does.
+  void open_file() { file_.open(settings_.trace_file); }
   std::uint64_t file_size() const { return file_.size(); }
 
   // Begins a run: forgets earlier stops and opens the port, unless it is open.
@@ -40,10 +42,10 @@ class trace_input {
   static constexpr std::size_t max_bytes_per_take = 64 * 1024;
 
   // Bytes that take_received() has left.
-  std::size_t received_bytes() const { return port_.bytes_available(); }
+  std::size_t received_bytes() const { return port_ ? port_->bytes_available() : 0; }
 
   // Waits until the port is closed and nothing is received any more. For after a stop.
-  void close_port() { port_.close(); }
+  void close_port();
 
   // Asks the run to end: wakes read() and closes the port.
   void stop();
@@ -55,8 +57,8 @@ class trace_input {
 
   const source_settings& settings_;
   trace_file file_;
-  zet_serialport_lib::zet_serialport port_;  // used only when the input is not a file
-  std::atomic<std::uint32_t> stops_{0};      // since the run began
+  std::optional<zet_serialport_lib::zet_serialport> port_;
+  std::atomic<std::uint32_t> stops_{0};  // since the run began
 };
 
 }  // namespace veltra

@@ -24,12 +24,12 @@ veltra_object::veltra_object(source_settings settings)
       recording_(input_, decoding_, delivery_) {}
 
 void veltra_object::open_input() {
-  if (settings_.trace_file.empty()) {
+  if (!input_.is_file()) {
     KOVAX_CONTRACT(!settings_.serial_port.empty());
     log().progress("Using serial port " + settings_.serial_port + " for tracing");
     log().progress("Using serial port with settings: " + to_string(settings_.serial_settings));
   } else {
-    input_.open_file(settings_.trace_file);
+    input_.open_file();
     delivery_.set_data_size(input_.file_size());
   }
   if (!settings_.database_file.empty()) {
@@ -41,7 +41,15 @@ void veltra_object::open_input() {
 void veltra_object::run(void* packet_user_data, kovax_packet_callback callback) {
   const packet_receiver to{handle(), packet_user_data, callback};
   input_.begin_run(log());
-  if (settings_.recording) return recording_.run(to, log());
+  if (settings_.recording) {
+    recording_.run(to, log());
+  } else {
+    search_and_extract(to);
+  }
+  if (settings_.log_statistics) decoding_.log_statistics(log());
+}
+
+void veltra_object::search_and_extract(const packet_receiver& to) {
   if (!input_.is_file() && input_.stop_requested()) throw_stopped();
   if (decoding_.is_searching()) {
     search_database();

@@ -23,9 +23,6 @@ class veltra_object {
   veltra_object(const veltra_object&) = delete;
   veltra_object& operator=(const veltra_object&) = delete;
 
-  // Throws what deleting the decoder throws; everything is freed all the same.
-  ~veltra_object() noexcept(false) = default;
-
   // Second step of construction: opens the trace file if there is one (otherwise there
   // must be a serial port) and loads the database if one was named. Throws as
   // trace_file::open and trace_decoding::load_database do.
@@ -38,6 +35,10 @@ class veltra_object {
   // the std::runtime_error "stop extracting". With the setting `recording` a run is
   // that of class recording.
   void run(void* packet_user_data, kovax_packet_callback callback);
+
+  // First step of the destruction, which may fail: throws what the decoding library
+  // throws. The destructor does it otherwise, and says nothing of a failure.
+  void delete_decoder() { decoding_.delete_decoder(); }
 
   // Makes a running run() end soon. Throws what the log callback throws.
   void stop();
@@ -53,6 +54,7 @@ class veltra_object {
  private:
   // The host's log for messages that belong to this instance.
   host_log log();
+  void search_and_extract(const packet_receiver& to);
   void search_database();
   void extract(const packet_receiver& to);
   bool drain_decoder(const packet_receiver& to);

@@ -37,6 +37,15 @@ std::string format_summary(const run_statistics& statistics, const summary_facts
     fmt::format_to(out, "  {:<22}{:>9}\n", sanitize(layer), count);
   }
   fmt::format_to(out, "  {:<22}{:>9}\n", "dropped traces", statistics.dropped_traces());
+  if (statistics.damaged_frames() != 0) {
+    fmt::format_to(out, "  {:<22}{:>9}\n", "damaged frames", statistics.damaged_frames());
+  }
+  // An interruption falls at an arbitrary byte.
+  if (statistics.unfinished_bytes() != 0 && !facts.interrupted) {
+    const std::uint64_t bytes = statistics.unfinished_bytes();
+    fmt::format_to(out, "  {:<22}inside a frame, after {} byte{} of it\n", "end of the trace",
+                   bytes, plural(bytes));
+  }
   if (!facts.remarks.empty()) {
     fmt::format_to(out, "  {:<22}{}\n", "remarks", facts.remarks);
   }

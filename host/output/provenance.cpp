@@ -4,9 +4,10 @@
 #include <zlib.h>
 
 #include <algorithm>
+#include <array>
 #include <fstream>
-#include <iterator>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <system_error>
 
@@ -62,6 +63,20 @@ std::string inflate_start(std::string start) {
   return bytes;
 }
 
+// Nothing if it cannot be read to its end.
+std::optional<std::string> read_whole(const std::filesystem::path& path) {
+  std::FILE* const file = platform::open_file(path, platform::open_mode::read);
+  if (file == nullptr) return std::nullopt;
+  std::string bytes;
+  std::array<char, 65536> block;
+  while (const std::size_t count = platform::read_bytes(file, block.data(), block.size())) {
+    bytes.append(block.data(), count);
+  }
+  const bool is_whole = std::ferror(file) == 0;
+  std::fclose(file);
+  return is_whole ? std::optional(std::move(bytes)) : std::nullopt;
+}
+
 std::string read_head(const std::filesystem::path& file) {
   std::error_code ignored;
   if (!std::filesystem::is_regular_file(file, ignored)) return {};
@@ -98,12 +113,11 @@ provenance provenance_of_database(const std::filesystem::path& file, const std::
 }
 
 std::string sha256_of_file(const std::filesystem::path& file) {
-  std::ifstream from(file, std::ios::binary);
-  if (!from.is_open()) return {};
-  const std::string bytes{std::istreambuf_iterator<char>(from), {}};
+  const std::optional<std::string> bytes = read_whole(file);
+  if (!bytes) return {};
   std::string digits;
   try {
-    append_hex(digits, platform::sha256(bytes));
+    append_hex(digits, platform::sha256(*bytes));
   } catch (const std::runtime_error&) {
     return {};  // a machine that forbids the algorithm
   }

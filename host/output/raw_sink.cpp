@@ -83,7 +83,7 @@ void raw_sink::write(const packet& packet) {
 
 int raw_sink::put(std::string_view bytes) {
   if (is_stream_) return stream_.write(file_.get(), bytes);
-  return std::fwrite(bytes.data(), 1, bytes.size(), file_.get()) == bytes.size() ? 0 : errno;
+  return platform::write_bytes(file_.get(), bytes.data(), bytes.size()) == bytes.size() ? 0 : errno;
 }
 
 void raw_sink::sync() {
@@ -95,7 +95,7 @@ void raw_sink::finish() {
   if (!file_) return;
   sync();
   std::FILE* const file = file_.release();
-  if ((file == stdout ? std::fflush(file) : std::fclose(file)) != 0) fail(errno);
+  if ((file == stdout ? std::fflush(file) : platform::close_file(file)) != 0) fail(errno);
 }
 
 bool raw_sink::salvage() {

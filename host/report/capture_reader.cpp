@@ -175,7 +175,8 @@ class reader {
 
   // False if the file is over. Returns what is there, which may be less than asked for.
   std::size_t fill(std::span<std::uint8_t> into) {
-    const std::size_t count = std::fread(into.data(), 1, into.size(), file_.get());
+    const std::size_t count =
+        platform::read_bytes(file_.get(), reinterpret_cast<char*>(into.data()), into.size());
     if (count < into.size() && std::ferror(file_.get()) != 0) {
       fail(std::generic_category().message(errno));
     }

@@ -28,7 +28,7 @@ bool is_plain(unsigned char character) {
 }  // namespace
 
 kovax::json file_input::parameters() const {
-  return {{"file_path", literal_path(platform::path_from_utf8(path_))}};
+  return {{"file_path", literal_path(platform::path_from_utf8(path_))}, {"log_statistics", true}};
 }
 
 provenance file_input::origin() const {

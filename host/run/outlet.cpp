@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "platform/thread.h"
+
 namespace veltra::host {
 
 namespace {
@@ -51,7 +53,7 @@ outlet::~outlet() {
 
 void outlet::start() {
   if (delivery_ == delivery::direct) return;
-  thread_ = std::thread([this] { write_until_finished(); });
+  thread_ = platform::start_thread([this] { write_until_finished(); });
 }
 
 void outlet::push(const packet& packet) {

@@ -248,6 +248,8 @@ void active_run::on_message(std::int32_t level, std::string_view message) {
   database_events_.take(event);
   if (event.kind == event_kind::decoding_stopped) {
     stop_decoding(event.detail);
+  } else if (event.kind == event_kind::decoder_counted) {
+    statistics_.take_decoder_counts(event.detail);
   } else if (event.is_failure && !options_.verbose) {
     note_failure(event);
   }

@@ -6,6 +6,9 @@
 #include <functional>
 #include <mutex>
 #include <thread>
+#include <utility>
+
+#include "platform/thread.h"
 
 namespace veltra::host {
 
@@ -22,7 +25,7 @@ class ticker {
   ~ticker() { stop(); }
 
   void start() {
-    thread_ = std::thread([this] { tick_until_stopped(); });
+    thread_ = platform::start_thread([this] { tick_until_stopped(); });
   }
 
   // Waits for a tick under way.

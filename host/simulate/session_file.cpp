@@ -156,7 +156,7 @@ session read_session(const std::filesystem::path& path) {
 
   std::string text;
   std::array<char, 65536> block;
-  while (const std::size_t count = std::fread(block.data(), 1, block.size(), file.get())) {
+  while (const std::size_t count = platform::read_bytes(file.get(), block.data(), block.size())) {
     text.append(block.data(), count);
     if (text.size() > max_session_bytes) {
       refuse_file(name, fmt::format("it is larger than {} bytes", max_session_bytes));

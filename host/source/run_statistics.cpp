@@ -24,6 +24,17 @@ void run_statistics::add(const packet& packet) {
   }
 }
 
+void run_statistics::take_decoder_counts(std::string_view text) {
+  const auto counts = kovax::json::parse(text, nullptr, false);
+  const auto count = [&](const char* name) -> std::uint64_t {
+    if (!counts.is_object() || !counts.contains(name)) return 0;
+    const auto& value = counts.at(name);
+    return value.is_number_unsigned() ? value.get<std::uint64_t>() : 0;
+  };
+  damaged_frames_ = count("frames_damaged");
+  unfinished_bytes_ = count("bytes_of_unfinished_frame");
+}
+
 std::string run_statistics::metadata_text(const char* key) const {
   const auto metadata = kovax::json::parse(latest_metadata_, nullptr, false);
   if (!metadata.is_object() || !metadata.contains(key) || !metadata.at(key).is_string()) return {};

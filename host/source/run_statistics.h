@@ -5,6 +5,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <string_view>
 
 #include "host/source/packet.h"
 
@@ -14,6 +15,13 @@ namespace veltra::host {
 class run_statistics {
  public:
   void add(const packet& packet);
+
+  // Takes the decoder's counters (event_kind::decoder_counted). Ignores any other text.
+  void take_decoder_counts(std::string_view text);
+
+  std::uint64_t damaged_frames() const { return damaged_frames_; }
+  // Bytes of the frame in which the trace ended; 0 if it ended between frames.
+  std::uint64_t unfinished_bytes() const { return unfinished_bytes_; }
 
   std::uint64_t raw_bytes() const { return raw_bytes_; }  // bytes of input delivered
   std::uint64_t decoded_packets() const { return decoded_packets_; }
@@ -35,6 +43,8 @@ class run_statistics {
   std::uint64_t decoded_packets_ = 0;
   std::uint64_t loss_reports_ = 0;  // among the decoded packets
   std::uint64_t dropped_traces_ = 0;
+  std::uint64_t damaged_frames_ = 0;
+  std::uint64_t unfinished_bytes_ = 0;
   std::map<std::string, std::uint64_t, std::less<>> packets_by_layer_;
   std::string latest_metadata_;
 };

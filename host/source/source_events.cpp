@@ -31,6 +31,7 @@ constexpr known_message known_messages[] = {
     {"check database at path: ", event_kind::database_checked, argument::text},
     {"try download database: ", event_kind::database_requested, argument::text},
     {"decoding stopped: ", event_kind::decoding_stopped, argument::text},
+    {"dekodrix statistics: ", event_kind::decoder_counted, argument::text},
 };
 
 constexpr std::string_view stopped_early_start = "stopped before the end: ";

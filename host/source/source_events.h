@@ -23,6 +23,7 @@ enum class event_kind {
   database_checked,     // detail: the file whose turn it is
   database_requested,   // detail: the UUID of the database that is downloaded
   decoding_stopped,     // detail: why a recording goes on without decoding
+  decoder_counted,      // detail: the decoder's counters at the end of a run, a JSON object
 };
 
 // One message. Its views live as long as the text that it was parsed from.

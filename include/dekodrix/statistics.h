@@ -17,7 +17,8 @@ extern "C" {
 
 /*
  * What a decoder has found in its stream since it was created or reset. The counters
- * never go backwards in between. docs/frame-format.md says which frames are damaged.
+ * never go backwards in between, except the last one. docs/frame-format.md says which frames are
+ * damaged.
  */
 typedef struct dekodrix_statistics {
   uint64_t frames_found;              /* intact and damaged; empty frames do not count */
@@ -25,6 +26,7 @@ typedef struct dekodrix_statistics {
   uint64_t frames_damaged;            /* aborted, of a wrong size or version, or a wrong check */
   uint64_t frames_of_unknown_masters; /* intact, but their master is not configured */
   uint64_t bytes_outside_frames;      /* before the first flag, or beyond the largest frame */
+  uint64_t bytes_of_unfinished_frame; /* of a frame that has begun and not ended yet */
 } dekodrix_statistics;
 
 /*

@@ -64,6 +64,12 @@ inline std::string text_member(const json& object, const char* key) {
   return member(object, key).get<std::string>();
 }
 
+// Whether `value` is exactly this text. The library's own comparison with a text allocates
+// and ends the process when it cannot.
+inline bool is_text(const json& value, std::string_view text) noexcept {
+  return value.is_string() && value.get_ref<const std::string&>() == text;
+}
+
 // The array that `value` is. Throws if it is not one.
 inline const json::array_t& as_array(const json& value) {
   if (!value.is_array()) value.get<json::array_t>();  // throws type error 302

@@ -28,6 +28,11 @@
  * Nothing that crosses this interface has to be freed by the receiver. No
  * exception leaves an exported function, whatever a callback throws.
  *
+ * Memory that runs out is a failure of the function that was called, and stop and
+ * get_last_error need none. Two places cannot report it and end the process: the
+ * standard library's directory iterator, while the database of a UUID is looked for;
+ * and the thread that receives from a serial port.
+ *
  * The header compiles as C11 and as C++11 and later. Record layouts are those
  * of 64-bit targets with natural alignment.
  */

@@ -39,4 +39,12 @@ std::filesystem::path loaded_library_file(const char* name) {
   return file;
 }
 
+void* find_loaded_symbol(const char* library, const char* name) {
+  void* const handle = dlopen(library, RTLD_LAZY | RTLD_NOLOAD);
+  if (handle == nullptr) return nullptr;
+  void* const found = dlsym(handle, name);
+  dlclose(handle);
+  return found;
+}
+
 }  // namespace platform

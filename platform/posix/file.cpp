@@ -5,7 +5,30 @@
 #include <sys/types.h>
 #include <unistd.h>
 
+#include <cerrno>
+
 namespace platform {
+
+namespace {
+
+// "e": not inherited by programs that are started later.
+const char* mode_text(open_mode mode) {
+  switch (mode) {
+    case open_mode::read:
+      return "rbe";
+    case open_mode::update:
+      return "r+be";
+    case open_mode::write:
+      return "wbe";
+    case open_mode::create:
+      return "wbxe";
+    case open_mode::replace:
+      break;
+  }
+  return "w+be";
+}
+
+}  // namespace
 
 std::filesystem::path path_from_utf8(std::string_view text) {
   return {std::string(text)};
@@ -24,18 +47,12 @@ bool is_pipe_name(const std::filesystem::path& /*path*/) {
 }
 
 std::FILE* open_file(const std::filesystem::path& path, open_mode mode) {
-  // "e": not inherited by programs that are started later.
-  switch (mode) {
-    case open_mode::read:
-      return std::fopen(path.c_str(), "rbe");
-    case open_mode::write:
-      return std::fopen(path.c_str(), "wbe");
-    case open_mode::create:
-      return std::fopen(path.c_str(), "wbxe");
-    case open_mode::replace:
-      break;
-  }
-  return std::fopen(path.c_str(), "w+be");
+  std::FILE* file = nullptr;
+  do {
+    errno = 0;
+    file = std::fopen(path.c_str(), mode_text(mode));
+  } while (file == nullptr && errno == EINTR);
+  return file;
 }
 
 std::FILE* open_pipe_for_reading(const std::filesystem::path& path) {
@@ -52,7 +69,12 @@ int seek_file(std::FILE* file, std::uint64_t offset) {
 }
 
 int sync_file(std::FILE* file) {
-  return std::fflush(file) == 0 && fsync(fileno(file)) == 0 ? 0 : -1;
+  if (std::fflush(file) != 0) return -1;
+  int result = 0;
+  do {
+    result = fsync(fileno(file));
+  } while (result != 0 && errno == EINTR);
+  return result;
 }
 
 void sync_directory(const std::filesystem::path& path) {

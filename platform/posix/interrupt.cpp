@@ -7,6 +7,8 @@
 #include <thread>
 #include <utility>
 
+#include "platform/thread.h"
+
 namespace platform {
 
 struct interrupt_watch::state {
@@ -41,7 +43,7 @@ interrupt_watch::interrupt_watch(std::function<void()> action) : state_(std::mak
   const int error = pthread_sigmask(SIG_BLOCK, &state_->watched, &state_->before);
   if (error != 0) throw std::system_error(error, std::generic_category(), "pthread_sigmask");
   try {
-    state_->thread = std::thread([watch = state_.get()] {
+    state_->thread = start_thread([watch = state_.get()] {
       for (int signal = 0; sigwait(&watch->watched, &signal) == 0 && signal != end_signal;) {
         watch->action();
       }

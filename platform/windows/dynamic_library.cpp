@@ -43,4 +43,9 @@ std::filesystem::path loaded_library_file(const char* name) {
   }
 }
 
+void* find_loaded_symbol(const char* library, const char* name) {
+  const HMODULE module = GetModuleHandleW(to_wide(library).c_str());
+  return module == nullptr ? nullptr : reinterpret_cast<void*>(GetProcAddress(module, name));
+}
+
 }  // namespace platform

@@ -41,6 +41,8 @@ mode_flags flags_of(open_mode mode) {
   switch (mode) {
     case open_mode::read:
       return {_O_RDONLY, L"rb"};
+    case open_mode::update:
+      return {_O_RDWR, L"r+b"};
     case open_mode::write:
       return {_O_WRONLY | _O_CREAT | _O_TRUNC, L"wb"};
     case open_mode::create:

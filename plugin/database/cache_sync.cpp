@@ -4,6 +4,7 @@
 #include <optional>
 #include <utility>
 
+#include "implementation/json_document.h"
 #include "implementation/json_values.h"
 #include "platform/file.h"
 #include "plugin/database/cache_settings_error.h"
@@ -76,8 +77,8 @@ class synchronisation {
   void run(std::vector<std::string>& directories) {
     if (!path_exists(settings_.cache_directory)) make_directories(settings_.cache_directory);
     if (settings_.update_cache.value_or(false)) refresh_catalogue();
-    const json catalogue = json::parse(read_file(catalogue_path_));
-    for_each_version(catalogue, [&](const std::string& type, const json& entry) {
+    const kovax::json_document catalogue(read_file(catalogue_path_));
+    for_each_version(catalogue.root(), [&](const std::string& type, const json& entry) {
       const fs::path directory = version_directory(settings_.cache_directory, type, entry);
       directories.push_back(platform::path_to_utf8(fs::absolute(directory)));
       provide_database(database_directory(directory, entry), entry);
@@ -133,10 +134,10 @@ class synchronisation {
   }
 
   bool cached_catalogue_is_as_new_as(const std::string& content) const {
-    const json cached = json::parse(read_file(catalogue_path_));
-    const json downloaded = json::parse(content);
-    const catalogue_time cached_time = updated_time(cached);
-    return cached_time >= updated_time(downloaded);
+    const kovax::json_document cached(read_file(catalogue_path_));
+    const kovax::json_document downloaded(content);
+    const catalogue_time cached_time = updated_time(cached.root());
+    return cached_time >= updated_time(downloaded.root());
   }
 
   void provide_database(const fs::path& directory, const json& entry) const {

@@ -3,6 +3,7 @@
 #include <exception>
 
 #include "base/hex.h"
+#include "implementation/json_document.h"
 #include "implementation/json_values.h"
 #include "platform/file.h"
 #include "platform/sha256.h"
@@ -64,8 +65,8 @@ database_state check_database(const fs::path& file, const json& entry) {
 
 std::vector<cached_database> list_cached_databases(const fs::path& cache_directory) {
   std::vector<cached_database> databases;
-  const json catalogue = json::parse(read_file(catalogue_path(cache_directory)));
-  for_each_version(catalogue, [&](const std::string& type, const json& entry) {
+  const kovax::json_document catalogue(read_file(catalogue_path(cache_directory)));
+  for_each_version(catalogue.root(), [&](const std::string& type, const json& entry) {
     const fs::path directory =
         database_directory(version_directory(cache_directory, type, entry), entry);
     cached_database database;

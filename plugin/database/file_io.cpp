@@ -48,7 +48,7 @@ std::string read_file(const fs::path& path) {
   const std::uintmax_t size = fs::file_size(path, unknown_size);
   if (!unknown_size && size < bytes.max_size()) bytes.reserve(static_cast<std::size_t>(size));
   std::array<char, 65536> block{};
-  while (const std::size_t count = std::fread(block.data(), 1, block.size(), file.get())) {
+  while (const std::size_t count = platform::read_bytes(file.get(), block.data(), block.size())) {
     bytes.append(block.data(), count);
   }
   if (std::ferror(file.get()) != 0) throw file_error(file_access::read, path, last_error());

@@ -19,16 +19,17 @@ struct host_log {
   bool listening() const { return function != nullptr; }
 
   // What is being done.
-  void progress(const std::string& message) const { send(KOVAX_LOG_PROGRESS, message); }
+  void progress(const char* message) const { send(KOVAX_LOG_PROGRESS, message); }
+  void progress(const std::string& message) const { progress(message.c_str()); }
 
   // Something failed and the work goes on.
   void recoverable_failure(const std::string& message) const {
-    send(KOVAX_LOG_RECOVERABLE_FAILURE, message);
+    send(KOVAX_LOG_RECOVERABLE_FAILURE, message.c_str());
   }
 
  private:
-  void send(int32_t level, const std::string& message) const {
-    if (listening()) function(source, user_data, level, message.c_str());
+  void send(int32_t level, const char* message) const {
+    if (listening()) function(source, user_data, level, message);
   }
 };
 

@@ -1,9 +1,13 @@
 #include "plugin/database/location.h"
 
+#include <curl/curl.h>
+#include <fmt/format.h>
+
 #include <curlpp/Easy.hpp>
 #include <curlpp/Options.hpp>
 #include <curlpp/cURLpp.hpp>
 #include <sstream>
+#include <stdexcept>
 #include <utility>
 
 #include "implementation/json_values.h"
@@ -30,6 +34,19 @@ std::string_view without_placeholder(std::string_view text) {
   return text.substr(placeholder.size());
 }
 
+// libcurl takes a read error in a file for its end.
+void check_file_is_whole(const curlpp::Easy& request, std::string_view address, std::size_t size) {
+  curl_off_t expected = -1;
+  if (!address.starts_with("file:") ||
+      curl_easy_getinfo(request.getHandle(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &expected) !=
+          CURLE_OK ||
+      expected <= static_cast<curl_off_t>(size)) {
+    return;
+  }
+  throw std::runtime_error(
+      fmt::format("only {} of {} bytes could be read from {}", size, expected, address));
+}
+
 }  // namespace
 
 std::string resolve_location(std::string_view root, std::string_view location) {
@@ -54,7 +71,9 @@ std::string download_to_string(const std::string& address,
   request.setOpt(curlpp::options::WriteStream(&body));
   if (proxy) request.setOpt(curlpp::options::Proxy(*proxy));
   request.perform();
-  return std::move(body).str();
+  std::string bytes = std::move(body).str();
+  check_file_is_whole(request, address, bytes.size());
+  return bytes;
 }
 
 std::string cache_file_name(const kovax::json& entry) {

@@ -175,7 +175,7 @@ TEST_F(archives_test, a_damaged_second_header_ends_the_walk_in_silence) {
 
 // --- members that are not databases ----------------------------------------------------------
 
-TEST_F(archives_test, a_member_that_is_no_json_is_refused) {
+TEST_F(archives_test, a_member_that_is_not_json_is_refused) {
   EXPECT_EQ(failure_of(tar_archive({{"readme.txt", "hello"}})), invalid_database);
 }
 

@@ -52,7 +52,7 @@ TEST_F(auto_detect_test, a_full_cache_is_only_checked) {
                                 in_cache(std::string("modem/1.0/") + first_uuid + "/1.0.json"))));
 }
 
-TEST_F(auto_detect_test, a_location_in_vain_is_a_recoverable_failure_without_a_handle) {
+TEST_F(auto_detect_test, a_location_that_fails_is_a_recoverable_failure_without_a_handle) {
   offer("1.0", first_uuid);
   publish();
   auto all = parameters("x");

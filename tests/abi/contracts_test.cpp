@@ -99,13 +99,13 @@ INSTANTIATE_TEST_SUITE_P(
         broken_database{"range_descriptor_without_type",
                         [](json& d) { d["meta"]["trace_type_descriptors"][1].erase("type"); },
                         strict_access},
-        broken_database{"descriptor_without_type_whose_trace_id_is_no_number_either",
+        broken_database{"descriptor_without_type_whose_trace_id_is_not_a_number_either",
                         [](json& d) {
                           d["meta"]["trace_type_descriptors"].push_back(
                               json::parse(R"({"conditions": [{"trace_id": "1"}]})"));
                         },
                         strict_access},
-        broken_database{"descriptor_without_type_whose_range_is_no_range_either",
+        broken_database{"descriptor_without_type_whose_range_is_not_a_range_either",
                         [](json& d) {
                           d["meta"]["trace_type_descriptors"].push_back(
                               json::parse(R"({"conditions": [{"id_range": {}}]})"));
@@ -270,10 +270,10 @@ TEST_P(nested_database_test, is_refused_in_an_archive) {
 }
 
 TEST_P(nested_database_test, is_read_up_to_512_levels) {
-  const std::size_t most = 512 - GetParam().levels_above;
-  EXPECT_EQ(init_failure(parameters("db.json", database(arrays(most + 1)))), invalid_database);
+  const std::size_t max_depth = 512 - GetParam().levels_above;
+  EXPECT_EQ(init_failure(parameters("db.json", database(arrays(max_depth + 1)))), invalid_database);
   session.errors.clear();
-  open(parameters("db.json", database(arrays(most))));
+  open(parameters("db.json", database(arrays(max_depth))));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -303,7 +303,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 class brackets_test : public test_support::source_fixture {};
 
-TEST_F(brackets_test, inside_texts_are_no_nesting) {
+TEST_F(brackets_test, inside_texts_are_not_nesting) {
   auto database = minimal_database();
   const std::string brackets(10'000, '[');
   database["meta"]["remark"] = brackets + "\"" + brackets + "\\";
@@ -311,7 +311,7 @@ TEST_F(brackets_test, inside_texts_are_no_nesting) {
   open_decoding("", database);
 }
 
-TEST_F(brackets_test, beside_each_other_are_no_nesting) {
+TEST_F(brackets_test, beside_each_other_are_not_nesting) {
   auto database = minimal_database();
   for (int i = 0; i < 10'000; ++i) database["remarks"].push_back({{"a", json::array()}});
   open_decoding("", database);

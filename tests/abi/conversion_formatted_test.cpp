@@ -275,7 +275,7 @@ INSTANTIATE_TEST_SUITE_P(
         near_miss{"no_label", [](json& d) { d.erase("label"); }},
         near_miss{"another_label", [](json& d) { d["label"] = "TRACE_SYSTEM_WARNINGS"; }},
         near_miss{"a_label_in_small_letters", [](json& d) { d["label"] = "trace_system_warning"; }},
-        near_miss{"a_label_that_is_no_text", [](json& d) { d["label"] = 5; }},
+        near_miss{"a_label_that_is_not_a_text", [](json& d) { d["label"] = 5; }},
         near_miss{"another_format", [](json& d) { d["format"] = "Traces dropped"; }},
         near_miss{"text_before_the_format",
                   [](json& d) { d["format"] = " Traces dropped kernel: %hu user: %hu"; }},

@@ -62,7 +62,7 @@ INSTANTIATE_TEST_SUITE_P(readings, trace_id_test,
                                          id_reading{2, "little", "\x01\x02", 0x0201},
                                          id_reading{2, "big", "\x01\x02", 0x0102},
                                          id_reading{2, "big", "\xFF\xFE", 0xFFFE},
-                                         // three bytes are taken as they stand
+                                         // three bytes are taken unchanged
                                          id_reading{3, "little", "\x01\x02\x03", 0x030201},
                                          id_reading{3, "big", "\x01\x02\x03", 0x030201},
                                          id_reading{4, "little", "\x01\x02\x03\x04", 0x04030201},
@@ -228,7 +228,7 @@ TEST_F(conversion_at_test, a_request_gets_at_in_front) {
   EXPECT_EQ(at("AT_STRING_REQ", terminated("+CFUN?")), "at|network|AT+CFUN?");
 }
 
-TEST_F(conversion_at_test, an_answer_stands_alone) {
+TEST_F(conversion_at_test, an_answer_is_passed_on_alone) {
   EXPECT_EQ(at("AT_STRING_RSP", terminated("+CFUN?")), "at|network|+CFUN?");
 }
 

@@ -300,7 +300,7 @@ INSTANTIATE_TEST_SUITE_P(places, null_configuration_test,
 // What passes in the place of "conditions" makes no condition.
 class conditions_test : public test_support::source_fixture {};
 
-TEST_F(conditions_test, that_are_no_array_hold_for_no_trace) {
+TEST_F(conditions_test, that_are_not_an_array_hold_for_no_trace) {
   auto database = conversion_database();
   const std::string trace = test_support::build_trace(
       {.id = test_support::id::peer_dump, .buffer_id = test_support::id::at_answer_buffer}, "OK");

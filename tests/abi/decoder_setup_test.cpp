@@ -98,7 +98,7 @@ TEST_F(decoder_setup_test, a_database_named_m4_alone_configures_the_decoder) {
 class refused_name_test : public decoder_setup_test,
                           public testing::WithParamInterface<const char*> {};
 
-TEST_P(refused_name_test, is_no_core_that_configures_a_decoder) {
+TEST_P(refused_name_test, is_not_a_core_that_configures_a_decoder) {
   EXPECT_EQ(database_failure(database_named(GetParam(), "x")), "dekodrix config not found");
 }
 

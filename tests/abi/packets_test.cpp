@@ -170,7 +170,7 @@ TEST_F(packets_test, a_database_without_uuid_is_unknown) {
   EXPECT_EQ(json::parse(session.packets.at(0).metadata).at("modem_db_uuid"), "UUID_UNKNOWN");
 }
 
-TEST_F(packets_test, non_ascii_paths_stand_as_utf8) {
+TEST_F(packets_test, non_ascii_paths_are_written_as_utf8) {
   const std::string name = "D\xC3\xA4t\xE6\x97\xA5\xF0\x9F\x93\xA1.json";
   EXPECT_THAT(metadata_with_database(name), HasSubstr(name + "\",\"modem_db_uuid\""));
 }

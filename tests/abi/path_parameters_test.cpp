@@ -115,7 +115,7 @@ TEST_F(path_parameters_test, a_relative_variable_is_joined_to_the_working_direct
 class literal_test : public path_parameters_test,
                      public testing::WithParamInterface<const char*> {};
 
-TEST_P(literal_test, is_taken_as_it_stands) {
+TEST_P(literal_test, is_taken_literally) {
   const environment_variable variable("TRACE", "/nowhere/veltra.bin");
   directory.write(GetParam(), "literal");
   const working_directory inside(directory.path());
@@ -127,7 +127,8 @@ INSTANTIATE_TEST_SUITE_P(texts, literal_test,
                                          "${env:TRACE} ", "${TRACE}", "$env:TRACE", "{env:TRACE}",
                                          "${env:TRACE", "${env TRACE}", "${ env:TRACE}",
                                          "${environment:TRACE}", "$TRACE", "%TRACE%",
-                                         "${root}trace.bin"),
+                                         "${root}trace.bin", "[{env:TRACE}", "${env;TRACE}",
+                                         "${e^v:TRACE}", "${env}"),
                          test_support::named_by_value());
 
 // --- relative paths -----------------------------------------------------------------
@@ -186,7 +187,7 @@ TEST_F(path_parameters_test, a_tilde_in_an_absolute_path_becomes_home) {
   expect_reads(absolute("~/trace.bin"), "home");
 }
 
-TEST_F(path_parameters_test, home_is_put_in_as_it_stands) {
+TEST_F(path_parameters_test, home_is_put_in_unchanged) {
   const environment_variable home("HOME", "/user");
   directory.write("user/trace.bin", "home");
   expect_reads(absolute("~/trace.bin"), "home");

@@ -78,7 +78,7 @@ class recording_test : public test_support::auto_detect_fixture {
 
 // --- the parameter -----------------------------------------------------------------------
 
-TEST_F(recording_test, that_is_no_boolean_is_refused) {
+TEST_F(recording_test, that_is_not_a_boolean_is_refused) {
   EXPECT_THAT(init_failure(json{{"file_path", write_trace("x")}, {"recording", "yes"}}),
               HasSubstr("type must be boolean, but is string"));
 }
@@ -104,6 +104,20 @@ TEST_F(recording_test, that_is_false_changes_nothing) {
     calls = decoder.sequence();
     calls_before_packets = before;
   }
+}
+
+TEST_F(recording_test, logs_no_statistics_of_a_decoder_that_does_not_count) {
+  open({{"file_path", write_trace("x")},
+        {"db_file_path", write_database(conversion_database())},
+        {"log_statistics", true}});
+  session.logs.clear();
+  EXPECT_EQ(session.start(), 0);
+  EXPECT_THAT(session.logs, IsEmpty());
+}
+
+TEST_F(recording_test, refuses_a_wish_for_statistics_that_is_not_a_boolean) {
+  EXPECT_THAT(init_failure(json{{"file_path", write_trace("x")}, {"log_statistics", 1}}),
+              HasSubstr("type must be boolean, but is number"));
 }
 
 // --- raw packets come first ----------------------------------------------------------------
@@ -226,7 +240,7 @@ TEST_P(recording_failure_test, of_the_decoder_ends_the_decoding_and_not_the_run)
   EXPECT_EQ(calls.back(), GetParam()) << "the decoder was called again";
 }
 
-TEST_P(recording_failure_test, that_is_no_exception_of_the_library_has_a_text_too) {
+TEST_P(recording_failure_test, that_is_not_a_standard_exception_has_a_text_too) {
   open_recording(varied_bytes(2000));
   decoder.throw_int_from(GetParam());
   EXPECT_EQ(session.start(), 0);

@@ -56,7 +56,7 @@ TEST_F(last_error_test, code_is_100_for_an_exception_with_a_code_of_its_own_kind
   EXPECT_EQ(session.last_error().code, 100);
 }
 
-TEST_F(last_error_test, says_unknown_error_for_anything_that_is_no_exception) {
+TEST_F(last_error_test, says_unknown_error_for_anything_that_is_not_an_exception) {
   open_trace("x");
   session.on_packet = [](const received_packet&) { throw 42; };
   EXPECT_EQ(session.start(), 100);

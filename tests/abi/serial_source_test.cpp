@@ -212,7 +212,7 @@ TEST_F(serial_source_test, nothing_is_logged_between_the_opening_and_the_end_of_
   EXPECT_THAT(session.logs, ElementsAre(log_line{session.handle(), 2, "open port"}));
 }
 
-TEST_F(serial_source_test, a_lost_device_stays_lost_until_stop_and_is_then_opened_anew) {
+TEST_F(serial_source_test, a_lost_device_stays_lost_until_stop_and_is_then_opened_again) {
   open_line();
   start_receiving();
   line.reset();

@@ -206,7 +206,7 @@ TEST_F(uid_scan_test, a_uuid_in_capitals_does_not_match_a_directory_in_small_let
   expect_failure("unable to locate db directory");
 }
 
-TEST_F(uid_scan_test, a_file_of_the_uuids_name_is_no_directory) {
+TEST_F(uid_scan_test, a_file_of_the_uuids_name_is_not_a_directory) {
   offer("1.0", first_uuid);
   open_detecting(uid_text(second_uuid) + "..");
   directory.write(std::string("cache/modem/1.0/") + second_uuid, "x");

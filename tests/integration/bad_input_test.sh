@@ -183,6 +183,10 @@ sed 's/"uuid": "/&\\u001b[2J/' database.json >control.json
 "$veltra" db show control.json >shown.txt
 grep -q 'UUID .*?\[2J' shown.txt || fail "the UUID is not shown" "$(cat -v shown.txt)"
 ! grep -q $'\x1b' shown.txt || fail "an escape sequence reaches the terminal"
+for control in $'\x1b' $'\xc2\x9b' $'\x9b'; do
+  refused $usage '"?[2J" is not a command' "$veltra" "$control[2J"
+  refused $bad_input 'cannot read the session ?[2J' "$veltra" simulate "$control[2J" --trace t --database d.json
+done
 # A name that leads back to itself: it is there, and nobody can open what it names.
 ln -s loop.json loop.json
 ln -s loop loop

@@ -28,6 +28,20 @@ for offset in 101 1000 3001; do
   same <(tail -n "$left" whole.txt) late.txt "the packets from byte $offset on"
 done
 
+# A recording that ends inside a frame says so, wherever it was cut; one that was damaged
+# in its last bytes has a damaged frame.
+! grep -q 'end of the trace' whole.summary || fail "a whole trace is said to be cut"
+size=$(stat -c %s whole.bin)
+for cut in 1 2 5 20; do
+  head -c $((size - cut)) whole.bin >cut.bin
+  decode cut
+  grep -q 'end of the trace  *inside a frame' cut.summary || fail "a cut of $cut bytes is not told" "$(cat cut.summary)"
+done
+cp whole.bin bent.bin
+printf '\125' | dd of=bent.bin bs=1 seek=$((size - 3)) conv=notrunc 2>/dev/null
+decode bent
+grep -q 'damaged frames  *1$' bent.summary || fail "damage in the last bytes is not told"
+
 # Flip bits in the middle: some messages go, a warning comes for them.
 cp whole.bin damaged.bin
 for offset in 2000 3500; do

@@ -5,6 +5,7 @@
 
 #include "implementation/contract.h"
 #include "implementation/zet_serialport/win32/zet_serialport_win32.h"
+#include "platform/thread.h"
 
 namespace zet_serialport_lib {
 
@@ -52,8 +53,8 @@ void zet_serialport::open(const std::optional<zet_serialport_settings>& settings
 void zet_serialport::start_rx_worker() {
   KOVAX_CONTRACT_TEXT(!rx_worker_.joinable(), "!rx_worker.joinable()");
   start_signal signal;
-  rx_worker_ =
-      std::thread([this, port = transport_->port(), &signal] { run_rx_worker(port, signal); });
+  rx_worker_ = platform::start_thread(
+      [this, port = transport_->port(), &signal] { run_rx_worker(port, signal); });
   std::unique_lock lock(signal.mutex);
   signal.condition.wait(lock, [&signal] { return signal.started; });
 }
@@ -130,7 +131,7 @@ void zet_serialport::cancel() {
   rx_condition_.notify_all();
 }
 
-void zet_serialport::close() {
+void zet_serialport::close(bool take_queued) {
   const std::lock_guard lifecycle(lifecycle_mutex_);
   if (!transport_->is_open()) return;
   {
@@ -144,7 +145,7 @@ void zet_serialport::close() {
   // The device itself is closed only when `port` dies, after the join: a worker
   // inside a call must never meet a handle that is closed or, worse, reused.
   const auto port = transport_->release();
-  transport_->abort_receive();
+  transport_->abort_receive(take_queued);
   if (rx_worker_.joinable()) rx_worker_.join();
   const std::lock_guard lock(rx_mutex_);
   closed_ = true;

@@ -74,7 +74,10 @@ class zet_serialport {
 
   // Ends the rx worker, wakes every read and releases the device. Does nothing
   // on a port that is not open. When it returns, the device is free.
-  void close();
+  //
+  // With `take_queued` what the driver has received by then is received, too, and
+  // otherwise dropped.
+  void close(bool take_queued = false);
 
   // True from the moment the device was opened until close() begins, even if
   // the rx worker has ended by an error.

@@ -116,7 +116,7 @@ TEST_F(posix_names_test, control_characters_are_escaped_in_metadata) {
               HasSubstr("/a\\tb\\nc\\u0001d\x7F.json\",\"modem"));
 }
 
-TEST_F(posix_names_test, a_database_path_that_is_no_utf8_fails_the_first_packet) {
+TEST_F(posix_names_test, a_database_path_that_is_not_utf8_fails_the_first_packet) {
   const auto path = directory.write("d\xFF.json", minimal_database().dump()).string();
   const environment_variable variable("VELTRA_DB", path);
   open({{"file_path", write_trace("x")}, {"db_file_path", "${env:VELTRA_DB}"}});
@@ -125,7 +125,7 @@ TEST_F(posix_names_test, a_database_path_that_is_no_utf8_fails_the_first_packet)
   EXPECT_TRUE(session.packets.empty());
 }
 
-TEST_F(posix_names_test, a_trace_path_that_is_no_utf8_does_no_harm) {
+TEST_F(posix_names_test, a_trace_path_that_is_not_utf8_does_no_harm) {
   const auto path = directory.write("t\xFF.bin", "abc").string();
   const environment_variable variable("VELTRA_TRACE", path);
   open({{"file_path", "${env:VELTRA_TRACE}"}});
@@ -143,7 +143,7 @@ TEST_F(posix_names_test, the_name_of_a_variable_keeps_its_case) {
 class posix_literal_test : public posix_names_test,
                            public testing::WithParamInterface<const char*> {};
 
-TEST_P(posix_literal_test, is_taken_as_it_stands) {
+TEST_P(posix_literal_test, is_taken_literally) {
   const environment_variable variable("TRACE", "/nowhere/veltra.bin");
   directory.write(GetParam(), "literal");
   const working_directory inside(directory.path());

@@ -79,11 +79,11 @@ void expect_all_found(const fs::path& library) {
   }
 }
 
-TEST(library_test, the_plugin_needs_only_what_stands_beside_it_and_the_system) {
+TEST(library_test, the_plugin_needs_only_what_lies_beside_it_and_the_system) {
   expect_all_found(platform::path_from_utf8(test_support::plugin_file()));
 }
 
-TEST(library_test, the_decoder_needs_only_what_stands_beside_it_and_the_system) {
+TEST(library_test, the_decoder_needs_only_what_lies_beside_it_and_the_system) {
   expect_all_found(VELTRA_DECODER_FILE);
 }
 

@@ -91,6 +91,25 @@ TEST(statistics, count_what_was_parsed) {
   EXPECT_EQ(counters(subject.statistics()), (counts{2, 1, 1, 1, 7}));
 }
 
+TEST(statistics, the_frame_begun_is_unfinished_until_its_flag) {
+  const bytes whole = frame(1) + to_bytes("~four}^");
+  EXPECT_EQ(statistics_of(whole).bytes_of_unfinished_frame, 5U);
+  EXPECT_EQ(statistics_of(whole + to_bytes("}")).bytes_of_unfinished_frame, 6U);
+  EXPECT_EQ(statistics_of(whole + to_bytes("~")).bytes_of_unfinished_frame, 0U);
+  EXPECT_EQ(statistics_of(whole, 1).bytes_of_unfinished_frame, 5U);
+  EXPECT_EQ(statistics_of(to_bytes("no flag")).bytes_of_unfinished_frame, 0U);
+}
+
+TEST(statistics, every_cut_within_a_frame_shows) {
+  const bytes stream = frame(1) + frame(2);
+  const std::size_t start = frame(1).size() + 1;  // behind the flag
+  for (std::size_t size = start + 1; size < stream.size(); ++size) {
+    const bytes cut(stream.begin(), stream.begin() + static_cast<std::ptrdiff_t>(size));
+    EXPECT_NE(statistics_of(cut).bytes_of_unfinished_frame, 0U) << size;
+  }
+  EXPECT_EQ(statistics_of(stream).bytes_of_unfinished_frame, 0U);
+}
+
 TEST(statistics, a_reset_sets_them_to_zero) {
   decoder subject;
   subject.append(to_bytes("cut off") + frame(1) + to_bytes("~damaged~"));

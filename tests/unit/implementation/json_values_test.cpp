@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "implementation/json_document.h"
+
 namespace {
 
 using kovax::json;
@@ -162,6 +164,47 @@ TEST(json_nesting, a_text_that_is_cut_short_is_read_to_its_end) {
 
 TEST(json_nesting, more_ends_than_beginnings_do_no_harm) {
   EXPECT_EQ(levels_of("]]}}[[]]"), 2U);
+}
+
+// --- documents -----------------------------------------------------------------------
+
+TEST(json_document, is_what_the_library_parses) {
+  for (const char* text :
+       {"null", "true", "-5", "18446744073709551615", "1.5e3", R"("\u00e9\n")", "[]", "{}",
+        R"([1, [2, [], {"a": {}}], {"b": [3, {"c": null}], "d": "e"}])",
+        R"({"same": {"a": [1]}, "other": 1, "same": [2]})"}) {
+    const kovax::json_document document(text);
+    EXPECT_EQ(document.root(), json::parse(text)) << text;
+    EXPECT_EQ(document.root().type(), json::parse(text).type()) << text;
+  }
+}
+
+TEST(json_document, refuses_what_the_library_refuses_with_its_words) {
+  const auto refusal_of = [](const auto& parse) {
+    try {
+      parse();
+    } catch (const json::exception& error) {
+      return std::to_string(error.id) + error.what();
+    }
+    return std::string("none");
+  };
+  for (const char* text : {"", "[1, ", "{\"a\" 1}", "[1] 2", "// comment\n1", "1e999", "\"\xFF\"",
+                           "{\"a\": [1, {\"b\": tru}]}"}) {
+    EXPECT_EQ(refusal_of([&] { kovax::json_document document(text); }),
+              refusal_of([&] { const json ignored = json::parse(text); }))
+        << text;
+  }
+}
+
+TEST(json_document, is_dismantled_whatever_its_depth_and_width) {
+  const std::string deep = std::string(1'000'000, '[') + std::string(1'000'000, ']');
+  std::string wide = "[0";
+  for (int i = 0; i < 100'000; ++i) wide += R"(,[[],{"a":[1,2]}])";
+  for (const std::string& text : {deep, wide + "]"}) {
+    kovax::json_document document(text);
+    kovax::dismantle(document.root());
+    EXPECT_TRUE(document.root().is_null());
+  }
 }
 
 }  // namespace

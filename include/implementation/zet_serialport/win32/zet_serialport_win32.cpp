@@ -178,6 +178,7 @@ void zet_serialport_win32::open(const std::string& port_name) {
 
 void zet_serialport_win32::reset_events() {
   abort_requested_ = false;
+  takes_queued_ = false;
   KOVAX_CONTRACT_TEXT(ResetEvent(rx_worker_pipe_) != FALSE, "ResetEvent(rx_worker_pipe)");
   KOVAX_CONTRACT_TEXT(ResetEvent(abort_write_) != FALSE, "ResetEvent(abort_write)");
 }
@@ -202,21 +203,29 @@ void zet_serialport_win32::receive(HANDLE port, const sink& received) {
   std::vector<std::uint8_t> buffer;
   for (;;) {
     // A line that never falls silent never waits, so the event is not enough.
-    if (abort_requested_) {
+    const bool is_aborted = abort_requested_;
+    DWORD queued = 0;
+    if (!is_aborted || takes_queued_) {
+      COMSTAT status{};
+      if (ClearCommError(port, nullptr, &status) == FALSE) {
+        raise_last_error(ERR_GENERIC, "ClearComm failed");
+      }
+      queued = status.cbInQue;
+    }
+    if (!is_aborted || queued != 0) {
+      buffer.resize(queued == 0 ? 1 : queued);
+      read_cycle(port, rx_worker_pipe_, buffer).run(received);
+    }
+    if (is_aborted) {
       raise_serialport_error(ERR_OPERATION_CANCELLED,
                              std::make_error_code(std::errc::operation_canceled),
                              "wait rx aborted");
     }
-    COMSTAT status{};
-    if (ClearCommError(port, nullptr, &status) == FALSE) {
-      raise_last_error(ERR_GENERIC, "ClearComm failed");
-    }
-    buffer.resize(status.cbInQue == 0 ? 1 : status.cbInQue);
-    read_cycle(port, rx_worker_pipe_, buffer).run(received);
   }
 }
 
-void zet_serialport_win32::abort_receive() {
+void zet_serialport_win32::abort_receive(bool take_queued) {
+  takes_queued_ = take_queued;
   abort_requested_ = true;
   SetEvent(rx_worker_pipe_);
 }

@@ -74,9 +74,10 @@ class zet_serialport_win32 {
   // `port` must stay open until then.
   [[noreturn]] void receive(platform::serial::HANDLE port, const sink& received);
 
-  // Ends receive(), at once if it waits and otherwise before its next read. Any
+  // Ends receive(), at once if it waits and otherwise before its next read. With
+  // `take_queued` it first takes what the driver has received, without waiting. Any
   // thread.
-  void abort_receive();
+  void abort_receive(bool take_queued = false);
 
   // Makes the port count as closed and gives the device away.
   released_port release();
@@ -86,6 +87,7 @@ class zet_serialport_win32 {
   platform::serial::HANDLE rx_worker_pipe_;
   platform::serial::HANDLE abort_write_;
   std::atomic<bool> abort_requested_ = false;
+  std::atomic<bool> takes_queued_ = false;  // set before abort_requested_
 };
 
 }  // namespace zet_serialport_lib

@@ -51,6 +51,7 @@ class command_line_test : public run_test {
 
 TEST_F(command_line_test, the_parameters_of_a_decode) {
   EXPECT_EQ(decode_parameters({"-d", "d.json"}), (json{{"file_path", name_of("trace.bin")},
+                                                       {"log_statistics", true},
                                                        {"db_file_path", "d.json"},
                                                        {"chunk_size", 65536}}));
   EXPECT_EQ(decode_parameters({"-d", "d.json", "--chunk-size", "1073741824"}).at("chunk_size"),
@@ -196,11 +197,12 @@ TEST_F(command_line_test, outputs_that_are_not_named_are_named_after_the_port) {
   EXPECT_EQ(
       veltra({"capture", "-p", "trace.bin", "-d", "d.json", "--raw", "--plugin", options_.plugin}),
       exit_code::ok);
-  EXPECT_THAT(names(),
-              ElementsAre(AllOf(StartsWith("capture-trace.bin-"), testing::EndsWith("Z.pcapng")),
-                          AllOf(StartsWith("capture-trace.bin-"), testing::EndsWith("Z.trace")),
-                          AllOf(StartsWith("capture-trace.bin-"), testing::EndsWith("Z.trace.json")),
-                          "trace.bin"));
+  EXPECT_THAT(
+      names(),
+      ElementsAre(AllOf(StartsWith("capture-trace.bin-"), testing::EndsWith("Z.pcapng")),
+                  AllOf(StartsWith("capture-trace.bin-"), testing::EndsWith("Z.trace")),
+                  AllOf(StartsWith("capture-trace.bin-"), testing::EndsWith("Z.trace.json")),
+                  "trace.bin"));
 }
 
 TEST_F(command_line_test, without_a_terminal_a_capture_shows_no_counters) {

@@ -38,6 +38,31 @@ TEST(run_statistics, losses_are_no_content) {
   EXPECT_TRUE(statistics.has_content());
 }
 
+TEST(run_statistics, the_decoders_counters_are_taken_and_other_texts_ignored) {
+  run_statistics statistics;
+  statistics.take_decoder_counts(R"({"frames_damaged":2,"bytes_of_unfinished_frame":57})");
+  EXPECT_EQ(statistics.damaged_frames(), 2U);
+  EXPECT_EQ(statistics.unfinished_bytes(), 57U);
+  for (const char* text : {"", "{", "[]", "{}", R"({"frames_damaged":"2"})", "\xff"}) {
+    statistics.take_decoder_counts(text);
+    EXPECT_EQ(statistics.damaged_frames(), 0U) << text;
+    EXPECT_EQ(statistics.unfinished_bytes(), 0U) << text;
+  }
+}
+
+TEST(summary, says_that_the_trace_ends_inside_a_frame_unless_it_was_interrupted) {
+  run_statistics statistics;
+  statistics.take_decoder_counts(R"({"frames_damaged":2,"bytes_of_unfinished_frame":57})");
+  const std::string cut = "  end of the trace      inside a frame, after 57 bytes of it\n";
+  const std::string text = format_summary(statistics, {});
+  EXPECT_THAT(text, HasSubstr(cut));
+  EXPECT_THAT(text, HasSubstr("  damaged frames                2\n"));
+  EXPECT_THAT(
+      format_summary(statistics, {.output = {}, .elapsed = {}, .interrupted = true, .remarks = {}}),
+      Not(HasSubstr(cut)));
+  EXPECT_THAT(format_summary(run_statistics(), {}), Not(HasSubstr("frame")));
+}
+
 TEST(run_statistics, the_database_is_that_of_the_latest_packet) {
   run_statistics statistics;
   EXPECT_EQ(statistics.database_uuid(), "");

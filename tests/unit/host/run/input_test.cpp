@@ -20,8 +20,10 @@ json port_parameters(const line_options& line) {
 }
 
 TEST(file_input, its_path_reaches_the_plug_in_and_is_taken_literally) {
-  EXPECT_EQ(file_input("trace.bin").parameters(), (json{{"file_path", "trace.bin"}}));
-  EXPECT_EQ(file_input("${env:HOME}").parameters(), (json{{"file_path", "./${env:HOME}"}}));
+  EXPECT_EQ(file_input("trace.bin").parameters(),
+            (json{{"file_path", "trace.bin"}, {"log_statistics", true}}));
+  EXPECT_EQ(file_input("${env:HOME}").parameters(),
+            (json{{"file_path", "./${env:HOME}"}, {"log_statistics", true}}));
 }
 
 TEST(file_input, has_an_end_and_no_failures_of_its_own) {

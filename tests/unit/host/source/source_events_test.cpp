@@ -35,7 +35,8 @@ TEST(parse_event, the_detail_is_what_follows_the_known_text) {
         {"Failed to download config.json. Reason: ", event_kind::catalogue_failed},
         {"check database at path: ", event_kind::database_checked},
         {"try download database: ", event_kind::database_requested},
-        {"decoding stopped: ", event_kind::decoding_stopped}}) {
+        {"decoding stopped: ", event_kind::decoding_stopped},
+        {"dekodrix statistics: ", event_kind::decoder_counted}}) {
     for (const std::string detail : {"", "a: b"}) {
       const std::string message = start + detail;
       EXPECT_EQ(progress(message).kind, kind) << message;

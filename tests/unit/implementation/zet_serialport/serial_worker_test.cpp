@@ -195,6 +195,33 @@ TEST_F(serial_worker, bytes_that_a_cancelled_read_still_brought_are_kept) {
   EXPECT_EQ(received_, "x");
 }
 
+TEST_F(serial_worker, an_abort_drops_or_takes_what_the_driver_has_queued) {
+  for (const bool take_queued : {false, true}) {
+    script_.restart();
+    script_.deliver("queued");
+    zet_serialport_win32 transport;
+    transport.open("COM1");
+    transport.reset_events();
+    const auto port = transport.port();
+    const auto released = transport.release();
+    transport.abort_receive(take_queued);
+    std::string received;
+    EXPECT_THROW(transport.receive(port,
+                                   [&](std::span<const std::uint8_t> bytes) {
+                                     received.append(bytes.begin(), bytes.end());
+                                   }),
+                 zet_serialport_exception);
+    EXPECT_EQ(received, take_queued ? "queued" : "");
+  }
+}
+
+TEST_F(serial_worker, an_abort_of_a_silent_line_waits_for_nothing) {
+  zet_serialport port("COM1");
+  port.open(std::nullopt, false);
+  port.close(/*take_queued=*/true);
+  EXPECT_EQ(port.bytes_available(), 0U);
+}
+
 TEST_F(serial_worker, after_an_error_each_read_carries_the_systems_code) {
   const std::pair<operation, int> failures[] = {{operation::clear_comm_error, ENODEV},
                                                 {operation::read_file, EIO},

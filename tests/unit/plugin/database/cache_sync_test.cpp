@@ -122,7 +122,7 @@ TEST_F(cache_sync_test, an_intact_database_needs_no_root) {
   EXPECT_THAT(server_.targets(), IsEmpty());
 }
 
-TEST_F(cache_sync_test, a_path_without_placeholder_is_the_address_as_it_stands) {
+TEST_F(cache_sync_test, a_path_without_placeholder_is_the_address_itself) {
   auto listed = database("dbs/fw1.tar.gz", cached_);
   listed.uuid = "uuid";
   listed.path = server_.url("/dbs/fw1.tar.gz");
@@ -131,7 +131,7 @@ TEST_F(cache_sync_test, a_path_without_placeholder_is_the_address_as_it_stands) 
   EXPECT_EQ(cached_file("modem/1.0/uuid/fw1.tar.gz"), cached_);
 }
 
-TEST_F(cache_sync_test, a_relative_path_is_no_part_of_the_root) {
+TEST_F(cache_sync_test, a_relative_path_is_not_a_part_of_the_root) {
   cache_catalogue(old_time, {{"modem", "1.0", "uuid", "dbs/fw1.tar.gz", sha256_hex(cached_)}});
   config_["update_cache"] = false;
   const test_support::forward_proxy proxy;  // spares the look-up of a host "dbs"

@@ -107,7 +107,7 @@ TEST(catalogue_test, other_members_are_ignored) {
               ElementsAre("a/1"));
 }
 
-TEST(catalogue_test, an_empty_list_of_devices_is_no_error) {
+TEST(catalogue_test, an_empty_list_of_devices_is_not_an_error) {
   EXPECT_THAT(visited(R"({"firmwares":{"devices":[]}})"), IsEmpty());
 }
 
@@ -134,7 +134,7 @@ TEST(catalogue_test, a_device_without_type_is_refused) {
               HasSubstr("type must be string, but is null"));
 }
 
-TEST(catalogue_test, members_of_something_that_is_no_object_are_a_type_error) {
+TEST(catalogue_test, members_of_something_that_is_not_an_object_are_a_type_error) {
   for (const char* text :
        {R"([])", R"("x")", R"(7)", R"({"firmwares":[]})", R"({"firmwares":{"devices":[7]}})"}) {
     EXPECT_NE(type_error_of(text), "no error") << text;

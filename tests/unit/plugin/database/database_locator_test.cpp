@@ -80,7 +80,7 @@ TEST_F(database_locator_test, the_name_is_compared_byte_for_byte) {
             "0123ABCD-4567-89EF-0A1B-23456789CDEF");
 }
 
-TEST_F(database_locator_test, a_file_of_that_name_is_no_match) {
+TEST_F(database_locator_test, a_file_of_that_name_is_not_a_match) {
   const std::string version = make("v");
   directory_.write(std::string("v/") + uuid, "a file");
   EXPECT_EQ(error_of({version}), "unable to locate db directory");

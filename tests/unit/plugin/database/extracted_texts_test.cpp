@@ -318,15 +318,15 @@ TEST(database_reader, a_truncated_archive_gives_the_members_that_are_whole) {
   }
 }
 
-TEST(database_reader, a_truncated_deflated_archive_is_no_error_at_any_length) {
+TEST(database_reader, a_truncated_deflated_archive_is_not_an_error_at_any_length) {
   const std::string bytes = compress(two_databases());
-  std::size_t most = 0;
+  std::size_t max_count = 0;
   for (std::size_t length = 1; length <= bytes.size(); ++length) {
     const std::size_t count = texts_of(bytes.substr(0, length), true).size();
-    ASSERT_GE(count, most) << length;
-    most = count;
+    ASSERT_GE(count, max_count) << length;
+    max_count = count;
   }
-  EXPECT_EQ(most, 2U);
+  EXPECT_EQ(max_count, 2U);
 }
 
 TEST(database_reader, an_archive_of_nothing_gives_no_text) {

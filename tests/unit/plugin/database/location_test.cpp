@@ -41,7 +41,7 @@ json entry_with_path(const std::string& path) {
   return {{"database", {{"path", path}}}};
 }
 
-TEST(resolve_location_test, a_location_without_placeholder_is_used_as_it_stands) {
+TEST(resolve_location_test, a_location_without_placeholder_is_used_unchanged) {
   EXPECT_EQ(resolve_location("http://root", "http://host/config.json"), "http://host/config.json");
   EXPECT_EQ(resolve_location("", "dbs/fw1.tar.gz"), "dbs/fw1.tar.gz");
   EXPECT_EQ(resolve_location("root", ""), "");
@@ -77,7 +77,7 @@ TEST(resolve_location_test, a_placeholder_further_in_costs_the_first_seven_chara
   EXPECT_EQ(resolve_location("http://root", "x${ROOT}a"), "http://root/}a");
 }
 
-TEST(resolve_location_test, a_placeholder_further_in_and_no_root_is_no_error) {
+TEST(resolve_location_test, a_placeholder_further_in_and_no_root_is_not_an_error) {
   EXPECT_EQ(resolve_location("", "x${root}a"), "/}a");
 }
 

@@ -65,7 +65,7 @@ TEST(ustar_header, a_block_of_zeros_is_an_end_block) {
   EXPECT_EQ(result.size, 0U);
 }
 
-TEST(ustar_header, a_block_with_one_byte_set_is_no_end_block) {
+TEST(ustar_header, a_block_with_one_byte_set_is_not_an_end_block) {
   for (const std::size_t offset : {0U, 255U, 511U}) {
     std::string block(512, '\0');
     block[offset] = '\1';
