@@ -19,15 +19,6 @@ using kovax::json;
 using kovax::member;
 using kovax::to_u32;
 
-// Trace ids are 32-bit values.
-constexpr std::uint32_t max_trace_id_size = 4;
-
-// Levels of arrays and objects in a database. The JSON library parses any number of
-// them, but copying and printing a value recurse, at some hundred bytes of stack a
-// level, and an archive of 452 bytes holds 80000 levels. This many do with 100 KiB,
-// less than any thread has, and are far more than a database needs.
-constexpr std::size_t max_nesting = 512;
-
 // A member of an array element: must be there.
 const json& strict_member(const json& element, const char* key) {
   if (!element.is_object()) return element[key];  // throws the library's own error

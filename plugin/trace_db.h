@@ -1,6 +1,8 @@
 // trace_db.h - from a trace database file to the records of the databases in it.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <string_view>
 
@@ -8,6 +10,15 @@
 #include "plugin/trace_db_config.h"
 
 namespace veltra {
+
+// Trace ids are 32-bit values.
+inline constexpr std::uint32_t max_trace_id_size = 4;
+
+// Levels of arrays and objects in a database. The JSON library parses any number of
+// them, but copying and printing a value recurse, at some hundred bytes of stack a
+// level, and an archive of 452 bytes holds 80000 levels. This many do with 100 KiB,
+// less than any thread has, and are far more than a database needs.
+inline constexpr std::size_t max_nesting = 512;
 
 // Reads the whole file at `path`, .json or .gz, and processes every database in it
 // (docs/database-format.md).

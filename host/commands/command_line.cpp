@@ -189,6 +189,14 @@ void add_db_command(CLI::App& parent, command& chosen) {
       ->required();
   show->callback([file, &chosen] { chosen = [file] { return show_database(*file); }; });
 
+  CLI::App* const lint = db->add_subcommand("lint", "Name every fault of a trace database file");
+  const auto checks = std::make_shared<lint_options>();
+  require_nonempty(lint->add_option("FILE", checks->file, "Trace database (.json or .tar.gz)"))
+      ->required();
+  lint->add_flag("--strict", checks->is_strict, "Fail for warnings, too");
+  lint->add_flag("--json", checks->as_json, "For programs: a JSON object");
+  lint->callback([checks, &chosen] { chosen = [checks] { return lint_database(*checks); }; });
+
   CLI::App* const verify = db->add_subcommand(
       "verify", "Check that every database of the catalogue is there and intact");
   add_cache_option(*verify, *options);

@@ -56,6 +56,13 @@ exit_code list_cache(const database_options& options, bool as_json);
 exit_code verify_cache(const database_options& options);
 exit_code show_database(const std::string& file);
 
+struct lint_options {
+  std::string file;
+  bool is_strict = false;  // a warning is a failure, too
+  bool as_json = false;
+};
+exit_code lint_database(const lint_options& options);
+
 struct wireshark_options {
   bool for_all_users = false;
   bool overwrite = false;  // files of the profile that were changed

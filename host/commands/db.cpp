@@ -12,6 +12,7 @@
 #include "host/console.h"
 #include "host/database/cache_report.h"
 #include "host/database/database_failure.h"
+#include "host/database/database_lint.h"
 #include "host/database/database_options.h"
 #include "host/database/database_summary.h"
 #include "host/database/sync_progress.h"
@@ -83,7 +84,26 @@ exit_code list_cache(const database_options& options, bool as_json) {
 }
 
 exit_code show_database(const std::string& file) {
-  print(summarize_database_file(platform::path_from_utf8(file)));
+  const database_summary summary = summarize_database_file(platform::path_from_utf8(file));
+  print(summary.text);
+  for (const finding& each : summary.findings) {
+    if (each.severity == severity::warning) continue;
+    throw user_error(exit_code::bad_input,
+                     fmt::format("{}: {}; all its faults: veltra db lint {}", file,
+                                 describe_finding(each), platform::shell_word(file)));
+  }
+  return exit_code::ok;
+}
+
+exit_code lint_database(const lint_options& options) {
+  const lint_result lint = lint_database_file(platform::path_from_utf8(options.file));
+  print(options.as_json ? format_findings_json(options.file, lint.findings)
+                        : format_findings(options.file, lint.findings));
+  if (count_faults(lint.findings) != 0 || (options.is_strict && !lint.findings.empty())) {
+    throw user_error(exit_code::bad_input,
+                     fmt::format("{} has {}; docs/database-format.md has the rules.", options.file,
+                                 count_findings(lint.findings)));
+  }
   return exit_code::ok;
 }
 
