@@ -10,6 +10,7 @@
 
 #include "host/commands/commands.h"
 #include "host/commands/packet_sink.h"
+#include "host/database/provisioning.h"
 #include "host/display/live_view.h"
 #include "host/output/output_failure.h"
 #include "host/output/raw_sink.h"
@@ -90,6 +91,7 @@ std::string default_name(const capture_options& options, const std::string& exte
 
 exit_code capture(capture_options options) {
   check(options);
+  options.run.database = provision_for_search(options.run.database);
   output_options& output = options.run.output;
   const bool is_shown_live = options.wireshark && output.file.empty();
   const serial_input input(options.line);

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdio>
-#include <exception>
 #include <memory>
 #include <string>
 #include <vector>
@@ -15,12 +14,11 @@
 #include "host/database/database_lint.h"
 #include "host/database/database_options.h"
 #include "host/database/database_summary.h"
+#include "host/database/provisioning.h"
 #include "host/database/sync_progress.h"
 #include "host/user_error.h"
 #include "platform/file.h"
 #include "platform/shell.h"
-#include "plugin/database/cache_sync.h"
-#include "plugin/path_parameter.h"
 
 namespace veltra::host {
 
@@ -37,20 +35,6 @@ std::size_t report_faults(const std::vector<cached_database>& databases) {
   return faults;
 }
 
-void synchronise(const database_options& options, sync_progress& progress) {
-  std::vector<std::string> directories;
-  try {
-    sync_database_cache(progress, cache_parameters(options), directories, expand_env_variables);
-    progress.finish(false);
-  } catch (const std::exception& failure) {
-    progress.finish(true);
-    if (auto known = explain_sync_failure(failure, options, progress.events())) throw *known;
-    throw user_error(exit_code::bad_input,
-                     fmt::format("the cache {} cannot be synchronised: {}; check the options.",
-                                 options.cache, failure.what()));
-  }
-}
-
 // A catalogue whose paths begin with the placeholder says only half of where
 // its files come from.
 bool needs_root(const std::vector<cached_database>& databases) {
@@ -63,7 +47,13 @@ bool needs_root(const std::vector<cached_database>& databases) {
 
 exit_code sync_cache(const database_options& options) {
   sync_progress progress(platform::path_from_utf8(options.cache), stdout);
-  synchronise(options, progress);
+  try {
+    provision_cache(options, {}, &progress);
+  } catch (...) {
+    progress.finish(true);
+    throw;
+  }
+  progress.finish(false);
   if (progress.databases() == 0) throw no_database(options);
   print(fmt::format("{}: {} database{}, {} downloaded\n", options.cache, progress.databases(),
                     progress.databases() == 1 ? "" : "s", progress.downloads()));

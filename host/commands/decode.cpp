@@ -7,6 +7,7 @@
 
 #include "host/commands/commands.h"
 #include "host/commands/packet_sink.h"
+#include "host/database/provisioning.h"
 #include "host/display/progress_bar.h"
 #include "host/output/output_failure.h"
 #include "host/output/provenance.h"
@@ -101,6 +102,7 @@ exit_code decode(decode_options options) {
   refuse_time_base_without_effect(options.run);
   if (options.run.output.format == "pcapng") use_sidecar(options.trace, options.run);
 
+  options.run.database = find_database_of_trace(options.run.database, options.trace);
   const file_input input(options.trace);
   const std::unique_ptr<sink> capture = make_packet_sink(options.run.output, input);
   progress_bar bar(platform::is_terminal(stderr) ? stderr : nullptr);

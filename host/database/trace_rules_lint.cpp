@@ -163,6 +163,7 @@ class trace_rules {
     if (format.find("AT_STRING") != format.npos || format.find("AT_DEBUG_STRING") != format.npos) {
       return check_references(items, place);
     }
+    if (format.starts_with("UID %s")) return;  // read by the search for the database
     if (!format.starts_with("Traces dropped kernel: %hu user: %hu")) return unread.take(path);
     if (!trace.contains("label") || trace.at("label") != "TRACE_SYSTEM_WARNING") {
       return add(severity::warning, path + "/label",

@@ -6,6 +6,7 @@ add_library(veltra_database_cache STATIC
   cached_database.cpp
   catalogue.cpp
   database_locator.cpp
+  limited_download.cpp
   location.cpp
   uid_search.cpp)
 target_link_libraries(veltra_database_cache
