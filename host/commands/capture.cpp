@@ -9,6 +9,7 @@
 #include <system_error>
 
 #include "host/commands/commands.h"
+#include "host/commands/explained_run.h"
 #include "host/commands/packet_sink.h"
 #include "host/database/provisioning.h"
 #include "host/display/live_view.h"
@@ -119,7 +120,10 @@ exit_code capture(capture_options options) {
   // Messages of the plug-in would tear the line of counters.
   const bool with_counters = platform::is_terminal(stderr) && !options.run.verbose;
   live_view view({.port = options.line.port, .with_counters = with_counters});
-  const exit_code result = run(input, options.run, sinks, view);
+  const auto work = [&] { return run(input, options.run, sinks, view); };
+  const bool has_trace = raw_trace && !raw_trace->is_stream();
+  const exit_code result =
+      has_trace ? explain_empty_run(raw_trace->name(), options.run.database, work) : work();
   if (options.wireshark && !is_shown_live) show_in_wireshark(packets->name());
   return result;
 }

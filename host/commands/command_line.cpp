@@ -92,7 +92,21 @@ void add_decode_command(CLI::App& parent, command& chosen) {
   add_run_options(*app, options->run, "the trace's name with the format's ending",
                   "as recorded, if the trace has a sidecar, otherwise modem");
   app->add_flag("--wireshark", options->wireshark, "Open the capture in Wireshark");
+  app->add_flag("--strict", options->is_strict, "Refuse a database that the trace does not name");
   app->callback([options, &chosen] { chosen = [options] { return decode(*options); }; });
+}
+
+void add_explain_command(CLI::App& parent, command& chosen) {
+  auto options = std::make_shared<explain_options>();
+  CLI::App* const app = parent.add_subcommand(
+      "explain", "Say what is in a trace, and why packets did not come out of it");
+  require_nonempty(app->add_option("TRACE", options->trace, "The modem's raw trace"))->required();
+  add_database_options(*app, options->database);
+  app->add_flag("--json", options->as_json, "For programs: a JSON object");
+  require_nonempty(
+      app->add_option("--plugin", options->plugin,
+                      "Plug-in for the frames of another decoder (default: this program's)"));
+  app->callback([options, &chosen] { chosen = [options] { return explain_trace(*options); }; });
 }
 
 void add_capture_command(CLI::App& parent, command& chosen) {
@@ -365,6 +379,7 @@ exit_code run_command_line(const std::vector<std::string>& arguments) {
   command chosen;
   add_decode_command(app, chosen);
   add_capture_command(app, chosen);
+  add_explain_command(app, chosen);
   add_report_command(app, chosen);
   add_devices_command(app, chosen);
   add_db_command(app, chosen);

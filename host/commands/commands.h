@@ -21,6 +21,7 @@ namespace veltra::host {
 struct decode_options {
   std::string trace;
   run_options run;
+  bool is_strict = false;  // refuse a database that the trace does not name
   bool wireshark = false;  // open the capture when it is written
 };
 exit_code decode(decode_options options);
@@ -43,6 +44,14 @@ struct report_arguments {
   run_options run;
 };
 exit_code make_report(const report_arguments& arguments);
+
+struct explain_options {
+  std::string trace;
+  database_options database;
+  std::string plugin;  // empty: the one that belongs to this program
+  bool as_json = false;
+};
+exit_code explain_trace(const explain_options& options);
 
 exit_code list_devices();
 

@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "host/commands/commands.h"
+#include "host/commands/explained_run.h"
 #include "host/commands/packet_sink.h"
 #include "host/console.h"
 #include "host/database/provisioning.h"
@@ -30,7 +31,8 @@ void decode_quietly(run_options options, const std::filesystem::path& trace,
   options.database = find_database_of_trace(options.database, input.name());
   const std::unique_ptr<sink> packets = make_packet_sink(options.output, input);
   progress_bar bar(platform::is_terminal(stderr) ? stderr : nullptr);
-  run(input, options, {.capture = packets.get()}, bar);
+  explain_empty_run(input.name(), options.database,
+                    [&] { return run(input, options, {.capture = packets.get()}, bar); });
 }
 
 }  // namespace

@@ -157,7 +157,12 @@ std::vector<std::string> provision_cache(const database_options& options,
 database_options find_database_of_trace(const database_options& options, const std::string& trace) {
   if (options.cache.empty()) return options;
   const open_file file = open_trace(trace);
-  if (!file) return without_update(options);
+  if (!file) {
+    // The plug-in reports a missing trace before it looks at the cache.
+    std::error_code ignored;
+    const bool is_there = fs::exists(platform::path_from_utf8(trace), ignored);
+    return is_there ? provision_for_search(options) : without_update(options);
+  }
   search_events search{options};
   const auto uuid = find_uuid(file.get(), search.log());
   std::vector<std::string> directories = provision_cache(options, uuid.value_or(""));

@@ -200,7 +200,7 @@ class trace_rules {
         add(severity::fault, place, "is not an object; a trace that needs it ends the run");
       } else if (need_number(items[i], place, "size") && i > 0 &&
                  kovax::to_u32(items[i].at("size")) > max_counter_size) {
-        add(severity::fault, place + "/size",
+        add(severity::fatal, place + "/size",
             fmt::format("is above {}; a trace that needs it stops the process", max_counter_size));
       }
     }

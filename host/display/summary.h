@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <optional>
 #include <string>
 
 #include "host/source/run_statistics.h"
@@ -9,13 +10,17 @@
 namespace veltra::host {
 
 struct summary_facts {
-  std::string output;  // where the capture is, as the user knows it
+  std::string output;                           // where the capture is, as the user knows it
+  std::optional<std::string> stream_uuid = {};  // that the trace names; empty: it names none
   std::chrono::duration<double> elapsed{};
   bool interrupted = false;
-  std::string remarks = {};  // on the output; empty: no line for them
+  bool with_raw_packets = false;  // they are in the capture, too
+  bool with_key_packets = true;   // key material is among the capture's packets
+  std::string remarks = {};       // on the output; empty: no line for them
 };
 
-// Some lines of text, each ending in LF: packets per layer, bytes, dropped
+// Some lines of text, each ending in LF: the packets of the capture, key material that
+// is in it otherwise, packets per layer, bytes, dropped
 // traces, remarks on the output if any, database, time and speed.
 std::string format_summary(const run_statistics& statistics, const summary_facts& facts);
 

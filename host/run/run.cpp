@@ -16,6 +16,7 @@
 
 #include "host/console.h"
 #include "host/database/database_failure.h"
+#include "host/database/database_match.h"
 #include "host/display/summary.h"
 #include "host/run/capture_clock.h"
 #include "host/run/outlet.h"
@@ -94,6 +95,10 @@ struct lane {
   bool is_failure_noted = false;
 };
 
+std::string_view bytes_of(const packet& packet) {
+  return {reinterpret_cast<const char*>(packet.payload.data()), packet.payload.size()};
+}
+
 // As main() does it for the failure that ends the program.
 void report(const std::exception_ptr& failure) {
   try {
@@ -134,7 +139,8 @@ class active_run : public source_listener {
 
   exit_code conclude(source_failure failure);
   bool finish_sink(outlet& from);
-  void summarise_capture() const;
+  void summarise_capture();
+  void note_mismatch();
   void summarise_raw_trace() const;
   user_error explain(const source_failure& failure, bool is_kept) const;
   user_error explain_nothing() const;
@@ -154,6 +160,7 @@ class active_run : public source_listener {
 
   // The run's thread.
   run_statistics statistics_;
+  database_match match_;
   capture_clock clock_;
   std::optional<sidecar_writer> sidecar_;
   database_events database_events_;
@@ -245,6 +252,7 @@ void active_run::on_packet(const packet& packet) {
   take_sign_of_life();
   const bool is_first_raw = is_raw(packet) && statistics_.raw_bytes() == 0;
   statistics_.add(packet);
+  if (is_raw(packet)) match_.take(bytes_of(packet));
   host::packet placed = packet;
   const utc_time now = host_time();
   auto anchor = clock_.place(placed, now, statistics_.raw_bytes());
@@ -315,7 +323,7 @@ void active_run::tick(steady::time_point now) {
 }
 
 void active_run::note(const std::string& text) {
-  display_.show_lines(fmt::format("veltra: note: {}\n", text));
+  display_.show_lines(fmt::format("veltra: note: {}\n", sanitize(text)));
 }
 
 // What the plug-in passed over must not go unseen: a catalogue that is not up to date must
@@ -373,7 +381,10 @@ exit_code active_run::conclude(source_failure failure) {
   for (const lane& each : lanes_) {
     if (each.to.failure() && !may_reader_leave(each.to)) failures_.push_back(each.to.failure());
   }
-  if (capture_ != nullptr && is_kept && finish_sink(*capture_)) summarise_capture();
+  if (capture_ != nullptr && is_kept && finish_sink(*capture_)) {
+    summarise_capture();
+    note_mismatch();
+  }
   if (raw_trace_ != nullptr && finish_sink(*raw_trace_)) summarise_raw_trace();
 
   if (!failures_.empty()) {
@@ -397,7 +408,7 @@ bool active_run::finish_sink(outlet& from) {
   }
 }
 
-void active_run::summarise_capture() const {
+void active_run::summarise_capture() {
   if (options_.quiet) return;
   std::string remarks = capture_->target().remarks();
   if (const std::uint64_t missed = capture_->missed()) {
@@ -406,16 +417,24 @@ void active_run::summarise_capture() const {
   }
   display_.show_lines(
       format_summary(statistics_, {.output = capture_->target().name(),
+                                   .stream_uuid = match_.stream_uuid(),
                                    .elapsed = steady::now() - begin_,
                                    .interrupted = is_interrupted_ && !input_.is_live(),
+                                   .with_raw_packets = options_.output.raw_packets,
+                                   .with_key_packets = options_.output.format != "pcapng",
                                    .remarks = remarks}));
+}
+
+void active_run::note_mismatch() {
+  const auto mismatch = describe_mismatch(match_.stream_uuid(), statistics_.database_uuid());
+  if (mismatch) note(*mismatch + "; check that the database belongs to the modem's firmware.");
 }
 
 void active_run::summarise_raw_trace() const {
   const std::uint64_t bytes = sinks_.raw_trace->bytes();
   if (bytes == 0) return;
   const std::string remarks = sinks_.raw_trace->remarks();
-  display_.show_lines(fmt::format("{}: {} of raw trace{}{}\n", sinks_.raw_trace->name(),
+  display_.show_lines(fmt::format("{}: {} of raw trace{}{}\n", sanitize(sinks_.raw_trace->name()),
                                   format_bytes(static_cast<double>(bytes)),
                                   remarks.empty() ? "" : ", ", remarks));
 }

@@ -117,7 +117,7 @@ TEST_F(database_lint_test, what_ends_a_run_later_is_a_fault) {
           "fault /traces/0/format_items/0/reference: is not a number; a trace that needs it ends "
           "the run",
           "fault /traces/1/format_items/0/size: is missing; a trace that needs it ends the run",
-          "fault /traces/1/format_items/2/size: is above 4; a trace that needs it stops the "
+          "fatal /traces/1/format_items/2/size: is above 4; a trace that needs it stops the "
           "process"));
 }
 

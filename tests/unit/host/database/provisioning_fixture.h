@@ -44,7 +44,8 @@ class provisioning_test : public testing::Test {
   }
 
   std::filesystem::path cached(const std::string& name) const {
-    return directory_.path() / "cache" / platform::path_from_utf8(name);
+    const std::filesystem::path cache = directory_.path() / "cache";
+    return name.empty() ? cache : cache / platform::path_from_utf8(name);
   }
 
   std::filesystem::path cached_first() const {

@@ -94,6 +94,49 @@ TEST(summary, one_packet_is_no_packets) {
   EXPECT_THAT(format_summary(statistics, {.output = "o"}), StartsWith("o: 1 packet from 0 B"));
 }
 
+packet key_packet() {
+  packet key = packet_of("session_master", "key");
+  key.category = "tls";
+  return key;
+}
+
+TEST(summary, key_material_is_counted_apart_if_a_capture_has_no_packet_for_it) {
+  run_statistics statistics;
+  statistics.add(packet_of("ip", "E"));
+  statistics.add(key_packet());
+  summary_facts facts = {.output = "o"};
+  EXPECT_THAT(format_summary(statistics, facts), StartsWith("o: 2 packets from 0 B"));
+  facts.with_key_packets = false;
+  EXPECT_THAT(format_summary(statistics, facts), StartsWith("o: 1 packet, 1 TLS key from 0 B"));
+  statistics.add(key_packet());
+  EXPECT_THAT(format_summary(statistics, facts), StartsWith("o: 1 packet, 2 TLS keys from 0 B"));
+}
+
+TEST(summary, raw_packets_count_if_they_are_in_the_capture) {
+  run_statistics statistics;
+  statistics.add(packet_of("modem_trace", "12"));
+  statistics.add(packet_of("ip", "E"));
+  EXPECT_THAT(format_summary(statistics, {.output = "o"}), StartsWith("o: 1 packet from 2 B"));
+  EXPECT_THAT(format_summary(statistics, {.output = "o", .with_raw_packets = true}),
+              StartsWith("o: 2 packets from 2 B"));
+}
+
+TEST(summary, the_database_that_the_trace_names_has_a_line_if_it_is_another_one) {
+  run_statistics statistics;
+  statistics.add(packet_of("ip", "E", R"({"modem_db_uuid":"u-1"})"));
+  EXPECT_THAT(format_summary(statistics, {.output = "o"}), Not(HasSubstr("trace's database")));
+  EXPECT_THAT(format_summary(statistics, {.output = "o", .stream_uuid = "u-1"}),
+              Not(HasSubstr("trace's database")));
+  EXPECT_THAT(format_summary(statistics, {.output = "o", .stream_uuid = "u-2"}),
+              HasSubstr("\n  trace's database      u-2\n"));
+  EXPECT_THAT(format_summary(statistics, {.output = "o", .stream_uuid = ""}),
+              HasSubstr("\n  trace's database      not named in the trace\n"));
+}
+
+TEST(summary, a_name_controls_no_terminal) {
+  EXPECT_THAT(format_summary({}, {.output = "o\x1b"}), StartsWith("o?: "));
+}
+
 TEST(summary, an_interrupted_run_says_so) {
   EXPECT_THAT(format_summary({}, {.output = "o", .interrupted = true}),
               HasSubstr("of trace, interrupted before its end\n"));
