@@ -174,6 +174,25 @@ void add_devices_command(CLI::App& parent, command& chosen) {
   app->callback([&chosen] { chosen = list_devices; });
 }
 
+void add_doctor_command(CLI::App& parent, command& chosen) {
+  auto options = std::make_shared<doctor_options>();
+  CLI::App* const app =
+      parent.add_subcommand("doctor", "Say whether a capture would work on this machine");
+  require_nonempty(app->add_option("--port,-p", options->port, "Only this serial port"))
+      ->type_name("DEV");
+  database_options& database = options->database;
+  require_nonempty(app->add_option("--cache", database.cache, "Directory of databases"));
+  require_nonempty(app->add_option("--location", database.locations,
+                                   "Where the cache's catalogue config.json is"));
+  require_nonempty(app->add_option("--root", database.root, "What ${root} in a location means"));
+  app->add_option("--proxy", database.proxy, "Proxy for downloads, address with port");
+  require_nonempty(
+      app->add_option("--plugin", options->plugin,
+                      "Plug-in to load (default: the one that belongs to this program)"));
+  app->add_flag("--json", options->as_json, "For programs: a JSON object");
+  app->callback([options, &chosen] { chosen = [options] { return check_machine(*options); }; });
+}
+
 CLI::Option* add_cache_option(CLI::App& app, database_options& options) {
   return require_nonempty(app.add_option("--cache", options.cache, "Directory of databases"))
       ->required();
@@ -382,6 +401,7 @@ exit_code run_command_line(const std::vector<std::string>& arguments) {
   add_explain_command(app, chosen);
   add_report_command(app, chosen);
   add_devices_command(app, chosen);
+  add_doctor_command(app, chosen);
   add_db_command(app, chosen);
   add_simulate_command(app, chosen);
   add_wireshark_command(app, chosen);

@@ -55,6 +55,14 @@ exit_code explain_trace(const explain_options& options);
 
 exit_code list_devices();
 
+struct doctor_options {
+  std::string port;  // empty: any
+  database_options database;
+  std::string plugin;  // empty: the one that belongs to this program
+  bool as_json = false;
+};
+exit_code check_machine(const doctor_options& options);
+
 // One line for each port under a line of headings: its name, its state, and what the
 // system knows of it. Empty for no ports. Looks for the holders under `roots`.
 std::string format_devices(const std::vector<platform::serial_device>& devices,

@@ -14,6 +14,7 @@
 #include "plugin/database/cached_database.h"
 #include "plugin/database/catalogue.h"
 #include "plugin/database/location.h"
+#include "plugin/path_parameter.h"
 
 namespace veltra::host {
 
@@ -23,15 +24,6 @@ namespace fs = std::filesystem;
 using kovax::json;
 using kovax::member;
 using kovax::text_member;
-
-// Whether `name` is one file name below a directory, on every platform.
-bool stays_in_directory(const std::string& name) {
-  const auto leads_out = [](unsigned char c) {
-    return c == '/' || c == '\\' || c == ':' || c < 0x20 || c == 0x7F;
-  };
-  return !name.empty() && name != "." && name != ".." &&
-         std::none_of(name.begin(), name.end(), leads_out);
-}
 
 user_error refused(const fs::path& path, const char* what, const char* advice) {
   return {exit_code::bad_input, fmt::format("{} is {}; {}, or accept it with --trust-catalogue.",
@@ -70,6 +62,14 @@ bool is_catalogue(const std::string& text) {
 }
 
 }  // namespace
+
+bool stays_in_directory(const std::string& name) {
+  const auto leads_out = [](unsigned char c) {
+    return c == '/' || c == '\\' || c == ':' || c < 0x20 || c == 0x7F;
+  };
+  return !name.empty() && name != "." && name != ".." &&
+         std::none_of(name.begin(), name.end(), leads_out);
+}
 
 guarded_policy::guarded_policy(const database_options& options, std::optional<std::string> uuid,
                                std::function<void(const std::string&)> note,
@@ -127,6 +127,11 @@ void guarded_policy::check_entry(const fs::path& cache_directory, const std::str
 database_need guarded_policy::need_of(const json& entry) const {
   if (!uuid_ || text_member(entry, "uuid") == *uuid_) return database_need::required;
   return options_.update ? database_need::wanted : database_need::none;
+}
+
+void require_catalogue(const database_options& options, const std::string& location) {
+  const std::string address = resolve_location(options.root, expand_env_variables(location));
+  guarded_policy(options, {}, [](const std::string&) {}).fetch_catalogue(address, options.proxy);
 }
 
 }  // namespace veltra::host

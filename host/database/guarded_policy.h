@@ -16,6 +16,9 @@ inline constexpr std::size_t max_catalogue_size = std::size_t{16} << 20;
 // As much as the plug-in reads of a compressed database.
 inline constexpr std::size_t max_database_size = 1'000'000'000;
 
+// Whether `name` is one file name below a directory, on every platform.
+bool stays_in_directory(const std::string& name);
+
 // Downloads with limits and keeps only what is a catalogue, or has the catalogue's digest.
 // Refuses, with user_error (bad_input), names and links in the cache that lead out of it,
 // and what is not a regular file, unless the options trust the catalogue.
@@ -47,5 +50,9 @@ class guarded_policy : public sync_policy {
   const std::function<void(const std::string&)> note_;
   const std::function<void(std::chrono::milliseconds)> pause_;
 };
+
+// Fetches the catalogue at `location`, which may contain ${root} and an environment
+// variable, and keeps nothing. Throws std::exception with the reason.
+void require_catalogue(const database_options& options, const std::string& location);
 
 }  // namespace veltra::host
