@@ -230,6 +230,31 @@ void add_db_command(CLI::App& parent, command& chosen) {
   lint->add_flag("--json", checks->as_json, "For programs: a JSON object");
   lint->callback([checks, &chosen] { chosen = [checks] { return lint_database(*checks); }; });
 
+  CLI::App* const publish =
+      db->add_subcommand("publish", "Write the catalogue of a directory of databases");
+  const auto published = std::make_shared<publish_options>();
+  require_nonempty(publish->add_option("DIR", published->place, "Directory of databases"))
+      ->required();
+  require_nonempty(
+      publish->add_option("--device", published->names.device, "Device of databases that are new"))
+      ->type_name("NAME")
+      ->default_str("modem");
+  publish->callback(
+      [published, &chosen] { chosen = [published] { return publish_directory(*published); }; });
+
+  CLI::App* const add = db->add_subcommand("add", "Put a trace database file into a cache");
+  const auto added = std::make_shared<publish_options>();
+  require_nonempty(add->add_option("FILE", added->place, "Trace database (.json or .tar.gz)"))
+      ->required();
+  require_nonempty(add->add_option("--cache", added->cache, "Directory of databases"))->required();
+  require_nonempty(add->add_option("--device", added->names.device, "Device in the catalogue"))
+      ->type_name("NAME")
+      ->default_str("modem");
+  require_nonempty(add->add_option("--version", added->names.version,
+                                   "Version in the catalogue (default: the file's name)"))
+      ->type_name("NAME");
+  add->callback([added, &chosen] { chosen = [added] { return add_to_cache(*added); }; });
+
   CLI::App* const verify = db->add_subcommand(
       "verify", "Check that every database of the catalogue is there and intact");
   add_cache_option(*verify, *options);

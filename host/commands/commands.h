@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "host/database/database_options.h"
+#include "host/database/publishing.h"
 #include "host/exit_code.h"
 #include "host/run/run_options.h"
 #include "host/simulate/live_simulation.h"
@@ -72,6 +73,14 @@ exit_code sync_cache(const database_options& options);
 exit_code list_cache(const database_options& options, bool as_json);
 exit_code verify_cache(const database_options& options);
 exit_code show_database(const std::string& file);
+
+struct publish_options {
+  std::string place;  // the directory to publish, or the file to add
+  std::string cache;  // to add to
+  listing_names names;
+};
+exit_code publish_directory(const publish_options& options);
+exit_code add_to_cache(const publish_options& options);
 
 struct lint_options {
   std::string file;

@@ -15,6 +15,7 @@
 #include "host/database/database_options.h"
 #include "host/database/database_summary.h"
 #include "host/database/provisioning.h"
+#include "host/database/publishing.h"
 #include "host/database/sync_progress.h"
 #include "host/user_error.h"
 #include "platform/file.h"
@@ -55,8 +56,9 @@ exit_code sync_cache(const database_options& options) {
   }
   progress.finish(false);
   if (progress.databases() == 0) throw no_database(options);
-  print(fmt::format("{}: {} database{}, {} downloaded\n", options.cache, progress.databases(),
-                    progress.databases() == 1 ? "" : "s", progress.downloads()));
+  print(fmt::format("{}: {} database{}, {} downloaded\n", sanitize(options.cache),
+                    progress.databases(), progress.databases() == 1 ? "" : "s",
+                    progress.downloads()));
   // What was downloaded has not been compared with the catalogue yet.
   if (const std::size_t faults = report_faults(look_at_cache(options))) {
     throw user_error(exit_code::bad_input,
@@ -85,6 +87,17 @@ exit_code show_database(const std::string& file) {
   return exit_code::ok;
 }
 
+exit_code publish_directory(const publish_options& options) {
+  print(publish_databases(platform::path_from_utf8(options.place), options.names.device));
+  return exit_code::ok;
+}
+
+exit_code add_to_cache(const publish_options& options) {
+  print(add_database(platform::path_from_utf8(options.place),
+                     platform::path_from_utf8(options.cache), options.names));
+  return exit_code::ok;
+}
+
 exit_code lint_database(const lint_options& options) {
   const lint_result lint = lint_database_file(platform::path_from_utf8(options.file));
   print(options.as_json ? format_findings_json(options.file, lint.findings)
@@ -108,7 +121,7 @@ exit_code verify_cache(const database_options& options) {
                     faults, databases.size(), options.cache, platform::shell_word(options.cache),
                     needs_root(databases) ? " --root URL" : ""));
   }
-  print(fmt::format("{}: {} database{}, all intact\n", options.cache, databases.size(),
+  print(fmt::format("{}: {} database{}, all intact\n", sanitize(options.cache), databases.size(),
                     databases.size() == 1 ? "" : "s"));
   return exit_code::ok;
 }
