@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "base/uuid.h"
+#include "diagnosis/decoder_configuration.h"
 #include "host/database/trace_rules_lint.h"
 #include "implementation/json_values.h"
 #include "plugin/trace_db.h"
@@ -107,19 +108,22 @@ class text_lint {
     add(severity::warning, path, fmt::format("is {}, which counts as {}", value.dump(), taken));
   }
 
-  // Calls `visit` with each element of a list that may be missing.
-  void each_of(const json& object, const std::string& path, const char* key,
-               const std::function<void(const json& element, const std::string& path)>& visit) {
+  using visitor = std::function<void(const json& element, const std::string& path)>;
+
+  // Calls `visit` with each element of a list that may be missing. `skips_values`: what is
+  // not a list at all is passed over by the plug-in, too, and not refused.
+  void each_of(const json& object, const std::string& path, const char* key, const visitor& visit,
+               bool skips_values = false) {
     if (!object.is_object() || !object.contains(key)) return;
     const json& list = object.at(key);
     const std::string place = path + "/" + key;
-    if (list.is_null() || list.is_object()) {
-      add(severity::warning, place, fmt::format("is {}, and an array is meant", type_of(list)));
-    } else if (!list.is_array()) {
-      add(severity::fatal, place, fmt::format("is {}, and an array is needed", type_of(list)));
-      return;
+    if (list.is_array() || list.is_object()) {
+      if (!list.is_array()) add(severity::warning, place, "is of type object, not an array");
+      for (const auto& item : list.items()) visit(item.value(), place + "/" + item.key());
+    } else {
+      add(list.is_null() || skips_values ? severity::warning : severity::fatal, place,
+          fmt::format("is {}, and an array is needed", type_of(list)));
     }
-    for (const auto& item : list.items()) visit(item.value(), place + "/" + item.key());
   }
 
   void check_identity(const json& meta) {
@@ -182,6 +186,9 @@ class text_lint {
       add(severity::fatal, path, fmt::format("is {}, and an object is needed", type_of(*config)));
       return;
     }
+    if (diagnosis::is_refused_configuration(*config)) {
+      add(severity::fault, path, "is not a configuration that the open decoder takes");
+    }
     each_of(*config, path, "masters", [&](const json& master, const std::string& place) {
       const auto id = id_of(master, place);
       if (!id || result_.master_ids.empty() || !master_is_own(meta, *id)) return;
@@ -218,9 +225,10 @@ class text_lint {
         continue;
       }
       bool has_condition = false;
-      each_of(element, path, "conditions", [&](const json& condition, const std::string& place) {
+      const auto check = [&](const json& condition, const std::string& place) {
         has_condition = check_condition(condition, place) || has_condition;
-      });
+      };
+      each_of(element, path, "conditions", check, true);
       if (has_condition) need(element, path, "type", json::value_t::string, severity::fatal);
     }
   }
@@ -273,7 +281,7 @@ class text_lint {
   void check_named(const json& root, const char* key, const char* text_key, const char* parent,
                    const char* which_counts, bool may_lack_id) {
     std::map<std::uint32_t, std::string> seen;
-    each_of(root, parent, key, [&](const json& element, const std::string& path) {
+    const auto check = [&](const json& element, const std::string& path) {
       if (may_lack_id && (!element.is_object() || !element.contains("id"))) {
         add(severity::warning, path, "has no id and is skipped");
         return;
@@ -282,7 +290,8 @@ class text_lint {
       if (element.is_object() && text_key != nullptr) {
         need(element, path, text_key, json::value_t::string, severity::fatal);
       }
-    });
+    };
+    each_of(root, parent, key, check, may_lack_id);
   }
 
   void check_tables(const json& root) {

@@ -153,6 +153,27 @@ TEST_F(database_lint_test, suspicious_content_is_a_warning) {
           "warning /traces/2: no rule reads this format (the first of 2)"));
 }
 
+TEST_F(database_lint_test, what_the_plug_in_passes_over_is_a_warning_and_not_a_fault) {
+  database["meta"]["trace_type_descriptors"][0]["conditions"] = "none";
+  database["peer_buffer_layers"] = 5;
+  database["peer_buffers"] = json::array();
+  database["buffers"] = json();
+  EXPECT_THAT(lint(), ElementsAre("warning /meta/trace_type_descriptors/0/conditions: is of type "
+                                  "string, and an array is needed",
+                                  "warning /buffers: is null, and an array is needed",
+                                  "warning /peer_buffer_layers: is of type number, and an array "
+                                  "is needed"));
+}
+
+TEST_F(database_lint_test, a_configuration_that_the_open_decoder_refuses_is_a_fault) {
+  json& config = database["meta"]["connection_configs"]["dekodrix_config"];
+  config = json::parse(R"({"format": "veltra-frames", "version": 2, "masters": []})");
+  EXPECT_THAT(lint(), ElementsAre("fault /meta/connection_configs/dekodrix_config: is not a "
+                                  "configuration that the open decoder takes"));
+  config["format"] = "another";
+  EXPECT_THAT(lint(), IsEmpty());
+}
+
 TEST_F(database_lint_test, a_database_that_no_stream_can_name_is_a_warning) {
   database["meta"]["uuid"] = "3f2504e0";
   EXPECT_THAT(lint(),
