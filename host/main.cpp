@@ -27,7 +27,7 @@ int main(int argc, char** argv) {
     return static_cast<int>(error.code());
   } catch (const std::exception& error) {
     std::fprintf(stderr, "veltra: internal error: %s; please report it with the command line.\n",
-                 platform::utf8_message(error.what()).c_str());
+                 sanitize(platform::utf8_message(error.what())).c_str());
     return static_cast<int>(exit_code::internal);
   }
 }

@@ -68,6 +68,7 @@ std::vector<fs::path> missing_directories(const fs::path& directory) {
   fs::path path = fs::absolute(directory, error);
   while (!error && !path.empty() && !fs::exists(path, error)) {
     missing.push_back(path);
+    if (path == path.parent_path()) break;  // a drive that does not exist
     path = path.parent_path();
   }
   return missing;

@@ -9,6 +9,7 @@
 #include <system_error>
 #include <utility>
 
+#include "host/console.h"
 #include "host/output/output_file.h"
 #include "host/output/same_file.h"
 #include "host/report/analysis.h"
@@ -127,7 +128,7 @@ class reporter {
   }
 
   void tell(const std::string& line) const {
-    if (options_.tell) options_.tell(line + "\n");
+    if (options_.tell) options_.tell(host::sanitize(line) + "\n");
   }
 
   // Each lack once, not for every capture.

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/captured_stdout.h"
 #include "tests/unit/host/run/run_fixture.h"
 
 namespace veltra::host {
@@ -74,6 +75,7 @@ TEST_F(command_line_test, the_parameters_of_a_capture) {
 }
 
 TEST_F(command_line_test, locations_of_a_catalogue_are_tried_in_their_order) {
+  const test_support::captured_stdout lines_of_the_sync;
   try {
     veltra({"db", "sync", "--cache", name_of("c"), "--update", "--location", "file:///no/b",
             "--location", "${root}a", "--root", "file:///no", "--timeout", "5"});
