@@ -20,6 +20,19 @@ struct type_descriptor;
 // The trace types that have conversion rules.
 enum class trace_type : std::uint8_t { other, peer_dump, formatted };
 
+// Why a trace made no packet.
+enum class no_packet_reason : std::uint8_t {
+  none,
+  no_content,            // not longer than its trace id
+  types_are_off,         // the database does not map types by id
+  type_without_rule,     // no condition holds, or that of another type
+  unknown_peer_layer,    // not in "peer_buffer_layers"
+  unknown_peer_buffer,   // not in "peer_buffers", or without its members
+  message_without_rule,  // a peer buffer's type that is neither NAS nor RRC
+  unknown_trace,         // no definition in "traces", or without its members
+  format_without_rule,   // neither an AT command nor the report of dropped traces
+};
+
 // What a buffer's name says about the traces in it.
 struct buffer_traits {
   enum class rule : std::uint8_t { none, network, tls_handshake_randbytes, tls_session_master };
@@ -65,7 +78,8 @@ struct conversion_index {
   std::unordered_map<std::uint32_t, buffer_traits> buffers;
   trace_type_index types;
   peer_buffer_index peers;
-  std::string payload;  // scratch space for payloads that are not a part of the trace
+  std::string payload;               // scratch space for payloads that are not a part of the trace
+  no_packet_reason why_no_packet{};  // of the latest trace that made none
 };
 
 // Builds all tables from the other members of `config`.

@@ -37,6 +37,11 @@ kovax_stream_packet_t packet_of(const char* layer, std::string_view payload,
   return packet;
 }
 
+converted no_packet(trace_db_config& config, no_packet_reason why) {
+  config.index.why_no_packet = why;
+  return std::nullopt;
+}
+
 // The runs of characters between underscores; those past the fifth are only
 // counted as "five or more".
 struct name_tokens {
@@ -92,17 +97,25 @@ std::string_view text_of(const json& value) {
 }
 
 converted convert_peer_message(trace_db_config& config, const trace_payload& payload) {
-  if (!config.peer_buffer_layers.contains(payload.peer_layer_id)) return std::nullopt;
+  if (!config.peer_buffer_layers.contains(payload.peer_layer_id)) {
+    return no_packet(config, no_packet_reason::unknown_peer_layer);
+  }
   const json* peer = config.index.peers.find(config.peer_buffers, payload.buffer_id.value_or(0),
                                              payload.peer_layer_id);
-  if (peer == nullptr || !has(*peer, "name") || !has(*peer, "type")) return std::nullopt;
+  if (peer == nullptr || !has(*peer, "name") || !has(*peer, "type")) {
+    return no_packet(config, no_packet_reason::unknown_peer_buffer);
+  }
 
   constexpr std::string_view rrc_prefix = "ASN_";
   std::string_view type = text_of(peer->at("type"));
   if (type.starts_with("NAS_PDU")) return packet_of(layer_nas, payload.body);
-  if (!type.starts_with(rrc_prefix)) return std::nullopt;
+  if (!type.starts_with(rrc_prefix)) {
+    return no_packet(config, no_packet_reason::message_without_rule);
+  }
   type.remove_prefix(rrc_prefix.size());
-  if (!make_rrc_layer_name(type, config.layer_name)) return std::nullopt;
+  if (!make_rrc_layer_name(type, config.layer_name)) {
+    return no_packet(config, no_packet_reason::message_without_rule);
+  }
   return packet_of(config.layer_name.c_str(), payload.body);
 }
 
@@ -122,7 +135,7 @@ converted convert_formatted_at(trace_db_config& config, const json& items,
     const std::size_t offset = std::min(formatted_text_offset, bytes.size());
     return at_packet(config, command, up_to_nul(bytes.substr(offset)));
   }
-  return std::nullopt;
+  return no_packet(config, no_packet_reason::format_without_rule);
 }
 
 std::uint32_t item_size(const json& item) {
@@ -153,9 +166,11 @@ converted convert_dropped_traces(trace_db_config& config, const json& items,
 
 converted convert_formatted(trace_db_config& config, const trace_payload& payload) {
   const auto found = config.traces.find(payload.trace_id);
-  if (found == config.traces.end()) return std::nullopt;
+  if (found == config.traces.end()) return no_packet(config, no_packet_reason::unknown_trace);
   const json& definition = found->second;
-  if (!has(definition, "format") || !has(definition, "format_items")) return std::nullopt;
+  if (!has(definition, "format") || !has(definition, "format_items")) {
+    return no_packet(config, no_packet_reason::unknown_trace);
+  }
   const std::string_view format = text_of(definition.at("format"));
   const json& items = definition.at("format_items");
 
@@ -169,12 +184,12 @@ converted convert_formatted(trace_db_config& config, const trace_payload& payloa
       items.size() > 2) {
     return convert_dropped_traces(config, items, payload);
   }
-  return std::nullopt;
+  return no_packet(config, no_packet_reason::format_without_rule);
 }
 
 converted convert_by_type(trace_db_config& config, const trace_payload& payload,
                           const buffer_traits& buffer) {
-  if (!config.type_mapping_by_id) return std::nullopt;
+  if (!config.type_mapping_by_id) return no_packet(config, no_packet_reason::types_are_off);
   switch (config.index.types.find(payload.trace_id)) {
     case trace_type::peer_dump:
       if (buffer.at_string) return at_packet(config, buffer.request, up_to_nul(payload.body));
@@ -184,7 +199,7 @@ converted convert_by_type(trace_db_config& config, const trace_payload& payload,
     case trace_type::other:
       break;
   }
-  return std::nullopt;
+  return no_packet(config, no_packet_reason::type_without_rule);
 }
 
 // Some buffers name their payload, whatever the type of the trace.
@@ -207,15 +222,23 @@ converted convert_payload(trace_db_config& config, const trace_payload& payload)
   return convert_by_type(config, payload, buffer);
 }
 
-}  // namespace
-
-converted convert_trace(trace_db_config& config, const dekodrix_trace& trace) {
+std::optional<trace_payload> parse(const trace_db_config& config, const dekodrix_trace& trace) {
   if (trace.data == nullptr) return std::nullopt;
   const std::string_view bytes(reinterpret_cast<const char*>(trace.data),
                                std::min(trace.data_length, max_packet_bytes));
-  const std::optional<trace_payload> payload =
-      parse_trace_payload(bytes, config.trace_id_size, config.little_endian);
-  if (!payload) return std::nullopt;
+  return parse_trace_payload(bytes, config.trace_id_size, config.little_endian);
+}
+
+}  // namespace
+
+trace_type type_of_trace(const trace_db_config& config, const dekodrix_trace& trace) {
+  const std::optional<trace_payload> payload = parse(config, trace);
+  return payload ? config.index.types.find(payload->trace_id) : trace_type::other;
+}
+
+converted convert_trace(trace_db_config& config, const dekodrix_trace& trace) {
+  const std::optional<trace_payload> payload = parse(config, trace);
+  if (!payload) return no_packet(config, no_packet_reason::no_content);
   converted packet = convert_payload(config, *payload);
   if (packet) packet->timestamp = trace.timestamp;
   return packet;

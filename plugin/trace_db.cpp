@@ -24,9 +24,6 @@ using kovax::json;
 using kovax::member;
 using kovax::to_u32;
 
-// Trace ids are 32-bit values.
-constexpr std::uint32_t max_trace_id_size = 4;
-
 // A member of an array element: must be there.
 const json& strict_member(const json& element, const char* key) {
   if (!element.is_object()) return element[key];  // throws the library's own error

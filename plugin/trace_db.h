@@ -1,6 +1,8 @@
 // trace_db.h - from a trace database file to the records of the databases in it.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <string_view>
 
@@ -8,6 +10,9 @@
 #include "plugin/trace_db_config.h"
 
 namespace veltra {
+
+// Trace ids are 32-bit values.
+inline constexpr std::uint32_t max_trace_id_size = 4;
 
 // Reads the whole file at `path`, .json or .gz, and processes every database in it
 // (docs/database-format.md).

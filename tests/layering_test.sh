@@ -31,6 +31,7 @@ forbid 'include platform decoder' 'base/'
 forbid plugin 'decoder|host/'
 forbid plugin/database 'plugin/[a-z_]+\.h|dekodrix'
 forbid host 'decoder|dekodrix|implementation/zet'
+forbid diagnosis 'host|kovax'
 # The database commands use the plug-in's own libraries for databases; all else knows
 # the plug-in only through its interface.
 forbid "$(find host -name '*.h' -o -name '*.cpp' |
@@ -69,19 +70,20 @@ allow_in_host host/display 'host/(display|source)/'
 allow_in_host host/database 'host/(database|source)/'
 allow_in_host host/run 'host/(run|source|output|display|database)/'
 allow_in_host host/simulate 'host/(simulate|output)/'
+allow_in_host host/explain 'host/(explain|source|database)/'
 allow_in_host host/report 'host/(report|output)/'
 allow_in_host host/wireshark 'host/(wireshark|run|output|display|source)/'
 allow_in_host host/commands '(host|CLI)/'
 allow_in_host host/main.cpp host/commands/
 rooms=$(find host -mindepth 1 -maxdepth 1 -type d ! -name source ! -name output ! -name display \
-  ! -name database ! -name run ! -name simulate ! -name report ! -name wireshark ! -name commands)
+  ! -name database ! -name run ! -name simulate ! -name report ! -name explain ! -name wireshark ! -name commands)
 [ -z "$rooms" ] || {
   printf 'rooms that this check does not know:\n%s\n' "$rooms"
   status=1
 }
 
 # The JSON library is tied to our assertion only when it comes through this header.
-direct=$(grep -rnE '^ *# *include *<nlohmann' include base platform plugin decoder host tests fuzz bench \
+direct=$(grep -rnE '^ *# *include *<nlohmann' include base platform plugin decoder diagnosis host tests fuzz bench \
   --include='*.h' --include='*.cpp' | grep -vE '^include/implementation/json(_fwd)?\.h:') || true
 [ -z "$direct" ] || {
   printf 'include "implementation/json.h" instead:\n%s\n' "$direct"

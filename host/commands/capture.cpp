@@ -8,8 +8,10 @@
 #include <system_error>
 
 #include "host/commands/commands.h"
+#include "host/commands/explained_run.h"
 #include "host/commands/packet_sink.h"
 #include "host/console.h"
+#include "host/database/provisioning.h"
 #include "host/display/live_view.h"
 #include "host/display/status_files.h"
 #include "host/output/output_failure.h"
@@ -227,6 +229,7 @@ keeping_options keeping(const capture_options& options) {
 exit_code capture(capture_options options) {
   check(options);
   check_series(options);
+  options.run.database = provision_for_search(options.run.database);
   output_options& output = options.run.output;
   output.format = choose_format(platform::path_from_utf8(output.file), output.format);
   if (options.wireshark) check_wireshark_output(output);
@@ -262,7 +265,11 @@ exit_code capture(capture_options options) {
   }
   const std::unique_ptr<sink> key_log = make_key_log(output);
   sinks.key_log = key_log.get();
-  const exit_code result = run(input, options.run, sinks, status);
+  const auto work = [&] { return run(input, options.run, sinks, status); };
+  // The pieces of a series are many traces.
+  const bool has_trace = !sinks.raw_file.empty() && !options.run.recording.is_series();
+  const exit_code result =
+      has_trace ? explain_empty_run(raw_trace->name(), options.run.database, work) : work();
   if (options.wireshark && !has_window) show_in_wireshark(packets->name());
   return result;
 }

@@ -119,7 +119,21 @@ void add_decode_command(CLI::App& parent, command& chosen) {
   add_run_options(*app, options->run, "the trace's name with the format's ending",
                   "as recorded, if the trace has a sidecar, otherwise modem");
   app->add_flag("--wireshark", options->wireshark, "Open the capture in Wireshark");
+  app->add_flag("--strict", options->is_strict, "Refuse a database that the trace does not name");
   app->callback([options, &chosen] { chosen = [options] { return decode(*options); }; });
+}
+
+void add_explain_command(CLI::App& parent, command& chosen) {
+  auto options = std::make_shared<explain_options>();
+  CLI::App* const app = parent.add_subcommand(
+      "explain", "Say what is in a trace, and why packets did not come out of it");
+  require_nonempty(app->add_option("TRACE", options->trace, "The modem's raw trace"))->required();
+  add_database_options(*app, options->database);
+  app->add_flag("--json", options->as_json, "For programs: a JSON object");
+  require_nonempty(
+      app->add_option("--plugin", options->plugin,
+                      "Plug-in for the frames of another decoder (default: this program's)"));
+  app->callback([options, &chosen] { chosen = [options] { return explain_trace(*options); }; });
 }
 
 void add_capture_command(CLI::App& parent, command& chosen) {
@@ -199,6 +213,25 @@ void add_devices_command(CLI::App& parent, command& chosen) {
   app->callback([&chosen] { chosen = list_devices; });
 }
 
+void add_doctor_command(CLI::App& parent, command& chosen) {
+  auto options = std::make_shared<doctor_options>();
+  CLI::App* const app =
+      parent.add_subcommand("doctor", "Say whether a capture would work on this machine");
+  require_nonempty(app->add_option("--port,-p", options->port, "Only this serial port"))
+      ->type_name("DEV");
+  database_options& database = options->database;
+  require_nonempty(app->add_option("--cache", database.cache, "Directory of databases"));
+  require_nonempty(app->add_option("--location", database.locations,
+                                   "Where the cache's catalogue config.json is"));
+  require_nonempty(app->add_option("--root", database.root, "What ${root} in a location means"));
+  app->add_option("--proxy", database.proxy, "Proxy for downloads, address with port");
+  require_nonempty(
+      app->add_option("--plugin", options->plugin,
+                      "Plug-in to load (default: the one that belongs to this program)"));
+  app->add_flag("--json", options->as_json, "For programs: a JSON object");
+  app->callback([options, &chosen] { chosen = [options] { return check_machine(*options); }; });
+}
+
 CLI::Option* add_cache_option(CLI::App& app, database_options& options) {
   return require_nonempty(app.add_option("--cache", options.cache, "Directory of databases"))
       ->required();
@@ -227,6 +260,39 @@ void add_db_command(CLI::App& parent, command& chosen) {
   require_nonempty(show->add_option("FILE", *file, "Trace database (.json or .tar.gz)"))
       ->required();
   show->callback([file, &chosen] { chosen = [file] { return show_database(*file); }; });
+
+  CLI::App* const lint = db->add_subcommand("lint", "Name every fault of a trace database file");
+  const auto checks = std::make_shared<lint_options>();
+  require_nonempty(lint->add_option("FILE", checks->file, "Trace database (.json or .tar.gz)"))
+      ->required();
+  lint->add_flag("--strict", checks->is_strict, "Fail for warnings, too");
+  lint->add_flag("--json", checks->as_json, "For programs: a JSON object");
+  lint->callback([checks, &chosen] { chosen = [checks] { return lint_database(*checks); }; });
+
+  CLI::App* const publish =
+      db->add_subcommand("publish", "Write the catalogue of a directory of databases");
+  const auto published = std::make_shared<publish_options>();
+  require_nonempty(publish->add_option("DIR", published->place, "Directory of databases"))
+      ->required();
+  require_nonempty(
+      publish->add_option("--device", published->names.device, "Device of databases that are new"))
+      ->type_name("NAME")
+      ->default_str("modem");
+  publish->callback(
+      [published, &chosen] { chosen = [published] { return publish_directory(*published); }; });
+
+  CLI::App* const add = db->add_subcommand("add", "Put a trace database file into a cache");
+  const auto added = std::make_shared<publish_options>();
+  require_nonempty(add->add_option("FILE", added->place, "Trace database (.json or .tar.gz)"))
+      ->required();
+  require_nonempty(add->add_option("--cache", added->cache, "Directory of databases"))->required();
+  require_nonempty(add->add_option("--device", added->names.device, "Device in the catalogue"))
+      ->type_name("NAME")
+      ->default_str("modem");
+  require_nonempty(add->add_option("--version", added->names.version,
+                                   "Version in the catalogue (default: the file's name)"))
+      ->type_name("NAME");
+  add->callback([added, &chosen] { chosen = [added] { return add_to_cache(*added); }; });
 
   CLI::App* const verify = db->add_subcommand(
       "verify", "Check that every database of the catalogue is there and intact");
@@ -396,9 +462,11 @@ exit_code run_command_line(const std::vector<std::string>& arguments) {
   command chosen;
   add_decode_command(app, chosen);
   add_capture_command(app, chosen);
+  add_explain_command(app, chosen);
   add_recover_command(app, chosen);
   add_report_command(app, chosen);
   add_devices_command(app, chosen);
+  add_doctor_command(app, chosen);
   add_db_command(app, chosen);
   add_simulate_command(app, chosen);
   add_wireshark_command(app, chosen);

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "host/database/database_options.h"
+#include "host/database/publishing.h"
 #include "host/exit_code.h"
 #include "host/run/piece_keeper.h"
 #include "host/run/run_options.h"
@@ -22,6 +23,7 @@ namespace veltra::host {
 struct decode_options {
   std::string trace;
   run_options run;
+  bool is_strict = false;  // refuse a database that the trace does not name
   bool wireshark = false;  // open the capture when it is written
 };
 exit_code decode(decode_options options);
@@ -52,7 +54,23 @@ exit_code make_report(const report_arguments& arguments);
 // first one that is not such a file.
 exit_code recover(const std::vector<std::string>& parts);
 
+struct explain_options {
+  std::string trace;
+  database_options database;
+  std::string plugin;  // empty: the one that belongs to this program
+  bool as_json = false;
+};
+exit_code explain_trace(const explain_options& options);
+
 exit_code list_devices();
+
+struct doctor_options {
+  std::string port;  // empty: any
+  database_options database;
+  std::string plugin;  // empty: the one that belongs to this program
+  bool as_json = false;
+};
+exit_code check_machine(const doctor_options& options);
 
 // One line for each port under a line of headings: its name, its state, and what the
 // system knows of it. Empty for no ports. Looks for the holders under `roots`.
@@ -63,6 +81,21 @@ exit_code sync_cache(const database_options& options);
 exit_code list_cache(const database_options& options, bool as_json);
 exit_code verify_cache(const database_options& options);
 exit_code show_database(const std::string& file);
+
+struct publish_options {
+  std::string place;  // the directory to publish, or the file to add
+  std::string cache;  // to add to
+  listing_names names;
+};
+exit_code publish_directory(const publish_options& options);
+exit_code add_to_cache(const publish_options& options);
+
+struct lint_options {
+  std::string file;
+  bool is_strict = false;  // a warning is a failure, too
+  bool as_json = false;
+};
+exit_code lint_database(const lint_options& options);
 
 struct wireshark_options {
   bool for_all_users = false;

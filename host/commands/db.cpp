@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdio>
-#include <exception>
 #include <memory>
 #include <string>
 #include <vector>
@@ -12,14 +11,15 @@
 #include "host/console.h"
 #include "host/database/cache_report.h"
 #include "host/database/database_failure.h"
+#include "host/database/database_lint.h"
 #include "host/database/database_options.h"
 #include "host/database/database_summary.h"
+#include "host/database/provisioning.h"
+#include "host/database/publishing.h"
 #include "host/database/sync_progress.h"
 #include "host/user_error.h"
 #include "platform/file.h"
 #include "platform/shell.h"
-#include "plugin/database/cache_sync.h"
-#include "plugin/path_parameter.h"
 
 namespace veltra::host {
 
@@ -36,20 +36,6 @@ std::size_t report_faults(const std::vector<cached_database>& databases) {
   return faults;
 }
 
-void synchronise(const database_options& options, sync_progress& progress) {
-  std::vector<std::string> directories;
-  try {
-    sync_database_cache(progress, cache_parameters(options), directories, expand_env_variables);
-    progress.finish(false);
-  } catch (const std::exception& failure) {
-    progress.finish(true);
-    if (auto known = explain_sync_failure(failure, options, progress.events())) throw *known;
-    throw user_error(exit_code::bad_input,
-                     fmt::format("the cache {} cannot be synchronised: {}; check the options.",
-                                 options.cache, failure.what()));
-  }
-}
-
 // A catalogue whose paths begin with the placeholder says only half of where
 // its files come from.
 bool needs_root(const std::vector<cached_database>& databases) {
@@ -62,10 +48,17 @@ bool needs_root(const std::vector<cached_database>& databases) {
 
 exit_code sync_cache(const database_options& options) {
   sync_progress progress(platform::path_from_utf8(options.cache), stdout);
-  synchronise(options, progress);
+  try {
+    provision_cache(options, {}, &progress);
+  } catch (...) {
+    progress.finish(true);
+    throw;
+  }
+  progress.finish(false);
   if (progress.databases() == 0) throw no_database(options);
-  print(fmt::format("{}: {} database{}, {} downloaded\n", options.cache, progress.databases(),
-                    progress.databases() == 1 ? "" : "s", progress.downloads()));
+  print(fmt::format("{}: {} database{}, {} downloaded\n", sanitize(options.cache),
+                    progress.databases(), progress.databases() == 1 ? "" : "s",
+                    progress.downloads()));
   // What was downloaded has not been compared with the catalogue yet.
   if (const std::size_t faults = report_faults(look_at_cache(options))) {
     throw user_error(exit_code::bad_input,
@@ -83,7 +76,37 @@ exit_code list_cache(const database_options& options, bool as_json) {
 }
 
 exit_code show_database(const std::string& file) {
-  print(summarize_database_file(platform::path_from_utf8(file)));
+  const database_summary summary = summarize_database_file(platform::path_from_utf8(file));
+  print(summary.text);
+  for (const finding& each : summary.findings) {
+    if (each.severity == severity::warning) continue;
+    throw user_error(exit_code::bad_input,
+                     fmt::format("{}: {}; all its faults: veltra db lint {}", file,
+                                 describe_finding(each), platform::shell_word(file)));
+  }
+  return exit_code::ok;
+}
+
+exit_code publish_directory(const publish_options& options) {
+  print(publish_databases(platform::path_from_utf8(options.place), options.names.device));
+  return exit_code::ok;
+}
+
+exit_code add_to_cache(const publish_options& options) {
+  print(add_database(platform::path_from_utf8(options.place),
+                     platform::path_from_utf8(options.cache), options.names));
+  return exit_code::ok;
+}
+
+exit_code lint_database(const lint_options& options) {
+  const lint_result lint = lint_database_file(platform::path_from_utf8(options.file));
+  print(options.as_json ? format_findings_json(options.file, lint.findings)
+                        : format_findings(options.file, lint.findings));
+  if (count_faults(lint.findings) != 0 || (options.is_strict && !lint.findings.empty())) {
+    throw user_error(exit_code::bad_input,
+                     fmt::format("{} has {}; docs/database-format.md has the rules.", options.file,
+                                 count_findings(lint.findings)));
+  }
   return exit_code::ok;
 }
 
@@ -98,7 +121,7 @@ exit_code verify_cache(const database_options& options) {
                     faults, databases.size(), options.cache, platform::shell_word(options.cache),
                     needs_root(databases) ? " --root URL" : ""));
   }
-  print(fmt::format("{}: {} database{}, all intact\n", options.cache, databases.size(),
+  print(fmt::format("{}: {} database{}, all intact\n", sanitize(options.cache), databases.size(),
                     databases.size() == 1 ? "" : "s"));
   return exit_code::ok;
 }

@@ -6,8 +6,11 @@
 #include <system_error>
 
 #include "host/commands/commands.h"
+#include "host/commands/explained_run.h"
 #include "host/commands/packet_sink.h"
 #include "host/database/cache_report.h"
+#include "host/database/database_match.h"
+#include "host/database/provisioning.h"
 #include "host/display/progress_bar.h"
 #include "host/output/output_failure.h"
 #include "host/output/output_format.h"
@@ -126,12 +129,15 @@ exit_code decode(decode_options options) {
   if (output.format == "pcapng") use_sidecar(options.trace, options.run);
   use_recorded_database(options.trace, options.run.database);
 
+  options.run.database = find_database_of_trace(options.run.database, options.trace);
+  if (options.is_strict) require_match(options.trace, options.run.database.file);
   const file_input input(options.trace);
   const std::unique_ptr<sink> capture = make_packet_sink(output, input);
   const std::unique_ptr<sink> key_log = make_key_log(output);
   progress_bar bar(platform::is_terminal(stderr) ? stderr : nullptr);
-  const exit_code result =
-      run(input, options.run, {.capture = capture.get(), .key_log = key_log.get()}, bar);
+  const exit_code result = explain_empty_run(options.trace, options.run.database, [&] {
+    return run(input, options.run, {.capture = capture.get(), .key_log = key_log.get()}, bar);
+  });
   if (options.wireshark) show_in_wireshark(capture->name());
   return result;
 }

@@ -4,8 +4,10 @@
 #include <memory>
 
 #include "host/commands/commands.h"
+#include "host/commands/explained_run.h"
 #include "host/commands/packet_sink.h"
 #include "host/console.h"
+#include "host/database/provisioning.h"
 #include "host/display/progress_bar.h"
 #include "host/run/input.h"
 #include "host/run/run.h"
@@ -26,9 +28,11 @@ void decode_quietly(run_options options, const std::filesystem::path& trace,
   const file_input input(platform::path_to_utf8(trace));
   options.output.file = platform::path_to_utf8(capture);
   options.quiet = true;
+  options.database = find_database_of_trace(options.database, input.name());
   const std::unique_ptr<sink> packets = make_packet_sink(options.output, input);
   progress_bar bar(platform::is_terminal(stderr) ? stderr : nullptr);
-  run(input, options, {.capture = packets.get()}, bar);
+  explain_empty_run(input.name(), options.database,
+                    [&] { return run(input, options, {.capture = packets.get()}, bar); });
 }
 
 }  // namespace

@@ -7,6 +7,12 @@
 
 namespace veltra::host {
 
+namespace {
+
+constexpr std::uint32_t max_timeout_s = 3600;
+
+}  // namespace
+
 CLI::Option* require_nonempty(CLI::Option* option) {
   return option->check(
       [](const std::string& text) {
@@ -25,7 +31,13 @@ void add_catalogue_options(CLI::App& app, database_options& options, CLI::Option
                                       "What ${root} in a location or the catalogue means")),
       app.add_option("--proxy", options.proxy, "Proxy for downloads, address with port"),
       app.add_flag("--update", options.update, "Fetch the catalogue before starting")
-          ->needs(location)};
+          ->needs(location),
+      app.add_option("--timeout", options.timeout_s,
+                     "Seconds after which a server that is silent is given up")
+          ->check(CLI::Range(1U, max_timeout_s))
+          ->capture_default_str(),
+      app.add_flag("--trust-catalogue", options.trust_catalogue,
+                   "Accept links in the cache and names in the catalogue that lead out of it")};
   if (cache == nullptr) return;
   for (CLI::Option* const option : others) option->needs(cache);
 }

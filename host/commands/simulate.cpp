@@ -23,13 +23,13 @@ std::string played(std::uint64_t repeat, bool interrupted) {
 // Says what was written, on stdout unless the trace itself went there.
 void report(const simulate_options& options, const simulate_result& result) {
   const bool to_stdout = options.trace == "-";
-  const std::string line = fmt::format(
-      "{} message{}, {}: {} bytes of trace in {}; database {} in {}\n", result.messages,
+  const std::string line = sanitize(fmt::format(
+      "{} message{}, {}: {} bytes of trace in {}; database {} in {}", result.messages,
       result.messages == 1 ? "" : "s", played(options.repeat, result.interrupted),
       result.trace_bytes,
       to_stdout ? std::string("standard output") : platform::path_to_utf8(options.trace),
-      result.uuid, platform::path_to_utf8(options.database));
-  to_stdout ? print_message(line) : print(line);
+      result.uuid, platform::path_to_utf8(options.database)));
+  to_stdout ? print_message(line + "\n") : print(line + "\n");
 }
 
 }  // namespace

@@ -10,7 +10,9 @@
 
 #include "host/console.h"
 #include "host/database/database_failure.h"
+#include "host/database/guarded_policy.h"
 #include "platform/file.h"
+#include "plugin/database/catalogue.h"
 
 namespace veltra::host {
 
@@ -52,8 +54,10 @@ std::string format_table(const std::vector<table_row>& rows) {
 }  // namespace
 
 std::vector<cached_database> look_at_cache(const database_options& options) {
+  const std::filesystem::path cache = platform::path_from_utf8(options.cache);
+  guarded_policy(options, {}, {}).check_catalogue_file(catalogue_path(cache));
   try {
-    return list_cached_databases(platform::path_from_utf8(options.cache));
+    return list_cached_databases(cache);
   } catch (const std::exception& failure) {
     if (auto known = explain_sync_failure(failure, options, {})) throw *known;
     throw;

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <span>
+#include <string_view>
 #include <system_error>
 #include <vector>
 
@@ -36,6 +37,12 @@ user_error bad_input(fmt::format_string<Arguments...> format, Arguments&&... arg
   return {exit_code::bad_input, fmt::format(format, std::forward<Arguments>(arguments)...)};
 }
 
+// "LOCATION (reason)". A reason that begins with the same address does not repeat it.
+std::string failed_location(const std::string& location, std::string_view reason) {
+  if (reason.starts_with(location + ": ")) reason.remove_prefix(location.size() + 2);
+  return fmt::format("{} ({})", location, reason);
+}
+
 // "LOCATION (reason), LOCATION (reason)". A location that answered with nothing
 // ends the list of those that were tried.
 std::string tried_locations(const database_options& options, const database_events& events) {
@@ -43,8 +50,8 @@ std::string tried_locations(const database_options& options, const database_even
   std::vector<std::string> tried;
   const std::size_t count = std::min(options.locations.size(), reasons.size() + 1);
   for (std::size_t i = 0; i < count; ++i) {
-    tried.push_back(fmt::format("{} ({})", options.locations[i],
-                                i < reasons.size() ? reasons[i] : "it is empty there"));
+    tried.push_back(failed_location(options.locations[i],
+                                    i < reasons.size() ? reasons[i] : "it is empty there"));
   }
   return fmt::format("{}", fmt::join(tried, ", "));
 }
@@ -284,6 +291,14 @@ std::optional<user_error> explain_search_failure(failure_kind kind, const std::s
   }
 }
 
+std::string describe_kept_catalogue(const database_options& options,
+                                    const database_events& events) {
+  return fmt::format(
+      "no location gave a catalogue: {}; the one in the cache {} is used, which may be out of "
+      "date.",
+      tried_locations(options, events), options.cache);
+}
+
 std::string describe_nonfatal_failure(const source_event& event, const database_options& options,
                                       const database_events& events) {
   switch (event.kind) {
@@ -291,8 +306,8 @@ std::string describe_nonfatal_failure(const source_event& event, const database_
       const std::size_t tried = events.failed_locations().size();
       if (tried >= options.locations.size()) return {};
       return fmt::format(
-          "the catalogue could not be fetched from {} ({}); trying the next location.",
-          options.locations[tried - 1], events.failed_locations().back());
+          "the catalogue could not be fetched from {}; trying the next location.",
+          failed_location(options.locations[tried - 1], events.failed_locations().back()));
     }
     case event_kind::uuid_rejected:
       if (!events.rejected_is_new()) return {};

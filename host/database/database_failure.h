@@ -40,6 +40,9 @@ std::optional<user_error> explain_search_failure(failure_kind kind, const std::s
                                                  const database_options& options,
                                                  const database_events& events);
 
+// No location gave a catalogue, and the cached one is used.
+std::string describe_kept_catalogue(const database_options& options, const database_events& events);
+
 // Describes a non-fatal failure, the latest event that `events` has taken. One that
 // does not concern databases keeps its own words. Empty if there is nothing to report:
 // it was reported before, or the failure that ends the work reports it.

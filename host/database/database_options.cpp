@@ -24,6 +24,7 @@ std::string sync_command_line(const database_options& options) {
   }
   if (!options.root.empty()) line += " --root " + platform::shell_word(options.root);
   if (options.proxy) line += " --proxy " + platform::shell_word(*options.proxy);
+  if (options.trust_catalogue) line += " --trust-catalogue";
   return line;
 }
 

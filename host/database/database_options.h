@@ -1,6 +1,7 @@
 // database_options.h - the options that say which trace database decodes.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -18,6 +19,8 @@ struct database_options {
   std::string root;                    // replaces ${root} in locations
   std::optional<std::string> proxy;    // empty: none, whatever the environment says
   bool update = false;                 // fetch the catalogue
+  std::uint32_t timeout_s = 30;        // of a server that is silent
+  bool trust_catalogue = false;        // its names may lead out of the cache
 };
 
 // The cache's options as the plug-in's parameter "auto_detect_db_config".

@@ -3,15 +3,14 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
-#include <cerrno>
-#include <cstdio>
-#include <exception>
 #include <iterator>
-#include <system_error>
+#include <utility>
 
 #include "host/console.h"
+#include "host/database/database_lint.h"
 #include "host/user_error.h"
 #include "platform/file.h"
+#include "platform/shell.h"
 #include "plugin/trace_db.h"
 
 namespace veltra::host {
@@ -21,38 +20,6 @@ namespace {
 // The names of the records whose decoder configuration is used, the first that
 // is there.
 constexpr const char* configured_cores[] = {"MCU", "M4"};
-
-// Why the file cannot be opened; no error if it can.
-std::error_code read_error(const std::filesystem::path& path) {
-  std::FILE* const file = platform::open_file(path, platform::open_mode::read);
-  if (file == nullptr) return {errno, std::generic_category()};
-  std::fclose(file);
-  return {};
-}
-
-database_collection read_databases(const std::filesystem::path& path) {
-  try {
-    return read_database_file(path, {});
-  } catch (const std::exception& failure) {
-    std::error_code error;
-    const bool there = std::filesystem::exists(path, error);
-    if (!there && !error) {
-      throw user_error(exit_code::bad_input, fmt::format("there is no file {}; check the name.",
-                                                         platform::path_to_utf8(path)));
-    }
-    if (!error) error = read_error(path);
-    if (error) {
-      throw user_error(
-          exit_code::bad_input,
-          fmt::format("{} cannot be read: {}; check that it is a file and its "
-                      "permissions.",
-                      platform::path_to_utf8(path), error.default_error_condition().message()));
-    }
-    throw user_error(exit_code::bad_input,
-                     fmt::format("{}: {}; give a trace database, .json or .tar.gz.",
-                                 platform::path_to_utf8(path), failure.what()));
-  }
-}
 
 void append_line(std::string& text, const char* name, const std::string& value) {
   fmt::format_to(std::back_inserter(text), "  {:<24}{}\n", name, value);
@@ -81,8 +48,17 @@ void append_database(std::string& text, const trace_db_config& database) {
 
 }  // namespace
 
-std::string summarize_database_file(const std::filesystem::path& path) {
-  const database_collection collection = read_databases(path);
+database_summary summarize_database_file(const std::filesystem::path& path) {
+  lint_result lint = lint_database_file(path);
+  // The plug-in's reader ends the process at a broken contract.
+  for (const finding& each : lint.findings) {
+    if (each.severity != severity::fatal) continue;
+    const std::string name = platform::path_to_utf8(path);
+    throw user_error(exit_code::bad_input,
+                     fmt::format("{}: {}; all its faults: veltra db lint {}", name,
+                                 describe_finding(each), platform::shell_word(name)));
+  }
+  const database_collection collection = read_database_file(path, {});
   const std::size_t count = collection.configs().size();
   std::string text = fmt::format("{}: {} database{}\n", platform::path_to_utf8(path), count,
                                  count == 1 ? "" : "s");
@@ -95,7 +71,7 @@ std::string summarize_database_file(const std::filesystem::path& path) {
   }
   append_line(text, "decoder configured by", configured);
   for (const trace_db_config& database : collection.configs()) append_database(text, database);
-  return text;
+  return {std::move(text), std::move(lint.findings)};
 }
 
 }  // namespace veltra::host

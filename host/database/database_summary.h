@@ -3,12 +3,18 @@
 
 #include <filesystem>
 #include <string>
+#include <vector>
+
+#include "host/database/finding.h"
 
 namespace veltra::host {
 
-// Reads the file and returns some lines for each database in it: names, ids and
-// counts. Every line ends in LF. Throws user_error (bad_input) if it is not a trace
-// database.
-std::string summarize_database_file(const std::filesystem::path& path);
+struct database_summary {
+  std::string text;               // some lines for each database: names, ids and counts
+  std::vector<finding> findings;  // of the check, none of them fatal
+};
+
+// Reads and checks the file. Throws user_error (bad_input) if it is not a trace database.
+database_summary summarize_database_file(const std::filesystem::path& path);
 
 }  // namespace veltra::host

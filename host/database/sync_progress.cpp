@@ -14,12 +14,15 @@ namespace {
 
 constexpr const char* not_fetched = "not fetched: ";
 
-event_kind kind_of(sync_step step) {
+event_kind event_of(sync_step step) {
   switch (step) {
     case sync_step::catalogue_requested:
       return event_kind::catalogue_requested;
     case sync_step::catalogue_failed:
       return event_kind::catalogue_failed;
+    case sync_step::catalogue_kept:
+    case sync_step::database_failed:
+      break;
     case sync_step::catalogue_compared:
       return event_kind::catalogue_compared;
     case sync_step::catalogue_written:
@@ -37,14 +40,24 @@ event_kind kind_of(sync_step step) {
 sync_progress::sync_progress(std::filesystem::path cache, std::FILE* out)
     : cache_(std::move(cache)), out_(out) {}
 
+void take_step(database_events& events, sync_step step, const std::string& detail) {
+  events.take({.kind = event_of(step), .is_failure = false, .bytes = 0, .detail = detail});
+}
+
 void sync_progress::on_step(sync_step step, const std::string& detail) {
-  events_.take({.kind = kind_of(step), .is_failure = false, .bytes = 0, .detail = detail});
+  take_step(events_, step, detail);
   switch (step) {
     case sync_step::catalogue_requested:
       begin_line("config.json", "fetched");
       break;
     case sync_step::catalogue_failed:
       outcome_ = not_fetched + sanitize(events_.failed_locations().back());
+      break;
+    case sync_step::catalogue_kept:
+      outcome_ += "; the cached one is used";
+      break;
+    case sync_step::database_failed:
+      outcome_ = not_fetched + sanitize(detail);
       break;
     case sync_step::catalogue_compared:
       outcome_ = "up to date";

@@ -12,6 +12,9 @@
 
 namespace veltra::host {
 
+// Reports the step to `events`.
+void take_step(database_events& events, sync_step step, const std::string& detail);
+
 // Makes one line for the catalogue and one for each database of a synchronisation: the
 // file below the cache, and what became of it. A line begins when the work on it does, so
 // that a slow download is seen by its name. One thread.

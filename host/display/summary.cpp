@@ -29,8 +29,10 @@ std::string format_bytes(double bytes) {
 std::string format_summary(const run_statistics& statistics, const summary_facts& facts) {
   std::string text;
   const auto out = std::back_inserter(text);
-  fmt::format_to(out, "{}: {} packet{} from {} of trace{}\n", facts.output,
-                 statistics.decoded_packets(), plural(statistics.decoded_packets()),
+  const std::uint64_t keys = facts.has_keys ? statistics.tls_keys() : 0;
+  fmt::format_to(out, "{}: {} packet{}{} from {} of trace{}\n", sanitize(facts.output), facts.packets,
+                 plural(facts.packets),
+                 keys == 0 ? "" : fmt::format(", {} TLS key{}", keys, plural(keys)),
                  format_bytes(static_cast<double>(statistics.raw_bytes())),
                  facts.interrupted ? ", interrupted before its end" : "");
   for (const auto& [layer, count] : statistics.packets_by_layer()) {
@@ -52,6 +54,10 @@ std::string format_summary(const run_statistics& statistics, const summary_facts
   fmt::format_to(
       out, "  {:<22}{}\n", "database UUID",
       statistics.database_uuid().empty() ? "none" : sanitize(statistics.database_uuid()));
+  if (facts.stream_uuid && *facts.stream_uuid != statistics.database_uuid()) {
+    fmt::format_to(out, "  {:<22}{}\n", "trace's database",
+                   facts.stream_uuid->empty() ? "not named in the trace" : *facts.stream_uuid);
+  }
   const double seconds = std::max(facts.elapsed.count(), 1e-6);
   fmt::format_to(out, "  {:<22}{:.2f} s, {:.1f} MB/s\n", "time", facts.elapsed.count(),
                  static_cast<double>(statistics.raw_bytes()) / 1e6 / seconds);

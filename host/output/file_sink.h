@@ -21,6 +21,7 @@ class file_sink : public sink {
   bool is_stream() const final { return is_stream_; }
   std::string name() const override;
   std::uint64_t bytes() const final { return bytes_; }
+  std::uint64_t packets() const final { return packets_; }
   std::string remarks() const final;
 
  protected:
@@ -30,6 +31,7 @@ class file_sink : public sink {
   output_file& file() { return *file_; }  // from begin() on
   // Makes bytes() what the file has.
   void update_bytes() { bytes_ = file_->size(); }
+  void count_packet() { ++packets_; }
 
   // The output is about to be opened; may throw user_error.
   virtual void before_opening() {}
@@ -47,6 +49,7 @@ class file_sink : public sink {
   const bool is_stream_;
   std::optional<output_file> file_;
   std::atomic<std::uint64_t> bytes_ = 0;
+  std::uint64_t packets_ = 0;
   bool is_cut_ = false;  // the last records could not be written
 };
 

@@ -38,6 +38,7 @@ void jsonl_sink::write(const packet& packet) {
   line_ += packet.metadata.empty() ? "{}" : packet.metadata;
   line_ += "}\n";
   file().write(line_);
+  count_packet();
   update_bytes();
 }
 

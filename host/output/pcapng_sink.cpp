@@ -197,6 +197,7 @@ void pcapng_sink::put_raw(const packet& packet) {
     pcapng::append_packet(block_, block);
     block_stream_->write(block_);
     ++on.received;
+    count_packet();
   }
 }
 
@@ -243,6 +244,7 @@ void pcapng_sink::put_message(const packet& packet, const layer_format& format) 
   block_.clear();
   pcapng::append_packet(block_, block);
   block_stream_->write(block_);
+  count_packet();
 }
 
 void pcapng_sink::mark_missed(std::uint64_t count) {

@@ -73,6 +73,7 @@ void rotating_sink::finish_current() {
 void rotating_sink::note_finished() {
   is_open_ = false;
   ++files_;
+  finished_packets_ += current_->packets();
   finished_bytes_ += piece_bytes_.exchange(0);
   remarks_ = current_->remarks();
   on_finished_(piece_, platform::path_from_utf8(current_->name()));

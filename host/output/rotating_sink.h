@@ -50,6 +50,9 @@ class rotating_sink : public sink {
   std::uint64_t piece_bytes(std::uint32_t number) const override {
     return piece_number_ == number ? piece_bytes_.load() : 0;
   }
+  std::uint64_t packets() const override {
+    return finished_packets_ + (is_open_ ? current_->packets() : 0);
+  }
   std::string name() const override;
   std::string remarks() const override { return remarks_; }
 
@@ -72,6 +75,7 @@ class rotating_sink : public sink {
   std::string remark_;
   std::string remarks_;
   std::uint32_t files_ = 0;
+  std::uint64_t finished_packets_ = 0;
   std::atomic<std::uint64_t> piece_bytes_ = 0;  // set to 0 before the next number
   std::atomic<std::uint32_t> piece_number_ = 0;
   std::atomic<std::uint64_t> finished_bytes_ = 0;

@@ -75,6 +75,9 @@ class sink {
   // The same of the piece `number` of a series, if it is the one under way; otherwise 0.
   virtual std::uint64_t piece_bytes(std::uint32_t /*number*/) const { return 0; }
 
+  // Packets written so far; on the thread of the sink's calls, or after the end.
+  virtual std::uint64_t packets() const { return 0; }
+
   // Where the output is, for a person to read.
   virtual std::string name() const = 0;
 

@@ -9,6 +9,7 @@
 #include <system_error>
 #include <utility>
 
+#include "host/console.h"
 #include "host/output/output_file.h"
 #include "host/output/same_file.h"
 #include "host/report/analysis.h"
@@ -127,7 +128,8 @@ class reporter {
   }
 
   void print(const std::string& line) const {
-    if (options_.print) options_.print(line + "\n");
+    if (options_.print) options_.print(host::sanitize(line) + "
+");
   }
 
   // Each lack once, not for every capture.

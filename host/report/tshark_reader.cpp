@@ -215,7 +215,8 @@ std::string tshark_version(const std::filesystem::path& tshark) {
     // "TShark (Wireshark) 4.0.17 (Git v4.0.17 packaged as ...)."
     const std::string_view line = std::string_view(output).substr(0, output.find('\n'));
     const std::size_t begin = line.find_first_of("0123456789");
-    if (!line.starts_with("TShark") || begin == std::string_view::npos) return {};
+    const bool is_named = line.starts_with("TShark") || line.starts_with("Wireshark");
+    if (!is_named || begin == std::string_view::npos) return {};
     const std::size_t end = line.find_first_not_of("0123456789.", begin);
     std::string version(line.substr(begin, end == std::string_view::npos ? end : end - begin));
     while (version.ends_with('.')) version.pop_back();

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "host/database/database_events.h"
+#include "host/database/database_match.h"
 #include "host/run/gap_log.h"
 #include "host/run/lanes.h"
 #include "host/run/rotation.h"
@@ -73,7 +74,8 @@ class active_run : public source_listener {
 
   exit_code conclude(source_failure failure);
   bool finish_sink(outlet& from);
-  void summarise_capture() const;
+  void summarise_capture();
+  void note_mismatch();
   void summarise_raw_trace() const;
   void summarise_key_log() const;
   user_error explain(const source_failure& failure, bool is_kept) const;
@@ -102,6 +104,7 @@ class active_run : public source_listener {
 
   // The run's thread.
   run_statistics statistics_;
+  database_match match_;
   trace_times times_;
   database_events database_events_;
   std::set<std::string> notes_;  // each is shown once

@@ -8,6 +8,16 @@ namespace veltra::host {
 
 namespace {
 
+// The system's own words in `message`, without the name of an interface of one system
+// that the plug-in's text has in front of them.
+std::string_view system_reason(std::string_view message) {
+  constexpr std::string_view end_of_operation = " error: ";
+  const std::size_t begin = message.find("message: Win32 ");
+  if (begin == std::string_view::npos) return message;
+  const std::size_t end = message.find(end_of_operation, begin);
+  return end == std::string_view::npos ? message : message.substr(end + end_of_operation.size());
+}
+
 user_error not_a_serial_port(const std::string& port) {
   return {exit_code::bad_input,
           fmt::format("{} is not a serial port; \"veltra devices\" lists those there are.", port)};
@@ -37,8 +47,9 @@ user_error explain_refusal(const std::string& message, const std::string& port,
     case port_refusal::other:
       break;
   }
-  return refuse(fmt::format(
-      "{} cannot be opened ({}); \"veltra devices\" lists the ports there are.", port, message));
+  return refuse(
+      fmt::format("{} cannot be opened ({}); \"veltra devices\" lists the ports there are.", port,
+                  system_reason(message)));
 }
 
 }  // namespace
@@ -64,7 +75,7 @@ std::optional<user_error> explain_port_failure(const source_failure& failure,
                         fmt::format("{} does not support these line settings ({}); give others, "
                                     "such as 8 data bits, 1 stop bit and a speed that the adapter "
                                     "has.",
-                                    port, message));
+                                    port, system_reason(message)));
     case failure_kind::port_settings_unknown:
       // How a file shows on a system that opens any file as a port.
       if (platform::refusal_of(message) == platform::port_refusal::not_serial) {
@@ -73,11 +84,11 @@ std::optional<user_error> explain_port_failure(const source_failure& failure,
       return user_error(exit_code::bad_input,
                         fmt::format("{} does not report its line settings ({}); \"veltra devices\" "
                                     "lists the ports there are.",
-                                    port, message));
+                                    port, system_reason(message)));
     case failure_kind::port_lost:
       return user_error(exit_code::run_failed,
                         fmt::format("{} was lost ({}){}. Check the cable and the modem's power.",
-                                    port, message, remark));
+                                    port, system_reason(message), remark));
     default:
       return std::nullopt;
   }

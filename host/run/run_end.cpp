@@ -58,7 +58,10 @@ exit_code active_run::conclude(source_failure failure) {
   for (const outlet* const failed : lanes_.failed()) {
     if (!may_reader_leave(*failed)) failures_.push_back(failed->failure());
   }
-  if (capture_ != nullptr && is_kept && finish_sink(*capture_)) summarise_capture();
+  if (capture_ != nullptr && is_kept && finish_sink(*capture_)) {
+    summarise_capture();
+    note_mismatch();
+  }
   if (key_log_ != nullptr && is_kept && finish_sink(*key_log_)) summarise_key_log();
   if (raw_trace_ != nullptr && finish_sink(*raw_trace_)) summarise_raw_trace();
 
@@ -84,7 +87,7 @@ bool active_run::finish_sink(outlet& from) {
   }
 }
 
-void active_run::summarise_capture() const {
+void active_run::summarise_capture() {
   if (options_.quiet) return;
   std::string remarks = capture_->target().remarks();
   if (const std::uint64_t missed = capture_->missed()) {
@@ -92,11 +95,21 @@ void active_run::summarise_capture() const {
                            remarks.empty() ? "" : ", ", missed, missed == 1 ? "" : "s");
   }
   append(remarks, gaps_.describe());
+  const bool has_keys =
+      options_.output.format == "pcapng" && options_.output.packets.has_secrets();
   display_.show_lines(
       format_summary(statistics_, {.output = capture_->target().name(),
+                                   .packets = capture_->target().packets(),
+                                   .has_keys = has_keys,
+                                   .stream_uuid = match_.stream_uuid(),
                                    .elapsed = steady::now() - begin_,
                                    .interrupted = is_interrupted_ && !input_.is_live(),
                                    .remarks = remarks}));
+}
+
+void active_run::note_mismatch() {
+  const auto mismatch = describe_mismatch(match_.stream_uuid(), statistics_.database_uuid());
+  if (mismatch) note(*mismatch + "; check that the database belongs to the modem's firmware.");
 }
 
 void active_run::summarise_raw_trace() const {
@@ -104,14 +117,14 @@ void active_run::summarise_raw_trace() const {
   if (bytes == 0) return;
   std::string remarks = sinks_.raw_trace->remarks();
   if (capture_ == nullptr) append(remarks, gaps_.describe());
-  display_.show_lines(fmt::format("{}: {} of raw trace{}{}\n", sinks_.raw_trace->name(),
+  display_.show_lines(fmt::format("{}: {} of raw trace{}{}\n", sanitize(sinks_.raw_trace->name()),
                                   format_bytes(static_cast<double>(bytes)),
                                   remarks.empty() ? "" : ", ", remarks));
 }
 
 void active_run::summarise_key_log() const {
   if (options_.quiet) return;
-  display_.show_lines(fmt::format("{}: {} of TLS secrets\n", sinks_.key_log->name(),
+  display_.show_lines(fmt::format("{}: {} of TLS secrets\n", sanitize(sinks_.key_log->name()),
                                   format_bytes(static_cast<double>(sinks_.key_log->bytes()))));
 }
 

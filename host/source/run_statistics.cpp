@@ -8,10 +8,12 @@ namespace veltra::host {
 void run_statistics::add(const packet& packet) {
   latest_metadata_.assign(packet.metadata);
   if (is_raw(packet)) {
+    ++raw_packets_;
     raw_bytes_ += packet.payload.size();
     return;
   }
   ++decoded_packets_;
+  if (packet.category == "tls") ++tls_keys_;
   if (const auto dropped = host::dropped_traces(packet)) {
     ++loss_reports_;
     dropped_traces_ += *dropped;

@@ -23,8 +23,10 @@ class run_statistics {
   // Bytes of the frame in which the trace ended; 0 if it ended between frames.
   std::uint64_t unfinished_bytes() const { return unfinished_bytes_; }
 
-  std::uint64_t raw_bytes() const { return raw_bytes_; }  // bytes of input delivered
+  std::uint64_t raw_bytes() const { return raw_bytes_; }      // bytes of input delivered
+  std::uint64_t raw_packets() const { return raw_packets_; }  // in which they came
   std::uint64_t decoded_packets() const { return decoded_packets_; }
+  std::uint64_t tls_keys() const { return tls_keys_; }  // among them: key material
   // Whether there was a decoded packet other than a report of losses.
   bool has_content() const { return decoded_packets_ != loss_reports_; }
   std::uint64_t dropped_traces() const { return dropped_traces_; }  // as the modem reported
@@ -40,7 +42,9 @@ class run_statistics {
   std::string metadata_text(const char* key) const;
 
   std::uint64_t raw_bytes_ = 0;
+  std::uint64_t raw_packets_ = 0;
   std::uint64_t decoded_packets_ = 0;
+  std::uint64_t tls_keys_ = 0;
   std::uint64_t loss_reports_ = 0;  // among the decoded packets
   std::uint64_t dropped_traces_ = 0;
   std::uint64_t damaged_frames_ = 0;

@@ -6,6 +6,7 @@
 #include <optional>
 #include <system_error>
 
+#include "host/database/provisioning.h"
 #include "host/output/pcapng_sink.h"
 #include "host/output/raw_sink.h"
 #include "host/run/input.h"
@@ -66,6 +67,7 @@ exit_code capture_for_wireshark(const extcap_capture_options& options) {
     raw_trace.emplace(raw_file);
   }
   run_options how = options.run;
+  how.database = provision_for_search(how.database);
   how.reader = reader_role::ends_run;
   const serial_input input(options.line);
   toolbar_view view(options.line.port, platform::path_from_utf8(options.control_out));

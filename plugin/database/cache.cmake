@@ -6,7 +6,9 @@ add_library(veltra_database_cache STATIC
   cached_database.cpp
   catalogue.cpp
   database_locator.cpp
+  limited_download.cpp
   location.cpp
+  stream_uuid.cpp
   uid_search.cpp)
 target_link_libraries(veltra_database_cache
   PUBLIC veltra_build veltra_platform veltra_database nlohmann_json::nlohmann_json fmt::fmt

@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <optional>
+#include <stdexcept>
 #include <utility>
 
 #include "implementation/json_document.h"
@@ -68,20 +69,24 @@ void make_directories(const fs::path& path) {
 // One run over one cache.
 class synchronisation {
  public:
-  synchronisation(sync_listener& listener, cache_settings settings, file_operations& operations)
+  synchronisation(sync_listener& listener, cache_settings settings, file_operations& operations,
+                  const sync_policy& policy)
       : listener_(listener),
         settings_(std::move(settings)),
         catalogue_path_(catalogue_path(settings_.cache_directory)),
-        operations_(operations) {}
+        operations_(operations),
+        policy_(policy) {}
 
   void run(std::vector<std::string>& directories) {
     if (!path_exists(settings_.cache_directory)) make_directories(settings_.cache_directory);
+    policy_.check_catalogue_file(catalogue_path_);
     if (settings_.update_cache.value_or(false)) refresh_catalogue();
     const kovax::json_document catalogue(read_file(catalogue_path_));
     for_each_version(catalogue.root(), [&](const std::string& type, const json& entry) {
+      policy_.check_entry(settings_.cache_directory, type, entry);
       const fs::path directory = version_directory(settings_.cache_directory, type, entry);
       directories.push_back(platform::path_to_utf8(fs::absolute(directory)));
-      provide_database(database_directory(directory, entry), entry);
+      provide_database(database_directory(directory, entry), entry, policy_.need_of(entry));
     });
   }
 
@@ -96,6 +101,10 @@ class synchronisation {
                                  "trace_db_locations is empty");
     }
     const std::string content = download_catalogue();
+    if (content.empty() && policy_.accepts_cached_catalogue() && path_exists(catalogue_path_)) {
+      listener_.on_step(sync_step::catalogue_kept, {});
+      return;
+    }
     if (content.empty()) {
       throw cache_settings_error(
           cache_settings_fault::no_location_answered,
@@ -125,7 +134,7 @@ class synchronisation {
       const std::string address = resolve_location(settings_.root, location.expanded);
       listener_.on_step(sync_step::catalogue_requested, location.as_written);
       try {
-        return download_to_string(address, settings_.proxy);
+        return policy_.fetch_catalogue(address, settings_.proxy);
       } catch (const std::exception& failure) {
         listener_.on_step(sync_step::catalogue_failed, failure.what());
       }
@@ -140,24 +149,50 @@ class synchronisation {
     return cached_time >= updated_time(downloaded.root());
   }
 
-  void provide_database(const fs::path& directory, const json& entry) const {
+  void provide_database(const fs::path& directory, const json& entry, database_need need) const {
+    if (need == database_need::none) return;
+    if (need == database_need::wanted && path_exists(database_file(directory, entry))) return;
     make_directories(directory);
     const fs::path path = database_file(directory, entry);
     listener_.on_step(sync_step::database_checked, platform::path_to_utf8(path));
     if (check_database(path, entry) == database_state::intact) return;
+    if (need == database_need::required) {
+      fetch_database(path, entry);
+      return;
+    }
+    try {
+      fetch_database(path, entry);
+    } catch (const std::runtime_error& failure) {
+      listener_.on_step(sync_step::database_failed, failure.what());
+    }
+  }
+
+  void fetch_database(const fs::path& path, const json& entry) const {
     const std::string address =
         resolve_location(settings_.root, text_member(member(entry, "database"), "path"));
     listener_.on_step(sync_step::database_requested, text_member(entry, "uuid"));
-    write_file(path, download_to_string(address, settings_.proxy), operations_);
+    write_file(path, policy_.fetch_database(address, settings_.proxy, entry), operations_);
   }
 
   sync_listener& listener_;
   const cache_settings settings_;
   const fs::path catalogue_path_;
   file_operations& operations_;
+  const sync_policy& policy_;
 };
 
 }  // namespace
+
+std::string sync_policy::fetch_catalogue(const std::string& address,
+                                         const std::optional<std::string>& proxy) const {
+  return download_to_string(address, proxy);
+}
+
+std::string sync_policy::fetch_database(const std::string& address,
+                                        const std::optional<std::string>& proxy,
+                                        const json& /*entry*/) const {
+  return download_to_string(address, proxy);
+}
 
 void sync_log::on_step(sync_step step, const std::string& detail) {
   switch (step) {
@@ -165,6 +200,10 @@ void sync_log::on_step(sync_step step, const std::string& detail) {
       return log_.progress("Trying to download database config.json");
     case sync_step::catalogue_failed:
       return log_.recoverable_failure("Failed to download config.json. Reason: " + detail);
+    case sync_step::catalogue_kept:
+      return log_.progress("keep cached config.json");
+    case sync_step::database_failed:
+      return log_.recoverable_failure("Failed to download database. Reason: " + detail);
     case sync_step::catalogue_compared:
       return log_.progress("check if config.json is up-to-date");
     case sync_step::catalogue_written:
@@ -178,8 +217,8 @@ void sync_log::on_step(sync_step step, const std::string& detail) {
 
 void sync_database_cache(sync_listener& listener, const json& config,
                          std::vector<std::string>& directories, const text_expansion& expand,
-                         file_operations& operations) {
-  synchronisation(listener, read_settings(config, expand), operations).run(directories);
+                         file_operations& operations, const sync_policy& policy) {
+  synchronisation(listener, read_settings(config, expand), operations, policy).run(directories);
 }
 
 }  // namespace veltra

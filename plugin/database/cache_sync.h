@@ -8,6 +8,7 @@
 #include "implementation/json_fwd.h"
 #include "plugin/database/file_io.h"
 #include "plugin/database/host_log.h"
+#include "plugin/database/sync_policy.h"
 
 namespace veltra {
 
@@ -18,10 +19,12 @@ enum class sync_step {
   catalogue_requested,  // downloading the catalogue (its location, as the settings have it)
   catalogue_failed,     // that download failed (why: libcurl's text, which may be empty);
                         // the next location follows, if there is one
+  catalogue_kept,       // no location has a catalogue; the cached one is used (sync_policy)
   catalogue_compared,   // reading the time of the cached catalogue: is it as new?
   catalogue_written,    // writing the downloaded catalogue into the cache
   database_checked,     // comparing a database's digest (its file: a path in UTF-8)
   database_requested,   // downloading the database checked last (its UUID)
+  database_failed,      // that download failed and the database is not required (why)
 };
 
 // Receives the steps of one synchronisation in their order. A step that fails ends
@@ -37,8 +40,8 @@ class sync_listener {
   virtual void on_step(sync_step step, const std::string& detail) = 0;
 };
 
-// Reports the steps to the host's log, one message a step: a catalogue that could not
-// be downloaded as a recoverable failure, everything else as progress. The host's log
+// Reports the steps to the host's log, one message a step: what failed as a recoverable
+// failure, everything else as progress. The host's log
 // must stay usable while this object is.
 class sync_log : public sync_listener {
  public:
@@ -82,8 +85,11 @@ using text_expansion = std::function<std::string(const kovax::json& value)>;
 // - the JSON library's errors: type errors for a setting of another type; parse and type
 //   errors for a catalogue, the cached or the downloaded one, that is not as it should be,
 // - what `expand`, the download of a database (download_to_string) and `listener` throw.
+//
+// `policy` changes what is fetched and refused; see there.
 void sync_database_cache(sync_listener& listener, const kovax::json& config,
                          std::vector<std::string>& directories, const text_expansion& expand,
-                         file_operations& operations = system_file_operations());
+                         file_operations& operations = system_file_operations(),
+                         const sync_policy& policy = sync_policy());
 
 }  // namespace veltra

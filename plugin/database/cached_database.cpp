@@ -1,6 +1,7 @@
 #include "plugin/database/cached_database.h"
 
 #include <exception>
+#include <system_error>
 
 #include "base/hex.h"
 #include "implementation/json_document.h"
@@ -32,6 +33,14 @@ std::string reason_hidden(const fs::path& directory, const fs::path& file) {
 }
 
 void look_at_file(cached_database& database, const fs::path& directory, const json& entry) {
+  std::error_code ignored;
+  const fs::file_type type = fs::status(database.file, ignored).type();
+  // Opening a pipe would wait forever.
+  if (type == fs::file_type::fifo || type == fs::file_type::character) {
+    database.state = database_state::unreadable;
+    database.reason = "not a regular file: " + platform::path_to_utf8(database.file);
+    return;
+  }
   try {
     database.state = check_database(database.file, entry);
   } catch (const std::exception& failure) {

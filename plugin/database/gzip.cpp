@@ -3,7 +3,10 @@
 #define ZLIB_CONST
 #include <zlib.h>
 
+#include <algorithm>
+#include <array>
 #include <cstddef>
+#include <limits>
 #include <stdexcept>
 
 namespace veltra {
@@ -48,6 +51,16 @@ class inflate_stream {
     }
     return stream_.avail_out;
   }
+
+  // Inflates one buffer more and drops it. Returns zlib's result.
+  int skip() {
+    std::array<char, 65536> dropped;
+    stream_.next_out = reinterpret_cast<Bytef*>(dropped.data());
+    stream_.avail_out = static_cast<uInt>(dropped.size());
+    return inflate(&stream_, Z_NO_FLUSH);
+  }
+
+  std::size_t unread() const { return stream_.avail_in; }
 
  private:
   z_stream stream_{};
@@ -104,6 +117,25 @@ std::string decompress_gzip(std::uint32_t limit, std::string_view input) {
   }
   output.resize(produced);
   return output;
+}
+
+gzip_extent measure_gzip(std::string_view input) {
+  constexpr std::size_t max_step = std::numeric_limits<uInt>::max();
+  inflate_stream stream;
+  gzip_extent extent;
+  int result = Z_OK;
+  while (result == Z_OK && extent.size < input.size()) {
+    const std::string_view step = input.substr(extent.size, max_step);
+    stream.set_input(step);
+    // A full buffer may hide more output of input that is used up.
+    do {
+      result = stream.skip();
+    } while (result == Z_OK);
+    extent.size += step.size() - stream.unread();
+    if (result == Z_BUF_ERROR && stream.unread() == 0) result = Z_OK;
+  }
+  extent.is_whole = result == Z_STREAM_END;
+  return extent;
 }
 
 bool try_decompress_gzip(std::string_view input, std::string& output) {

@@ -4,6 +4,7 @@
 // headers. All functions may run on any thread; they share no state.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -32,6 +33,16 @@ inline constexpr std::uint32_t decompression_limit = 2'000'000'000;
 // - zlib's own message, or a text in its place, when `input` is empty, is no
 //   stream of either kind or is corrupt.
 std::string decompress_gzip(std::uint32_t limit, std::string_view input);
+
+// How far the stream at the start of an input goes.
+struct gzip_extent {
+  std::size_t size = 0;   // bytes of the input up to its end
+  bool is_whole = false;  // false if it breaks off or is corrupt
+};
+
+// Inflates the stream and drops its bytes, in constant memory. Throws std::runtime_error
+// "inflate init failed".
+gzip_extent measure_gzip(std::string_view input);
 
 // Inflates `input` within `decompression_limit`. Returns true with the bytes in
 // `output`, or false, leaving `output` as it was, when decompress_gzip() throws

@@ -80,6 +80,17 @@ decode $bad_input "the decoder does not take the configuration in foreign.json" 
 decode $nothing_decoded "that the database belongs to its firmware" \
   trace.bin --database firmware.json
 
+decode $nothing_decoded "0 damaged, 56 of unknown masters) and 0 traces" trace.bin --database firmware.json
+# Not the one that the trace names.
+sed -E 's/("uuid": ")[0-9a-f]{8}/\1ffffffff/' database.json >another.json
+decode $bad_input "the trace names the database" trace.bin --database another.json --strict
+"$veltra" decode trace.bin --database another.json -o another.pcapng 2>told.txt
+grep -q "^veltra: note: the trace names the database" told.txt || fail "no note" "$(cat told.txt)"
+grep -q "^  trace's database  " told.txt || fail "not in the summary" "$(cat told.txt)"
+"$veltra" decode trace.bin --database database.json --strict -o another.pcapng 2>told.txt
+! grep -q "trace's database\|note:" told.txt || fail "the right database is doubted" "$(cat told.txt)"
+rm another.pcapng told.txt
+
 # The output.
 decode $output_failed "cannot write no/out.pcapng" trace.bin --database database.json -o no/out.pcapng
 decode $output_failed "cannot write directory: it is a directory" \
@@ -177,6 +188,18 @@ done
 refused $bad_input "there is no file none.json; check the name" "$veltra" db show none.json
 refused $output_failed "cannot write standard output: No space left on device" \
   sh -c "exec \"$veltra\" db show database.json >/dev/full"
+
+# Every fault of a database, and none of a good one.
+"$veltra" db lint --strict database.json >lint.txt || fail "a good database has faults" "$(cat lint.txt)"
+"$veltra" db lint --strict archive.tar.gz >lint.txt || fail "a good archive has faults" "$(cat lint.txt)"
+for name in empty.json text.json object.json empty.gz text.gz broken.gz short.gz unconfigured.json; do
+  code=0
+  "$veltra" db lint $name >lint.txt 2>/dev/null || code=$?
+  [ $code = $bad_input ] || fail "exit code $code of a lint of $name"
+  grep -q "^$name: fault: " lint.txt || fail "no fault of $name" "$(cat lint.txt)"
+done
+refused $bad_input "there is no file none.json; check the name" "$veltra" db lint none.json
+rm lint.txt
 
 # What a database says does not control the terminal.
 sed 's/"uuid": "/&\\u001b[2J/' database.json >control.json

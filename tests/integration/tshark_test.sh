@@ -14,6 +14,13 @@ columns() {
 "$veltra" simulate "$session" --trace trace.bin --database database.tar.gz >/dev/null
 "$veltra" decode trace.bin --database database.tar.gz -o capture.pcapng 2>summary.txt
 
+# The summary counts what a reader of the capture counts.
+grep -qE "^capture.pcapng: $(tshark -r capture.pcapng 2>/dev/null | wc -l) packets, 2 TLS keys " \
+  summary.txt || fail "the summary counts otherwise" "$(head -1 summary.txt)"
+"$veltra" decode trace.bin --database database.tar.gz --raw-packets -o raw.pcapng 2>raw.txt
+grep -qE "^raw.pcapng: $(tshark -r raw.pcapng 2>/dev/null | wc -l) packets, " raw.txt ||
+  fail "the summary with raw packets counts otherwise" "$(head -1 raw.txt)"
+
 # The session file shows TLS as it looks without its secrets; messages that
 # become secrets are not packets.
 editcap --discard-all-secrets capture.pcapng plain.pcapng

@@ -13,7 +13,7 @@ for format in jsonl pcapng; do
     wait_for_size raw.bin 5000 $running
     kill -$signal $running
     ended $running 0 capture.txt
-    grep -q "^live.$format: [0-9]* packets from .* of trace$" capture.txt ||
+    grep -qE "^live.$format: [0-9]+ packets(, [0-9]+ TLS keys?)? from .* of trace$" capture.txt ||
       fail "no summary" "$(cat capture.txt)"
     grep -q '^raw.bin: ' capture.txt || fail "no word of the raw trace" "$(cat capture.txt)"
     ! grep -q $'[\r\033]\|interrupted\|veltra:' capture.txt || fail "too many words" "$(cat -v capture.txt)"

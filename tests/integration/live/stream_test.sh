@@ -35,7 +35,7 @@ for reader in '-r -' '-i -'; do
   kill -INT $running
   ended $running 0 capture.txt
   ended $reading 0 tshark.txt
-  grep -q "^standard output: $((packets + 1)) packets" capture.txt ||
+  grep -q "^standard output: $((packets - 1)) packets, 2 TLS keys " capture.txt ||
     fail "no summary" "$(cat capture.txt)"
   ended $modem 5 modem.err
   rm stream

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/captured_stdout.h"
 #include "tests/unit/host/run/run_fixture.h"
 
 namespace veltra::host {
@@ -74,21 +75,22 @@ TEST_F(command_line_test, the_parameters_of_a_capture) {
                   {"flow_control", "hw"}}));
 }
 
-TEST_F(command_line_test, the_parameters_of_a_cache) {
-  EXPECT_EQ(decode_parameters({"--cache", "c", "--update", "--location", "b", "--location", "a",
-                               "--root", "r", "--proxy", ""})
-                .at("auto_detect_db_config"),
-            (json{{"cache_directory", "c"},
-                  {"update_cache", true},
-                  {"trace_db_locations", {"b", "a"}},
-                  {"root", "r"},
-                  {"proxy_setting", ""}}))
-      << "locations in their order, and a proxy may be empty";
+TEST_F(command_line_test, locations_of_a_catalogue_are_tried_in_their_order) {
+  const test_support::captured_stdout lines_of_the_sync;
+  try {
+    veltra({"db", "sync", "--cache", name_of("c"), "--update", "--location", "file:///no/b",
+            "--location", "${root}a", "--root", "file:///no", "--timeout", "5"});
+    ADD_FAILURE() << "no error";
+  } catch (const user_error& error) {
+    EXPECT_EQ(error.code(), exit_code::bad_input);
+    EXPECT_THAT(error.what(), testing::ContainsRegex("file:///no/b \\(.*\\), "
+                                                     "\\$\\{root\\}a \\(file:///no/a: "));
+  }
 }
 
 TEST_F(command_line_test, options_of_a_catalogue_need_the_cache_and_an_update_a_location) {
-  for (const char* option : {"--location", "--root", "--proxy"}) {
-    EXPECT_THAT(usage_failure_of({"decode", "t", "-d", "d.json", option, "x"}),
+  for (const char* option : {"--location", "--root", "--proxy", "--timeout"}) {
+    EXPECT_THAT(usage_failure_of({"decode", "t", "-d", "d.json", option, "7"}),
                 HasSubstr(std::string(option) + " requires --cache"));
   }
   EXPECT_THAT(usage_failure_of({"decode", "t", "--cache", "c", "--update"}),

@@ -19,7 +19,7 @@ using testing::HasSubstr;
 class database_summary_test : public testing::Test {
  protected:
   std::string summary(const std::string& name, const std::string& content) {
-    return summarize_database_file(directory.write(name, content));
+    return summarize_database_file(directory.write(name, content)).text;
   }
 
   std::string refusal(const std::string& name, const std::string& content) {
@@ -66,10 +66,11 @@ TEST_F(database_summary_test, a_file_without_configuration_is_shown_as_such) {
 }
 
 TEST_F(database_summary_test, what_is_no_database_is_refused_by_name) {
-  EXPECT_THAT(
-      refusal("db.json", "no JSON"),
-      AllOf(HasSubstr("db.json: Trace database has missing fields or is invalid;"), EndsWith(".")));
-  EXPECT_THAT(refusal("db.gz", "no archive"), HasSubstr("db.gz: Invalid gzip data;"));
+  EXPECT_THAT(refusal("db.json", "no JSON"),
+              AllOf(HasSubstr("db.json: is not JSON: parse error at line 1, column 2"),
+                    HasSubstr("; all its faults: veltra db lint "), EndsWith("db.json")));
+  EXPECT_THAT(refusal("db.gz", "no archive"),
+              HasSubstr("db.gz: not a gzip-compressed archive, or damaged: "));
   EXPECT_THAT(refusal("db.txt", "{}"), HasSubstr("db.txt: Database file extension needs to be"));
 }
 

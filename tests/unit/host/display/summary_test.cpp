@@ -104,7 +104,7 @@ TEST(summary, the_lines_of_a_run) {
   statistics.add(packet_of("lte_rrc.dl_dcch", "d"));
   statistics.add(packet_of("at", "Dropped traces count: 12", R"({"modem_db_uuid":"u-1"})"));
   EXPECT_EQ(
-      format_summary(statistics, {.output = "out.pcapng", .elapsed = std::chrono::seconds(2)}),
+      format_summary(statistics, {.output = "out.pcapng", .packets = 2, .elapsed = std::chrono::seconds(2)}),
       "out.pcapng: 2 packets from 2.5 MB of trace\n"
       "  at                            1\n"
       "  lte_rrc.dl_dcch               1\n"
@@ -116,7 +116,42 @@ TEST(summary, the_lines_of_a_run) {
 TEST(summary, one_packet_is_no_packets) {
   run_statistics statistics;
   statistics.add(packet_of("ip", "E"));
-  EXPECT_THAT(format_summary(statistics, {.output = "o"}), StartsWith("o: 1 packet from 0 B"));
+  EXPECT_THAT(format_summary(statistics, {.output = "o", .packets = 1}),
+              StartsWith("o: 1 packet from 0 B"));
+}
+
+packet key_packet() {
+  packet key = packet_of("session_master", "key");
+  key.category = "tls";
+  return key;
+}
+
+TEST(summary, key_material_is_counted_apart_if_a_capture_has_no_packet_for_it) {
+  run_statistics statistics;
+  statistics.add(packet_of("ip", "E"));
+  statistics.add(key_packet());
+  summary_facts facts = {.output = "o", .packets = 1};
+  EXPECT_THAT(format_summary(statistics, facts), StartsWith("o: 1 packet from 0 B"));
+  facts.has_keys = true;
+  EXPECT_THAT(format_summary(statistics, facts), StartsWith("o: 1 packet, 1 TLS key from 0 B"));
+  statistics.add(key_packet());
+  EXPECT_THAT(format_summary(statistics, facts), StartsWith("o: 1 packet, 2 TLS keys from 0 B"));
+}
+
+TEST(summary, the_database_that_the_trace_names_has_a_line_if_it_is_another_one) {
+  run_statistics statistics;
+  statistics.add(packet_of("ip", "E", R"({"modem_db_uuid":"u-1"})"));
+  EXPECT_THAT(format_summary(statistics, {.output = "o"}), Not(HasSubstr("trace's database")));
+  EXPECT_THAT(format_summary(statistics, {.output = "o", .stream_uuid = "u-1"}),
+              Not(HasSubstr("trace's database")));
+  EXPECT_THAT(format_summary(statistics, {.output = "o", .stream_uuid = "u-2"}),
+              HasSubstr("\n  trace's database      u-2\n"));
+  EXPECT_THAT(format_summary(statistics, {.output = "o", .stream_uuid = ""}),
+              HasSubstr("\n  trace's database      not named in the trace\n"));
+}
+
+TEST(summary, a_name_controls_no_terminal) {
+  EXPECT_THAT(format_summary({}, {.output = "o\x1b"}), StartsWith("o?: "));
 }
 
 TEST(summary, an_interrupted_run_says_so) {

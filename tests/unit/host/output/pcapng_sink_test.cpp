@@ -330,5 +330,15 @@ TEST_F(pcapng_sink_test, without_secrets_nothing_is_held_back_for_them) {
   EXPECT_EQ(sink_->remarks(), "");
 }
 
+TEST_F(pcapng_sink_test, the_packets_of_the_capture_are_counted) {
+  begin({.packets = with_raw_packets()});
+  put("modem_trace", std::string(300'000, 'x'));  // too large for one packet
+  put("ip", "E");
+  put("session_master", std::string(tls_key_log::master_size, 'M'));
+  const std::string bytes = written();
+  EXPECT_EQ(sink_->packets(), 3U);
+  EXPECT_EQ(read_packets(bytes).size(), 3U);
+}
+
 }  // namespace
 }  // namespace veltra::host

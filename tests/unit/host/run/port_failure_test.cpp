@@ -74,7 +74,8 @@ TEST(port_failure, settings_that_the_line_does_not_support_are_named) {
   const user_error error =
       explain("error: ERR_ASSIGN_SETTINGS message: Win32 SetCommState error: Invalid argument");
   EXPECT_EQ(error.code(), exit_code::bad_input);
-  EXPECT_THAT(error.what(), StartsWith("/dev/ttyUSB0 does not support these line settings ("));
+  EXPECT_THAT(error.what(),
+              StartsWith("/dev/ttyUSB0 does not support these line settings (Invalid argument); "));
 }
 
 TEST(port_failure, a_lost_device_says_what_is_kept) {

@@ -1,0 +1,31 @@
+// provisioning.h - bringing a cache up to date, and finding a trace's database in it.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/database/database_options.h"
+#include "plugin/database/cache_sync.h"
+
+namespace veltra::host {
+
+// Brings the cache up to date as guarded_policy says and returns its version directories
+// (sync_database_cache). `uuid`: the database that is needed; none: all of them. Without a
+// `progress` what failed is noted on stderr. A cache that did not exist leaves no empty
+// directory behind if this fails. Throws user_error. One thread of the process at a time.
+std::vector<std::string> provision_cache(const database_options& options,
+                                         const std::optional<std::string>& uuid,
+                                         sync_listener* progress = nullptr);
+
+// For a run that reads the file `trace`: finds the UUID in it, brings its database up to
+// date and names it as `file`, so that nothing else of the cache is read. Options without a
+// cache, and those of a trace that cannot be read, are returned without an update.
+// Throws user_error.
+database_options find_database_of_trace(const database_options& options, const std::string& trace);
+
+// For a live run, whose plug-in searches the stream: makes sure that it has nothing to
+// fetch. Throws user_error.
+database_options provision_for_search(const database_options& options);
+
+}  // namespace veltra::host
