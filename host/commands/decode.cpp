@@ -91,15 +91,11 @@ void use_sidecar(const std::string& trace, run_options& options) {
 }
 
 // A file of a series need not contain the UUID that the modem sends when it starts; its
-// sidecar has it. A cache that is to be brought up to date is the plug-in's.
-void use_recorded_database(const std::string& trace, database_options& database) {
-  if (database.cache.empty() || !database.locations.empty()) return;
+// sidecar has it. Empty if there is none.
+std::string recorded_uuid(const std::string& trace, const database_options& database) {
+  if (database.cache.empty()) return {};
   const auto recorded = read_sidecar(sidecar_path(platform::path_from_utf8(trace)));
-  if (!recorded || recorded->uuid.empty()) return;
-  const std::filesystem::path file = find_in_cache(database, recorded->uuid);
-  if (file.empty()) return;
-  database.file = platform::path_to_utf8(file);
-  database.cache.clear();
+  return recorded ? recorded->uuid : std::string();
 }
 
 }  // namespace
@@ -127,9 +123,8 @@ exit_code decode(decode_options options) {
   if (options.wireshark) check_wireshark_output(output);
   refuse_time_base_without_effect(options.run);
   if (output.format == "pcapng") use_sidecar(options.trace, options.run);
-  use_recorded_database(options.trace, options.run.database);
-
-  options.run.database = find_database_of_trace(options.run.database, options.trace);
+  options.run.database = find_database_of_trace(options.run.database, options.trace,
+                                                recorded_uuid(options.trace, options.run.database));
   if (options.is_strict) require_match(options.trace, options.run.database.file);
   const file_input input(options.trace);
   const std::unique_ptr<sink> capture = make_packet_sink(output, input);

@@ -48,7 +48,7 @@ check_result check_port(const platform::serial_device& device,
     result.state = check_state::missing;
     result.found = "no permission to open it";
     result.advice = "join the group that may, and log in again: sudo usermod -aG dialout \"$USER\"";
-  } else if (!holders.told || !holders.complete) {
+  } else if (!holders.known || !holders.complete) {
     result.found = "free, as far as visible";
   }
   return result;

@@ -64,13 +64,6 @@ std::vector<cached_database> look_at_cache(const database_options& options) {
   }
 }
 
-std::filesystem::path find_in_cache(const database_options& options, std::string_view uuid) {
-  for (cached_database& each : look_at_cache(options)) {
-    if (each.state == database_state::intact && each.uuid == uuid) return std::move(each.file);
-  }
-  return {};
-}
-
 std::string format_cache_table(const std::vector<cached_database>& databases) {
   std::vector<table_row> rows = {{"DEVICE", "VERSION", "UUID", "STATE", "FILE"}};
   for (const cached_database& database : databases) {

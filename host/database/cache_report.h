@@ -15,10 +15,6 @@ namespace veltra::host {
 // (bad_input) if the cache has no usable catalogue.
 std::vector<cached_database> look_at_cache(const database_options& options);
 
-// The intact database of `uuid` in the cache's catalogue; empty if there is none. Throws as
-// look_at_cache() does.
-std::filesystem::path find_in_cache(const database_options& options, std::string_view uuid);
-
 // A table with a heading: device, version, UUID, state, file. Every line ends in
 // LF.
 std::string format_cache_table(const std::vector<cached_database>& databases);

@@ -29,7 +29,7 @@ namespace {
 namespace fs = std::filesystem;
 
 void tell_note(const std::string& text) {
-  tell(fmt::format("veltra: note: {}\n", sanitize(text)));
+  print_message(fmt::format("veltra: note: {}\n", sanitize(text)));
 }
 
 // Passes the steps on and notes what failed and does not end the work.
@@ -155,7 +155,8 @@ std::vector<std::string> provision_cache(const database_options& options,
   }
 }
 
-database_options find_database_of_trace(const database_options& options, const std::string& trace) {
+database_options find_database_of_trace(const database_options& options, const std::string& trace,
+                                        const std::string& recorded_uuid) {
   if (options.cache.empty()) return options;
   const open_file file = open_trace(trace);
   if (!file) {
@@ -165,7 +166,8 @@ database_options find_database_of_trace(const database_options& options, const s
     return is_there ? provision_for_search(options) : without_update(options);
   }
   search_events search{options};
-  const auto uuid = find_uuid(file.get(), search.log());
+  std::optional<std::string> uuid = find_uuid(file.get(), search.log());
+  if (!uuid && !recorded_uuid.empty()) uuid = recorded_uuid;
   std::vector<std::string> directories = provision_cache(options, uuid.value_or(""));
   if (directories.empty()) throw no_database(options);
   database_options found = without_update(options);

@@ -18,11 +18,12 @@ std::vector<std::string> provision_cache(const database_options& options,
                                          const std::optional<std::string>& uuid,
                                          sync_listener* progress = nullptr);
 
-// For a run that reads the file `trace`: finds the UUID in it, brings its database up to
-// date and names it as `file`, so that nothing else of the cache is read. Options without a
-// cache, and those of a trace that cannot be read, are returned without an update.
-// Throws user_error.
-database_options find_database_of_trace(const database_options& options, const std::string& trace);
+// For a run that reads the file `trace`: finds the UUID in it, or takes `recorded_uuid`, brings its
+// database up to date and names it as `file`, so that nothing else of the cache is read. Options
+// without a cache, and those of a trace that cannot be read, are returned without an update. Throws
+// user_error.
+database_options find_database_of_trace(const database_options& options, const std::string& trace,
+                                        const std::string& recorded_uuid = {});
 
 // For a live run, whose plug-in searches the stream: makes sure that it has nothing to
 // fetch. Throws user_error.

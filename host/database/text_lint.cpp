@@ -13,6 +13,7 @@
 #include "diagnosis/decoder_configuration.h"
 #include "host/database/trace_rules_lint.h"
 #include "implementation/json_values.h"
+#include "plugin/limits.h"
 #include "plugin/trace_db.h"
 
 namespace veltra::host {

@@ -30,8 +30,8 @@ std::string format_summary(const run_statistics& statistics, const summary_facts
   std::string text;
   const auto out = std::back_inserter(text);
   const std::uint64_t keys = facts.has_keys ? statistics.tls_keys() : 0;
-  fmt::format_to(out, "{}: {} packet{}{} from {} of trace{}\n", sanitize(facts.output), facts.packets,
-                 plural(facts.packets),
+  fmt::format_to(out, "{}: {} packet{}{} from {} of trace{}\n", sanitize(facts.output),
+                 facts.packets, plural(facts.packets),
                  keys == 0 ? "" : fmt::format(", {} TLS key{}", keys, plural(keys)),
                  format_bytes(static_cast<double>(statistics.raw_bytes())),
                  facts.interrupted ? ", interrupted before its end" : "");

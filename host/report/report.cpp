@@ -128,8 +128,7 @@ class reporter {
   }
 
   void print(const std::string& line) const {
-    if (options_.print) options_.print(host::sanitize(line) + "
-");
+    if (options_.print) options_.print(host::sanitize(line) + "\n");
   }
 
   // Each lack once, not for every capture.

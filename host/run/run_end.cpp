@@ -95,8 +95,7 @@ void active_run::summarise_capture() {
                            remarks.empty() ? "" : ", ", missed, missed == 1 ? "" : "s");
   }
   append(remarks, gaps_.describe());
-  const bool has_keys =
-      options_.output.format == "pcapng" && options_.output.packets.has_secrets();
+  const bool has_keys = options_.output.format == "pcapng" && options_.output.packets.has_secrets();
   display_.show_lines(
       format_summary(statistics_, {.output = capture_->target().name(),
                                    .packets = capture_->target().packets(),
