@@ -21,5 +21,7 @@ else()
   # The plug-in's decoder stands in the package itself.
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${VELTRA_OUTPUT_DIRECTORY}")
   set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "wireshark | tshark")
+  set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA "${PROJECT_SOURCE_DIR}/packaging/debian/postinst")
+  set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 endif()
 include(CPack)
