@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # A recorder on a line that is always busy, for as long as you like: the modem restarts, its
-# line stalls, and the disk fills up. Not part of ./test.
+# line stalls, the recorder itself is stopped, and the disk fills up. Not part of ./test.
 #   soak.sh VELTRA SESSION.tsv MINUTES
 #
 # Checks that each connection's raw pieces are what was sent from their beginning on, and
@@ -37,10 +37,11 @@ while [ $SECONDS -lt $end ]; do
   "$veltra" simulate "$session" --pty line --repeat 1000000 >/dev/null 2>&1 &
   modem=$!
   sleep $((3 + RANDOM % 6))
-  case $((RANDOM % 3)) in
+  case $((RANDOM % 4)) in
     0) kill -KILL $modem ;; # pulled out
     1) kill -STOP $modem; sleep 2; kill -CONT $modem; sleep 2; kill -KILL $modem ;; # stalls
     2) kill -TERM $modem ;; # ends in order
+    3) kill -STOP $recorder; sleep 2; kill -CONT $recorder; sleep 2; kill -KILL $modem ;;
   esac
   wait $modem 2>/dev/null
   kill -0 $recorder 2>/dev/null || { fault "the recorder ended: $(tail -n 3 log.txt)"; break; }
