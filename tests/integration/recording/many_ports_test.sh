@@ -56,7 +56,7 @@ until [ "$(grep -c 'note: b was lost' capture.txt)" = 2 ]; do
 done
 kill -INT $running
 ended $running 0 capture.txt
-kill $lasting
+kill $lasting 2>/dev/null || true # or it has noticed by itself
 for piece in r-b_*.trace; do same trace.bin "$piece" "what was sent and $piece"; done
 [ "$(ls r-b_*.trace | wc -l)" = 2 ] || fail "not two pieces of b" "$(ls)"
 [ "$(ls r-a_*.trace | wc -l)" = 1 ] || fail "not one piece of a" "$(ls)"
