@@ -32,9 +32,9 @@ unsigned port_rows::columns_for_text(unsigned columns) const {
   return columns == 0 ? 0 : columns > taken ? columns - taken : 1;
 }
 
-void port_rows::set_text(std::size_t row, std::string text) {
+void port_rows::set_text(std::size_t index, std::string text) {
   const std::lock_guard lock(mutex_);
-  rows_[row].text = std::move(text);
+  rows_[index].text = std::move(text);
 }
 
 void port_rows::draw(time_point now) {

@@ -22,8 +22,8 @@ class port_rows {
   // How much of a terminal of so many columns is left beside a port's name; 0 stays 0.
   unsigned columns_for_text(unsigned columns) const;
 
-  // The row's text from the next draw() on.
-  void set_text(std::size_t row, std::string text);
+  // The text of the port at `index` from the next draw() on.
+  void set_text(std::size_t index, std::string text);
 
   // A few times a second, however often it is called.
   void draw(time_point now);

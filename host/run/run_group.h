@@ -9,9 +9,9 @@
 namespace veltra::host {
 
 struct run_group {
-  // For so many runs, which must end before the object. `is_watched`: the caller has a
+  // For so many runs, which must end before the object. `has_watch`: the caller has a
   // platform::interrupt_watch that calls `interrupts`; otherwise the only run makes one.
-  run_group(std::size_t runs, bool is_watched) : is_watched(is_watched), service(runs) {}
+  run_group(std::size_t runs, bool has_watch) : is_watched(has_watch), service(runs) {}
 
   const bool is_watched;
   interrupt_relay interrupts;
