@@ -37,6 +37,7 @@ while [ $SECONDS -lt $end ]; do
   "$veltra" simulate "$session" --pty line --repeat 1000000 >/dev/null 2>&1 &
   modem=$!
   sleep $((3 + RANDOM % 6))
+  rm -f line # or the recorder might find the pseudo-terminal of another program under its name
   case $((RANDOM % 4)) in
     0) kill -KILL $modem ;; # pulled out
     1) kill -STOP $modem; sleep 2; kill -CONT $modem; sleep 2; kill -KILL $modem ;; # stalls
