@@ -55,7 +55,7 @@ function(veltra_add_test name)
   if(CMAKE_CROSSCOMPILING)
     set(arg_SHARDS)
     list(PREPEND command ${CMAKE_CROSSCOMPILING_EMULATOR})
-    if(arg_LINES)
+    if(arg_LINES AND WIN32)
       list(PREPEND command
         "${VELTRA_NATIVE_BUILD}/tests/far_end" "${PROJECT_BINARY_DIR}/wine/dosdevices")
     endif()

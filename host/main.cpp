@@ -1,7 +1,5 @@
 // veltra - turns a modem trace into a capture.
-#include <cstdio>
 #include <exception>
-#include <new>
 #include <string>
 #include <vector>
 
@@ -11,35 +9,18 @@
 #include "host/user_error.h"
 #include "platform/arguments.h"
 #include "platform/console.h"
-#include "platform/message.h"
-#include "platform/thread.h"
 
 int main(int argc, char** argv) {
-  using veltra::host::exit_code;
-  using veltra::host::sanitize;
-
   const platform::console_setup console;
   try {
     const std::vector<std::string> arguments = platform::utf8_arguments(argc, argv);
     return static_cast<int>(veltra::host::is_extcap_call(arguments)
                                 ? veltra::host::run_extcap_call(arguments)
                                 : veltra::host::run_command_line(arguments));
-  } catch (const veltra::host::user_error& error) {
-    std::fprintf(stderr, "veltra: %s\n", sanitize(platform::utf8_message(error.what())).c_str());
-    return static_cast<int>(error.code());
-  } catch (const platform::thread_failure& error) {
-    std::fprintf(stderr,
-                 "veltra: %s; end other programs, or raise the limits on processes and memory "
-                 "(ulimit -u, ulimit -v).\n",
-                 platform::utf8_message(error.what()).c_str());
-    return static_cast<int>(exit_code::run_failed);
-  } catch (const std::bad_alloc&) {
-    std::fputs("veltra: out of memory; end other programs, or raise the limit (ulimit -v).\n",
-               stderr);
-    return static_cast<int>(exit_code::run_failed);
-  } catch (const std::exception& error) {
-    std::fprintf(stderr, "veltra: internal error: %s; please report it with the command line.\n",
-                 sanitize(platform::utf8_message(error.what())).c_str());
-    return static_cast<int>(exit_code::internal);
+  } catch (const std::exception&) {
+    const veltra::host::failure_line failure =
+        veltra::host::describe_failure(std::current_exception());
+    veltra::host::print_message(failure.text);
+    return static_cast<int>(failure.code);
   }
 }

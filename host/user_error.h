@@ -1,6 +1,7 @@
 // user_error.h - the one way in which a command of `veltra` fails.
 #pragma once
 
+#include <exception>
 #include <stdexcept>
 #include <string>
 
@@ -20,5 +21,13 @@ class user_error : public std::runtime_error {
  private:
   exit_code code_;
 };
+
+// What a person is shown of a failure that ends a command, as a whole line, and the exit
+// code. `failure` is a std::exception; one that is not a user_error is a defect.
+struct failure_line {
+  std::string text;
+  exit_code code;
+};
+failure_line describe_failure(const std::exception_ptr& failure);
 
 }  // namespace veltra::host

@@ -6,13 +6,16 @@
 #include <memory>
 #include <string>
 #include <system_error>
+#include <vector>
 
+#include "host/commands/capture_ports.h"
 #include "host/commands/commands.h"
 #include "host/commands/explained_run.h"
 #include "host/commands/packet_sink.h"
 #include "host/console.h"
 #include "host/database/provisioning.h"
 #include "host/display/live_view.h"
+#include "host/display/port_rows.h"
 #include "host/display/status_files.h"
 #include "host/output/output_failure.h"
 #include "host/output/output_file.h"
@@ -21,12 +24,14 @@
 #include "host/output/raw_sink.h"
 #include "host/output/rotating_sink.h"
 #include "host/output/same_file.h"
+#include "host/run/many_runs.h"
 #include "host/run/run.h"
 #include "host/run/sidecar.h"
 #include "host/user_error.h"
 #include "host/wireshark/start_wireshark.h"
 #include "host/wireshark/wireshark_window.h"
 #include "platform/file.h"
+#include "platform/serial_devices.h"
 #include "platform/shell.h"
 
 namespace veltra::host {
@@ -200,18 +205,19 @@ void note_left_parts(const capture_options& options) {
   }
 }
 
-// For a log that nobody watches: what is recorded where. Empty for a capture that a person
-// waits for.
+// For a log: what is recorded where. Empty if a person watches.
 std::string report_start(const capture_options& options) {
-  if (platform::is_terminal(stderr) || !options.run.recording.is_series()) return {};
+  if (platform::is_terminal(stderr) || is_shown_live(options)) return {};
   const database_options& database = options.run.database;
-  const std::string& output = options.run.output.file;
-  const std::string raw = options.raw.value_or("");
-  return fmt::format("recording; {}; files {}{}{}",
+  std::vector<std::string> files;
+  for (const std::string& file : {options.raw.value_or(""), options.run.output.file}) {
+    if (!file.empty()) files.push_back(sanitize(output_name(platform::path_from_utf8(file))));
+  }
+  return fmt::format("{}; files {}",
                      !decodes(options)       ? "no database, raw trace only"
                      : database.file.empty() ? "cache " + sanitize(database.cache)
                                              : "database " + sanitize(database.file),
-                     sanitize(raw), raw.empty() || output.empty() ? "" : ", ", sanitize(output));
+                     fmt::join(files, ", "));
 }
 
 keeping_options keeping(const capture_options& options) {
@@ -224,25 +230,27 @@ keeping_options keeping(const capture_options& options) {
   return result;
 }
 
-}  // namespace
-
-exit_code capture(capture_options options) {
+// Everything that can be said before a port is opened.
+void prepare(capture_options& options) {
   check(options);
   check_series(options);
-  options.run.database = provision_for_search(options.run.database);
   output_options& output = options.run.output;
   output.format = choose_format(platform::path_from_utf8(output.file), output.format);
   if (options.wireshark) check_wireshark_output(output);
-  const bool has_window = is_shown_live(options);
+  options.run.database = provision_for_search(options.run.database);
   name_outputs(options);
   note_left_parts(options);
   options.line.follows_device = options.run.recording.reconnects;
-  const serial_input input(options.line);
+  if (is_shown_live(options)) options.run.reader = reader_role::may_leave;
+}
+
+bool has_counters(const capture_options& options) {
   // Messages of the plug-in would tear the line of counters.
-  const bool with_counters = platform::is_terminal(stderr) && !options.run.verbose;
-  live_view view({.port = options.line.port,
-                  .with_counters = with_counters,
-                  .report_start = report_start(options)});
+  return platform::is_terminal(stderr) && !options.run.verbose;
+}
+
+exit_code capture_port(const capture_options& options, live_view& view, run_group& group) {
+  const serial_input input(options.line);
   status_files status(options.line.port,
                       {.json = platform::path_from_utf8(options.status_file),
                        .metrics = platform::path_from_utf8(options.metrics_file)},
@@ -259,19 +267,66 @@ exit_code capture(capture_options options) {
     if (!raw_trace->is_stream()) sinks.raw_file = platform::path_from_utf8(*options.raw);
   }
   if (decodes(options)) {
-    if (has_window) options.run.reader = reader_role::may_leave;
-    packets = has_window ? make_window(options) : make_capture_sink(options, input, keeper);
+    packets =
+        is_shown_live(options) ? make_window(options) : make_capture_sink(options, input, keeper);
     sinks.capture = packets.get();
   }
-  const std::unique_ptr<sink> key_log = make_key_log(output);
+  const std::unique_ptr<sink> key_log = make_key_log(options.run.output);
   sinks.key_log = key_log.get();
-  const auto work = [&] { return run(input, options.run, sinks, status); };
+  const auto work = [&] { return run(input, options.run, sinks, status, group); };
   // The pieces of a series are many traces.
   const bool has_trace = !sinks.raw_file.empty() && !options.run.recording.is_series();
   const exit_code result =
       has_trace ? explain_empty_run(raw_trace->name(), options.run.database, work) : work();
-  if (options.wireshark && !has_window) show_in_wireshark(packets->name());
+  if (options.wireshark && !is_shown_live(options)) show_in_wireshark(packets->name());
   return result;
+}
+
+exit_code capture_only_port(const capture_options& options) {
+  live_view view({.port = options.line.port,
+                  .with_counters = has_counters(options),
+                  .report_start = report_start(options)});
+  run_group group(1, false);
+  return capture_port(options, view, group);
+}
+
+exit_code capture_side_by_side(const std::vector<capture_options>& captures) {
+  std::vector<std::string> ports;
+  for (const capture_options& each : captures) ports.push_back(each.line.port);
+  port_rows rows(ports);
+  port_rows* const shown_rows = has_counters(captures.front()) ? &rows : nullptr;
+  std::vector<grouped_run> runs;
+  for (std::size_t row = 0; row < captures.size(); ++row) {
+    runs.push_back([&options = captures[row], shown_rows, row](run_group& group) {
+      live_view view({.port = options.line.port,
+                      .with_counters = false,
+                      .report_start = report_start(options)},
+                     shown_rows, row);
+      return capture_port(options, view, group);
+    });
+  }
+  const exit_code result =
+      run_side_by_side(runs, [&rows](std::string_view line) { rows.show_lines(line); });
+  rows.end();
+  return result;
+}
+
+std::vector<std::string> ports_of_machine() {
+  std::vector<std::string> ports;
+  for (const platform::serial_device& device : platform::list_serial_devices()) {
+    ports.push_back(platform::path_to_utf8(device.path));
+  }
+  return ports;
+}
+
+}  // namespace
+
+exit_code capture(const capture_options& options) {
+  std::vector<capture_options> captures =
+      split_by_port(options, options.all_ports ? ports_of_machine() : std::vector<std::string>());
+  for (capture_options& each : captures) prepare(each);
+  return captures.size() == 1 ? capture_only_port(captures.front())
+                              : capture_side_by_side(captures);
 }
 
 }  // namespace veltra::host

@@ -99,13 +99,16 @@ void add_run_options(CLI::App& app, run_options& options, const char* default_na
   app.add_flag("--verbose,-v", options.verbose, "Show the plug-in's messages");
 }
 
-void add_line_options(CLI::App& app, line_options& options) {
-  require_nonempty(
-      app.add_option("--port,-p", options.port,
-                     "Serial port, such as /dev/ttyUSB0 or COM3; \"veltra devices\" lists them"))
-      ->required()
-      ->type_name("DEV");
-  add_line_settings(app, options);
+void add_port_options(CLI::App& app, capture_options& options) {
+  CLI::Option* const ports =
+      require_nonempty(
+          app.add_option("--port,-p", options.ports,
+                         "Serial port, such as /dev/ttyUSB0 or COM3; \"veltra devices\" lists "
+                         "them. Several times for several at once"))
+          ->allow_extra_args(false)
+          ->type_name("DEV");
+  app.add_flag("--all", options.all_ports, "Every serial port that is there")->excludes(ports);
+  add_line_settings(app, options.line);
 }
 
 void add_decode_command(CLI::App& parent, command& chosen) {
@@ -143,7 +146,7 @@ void add_capture_command(CLI::App& parent, command& chosen) {
   options->run.chunk_size = 1;
   CLI::App* const app =
       parent.add_subcommand("capture", "Record and decode a modem's trace live from a serial port");
-  add_line_options(*app, options->line);
+  add_port_options(*app, *options);
   auto raw = std::make_shared<std::string>();
   const CLI::Option* const raw_option =
       app->add_option("--raw", *raw,
@@ -159,6 +162,7 @@ void add_capture_command(CLI::App& parent, command& chosen) {
   add_recording_options(*app, *recording, options->keeping);
   add_status_options(*app, *options);
   app->callback([options, raw, raw_option, recording, &chosen] {
+    if (options->ports.empty() && !options->all_ports) throw CLI::RequiredError("--port");
     if (raw_option->count() != 0) {
       // The parser checks no value of an option that needs none.
       if (raw->empty()) throw CLI::ValidationError("--raw", "the name is empty");

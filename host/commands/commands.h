@@ -29,7 +29,9 @@ struct decode_options {
 exit_code decode(decode_options options);
 
 struct capture_options {
-  line_options line;
+  std::vector<std::string> ports;
+  bool all_ports = false;  // instead of `ports`: those that this machine has
+  line_options line;       // its port is one of them
   run_options run;
   std::optional<std::string> raw;  // keep the raw trace; empty: under a name of its own
   bool wireshark = false;    // open the capture: when it is written, or live if it has no name
@@ -37,7 +39,8 @@ struct capture_options {
   std::string status_file;   // JSON for programs that watch; empty: none
   std::string metrics_file;  // the same for Prometheus
 };
-exit_code capture(capture_options options);
+// Each port has a capture of its own, see split_by_port().
+exit_code capture(const capture_options& options);
 
 // Makes a report of captures and traces; a trace is decoded as the run options say.
 struct report_arguments {

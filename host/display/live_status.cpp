@@ -17,6 +17,8 @@ namespace {
 constexpr std::chrono::milliseconds redraw_interval{250};
 constexpr std::chrono::seconds speed_interval{1};
 constexpr std::chrono::minutes report_interval{1};
+// A port that has not failed for so long after the attempt to open it is open.
+constexpr std::chrono::seconds time_to_open{1};
 
 struct layer_kind {
   const char* name;
@@ -128,10 +130,15 @@ void live_status::measure_speed(time_point now) {
 }
 
 std::string live_status::counters(time_point now) {
+  if (!running_) return facts_.is_waiting ? "waiting for the port" : "not open yet";
   measure_speed(now);
   std::vector<field> fields = {{format_elapsed(now - begin_), 8},
                                {format_bytes(static_cast<double>(statistics_.raw_bytes())), 9},
                                {format_bytes(speed_) + "/s", 3}};
+  if (facts_.is_waiting) {
+    fields.push_back({"waiting for the port", 7});
+    return join_fields(std::move(fields), columns_);
+  }
   if (searched_ > 0) {
     fields.push_back({"searching for the database's UUID", 7});
     return join_fields(std::move(fields), columns_);
@@ -145,6 +152,17 @@ std::string live_status::counters(time_point now) {
   fields.push_back({fmt::format("dropped {}", statistics_.dropped_traces()), 7});
   if (!facts_.files.empty()) fields.push_back({sanitize(facts_.files.front()), 0});
   return join_fields(std::move(fields), columns_);
+}
+
+// A port that is refused is not recorded.
+std::string live_status::report_start(time_point now) {
+  const bool is_open = statistics_.raw_bytes() != 0 || (running_ && now - begin_ >= time_to_open);
+  if (options_.report_start.empty() || !is_open || std::exchange(has_reported_start_, true)) {
+    return {};
+  }
+  next_report_ = now + report_interval;
+  return fmt::format("veltra: {}: {}; {}\n", options_.port,
+                     facts_.is_waiting ? "waiting" : "recording", options_.report_start);
 }
 
 // A line for a log, whose reader wants all of it.
@@ -195,12 +213,8 @@ std::string live_status::show(time_point now) {
                    options_.how_to_end);
     next_draw_ = now;
   }
-  if (!options_.report_start.empty() && next_report_ == time_point()) {
-    text += fmt::format("veltra: {}: {}\n", options_.port, options_.report_start);
-    next_report_ = now + report_interval;
-  } else if (!options_.report_start.empty() && now >= next_report_) {
-    text += report(now);
-  }
+  text += report_start(now);
+  if (has_reported_start_ && now >= next_report_) text += report(now);
   if (options_.with_counters && now >= next_draw_) {
     next_draw_ = now + redraw_interval;
     text += drawn_line(counters(now));

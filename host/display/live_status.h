@@ -17,7 +17,8 @@ namespace veltra::host {
 struct live_status_options {
   std::string port;                         // as the user knows it
   bool with_counters = true;                // a line that is redrawn, for a terminal
-  std::string report_start = {};            // with it a line at the start and one a minute
+  std::string report_start = {};            // with it a line at the start and one a minute,
+                                            // for a log
   std::chrono::milliseconds silence{5000};  // of the modem, before it is reported
   std::uint64_t long_search = 1'000'000;    // bytes without a UUID, likewise
   const char* how_to_end = "Ctrl-C ends";   // the capture, as a message says it
@@ -60,6 +61,9 @@ class live_status {
   // Takes the line off the terminal until the next show().
   std::string clear();
 
+  // The line at the start, if it is due and was not shown yet. show() contains it.
+  std::string report_start(time_point now);
+
  private:
   void arrived(time_point now);
   time_point silence_due() const;  // time_point::max() for never
@@ -73,6 +77,7 @@ class live_status {
   std::uint64_t searched_ = 0;  // bytes; 0 while no search is under way
   run_facts facts_;
   unsigned columns_ = 0;
+  bool has_reported_start_ = false;
   time_point next_report_{};
   bool running_ = false;
   bool heard_ = false;   // something came since the port was opened

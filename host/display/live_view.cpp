@@ -15,7 +15,19 @@ using clock = std::chrono::steady_clock;
 
 }  // namespace
 
-live_view::live_view(live_status_options options) : status_(std::move(options)) {}
+live_view::live_view(live_status_options options, port_rows* rows, std::size_t row)
+    : rows_(rows), row_(row), status_(std::move(options)) {
+  if (rows_ != nullptr) rows_->set_text(row_, "not open yet");
+}
+
+void live_view::write(std::string_view text) {
+  if (text.empty()) return;
+  if (rows_ != nullptr) {
+    rows_->show_lines(text);
+  } else {
+    print_message(text);
+  }
+}
 
 void live_view::take_packet(const packet& packet) {
   const std::lock_guard lock(mutex_);
@@ -35,7 +47,8 @@ void live_view::take_event(const source_event& event) {
 }
 
 void live_view::take_facts(const run_facts& facts) {
-  const unsigned columns = platform::terminal_columns(stderr);
+  unsigned columns = platform::terminal_columns(stderr);
+  if (rows_ != nullptr) columns = rows_->columns_for_text(columns);
   const std::lock_guard lock(mutex_);
   status_.take_facts(facts, columns);
 }
@@ -48,17 +61,22 @@ void live_view::show_lines(std::string_view lines) {
       return;
     }
   }
-  print_message(lines);
+  write(lines);
 }
 
 void live_view::tick(time_point now) {
   std::string text;
+  std::string counters;
   {
     const std::lock_guard lock(mutex_);
     if (!lines_.empty()) text = status_.clear() + std::exchange(lines_, {});
     text += status_.show(now);
+    if (rows_ != nullptr) counters = status_.counters(now);
   }
-  if (!text.empty()) print_message(text);
+  write(text);
+  if (rows_ == nullptr) return;
+  rows_->set_text(row_, std::move(counters));
+  rows_->draw(now);
 }
 
 void live_view::end() {
@@ -66,9 +84,11 @@ void live_view::end() {
   {
     const std::lock_guard lock(mutex_);
     is_open_ = false;
-    text = status_.clear() + std::exchange(lines_, {});
+    // A run may be shorter than a tick.
+    text = status_.clear() + status_.report_start(clock::now()) + std::exchange(lines_, {});
   }
-  if (!text.empty()) print_message(text);
+  write(text);
+  if (rows_ != nullptr) rows_->set_text(row_, "ended");
 }
 
 }  // namespace veltra::host

@@ -1,12 +1,14 @@
 // live_view.h - the state of a capture while the run waits for its input.
 #pragma once
 
+#include <cstddef>
 #include <mutex>
 #include <string>
 #include <string_view>
 
 #include "host/display/display.h"
 #include "host/display/live_status.h"
+#include "host/display/port_rows.h"
 
 namespace veltra::host {
 
@@ -15,7 +17,9 @@ namespace veltra::host {
 // not stop the run.
 class live_view : public display {
  public:
-  explicit live_view(live_status_options options);
+  // `rows` and `row`: where the counters of one port among several are shown, whose own line
+  // the options turn off then; null: the port is the only one. Must outlive the object.
+  explicit live_view(live_status_options options, port_rows* rows = nullptr, std::size_t row = 0);
 
   void take_packet(const packet& packet) override;
   void take_event(const source_event& event) override;
@@ -25,6 +29,10 @@ class live_view : public display {
   void end() override;
 
  private:
+  void write(std::string_view text);
+
+  port_rows* const rows_;
+  const std::size_t row_;
   std::mutex mutex_;  // guards what follows
   live_status status_;
   bool is_open_ = false;  // the port, until end()

@@ -36,9 +36,8 @@ std::string escape_html(std::string_view text) {
     const std::size_t length = character_length(text);
     const std::string_view character = text.substr(0, length == 0 ? 1 : length);
     text.remove_prefix(character.size());
-    const char first = character.front();
-    if (length == 0 ||
-        (length == 1 && ((first >= 0 && first < 0x20 && first != '\n') || first == 0x7F))) {
+    const auto first = static_cast<unsigned char>(character.front());
+    if (length == 0 || (length == 1 && ((first < 0x20 && first != '\n') || first == 0x7F))) {
       result += replacement;
     } else if (first == '&') {
       result += "&amp;";

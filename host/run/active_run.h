@@ -21,6 +21,7 @@
 #include "host/run/lanes.h"
 #include "host/run/rotation.h"
 #include "host/run/run.h"
+#include "host/run/run_group.h"
 #include "host/run/service_reports.h"
 #include "host/run/session_slot.h"
 #include "host/run/ticker.h"
@@ -35,7 +36,7 @@ namespace veltra::host {
 class active_run : public source_listener {
  public:
   active_run(const input& input, const run_options& options, const run_sinks& sinks,
-             display& display);
+             display& display, run_group& group);
 
   exit_code course();
 
@@ -86,6 +87,7 @@ class active_run : public source_listener {
   const run_options& options_;
   const run_sinks& sinks_;
   display& display_;
+  run_group& group_;
   const std::thread::id thread_ = std::this_thread::get_id();
   const plugin_library plugin_;
   session_slot session_;
@@ -115,7 +117,7 @@ class active_run : public source_listener {
   std::exception_ptr thrown_;                 // by a callback
   std::vector<std::exception_ptr> failures_;  // of the run and its sinks
 
-  service_reports service_;                   // the ticker's
+  service_reports::member service_;           // the ticker's
   std::atomic<std::uint64_t> gap_count_ = 0;  // of gaps_
   std::atomic<bool> is_waiting_ = false;      // for the input
   std::atomic<int> opening_ticks_ = -1;       // since the port was about to be opened

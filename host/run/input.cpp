@@ -119,9 +119,7 @@ user_error serial_input::explain_nothing(const run_statistics& statistics,
       nothing_but_losses(statistics), bytes, line_.port));
 }
 
-namespace {
-
-std::string name_part(const std::string& port) {
+std::string port_name_part(const std::string& port) {
   constexpr std::string_view devices = "/dev/";
   std::string device = port;
   if (device.starts_with(devices)) device.erase(0, devices.size());
@@ -131,15 +129,13 @@ std::string name_part(const std::string& port) {
   return device.empty() ? "port" : device;
 }
 
-}  // namespace
-
 std::string default_series_name(const std::string& port, const std::string& extension) {
-  return fmt::format("capture-{}.{}", name_part(port), extension);
+  return fmt::format("capture-{}.{}", port_name_part(port), extension);
 }
 
 std::string default_capture_name(const std::string& port, std::int64_t seconds_since_epoch,
                                  const std::string& extension) {
-  return fmt::format("capture-{}-{:%Y%m%dT%H%M%SZ}.{}", name_part(port),
+  return fmt::format("capture-{}-{:%Y%m%dT%H%M%SZ}.{}", port_name_part(port),
                      fmt::gmtime(static_cast<std::time_t>(seconds_since_epoch)), extension);
 }
 

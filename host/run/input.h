@@ -88,6 +88,9 @@ class serial_input : public input {
   mutable std::string device_;
 };
 
+// The port in the name of a file: "ttyUSB0" of /dev/ttyUSB0.
+std::string port_name_part(const std::string& port);
+
 // The name of an output of this port that began at `seconds_since_epoch` (UTC), such
 // as capture-ttyUSB0-20240131T120000Z.pcapng. Those of one second share it: see
 // name_without_file().

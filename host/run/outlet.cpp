@@ -9,7 +9,7 @@ namespace veltra::host {
 namespace {
 
 // A batch gathers for this long, so that packets that come together cost one wake-up.
-constexpr std::chrono::milliseconds gathering{1};
+constexpr std::chrono::milliseconds gathering{10};
 
 std::string_view take(std::string_view& bytes, std::size_t size) {
   const std::string_view taken = bytes.substr(0, size);
@@ -183,10 +183,11 @@ bool outlet::take_batch() {
   is_idle_ = true;
   changed_.wait(
       lock, [this] { return is_finished_ || !filling_.is_empty() || (is_due_ && holds_back_); });
+  is_idle_ = false;  // packets that come while the batch gathers need not wake the thread
   if (is_read_meanwhile_ && !is_finished_) {
     changed_.wait_for(lock, gathering, [this] { return is_finished_; });
   }
-  is_idle_ = is_due_ = false;
+  is_due_ = false;
   std::swap(filling_, writing_);
   has_room_.notify_one();
   return !is_finished_ || !writing_.is_empty();

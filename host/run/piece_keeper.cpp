@@ -52,7 +52,7 @@ void piece_keeper::begin(const piece& piece) {
 }
 
 void piece_keeper::add(const piece& piece, const fs::path& path) {
-  {
+  if (options_.max_pieces != 0) {
     const std::lock_guard lock(mutex_);
     complete_.emplace(piece.number, path);
     delete_surplus();

@@ -69,7 +69,7 @@ class piece_keeper {
   const free_space free_;
   std::mutex mutex_;  // guards what follows up to the blank line
   piece latest_;
-  std::multimap<std::uint32_t, std::filesystem::path> complete_;  // by number
+  std::multimap<std::uint32_t, std::filesystem::path> complete_;  // by number; of a ring
 
   bool is_print_failure_noted_ = false;  // the thread's of names_
   background_worker names_;              // prints and deletes

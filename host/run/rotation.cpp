@@ -10,9 +10,13 @@ std::int64_t seconds_since_epoch(std::chrono::system_clock::time_point time) {
   return std::chrono::floor<std::chrono::seconds>(time.time_since_epoch()).count();
 }
 
+// Longer than between a chunk and the packets out of it.
+constexpr std::chrono::seconds silence{1};
+
 }  // namespace
 
 std::optional<piece> rotation::before(const packet& packet, const rotation_moment& now) {
+  latest_packet_ = now.steady;
   std::optional<piece> next;
   if (!is_open_ || (is_raw(packet) && is_over(now))) {
     begin(now);
@@ -27,7 +31,7 @@ std::optional<piece> rotation::before(const packet& packet, const rotation_momen
 }
 
 bool rotation::ends(const rotation_moment& now) {
-  if (!is_open_ || !is_over(now)) return false;
+  if (!is_open_ || now.steady - latest_packet_ < silence || !is_over(now)) return false;
   is_open_ = false;
   return true;
 }

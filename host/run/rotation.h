@@ -47,8 +47,8 @@ class rotation {
   // To be called before a packet is delivered: the piece that begins with it, if one does.
   std::optional<piece> before(const packet& packet, const rotation_moment& now);
 
-  // True if the piece under way is over although no packet has come; the next one begins
-  // with the next packet.
+  // True if the piece under way is over although no packet comes; the next one begins with
+  // the next packet.
   bool ends(const rotation_moment& now);
 
   // The next packet begins a piece.
@@ -65,6 +65,7 @@ class rotation {
   std::uint32_t number_ = 0;
   bool is_open_ = false;
   std::chrono::steady_clock::time_point begin_{};
+  std::chrono::steady_clock::time_point latest_packet_{};
   std::int64_t next_interval_ = 0;  // seconds since 1970
   std::uint64_t raw_bytes_ = 0;     // of the piece under way
   std::uint64_t packets_ = 0;       // likewise

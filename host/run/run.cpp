@@ -48,23 +48,27 @@ capture_clock clock_for(const input& input, const run_options& options) {
 }  // namespace
 
 active_run::active_run(const input& input, const run_options& options, const run_sinks& sinks,
-                       display& display)
+                       display& display, run_group& group)
     : input_(input),
       options_(options),
       sinks_(sinks),
       display_(display),
+      group_(group),
       plugin_(platform::path_from_utf8(options.plugin)),
       session_(plugin_, *this),
       lanes_([this](const std::string& text) { note(text); }),
       ticker_(tick_interval, [this](steady::time_point now) { tick(now); }),
       rotation_(options.recording.rotation, sinks.raw_trace != nullptr),
-      times_(clock_for(input, options), sinks.capture != nullptr) {}
+      times_(clock_for(input, options), sinks.capture != nullptr),
+      service_(group.service) {}
 
 exit_code active_run::course() {
   open_session();
   begin_sinks();
   // Until all is written: a second Ctrl-C must not cost what the first one kept.
-  const platform::interrupt_watch watch([this] { interrupt(); });
+  const interrupt_relay::subscription requests(group_.interrupts, [this] { interrupt(); });
+  std::optional<platform::interrupt_watch> watch;
+  if (!group_.is_watched) watch.emplace([this] { group_.interrupts.request(); });
   return conclude(read());
 }
 
@@ -332,7 +336,13 @@ bool active_run::may_reader_leave(const outlet& output) const {
 
 exit_code run(const input& input, const run_options& options, const run_sinks& sinks,
               display& display) {
-  return active_run(input, options, sinks, display).course();
+  run_group alone(1, false);
+  return run(input, options, sinks, display, alone);
+}
+
+exit_code run(const input& input, const run_options& options, const run_sinks& sinks,
+              display& display, run_group& group) {
+  return active_run(input, options, sinks, display, group).course();
 }
 
 }  // namespace veltra::host

@@ -8,6 +8,7 @@
 #include "host/output/sink.h"
 #include "host/run/input.h"
 #include "host/run/piece_keeper.h"
+#include "host/run/run_group.h"
 #include "host/run/run_options.h"
 
 namespace veltra::host {
@@ -40,5 +41,9 @@ struct run_sinks {
 // On the caller's thread; while it runs, threads for the sinks, the display and Ctrl-C.
 exit_code run(const input& input, const run_options& options, const run_sinks& sinks,
               display& display);
+
+// The same beside others: Ctrl-C ends all runs of the group.
+exit_code run(const input& input, const run_options& options, const run_sinks& sinks,
+              display& display, run_group& group);
 
 }  // namespace veltra::host

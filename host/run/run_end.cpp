@@ -1,6 +1,5 @@
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <chrono>
 #include <exception>
 #include <string>
@@ -11,7 +10,6 @@
 #include "host/run/active_run.h"
 #include "host/run/plugin_failure.h"
 #include "host/source/source_events.h"
-#include "platform/message.h"
 
 namespace veltra::host {
 
@@ -26,15 +24,6 @@ bool has_undelivered(const source_failure& failure) {
 
 void append(std::string& remarks, const std::string& more) {
   if (!more.empty()) remarks += (remarks.empty() ? "" : ", ") + more;
-}
-
-// As main() does it for the failure that ends the program.
-void report(const std::exception_ptr& failure) {
-  try {
-    std::rethrow_exception(failure);
-  } catch (const std::exception& error) {
-    print_message(fmt::format("veltra: {}\n", sanitize(platform::utf8_message(error.what()))));
-  }
 }
 
 }  // namespace
@@ -66,7 +55,9 @@ exit_code active_run::conclude(source_failure failure) {
   if (raw_trace_ != nullptr && finish_sink(*raw_trace_)) summarise_raw_trace();
 
   if (!failures_.empty()) {
-    std::for_each(failures_.begin() + 1, failures_.end(), report);
+    for (auto each = failures_.begin() + 1; each != failures_.end(); ++each) {
+      display_.show_lines(describe_failure(*each).text);
+    }
     std::rethrow_exception(failures_.front());
   }
   if (is_out_of_room_) throw explain_shortage();

@@ -38,3 +38,21 @@ link="$usr/lib/$(dpkg-architecture -qDEB_HOST_MULTIARCH)/wireshark/extcap/veltra
   fail "no extcap program $link"
 [ -s "$usr/share/wireshark/profiles/LTE modem/preferences" ] || fail "no profile in the package"
 "$veltra" wireshark status >/dev/null || fail "the program does not find its profile"
+
+# Installing makes the service's user. What systemd would do is written down.
+dpkg-deb -e "$deb" control
+mkdir commands
+printf '#!/bin/sh\necho "$(basename "$0") $*" >>"%s/calls.txt"\n' "$work" >commands/systemd-sysusers
+chmod +x commands/systemd-sysusers
+cp commands/systemd-sysusers commands/systemctl
+cp commands/systemd-sysusers commands/udevadm
+PATH=$work/commands:$PATH control/postinst configure ""
+grep -qx 'systemd-sysusers veltra-capture.conf' calls.txt || fail "no user is made" "$(cat calls.txt)"
+[ -f "$usr/lib/sysusers.d/veltra-capture.conf" ] || fail "no such user in the package"
+if command -v systemd-sysusers >/dev/null && [ "$(id -u)" = 0 ]; then
+  mkdir "elsewhere é/etc"
+  systemd-sysusers --root="$work/elsewhere é" veltra-capture.conf >sysusers.txt 2>&1 ||
+    fail "the user cannot be made" "$(cat sysusers.txt)"
+  grep -q '^veltra-capture:.*:/var/lib/veltra-capture:' "elsewhere é/etc/passwd" ||
+    fail "no user in $(cat "elsewhere é/etc/passwd")"
+fi

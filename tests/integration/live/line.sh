@@ -12,7 +12,7 @@ modem() {
   rm -f line
   "$veltra" simulate "$session" --pty line "$@" >modem.txt 2>modem.err &
   modem=$!
-  until [ -e line ]; do
+  until [ -e line ] && [ -s modem.txt ]; do
     kill -0 $modem 2>/dev/null || fail "the modem does not run" "$(cat modem.err)"
     sleep 0.005
   done

@@ -26,5 +26,7 @@ running=$!
 wait_for_size raw.bin 1000 $running
 kill -INT $running
 ended $running 0 capture.txt
-[ "$(wc -l <capture.txt)" = 1 ] && grep -q '^raw.bin: .* of raw trace$' capture.txt ||
-  fail "not just the one line" "$(cat capture.txt)"
+# Without a terminal a line at the start, and the summary.
+[ "$(wc -l <capture.txt)" = 2 ] && grep -q '^raw.bin: .* of raw trace$' capture.txt &&
+  grep -qx 'veltra: line: recording; no database, raw trace only; files raw.bin' capture.txt ||
+  fail "not just the two lines" "$(cat capture.txt)"

@@ -11,6 +11,14 @@ sed -e "s|/usr/bin/veltra|$veltra|" "$source/packaging/systemd/veltra-capture@.s
 systemd-analyze verify --man=no ./veltra-capture@modem.service >verify.txt 2>&1 || true
 ! grep -E 'veltra-capture' verify.txt || fail "the unit has faults" "$(cat verify.txt)"
 
+# What a crash left becomes whole before the next start, and another recorder's stays.
+recover=$(sed -n 's/^ExecStartPre=-//p' veltra-capture@modem.service | sed 's/\$\$/$/g; s/%i/modem/')
+echo '{}' >capture-serial-by-id-modem_1.jsonl.01234567.part
+echo '{}' >capture-serial-by-id-other_1.jsonl.01234567.part
+eval "$recover" 2>recover.txt || fail "nothing is recovered" "$(cat recover.txt)"
+[ -s capture-serial-by-id-modem_1.jsonl ] || fail "the capture is not recovered" "$(cat recover.txt)"
+[ -e capture-serial-by-id-other_1.jsonl.01234567.part ] || fail "another recorder's part is gone"
+
 # What a service may still do when it is attacked, from 0.0 (nothing) to 10.0; as root or not
 # the tool reads the file alone.
 exposure=$(systemd-analyze security --offline=true --no-pager ./veltra-capture@modem.service |

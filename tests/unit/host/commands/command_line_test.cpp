@@ -207,12 +207,15 @@ TEST_F(command_line_test, outputs_that_are_not_named_are_named_after_the_port) {
                   "trace.bin"));
 }
 
-TEST_F(command_line_test, without_a_terminal_a_capture_shows_no_counters) {
+TEST_F(command_line_test, without_a_terminal_a_capture_reports_its_start_and_shows_no_counters) {
   script({{"steps", {port_step, raw_step, packet_step("ip", "E")}}});
   EXPECT_EQ(veltra({"capture", "-p", name_of("trace.bin"), "-d", "d.json", "-o", name_of("out"),
                     "--plugin", options_.plugin}),
             exit_code::ok);
-  EXPECT_THAT(printed_, AllOf(StartsWith(name_of("out") + ": 1 packet"), Not(HasSubstr("\r"))));
+  EXPECT_THAT(printed_, AllOf(StartsWith("veltra: " + name_of("trace.bin") +
+                                         ": recording; database d.json; files " + name_of("out") +
+                                         "\n" + name_of("out") + ": 1 packet"),
+                              Not(HasSubstr("\r"))));
 }
 
 }  // namespace

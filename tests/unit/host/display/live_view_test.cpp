@@ -80,6 +80,13 @@ TEST(live_view, its_end_shows_what_waits_and_takes_the_counters_off_the_terminal
   EXPECT_EQ(shown([&] { view.end(); }), "\r\x1b[Ka note\n");
 }
 
+TEST(live_view, a_log_has_the_start_of_a_run_that_is_shorter_than_a_tick) {
+  live_view view({.port = "tty", .with_counters = false, .report_start = "files m.trace"});
+  view.take_event(port_opening);
+  view.take_packet(raw_packet("x"));
+  EXPECT_EQ(shown([&] { view.end(); }), "veltra: tty: recording; files m.trace\n");
+}
+
 TEST(live_view, nothing_is_shown_when_the_port_was_never_opened) {
   live_view view({.port = "tty", .silence = 0ms});
   EXPECT_EQ(shown([&] {

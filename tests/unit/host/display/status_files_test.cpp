@@ -62,12 +62,13 @@ TEST(live_status, fits_the_terminal_and_keeps_what_matters_most) {
 TEST(live_status, reports_the_start_and_every_minute_to_a_log) {
   live_status status({.port = "line",
                       .with_counters = false,
-                      .report_start = "recording; database d.json; files m.trace",
+                      .report_start = "database d.json; files m.trace",
                       .silence = 100h});
   status.begin(time_point(1h));
+  EXPECT_EQ(status.show(time_point(1h)), "");
+  status.take(packet_of_layer("modem_trace"), time_point(1h));
   EXPECT_EQ(status.show(time_point(1h)),
             "veltra: line: recording; database d.json; files m.trace\n");
-  status.take(packet_of_layer("modem_trace"), time_point(1h));
   status.take(packet_of_layer("ip"), time_point(1h));
   EXPECT_EQ(status.show(time_point(1h + 59s)), "");
   status.take_facts({.is_waiting = true, .missed = 3, .gaps = 2, .files = {"m_1.trace"}}, 0);
@@ -75,6 +76,23 @@ TEST(live_status, reports_the_start_and_every_minute_to_a_log) {
             "veltra: line: waiting  1.0 kB  17 B/s  ip 1  rrc 0  nas 0  at 0  tls 0  dropped 0  "
             "missed 3  gaps 2  m_1.trace\n");
   EXPECT_EQ(status.show(time_point(1h + 61s)), "");
+}
+
+// A port that is refused is not recorded, and one that is open may be silent.
+TEST(live_status, reports_the_start_of_a_silent_port_when_its_opening_did_not_fail) {
+  live_status status({.port = "line", .with_counters = false, .report_start = "files m.trace"});
+  EXPECT_EQ(status.report_start(time_point(1h)), "");
+  status.begin(time_point(1h));
+  EXPECT_EQ(status.report_start(time_point(1h + 999ms)), "");
+  EXPECT_EQ(status.report_start(time_point(1h + 1s)), "veltra: line: recording; files m.trace\n");
+  EXPECT_EQ(status.report_start(time_point(1h + 2s)), "");
+}
+
+TEST(live_status, reports_the_start_of_a_wait) {
+  live_status status({.port = "line", .with_counters = false, .report_start = "files m.trace"});
+  status.begin(time_point(1h));
+  status.take_facts({.is_waiting = true}, 0);
+  EXPECT_EQ(status.show(time_point(1h + 1s)), "veltra: line: waiting; files m.trace\n");
 }
 
 TEST(status_json, has_what_a_watcher_asks_for) {

@@ -81,6 +81,17 @@ TEST(rotation, a_piece_ends_in_silence_and_the_next_begins_with_a_packet) {
   EXPECT_EQ(rotation.before(decoded_packet(), after(1000s)), (piece{2, 1714565800}));
 }
 
+// On a slow machine the ticker looks between the two.
+TEST(rotation, a_piece_does_not_end_between_a_chunk_and_its_packets) {
+  rotation_options options;
+  options.piece.bytes = 5;
+  rotation rotation(options, true);
+  rotation.before(raw_packet(ten_bytes), after(0s));
+  EXPECT_FALSE(rotation.ends(after(0s)));
+  EXPECT_EQ(rotation.before(decoded_packet(), after(0s)), std::nullopt);
+  EXPECT_TRUE(rotation.ends(after(1s)));
+}
+
 TEST(rotation, an_interval_ends_at_its_multiples_of_the_wall_clock) {
   rotation_options options;
   options.interval = 3600;  // the clock begins at 12:00:00

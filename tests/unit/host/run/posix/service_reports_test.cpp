@@ -1,0 +1,98 @@
+#include "host/run/service_reports.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstring>
+#include <string>
+
+#include "tests/support/temp_directory.h"
+
+namespace veltra::host {
+namespace {
+
+using namespace std::chrono_literals;
+using time_point = service_reports::time_point;
+
+// A service manager that wants a sign of life every two seconds.
+class service_reports_test : public testing::Test {
+ protected:
+  service_reports_test() {
+    const std::string path = (directory_.path() / "notify").string();
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::memcpy(address.sun_path, path.data(), path.size());
+    EXPECT_EQ(bind(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    setenv("NOTIFY_SOCKET", path.c_str(), 1);
+    setenv("WATCHDOG_USEC", "2000000", 1);
+  }
+  ~service_reports_test() override {
+    unsetenv("NOTIFY_SOCKET");
+    unsetenv("WATCHDOG_USEC");
+    close(socket_);
+  }
+
+  // What came since the last call, with spaces between.
+  std::string received() const {
+    std::string all;
+    char bytes[100];
+    while (true) {
+      const ssize_t count = recv(socket_, bytes, sizeof bytes, MSG_DONTWAIT);
+      if (count < 0) return all;
+      all.append(all.empty() ? "" : " ").append(bytes, static_cast<std::size_t>(count));
+    }
+  }
+
+ private:
+  const test_support::temp_directory directory_;
+  const int socket_ = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+};
+
+TEST_F(service_reports_test, the_first_run_with_its_input_makes_the_service_ready) {
+  service_reports reports(2);
+  service_reports::member first(reports);
+  service_reports::member second(reports);
+  first.tick(false, time_point(1h));
+  EXPECT_EQ(received(), "WATCHDOG=1");
+  second.tick(true, time_point(1h));
+  EXPECT_EQ(received(), "READY=1");
+  first.tick(true, time_point(1h));
+  EXPECT_EQ(received(), "");
+}
+
+TEST_F(service_reports_test, a_run_that_hangs_is_not_hidden_by_the_others) {
+  service_reports reports(2);
+  service_reports::member first(reports);
+  {
+    service_reports::member hanging(reports);
+    first.tick(false, time_point(1h));
+    hanging.tick(false, time_point(1h));
+    received();
+    first.tick(false, time_point(1h + 1s));
+    EXPECT_EQ(received(), "WATCHDOG=1");  // both have ticked since the latest sign
+    first.tick(false, time_point(1h + 2s));
+    first.tick(false, time_point(1h + 3s));
+    EXPECT_EQ(received(), "");
+    hanging.tick(false, time_point(1h + 4s));
+    EXPECT_EQ(received(), "WATCHDOG=1");
+  }
+  // One that has ended is not waited for.
+  first.tick(false, time_point(1h + 5s));
+  EXPECT_EQ(received(), "WATCHDOG=1");
+}
+
+TEST_F(service_reports_test, the_service_stops_with_its_last_run) {
+  service_reports reports(2);
+  service_reports::member first(reports);
+  { const service_reports::member refused(reports); }
+  EXPECT_EQ(received(), "");
+  first.end();
+  EXPECT_EQ(received(), "STOPPING=1");
+}
+
+}  // namespace
+}  // namespace veltra::host
