@@ -37,7 +37,7 @@ forbid diagnosis 'host|kovax'
 forbid "$(find host -name '*.h' -o -name '*.cpp' |
   grep -vE '^host/(database/|commands/db\.)' | tr '\n' ' ')" plugin
 beyond=$(grep -rnE '^ *# *include *[<"]plugin/' host/database host/commands |
-  grep -vE '"plugin/(database/[a-z_]+|path_parameter|trace_db(_config)?)\.h"') || true
+  grep -vE '"plugin/(database/[a-z_]+|path_parameter|limits|trace_db(_config)?)\.h"') || true
 [ -z "$beyond" ] || {
   printf 'the program must not include beyond the libraries for databases:\n%s\n' "$beyond"
   status=1
@@ -72,7 +72,7 @@ allow_in_host host/run 'host/(run|source|output|display|database)/'
 allow_in_host host/simulate 'host/(simulate|output)/'
 allow_in_host host/explain 'host/(explain|source|database)/'
 allow_in_host host/report 'host/(report|output)/'
-allow_in_host host/wireshark 'host/(wireshark|run|output|display|source)/'
+allow_in_host host/wireshark 'host/(wireshark|run|output|display|database|source)/'
 allow_in_host host/commands '(host|CLI)/'
 allow_in_host host/main.cpp host/commands/
 rooms=$(find host -mindepth 1 -maxdepth 1 -type d ! -name source ! -name output ! -name display \
