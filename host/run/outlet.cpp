@@ -9,7 +9,9 @@ namespace veltra::host {
 namespace {
 
 // A batch gathers for this long, so that packets that come together cost one wake-up.
-constexpr std::chrono::milliseconds gathering{10};
+// Somebody waits for those in a stream.
+constexpr std::chrono::milliseconds gathering_for_file{10};
+constexpr std::chrono::milliseconds gathering_for_stream{1};
 
 std::string_view take(std::string_view& bytes, std::size_t size) {
   const std::string_view taken = bytes.substr(0, size);
@@ -185,7 +187,8 @@ bool outlet::take_batch() {
       lock, [this] { return is_finished_ || !filling_.is_empty() || (is_due_ && holds_back_); });
   is_idle_ = false;  // packets that come while the batch gathers need not wake the thread
   if (is_read_meanwhile_ && !is_finished_) {
-    changed_.wait_for(lock, gathering, [this] { return is_finished_; });
+    changed_.wait_for(lock, to_.is_stream() ? gathering_for_stream : gathering_for_file,
+                      [this] { return is_finished_; });
   }
   is_due_ = false;
   std::swap(filling_, writing_);
