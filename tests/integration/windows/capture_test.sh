@@ -34,7 +34,7 @@ for run in 1 2; do
   wait_for_size raw.bin 5000 $running
   kill -INT $running
   ended $running 0 capture.txt
-  lines capture.txt | grep -q '^live.pcapng: [0-9]* packets* from .* of trace$' ||
+  lines capture.txt | grep -q '^live.pcapng: [0-9]* packets*\(, [0-9]* TLS keys*\)* from .* of trace$' ||
     fail "run $run: no summary" "$(cat capture.txt)"
   ended $modem 5 modem.err # nobody reads any more
   rm -f raw.bin raw.bin.json live.pcapng
