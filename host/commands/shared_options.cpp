@@ -1,11 +1,59 @@
 #include "host/commands/shared_options.h"
 
+#include <fmt/format.h>
+
 #include <cstdint>
 #include <limits>
 #include <string>
 #include <vector>
 
 namespace veltra::host {
+
+namespace {
+
+constexpr std::uint64_t max_chunk_size = std::uint64_t{1} << 30;
+
+// What is wrong with the text of --time-base; empty if it is one.
+std::string check_time_base(const std::string& text) {
+  if (text == "host" || text == "modem" || parse_utc(text)) return {};
+  return fmt::format("{} is neither host nor modem nor a time such as 2024-05-01T12:00:00Z",
+                     text.empty() ? "it" : text);
+}
+
+time_base time_base_named(const std::string& text) {
+  using enum time_base::kind;
+  if (text == "host") return {host};
+  if (text == "modem") return {modem};
+  return {given, parse_utc(text).value_or(0)};
+}
+
+void add_selection_options(CLI::App& app, output_options& output) {
+  packet_selection& packets = output.packets;
+  app.add_option_function<std::vector<std::string>>(
+         "--layers",
+         [&packets](const std::vector<std::string>& names) {
+           const bool has_raw = packets.has(packet_kind::raw);
+           packets.kinds.reset();
+           for (const std::string& name : names) packets.add(*kind_named(name));
+           if (has_raw) packets.add(packet_kind::raw);
+         },
+         fmt::format("Write only packets of these interfaces: {}", fmt::join(kind_names(), ", ")))
+      ->delimiter(',')
+      ->allow_extra_args(false)
+      ->check(CLI::IsMember(kind_names()))
+      ->type_name("NAME,...");
+  app.add_flag_callback(
+      "--raw-packets", [&packets] { packets.add(packet_kind::raw); },
+      "Write the trace's own bytes, too, chunk by chunk");
+  app.add_flag_callback(
+      "--no-secrets", [&packets] { packets.with_secrets = false; },
+      "Leave out the TLS secrets, for a capture that others get");
+  require_nonempty(
+      app.add_option("--keylog", output.key_log, "Write the TLS secrets to this key log file, too"))
+      ->type_name("FILE");
+}
+
+}  // namespace
 
 namespace {
 
@@ -76,6 +124,35 @@ void add_line_settings(CLI::App& app, line_options& options) {
       ->check(CLI::IsMember({"none", "sw", "hw"}))
       ->type_name("")
       ->capture_default_str();
+}
+
+void add_run_options(CLI::App& app, run_options& options, const char* default_name,
+                     const char* default_times) {
+  add_database_options(app, options.database);
+  require_nonempty(app.add_option(
+      "--output,-o", options.output.file,
+      fmt::format("Capture file, - for standard output (default: {})", default_name)));
+  app.add_flag("--overwrite", options.output.overwrite,
+               "Replace an existing file that was not named, or a raw trace");
+  app.add_option("--format,-f", options.output.format,
+                 "What to write (default: as the file's name ends, otherwise pcapng)")
+      ->check(CLI::IsMember({"pcapng", "jsonl"}));
+  add_selection_options(app, options.output);
+  app.add_option_function<std::string>(
+         "--time-base",
+         [&options](const std::string& text) { options.times = time_base_named(text); },
+         fmt::format("The capture's times: host is this machine's clock, modem the modem's, a time "
+                     "such as 2024-05-01T12:00:00Z that of the first packet (default: {})",
+                     default_times))
+      ->check(check_time_base, "")
+      ->type_name("host|modem|TIME");
+  app.add_option("--chunk-size", options.chunk_size, "Bytes per read")
+      ->check(CLI::Range(std::uint64_t{1}, max_chunk_size))
+      ->capture_default_str();
+  require_nonempty(
+      app.add_option("--plugin", options.plugin,
+                     "Plug-in to load (default: the one that belongs to this program)"));
+  app.add_flag("--verbose,-v", options.verbose, "Show the plug-in's messages");
 }
 
 }  // namespace veltra::host
