@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -18,6 +19,7 @@
 #include "host/output/torn_capture.h"
 #include "host/run/input.h"
 #include "host/run/port_failure.h"
+#include "host/run/utc_time.h"
 #include "host/user_error.h"
 #include "platform/file.h"
 #include "platform/serial_devices.h"
@@ -58,12 +60,14 @@ struct salvage {
   std::uint64_t whole_bytes = 0;
   std::uint64_t packets = 0;
   std::string trailer;
+  std::optional<utc_time> last_time = {};  // of a packet
 };
 
 salvage look_at_pcapng(const fs::path& part) {
   torn_capture capture;
   read_file(part, [&capture](std::string_view bytes) { return capture.add(bytes); });
-  return {capture.whole_bytes(), capture.packets(), capture.missing_statistics()};
+  return {capture.whole_bytes(), capture.packets(), capture.missing_statistics(),
+          capture.last_time()};
 }
 
 salvage look_at_lines(const fs::path& part) {
@@ -137,9 +141,10 @@ void recover_one(const std::string& name) {
   const std::uint64_t cut = fs::file_size(part, error) - found.whole_bytes;
   fs::remove(part, error);
   print_message(fmt::format(
-      "{}: {} packet{} recovered; {}what was not written yet when the capture was "
+      "{}: {} packet{} recovered{}; {}what was not written yet when the capture was "
       "ended is missing, a raw trace has its bytes\n",
       recovered, found.packets, found.packets == 1 ? "" : "s",
+      found.last_time ? ", the last of " + format_utc(*found.last_time) : std::string(),
       cut == 0
           ? std::string()
           : fmt::format("{} of a torn record cut off, ", format_bytes(static_cast<double>(cut)))));

@@ -1,5 +1,6 @@
 #include "host/output/torn_capture.h"
 
+#include <algorithm>
 #include <optional>
 
 #include "host/output/pcapng_blocks.h"
@@ -18,6 +19,26 @@ std::uint32_t u32_at(std::string_view bytes, std::size_t offset) {
     value |= std::uint32_t{static_cast<unsigned char>(bytes[offset + i])} << (8 * i);
   }
   return value;
+}
+
+// The option if_tsoffset of an interface's description; 0 without it.
+std::int64_t time_offset_of(std::string_view block) {
+  constexpr std::size_t options_begin = 16;
+  constexpr std::size_t option_header = 4;
+  constexpr std::uint32_t code = 14;
+  std::size_t at = options_begin;
+  while (at + option_header + length_size <= block.size()) {
+    const std::uint32_t header = u32_at(block, at);
+    const std::size_t size = header >> 16;
+    at += option_header;
+    if (at + size + length_size > block.size()) break;
+    if ((header & 0xffff) == code && size == sizeof(std::int64_t)) {
+      return static_cast<std::int64_t>(std::uint64_t{u32_at(block, at + 4)} << 32 |
+                                       u32_at(block, at));
+    }
+    at += (size + 3) / 4 * 4;
+  }
+  return 0;
 }
 
 }  // namespace
@@ -49,7 +70,7 @@ bool torn_capture::take_block(std::string_view block) {
   if ((type == pcapng::section_header_type) != (whole_bytes_ == 0)) return false;
   switch (type) {
     case pcapng::interface_description_type:
-      interfaces_.emplace_back();
+      interfaces_.push_back({.time_offset = time_offset_of(block)});
       break;
     case pcapng::enhanced_packet_type: {
       if (block.size() < min_packet_block) return false;
@@ -68,6 +89,17 @@ bool torn_capture::take_block(std::string_view block) {
       break;
   }
   return true;
+}
+
+std::uint64_t torn_capture::last_time() const {
+  constexpr std::uint64_t ns_per_second = 1'000'000'000;
+  std::uint64_t latest = 0;
+  for (const interface& each : interfaces_) {
+    if (each.received == 0) continue;
+    latest = std::max(
+        latest, static_cast<std::uint64_t>(each.time_offset) * ns_per_second + each.last_time);
+  }
+  return latest;
 }
 
 std::string torn_capture::missing_statistics() const {

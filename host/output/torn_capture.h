@@ -21,6 +21,9 @@ class torn_capture {
   // Bytes of whole blocks from the start on. 0: the file is not a capture.
   std::uint64_t whole_bytes() const { return whole_bytes_; }
   std::uint64_t packets() const { return packets_; }
+  // When the last packet that is whole came, in nanoseconds since 1970 or of the modem's clock,
+  // as the capture has it.
+  std::uint64_t last_time() const;
   bool is_complete() const { return has_statistics_; }
 
   // The statistics blocks that the end of the capture lacks; how many packets were lost
@@ -30,7 +33,8 @@ class torn_capture {
  private:
   struct interface {
     std::uint64_t received = 0;
-    std::uint64_t last_time = 0;
+    std::uint64_t last_time = 0;   // as in the packet's block
+    std::int64_t time_offset = 0;  // seconds
   };
 
   bool take_block(std::string_view block);

@@ -46,6 +46,27 @@ TEST(torn_capture, cut_anywhere_ends_with_its_last_whole_block) {
   }
 }
 
+TEST(torn_capture, says_when_its_last_whole_packet_came) {
+  std::string bytes;
+  pcapng::append_section_header(bytes, "modem", "program");
+  pcapng::append_interface(bytes, pcapng::link_type_exported_pdu, "at", "AT", 1'714'564'800);
+  pcapng::append_interface(bytes, pcapng::link_type_exported_pdu, "nas", "NAS", 1'714'564'800);
+  const std::vector<std::uint8_t> payload = {1, 2, 3};
+  for (const std::uint64_t time : {std::uint64_t{7}, std::uint64_t{70'000'000'000}}) {
+    pcapng::enhanced_packet packet;
+    packet.time = time;
+    packet.payload = payload;
+    packet.full_payload_size = payload.size();
+    pcapng::append_packet(bytes, packet);
+  }
+  torn_capture whole;
+  whole.add(bytes);
+  EXPECT_EQ(whole.last_time(), 1'714'564'870'000'000'000U);
+  torn_capture cut;
+  cut.add(bytes.substr(0, bytes.size() - 1));
+  EXPECT_EQ(cut.last_time(), 1'714'564'800'000'000'007U);
+}
+
 TEST(torn_capture, is_the_same_in_pieces_of_any_size) {
   const sample sample;
   torn_capture capture;
