@@ -1,6 +1,12 @@
 // Procedures of one command and its answer. Each row of the table is a state machine:
 //   command -> answer, with a command that is sent again counted as a retransmission
+// Bearers and transactions run side by side; each has a run of its own.
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
 #include <string_view>
+#include <utility>
 #include <variant>
 
 #include "host/report/procedure_machine.h"
@@ -28,12 +34,18 @@ struct answered_procedure {
   message_type command;
   message_type success;
   std::string_view success_outcome;
-  message_type failure;     // refuses the command; its EMM or ESM cause is kept
-  message_type revocation;  // takes the success back
-  bool is_repeated;         // a second command is a retransmission
+  message_type failure;                     // refuses the command; its EMM or ESM cause is kept
+  message_type revocation;                  // takes the success back
+  bool is_repeated;                         // a second command is a retransmission
+  std::optional<field> key = std::nullopt;  // separates runs that go on at the same time
 };
 
 constexpr std::monostate none{};
+
+// What a command and its answer have in common: the bearer where the network commands (TS 24.301,
+// 9.3.2), the transaction where the modem asks or is asked for its request (9.4).
+constexpr field bearer = field::nas_bearer;
+constexpr field transaction = field::nas_transaction;
 
 constexpr answered_procedure procedures[] = {
     // Initial security activation (TS 36.331, 5.3.4).
@@ -54,30 +66,31 @@ constexpr answered_procedure procedures[] = {
      "answered", none, none, true},
     // ESM information request (6.6.1.2), T3489.
     {procedure_kind::esm_information, esm_message::information_request,
-     esm_message::information_response, "answered", none, none, true},
+     esm_message::information_response, "answered", none, none, true, transaction},
     // Default EPS bearer context activation (6.4.1), T3485.
     {procedure_kind::default_bearer, esm_message::activate_default_bearer_request,
      esm_message::activate_default_bearer_accept, "accepted",
-     esm_message::activate_default_bearer_reject, none, true},
+     esm_message::activate_default_bearer_reject, none, true, bearer},
     // Dedicated EPS bearer context activation (6.4.2), T3485.
     {procedure_kind::dedicated_bearer, esm_message::activate_dedicated_bearer_request,
      esm_message::activate_dedicated_bearer_accept, "accepted",
-     esm_message::activate_dedicated_bearer_reject, none, true},
+     esm_message::activate_dedicated_bearer_reject, none, true, bearer},
     // EPS bearer context modification (6.4.3), T3486.
     {procedure_kind::bearer_modification, esm_message::modify_bearer_request,
-     esm_message::modify_bearer_accept, "accepted", esm_message::modify_bearer_reject, none, true},
+     esm_message::modify_bearer_accept, "accepted", esm_message::modify_bearer_reject, none, true,
+     bearer},
     // EPS bearer context deactivation (6.4.4), T3495.
     {procedure_kind::bearer_deactivation, esm_message::deactivate_bearer_request,
-     esm_message::deactivate_bearer_accept, "accepted", none, none, true},
+     esm_message::deactivate_bearer_accept, "accepted", none, none, true, bearer},
     // PDN connectivity that the modem asks for beside its first one (6.5.1), T3482. That in an
     // attach is part of it.
     {procedure_kind::pdn_connectivity, esm_message::pdn_connectivity_request,
      esm_message::activate_default_bearer_request, "accepted", esm_message::pdn_connectivity_reject,
-     none, true},
+     none, true, transaction},
     // PDN disconnect (6.5.2), T3492.
     {procedure_kind::pdn_disconnect, esm_message::pdn_disconnect_request,
      esm_message::deactivate_bearer_request, "accepted", esm_message::pdn_disconnect_reject, none,
-     true},
+     true, transaction},
 };
 
 std::optional<cause> cause_in(const message& message) {
@@ -95,45 +108,63 @@ class answered_machine final : public procedure_machine {
   explicit answered_machine(const answered_procedure& rules) : rules_(rules) {}
 
   void take(const message& message, procedure_log& log) override {
-    run_.watch(message);
+    for (auto& [key, run] : runs_) run.watch(message);
     if (is(message, rules_.command)) return take_command(message, log);
     if (is(message, rules_.revocation)) return revoke(message, log);
-    if (!run_) return;
+    if (runs_.empty()) return;
     if (is(message, rules_.success)) {
-      run_.add(message);
       answered_ = log.size();
-      run_.close(log, procedure_result::succeeded, std::string(rules_.success_outcome));
+      end(message, log, procedure_result::succeeded, rules_.success_outcome, std::nullopt);
     } else if (is(message, rules_.failure)) {
-      run_.add(message);
-      run_.close(log, procedure_result::failed, is_answer_of_network() ? "rejected" : "failed",
-                 cause_in(message));
+      end(message, log, procedure_result::failed, is_answer_of_network() ? "rejected" : "failed",
+          cause_in(message));
     } else if (message.is(emm_message::attach_accept) && rules_.is_repeated) {
       // The network would not go on without the answer: the trace lacks it.
-      run_.close(log, procedure_result::unfinished, "answer not in the trace");
+      for (auto& [key, run] : runs_) {
+        run.close(log, procedure_result::unfinished, "answer not in the trace");
+      }
+      runs_.clear();
     } else if (message.is(rrc_message::release) || message.is(rrc_message::connection_request)) {
-      run_.add(message);
-      run_.close_unanswered(log);
+      for (auto& [key, run] : runs_) {
+        run.add(message);
+        run.close_unanswered(log);
+      }
+      runs_.clear();
     }
   }
 
   void finish(procedure_log& log) override {
-    run_.close_unfinished(log);
+    for (auto& [key, run] : runs_) run.close_unfinished(log);
+    runs_.clear();
     answered_.reset();
   }
 
  private:
+  std::uint64_t key_of(const message& message) const {
+    return rules_.key ? message.fields.number(*rules_.key).value_or(0) : 0;
+  }
+
   void take_command(const message& command, procedure_log& log) {
     answered_.reset();
     if (command.is(emm_message::attach_request)) return;
-    if (run_ && rules_.is_repeated) return run_.repeat(command);
-    if (run_) run_.close_unanswered(log);
-    run_.begin(rules_.kind, command);
+    running_procedure& run = runs_[key_of(command)];
+    if (run && rules_.is_repeated) return run.repeat(command);
+    if (run) run.close_unanswered(log);
+    run.begin(rules_.kind, command);
+  }
+
+  void end(const message& answer, procedure_log& log, procedure_result result,
+           std::string_view outcome, std::optional<cause> why) {
+    const auto run = runs_.find(key_of(answer));
+    if (run == runs_.end()) return;
+    run->second.add(answer);
+    run->second.close(log, result, std::string(outcome), std::move(why));
+    runs_.erase(run);
   }
 
   void revoke(const message& message, procedure_log& log) {
-    if (run_) {
-      run_.add(message);
-      return run_.close(log, procedure_result::failed, "rejected", cause_in(message));
+    if (!runs_.empty()) {
+      return end(message, log, procedure_result::failed, "rejected", cause_in(message));
     }
     if (!answered_) return;
     procedure& answered = log[*answered_];
@@ -150,7 +181,7 @@ class answered_machine final : public procedure_machine {
   }
 
   const answered_procedure& rules_;
-  running_procedure run_;
+  std::map<std::uint64_t, running_procedure> runs_;
   std::optional<std::size_t> answered_;  // the last success in the log, as long as nothing followed
 };
 

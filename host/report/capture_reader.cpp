@@ -129,7 +129,20 @@ interface_description read_interface(cursor body, bool big_endian) {
   return result;
 }
 
-// Takes the tags off an exported PDU: big-endian code, size and value, ended by code 0.
+// The lowest two bits of a packet's flags: 1 inbound, 2 outbound.
+way way_in(std::uint32_t flags) {
+  switch (flags & 3U) {
+    case 1:
+      return way::received;
+    case 2:
+      return way::sent;
+    default:
+      return way::unknown;
+  }
+}
+
+// Takes the tags off an exported PDU: big-endian code, size and value, ended by code 0. A
+// direction among them goes before that in the packet's flags.
 void read_exported_pdu(capture_frame& frame) {
   cursor rest(frame.bytes, true);
   std::size_t consumed = 0;
@@ -267,7 +280,8 @@ class reader {
       frame.link_type = description.link_type;
     }
     for_each_option(options, [&](std::uint32_t code, std::span<const std::uint8_t> value) {
-      if (code == 1) frame.comment = as_text(value);
+      if (code == 2 && value.size() == 4)
+        frame.direction = way_in(cursor(value, big_endian_).u32());
     });
     if (frame.link_type == pcapng::link_type_exported_pdu) read_exported_pdu(frame);
     take_(frame);

@@ -16,7 +16,8 @@
 
 namespace veltra::report {
 
-enum class way { unknown, sent, received };  // as the modem sees it
+// As the modem sees it; an AT text that was sent is a command, one that was received an answer.
+enum class way { unknown, sent, received };
 
 // One frame. Texts and bytes belong to the reader and hold during the callback only.
 struct capture_frame {
@@ -27,7 +28,6 @@ struct capture_frame {
   std::string_view dissector;  // of an exported PDU; empty for others
   std::string_view protocol;   // protocol column of an exported PDU; mostly empty
   way direction = way::unknown;
-  std::string_view comment;
   std::uint32_t full_size = 0;          // bytes of the message before it was cut, if it was
   std::span<const std::uint8_t> bytes;  // the message, without the tags of an exported PDU
 };

@@ -71,8 +71,8 @@ void set_text(message& result, const capture_frame& frame) {
   if (result.layer == layer::at) {
     result.name = at_text(frame.bytes);
     result.traces_lost = lost_traces(result.name);
-    if (frame.comment == "AT command") result.direction = direction::command;
-    if (frame.comment == "AT answer") result.direction = direction::answer;
+    if (frame.direction == way::sent) result.direction = direction::command;
+    if (frame.direction == way::received) result.direction = direction::answer;
     return;
   }
   result.name = trimmed(result.fields.text(field::info_column));
@@ -132,7 +132,6 @@ message make_message(const capture_frame& frame, field_values fields) {
   result.layer = layer_of(frame);
   result.channel = result.layer == layer::ip ? "ip" : std::string(frame.dissector);
   if (result.layer == layer::other && !frame.protocol.empty()) result.channel = frame.protocol;
-  result.comment = frame.comment;
   result.size = frame.full_size;
   result.fields = std::move(fields);
   if (frame.direction == way::sent) result.direction = direction::uplink;

@@ -113,9 +113,8 @@ struct message {
   std::uint64_t time = 0;   // nanoseconds, as in the capture
   report::layer layer = report::layer::other;
   report::direction direction = report::direction::unknown;
-  std::string channel;  // the layer's name in the capture, e.g. "lte_rrc.dl_dcch"
-  std::string name;     // what tshark shows, or the text of an AT line; may be empty
-  std::string comment;
+  std::string channel;     // the layer's name in the capture, e.g. "lte_rrc.dl_dcch"
+  std::string name;        // what tshark shows, or the text of an AT line; may be empty
   std::uint32_t size = 0;  // bytes
   field_values fields;
 

@@ -87,6 +87,7 @@ constexpr tshark_field table[] = {
     {field::nas_switch_off, "nas_eps.emm.switch_off"},
     {field::nas_new_identity, "nas_eps.emm.m_tmsi"},
     {field::nas_bearer, "nas_eps.bearer_id"},
+    {field::nas_transaction, "nas_eps.esm.proc_trans_id"},
     {field::nas_apn, "gsm_a.gm.sm.apn"},
     {field::nas_pdn_ipv4, "nas_eps.esm.pdn_ipv4"},
     {field::nas_pdn_ipv6, "nas_eps.esm.pdn_ipv6_if_id"},

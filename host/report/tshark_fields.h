@@ -67,6 +67,7 @@ enum class field : std::uint8_t {
   nas_switch_off,
   nas_new_identity,
   nas_bearer,
+  nas_transaction,
   nas_apn,
   nas_pdn_ipv4,
   nas_pdn_ipv6,

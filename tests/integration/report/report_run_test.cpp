@@ -83,6 +83,8 @@ TEST_F(report_run, one_capture_as_json_has_its_events) {
   EXPECT_EQ(capture.at("headline"), "Registered: the second attach was accepted, in 367 ms");
   EXPECT_EQ(capture.at("cell").at("tac"), 0x27);
   EXPECT_EQ(capture.at("events").size(), 57U);
+  EXPECT_EQ(capture.at("events").at(0).at("direction"), "command");
+  EXPECT_EQ(capture.at("events").at(1).at("direction"), "answer");
   EXPECT_EQ(capture.at("events").at(23).at("cause").at("number"), 15);
   EXPECT_THAT(said_, HasSubstr("Registered: the second attach was accepted, in 367 ms.\n"));
 }

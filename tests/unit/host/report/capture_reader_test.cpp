@@ -23,7 +23,6 @@ struct kept_frame {
   std::string interface;
   std::string dissector;
   way direction;
-  std::string comment;
   std::string bytes;
 };
 
@@ -34,20 +33,21 @@ class capture_reader_test : public testing::Test {
     host::pcapng::append_interface(capture_, host::pcapng::link_type_exported_pdu, "rrc", "RRC");
     host::pcapng::append_interface(capture_, host::pcapng::link_type_raw_ip, "ip", "IP");
     const std::string header = host::exported_pdu_header("lte_rrc.ul_dcch", host::direction::sent);
-    add(0, 1'000'000'001, header, "abc", "first");
-    add(1, 2'000'000'000, "", "IPv4 packet", "");
+    add(0, 1'000'000'001, header, "abc");
+    add(1, 2'000'000'000, "", "IPv4 packet");
     host::pcapng::append_statistics(capture_, 0, 3, 1, 0);
   }
 
   void add(std::uint32_t interface, std::uint64_t time, std::string_view header,
-           std::string_view payload, std::string_view comment) {
+           std::string_view payload, host::direction way = host::direction::unknown) {
     host::pcapng::enhanced_packet packet;
     packet.interface = interface;
     packet.time = time;
     packet.header = header;
     packet.payload = {reinterpret_cast<const std::uint8_t*>(payload.data()), payload.size()};
     packet.full_payload_size = payload.size();
-    packet.comment = comment;
+    packet.way = way;
+    packet.comment = "a remark";
     host::pcapng::append_packet(capture_, packet);
   }
 
@@ -56,7 +56,7 @@ class capture_reader_test : public testing::Test {
     return read_capture(directory_.write("capture.pcapng", bytes), [&](const capture_frame& frame) {
       frames_.push_back(
           {frame.number, frame.time, std::string(frame.interface), std::string(frame.dissector),
-           frame.direction, std::string(frame.comment),
+           frame.direction,
            std::string(reinterpret_cast<const char*>(frame.bytes.data()), frame.bytes.size())});
     });
   }
@@ -76,11 +76,26 @@ TEST_F(capture_reader_test, gives_each_frame_with_its_tags) {
   EXPECT_EQ(frames_[0].interface, "rrc");
   EXPECT_EQ(frames_[0].dissector, "lte_rrc.ul_dcch");
   EXPECT_EQ(frames_[0].direction, way::sent);
-  EXPECT_EQ(frames_[0].comment, "first");
   EXPECT_EQ(frames_[0].bytes, "abc");
   EXPECT_EQ(frames_[1].interface, "ip");
   EXPECT_EQ(frames_[1].direction, way::unknown);
   EXPECT_EQ(frames_[1].bytes, "IPv4 packet");
+}
+
+TEST_F(capture_reader_test, a_direction_that_no_tag_names_is_in_the_flags) {
+  const std::string at =
+      host::exported_pdu_header("at", host::direction::unknown, {}, host::direction_tag::always);
+  add(0, 3'000'000'000, at, "AT", host::direction::sent);
+  add(0, 4'000'000'000, at, "OK", host::direction::received);
+  add(0, 5'000'000'000, at, "Dropped traces count: 9");
+  add(0, 6'000'000'000, host::exported_pdu_header("nas-eps", host::direction::received), "abc",
+      host::direction::sent);
+  read(capture_);
+  ASSERT_EQ(frames_.size(), 6U);
+  EXPECT_EQ(frames_[2].direction, way::sent);
+  EXPECT_EQ(frames_[3].direction, way::received);
+  EXPECT_EQ(frames_[4].direction, way::unknown);
+  EXPECT_EQ(frames_[5].direction, way::received);
 }
 
 TEST_F(capture_reader_test, a_file_that_ends_anywhere_gives_the_whole_frames_before) {

@@ -10,11 +10,11 @@
 namespace veltra::report {
 namespace {
 
-message at_line(std::string_view text, std::string_view comment = {}) {
+message at_line(std::string_view text, way direction = way::unknown) {
   capture_frame frame;
   frame.link_type = 252;
   frame.dissector = "at";
-  frame.comment = comment;
+  frame.direction = direction;
   frame.bytes = {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
   return make_message(frame, {});
 }
@@ -27,10 +27,11 @@ message rrc_frame(std::string_view dissector, field_values fields = {}) {
 }
 
 TEST(message, an_at_line_needs_no_dissection) {
-  const message line = at_line("\r\n+CEREG: 2\r\n", "AT answer");
+  const message line = at_line("\r\n+CEREG: 2\r\n", way::received);
   EXPECT_EQ(line.layer, layer::at);
   EXPECT_EQ(line.name, "+CEREG: 2");
   EXPECT_EQ(line.direction, direction::answer);
+  EXPECT_EQ(at_line("AT+CFUN=1\r\n", way::sent).direction, direction::command);
   EXPECT_EQ(at_line("+CGDCONT: 1\r\n\r\nOK\r\n").name, "+CGDCONT: 1\n\nOK");
 }
 

@@ -492,6 +492,46 @@ TEST(bearers, are_activated_modified_and_deactivated) {
                   "bearer_modification 3-4 accepted", "bearer_deactivation 5-6 accepted"));
 }
 
+TEST(bearers, two_at_the_same_time_are_kept_apart) {
+  const script::values first = {{field::nas_bearer, "6"}};
+  const script::values second = {{field::nas_bearer, "7"}};
+  EXPECT_THAT(
+      found_in(script()
+                   .nas(esm::activate_dedicated_bearer_request, first)
+                   .nas(esm::activate_dedicated_bearer_request, second)
+                   .nas(esm::activate_dedicated_bearer_request, second)
+                   .nas(esm::activate_dedicated_bearer_accept, second)
+                   .nas(esm::activate_dedicated_bearer_accept, first)),
+      ElementsAre("dedicated_bearer 1-5 accepted", "dedicated_bearer 2-4 accepted (1 sent again)"));
+}
+
+TEST(bearers, one_whose_answer_is_lost_does_not_take_that_of_another) {
+  EXPECT_THAT(
+      found_in(script()
+                   .nas(esm::deactivate_bearer_request, {{field::nas_bearer, "6"}})
+                   .nas(esm::deactivate_bearer_request, {{field::nas_bearer, "7"}})
+                   .lost(3)
+                   .nas(esm::deactivate_bearer_accept, {{field::nas_bearer, "7"}})
+                   .release()),
+      ElementsAre("bearer_deactivation 1-5 no answer seen (3 traces lost while it was awaited)",
+                  "bearer_deactivation 2-4 accepted"));
+}
+
+TEST(pdn_connectivity, two_at_the_same_time_are_kept_apart) {
+  EXPECT_THAT(found_in(script()
+                           .nas(esm::pdn_connectivity_request, {{field::nas_transaction, "3"}})
+                           .nas(esm::pdn_connectivity_request, {{field::nas_transaction, "4"}})
+                           .nas(esm::pdn_connectivity_reject,
+                                {{field::nas_transaction, "4"}, {field::nas_esm_cause, "27"}})
+                           .nas(esm::activate_default_bearer_request,
+                                {{field::nas_transaction, "3"}, {field::nas_bearer, "6"}})
+                           .nas(esm::activate_default_bearer_accept,
+                                {{field::nas_transaction, "0"}, {field::nas_bearer, "6"}})),
+              ElementsAre("pdn_connectivity 1-4 accepted",
+                          "pdn_connectivity 2-3 rejected: ESM #27 Missing or unknown APN",
+                          "default_bearer 4-5 accepted"));
+}
+
 // Short messages.
 
 script::values cp(const char* type, const char* side, const char* transaction = "1") {
