@@ -102,6 +102,23 @@ void file_operations::remove(const fs::path& path) {
   fs::remove(path, ignored);
 }
 
+namespace {
+
+class unsynced_operations : public file_operations {
+ public:
+  int sync(std::FILE* /*file*/) override { return 0; }
+  std::error_code replace(const fs::path& from, const fs::path& to) override {
+    return platform::replace_file(from, to);
+  }
+};
+
+}  // namespace
+
+file_operations& unsynced_file_operations() {
+  static unsynced_operations operations;
+  return operations;
+}
+
 file_operations& system_file_operations() {
   static file_operations operations;
   return operations;

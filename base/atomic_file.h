@@ -33,6 +33,10 @@ class file_operations {
 // The operations as the system has them. Lives as long as the program.
 file_operations& system_file_operations();
 
+// The same without waiting for the device: a loss of power may leave an empty or a torn file
+// under the name.
+file_operations& unsynced_file_operations();
+
 // Bytes go to a part file beside the target, down to the device, and only commit()
 // gives them the target's name: a full device, a killed process or a loss of power
 // leaves the old content or the new one, whole. The part is called

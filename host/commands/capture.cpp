@@ -146,17 +146,20 @@ std::string default_name(const capture_options& options, const std::string& exte
 
 std::unique_ptr<sink> make_raw_sink(const capture_options& options, piece_keeper& keeper) {
   const std::filesystem::path path = platform::path_from_utf8(*options.raw);
-  const bool may_overwrite = options.run.output.overwrite;
+  const auto make = [is_synced = options.run.output.is_synced](const std::filesystem::path& file,
+                                                               bool may_overwrite) {
+    auto made = std::make_unique<raw_sink>(file, may_overwrite);
+    if (!is_synced) made->skip_sync();
+    return made;
+  };
   if (!options.run.recording.is_series()) {
-    auto only = std::make_unique<raw_sink>(path, may_overwrite);
+    auto only = make(path, options.run.output.overwrite);
     if (!only->is_stream()) check_sidecar(*options.raw, options.run.database);
     return only;
   }
   return std::make_unique<rotating_sink>(
       path, rotating_sink::content::raw,
-      [](const std::filesystem::path& piece, sink* /*previous*/) {
-        return std::make_unique<raw_sink>(piece);
-      },
+      [make](const std::filesystem::path& piece, sink* /*previous*/) { return make(piece, false); },
       [&keeper](const piece& piece, const std::filesystem::path& file) {
         keeper.add(piece, file);
       });

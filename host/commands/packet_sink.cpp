@@ -15,16 +15,24 @@ namespace veltra::host {
 
 std::unique_ptr<sink> make_packet_sink(const output_options& options, const input& input) {
   const std::filesystem::path path = platform::path_from_utf8(options.file);
-  if (options.format == "jsonl") return std::make_unique<jsonl_sink>(path, options.packets);
-  return std::make_unique<pcapng_sink>(
-      path, pcapng_sink::settings{.packets = options.packets, .is_live = input.is_live()});
+  std::unique_ptr<file_sink> made;
+  if (options.format == "jsonl") {
+    made = std::make_unique<jsonl_sink>(path, options.packets);
+  } else {
+    made = std::make_unique<pcapng_sink>(
+        path, pcapng_sink::settings{.packets = options.packets, .is_live = input.is_live()});
+  }
+  if (!options.is_synced) made->skip_sync();
+  return made;
 }
 
 std::unique_ptr<sink> make_key_log(const output_options& options) {
   if (options.key_log.empty()) return nullptr;
   const std::filesystem::path path = platform::path_from_utf8(options.key_log);
   check_output_place("cannot write", path);
-  return std::make_unique<key_log_sink>(path);
+  auto made = std::make_unique<key_log_sink>(path);
+  if (!options.is_synced) made->skip_sync();
+  return made;
 }
 
 void refuse_same_output(const std::string& output, const std::string& other) {

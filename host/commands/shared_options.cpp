@@ -134,6 +134,9 @@ void add_run_options(CLI::App& app, run_options& options, const char* default_na
       fmt::format("Capture file, - for standard output (default: {})", default_name)));
   app.add_flag("--overwrite", options.output.overwrite,
                "Replace an existing file that was not named, or a raw trace");
+  app.add_flag_callback(
+      "--no-sync", [&options] { options.output.is_synced = false; },
+      "Give files their names before they are safe against a loss of power");
   app.add_option("--format,-f", options.output.format,
                  "What to write (default: as the file's name ends, otherwise pcapng)")
       ->check(CLI::IsMember({"pcapng", "jsonl"}));

@@ -14,7 +14,8 @@ file_sink::file_sink(std::filesystem::path path)
 void file_sink::begin() {
   before_opening();
   file_.emplace(path_,
-                is_gzip_name(path_) ? output_file::storage::gzip : output_file::storage::plain);
+                is_gzip_name(path_) ? output_file::storage::gzip : output_file::storage::plain,
+                is_synced_ ? system_file_operations() : unsynced_file_operations());
   write_header();
   if (is_stream_) file_->flush();
 }

@@ -14,6 +14,9 @@ namespace veltra::host {
 
 class file_sink : public sink {
  public:
+  // Before begin(): the file is not written down to the device, see unsynced_file_operations().
+  void skip_sync() { is_synced_ = false; }
+
   void begin() final;
   void finish() final;
   bool salvage() final;
@@ -47,6 +50,7 @@ class file_sink : public sink {
 
   std::filesystem::path path_;
   const bool is_stream_;
+  bool is_synced_ = true;
   std::optional<output_file> file_;
   std::atomic<std::uint64_t> bytes_ = 0;
   std::uint64_t packets_ = 0;

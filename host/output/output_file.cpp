@@ -17,8 +17,8 @@ constexpr const char* operation = "cannot write";
 
 }  // namespace
 
-output_file::output_file(std::filesystem::path target, storage how)
-    : target_(std::move(target)), is_stream_(is_stream(target_)) {
+output_file::output_file(std::filesystem::path target, storage how, file_operations& operations)
+    : target_(std::move(target)), is_stream_(is_stream(target_)), file_(operations) {
   check_output_place(operation, target_);
   if (is_stream_) {
     open_stream();

@@ -32,8 +32,10 @@ class output_file {
   enum class storage { plain, gzip };
 
   // Opens the output; a named pipe waits here for its reader. A directory is refused. A
-  // stream is never compressed.
-  explicit output_file(std::filesystem::path target, storage how = storage::plain);
+  // stream is never compressed. `operations`, which a stream does not use, must outlive the
+  // object.
+  explicit output_file(std::filesystem::path target, storage how = storage::plain,
+                       file_operations& operations = system_file_operations());
   output_file(const output_file&) = delete;
   output_file& operator=(const output_file&) = delete;
 

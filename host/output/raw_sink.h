@@ -27,6 +27,9 @@ class raw_sink : public sink {
   explicit raw_sink(std::filesystem::path path, bool may_overwrite = false,
                     std::chrono::milliseconds patience = platform::stream_writer::usual_patience);
 
+  // The file is written down to the device only when the system likes. Before begin().
+  void skip_sync() { is_synced_ = false; }
+
   // A named pipe waits here for its reader.
   void begin() override;
   void write(const packet& packet) override;  // ignores packets that are not raw
@@ -58,6 +61,7 @@ class raw_sink : public sink {
   std::filesystem::path target_;  // where the links in its place lead
   const bool is_stream_;
   const bool may_overwrite_;
+  bool is_synced_ = true;
   platform::stream_writer stream_;
   std::unique_ptr<std::FILE, closer> file_;
   std::atomic<std::uint64_t> bytes_ = 0;

@@ -19,6 +19,7 @@ struct output_options {
   std::string format;  // "pcapng" or "jsonl"; empty until the name has chosen
   packet_selection packets;
   std::string key_log;     // file for TLS secrets; empty: none
+  bool is_synced = true;   // down to the device before a file gets its name
   bool overwrite = false;  // replace what is under a name that was not given
 };
 

@@ -202,5 +202,15 @@ TEST_F(atomic_file_test, there_is_no_part_to_keep_before_open_and_after_commit) 
   EXPECT_THAT(names(), ElementsAre("out"));
 }
 
+TEST(unsynced_file_operations, give_the_name_without_a_sync) {
+  const test_support::temp_directory directory;
+  atomic_file file(unsynced_file_operations());
+  ASSERT_FALSE(file.open(directory.path() / "out"));
+  ASSERT_FALSE(file.write("abc"));
+  ASSERT_FALSE(file.commit());
+  EXPECT_TRUE(std::filesystem::exists(directory.path() / "out"));
+  EXPECT_EQ(unsynced_file_operations().sync(nullptr), 0);
+}
+
 }  // namespace
 }  // namespace veltra
