@@ -14,6 +14,7 @@ function createLadder(viewport, onSelect) {
   let shown = Int32Array.from({ length: data.time.length }, (_, index) => index);
   let selected = -1; // position in `shown`
   let isDrawing = false;
+  let isPrinting = false;
   let version = 1; // of what rows show at a position
 
   function makeRow() {
@@ -76,6 +77,7 @@ function createLadder(viewport, onSelect) {
 
   function draw() {
     isDrawing = false;
+    if (isPrinting) return; // the page has all rows
     const top = viewport.scrollTop;
     const count = Math.ceil(viewport.clientHeight / rowHeight) + 2 * overscan;
     const from = Math.max(0, Math.floor(top / rowHeight) - overscan);
@@ -165,6 +167,7 @@ function createLadder(viewport, onSelect) {
   // Paper shows rows in the flow of the page.
   let printed = [];
   window.addEventListener("beforeprint", () => {
+    isPrinting = true;
     for (const made of pool) made.row.remove();
     spacer.style.height = "0";
     const count = Math.min(shown.length, maxPrinted);
@@ -184,6 +187,7 @@ function createLadder(viewport, onSelect) {
     for (const row of printed) row.remove();
     printed = [];
     for (const made of pool) viewport.append(made.row);
+    isPrinting = false;
     resize();
     draw();
   });

@@ -183,9 +183,20 @@ TEST_F(report_page_test, prints_all_rows_of_a_short_trace) {
   shown.open(make_page("sessions/handover"));
   const json printed = shown.run(
       "window.dispatchEvent(new Event('beforeprint'));"
-      "const count = document.querySelectorAll('.row').length;"
-      "window.dispatchEvent(new Event('afterprint'));"
-      "return count");
+      // The page's height changes for paper, which draws the view elsewhere.
+      "const grid = document.getElementById('ladder');"
+      "grid.style.maxHeight = 'none';"
+      "grid.style.height = '4000px';"
+      "return new Promise((done) => {"
+      "  let frames = 0;"
+      "  function step() {"
+      "    if (++frames < 4) return requestAnimationFrame(step);"
+      "    const count = document.querySelectorAll('.row').length;"
+      "    window.dispatchEvent(new Event('afterprint'));"
+      "    done(count);"
+      "  }"
+      "  requestAnimationFrame(step);"
+      "})");
   EXPECT_EQ(printed, 48);
   EXPECT_THAT(shown.print(), testing::StartsWith("%PDF"));
   EXPECT_THAT(shown.console(), IsEmpty());
