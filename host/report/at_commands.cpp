@@ -20,9 +20,9 @@ bool is_refusal(std::string_view line) {
          std::find(whole.begin(), whole.end(), line) != whole.end();
 }
 
+// The text of a short message also goes to the modem, as a part of its command.
 bool is_command(const message& line) {
-  return line.direction == direction::command || line.name.starts_with("AT") ||
-         line.name.starts_with("at");
+  return line.name.starts_with("AT") || line.name.starts_with("at");
 }
 
 // The line of a text that is a final result code; empty if there is none.

@@ -17,6 +17,7 @@ static_assert(static_cast<int>(rrc_message::system_information_1) ==
               static_cast<int>(field::rrc_system_information_1));
 
 constexpr std::uint64_t service_request_header = 12;
+constexpr char control_z = '\x1A';
 
 // Link types of IP packets without a link layer (registry of tcpdump.org).
 bool is_ip_link(std::uint16_t link_type) {
@@ -73,6 +74,8 @@ void set_text(message& result, const capture_frame& frame) {
     result.traces_lost = lost_traces(result.name);
     if (frame.direction == way::sent) result.direction = direction::command;
     if (frame.direction == way::received) result.direction = direction::answer;
+    // The host ends a short message's text so (TS 27.005, 3.5.1); the capture only knows "AT".
+    if (result.name.ends_with(control_z)) result.direction = direction::command;
     return;
   }
   result.name = trimmed(result.fields.text(field::info_column));

@@ -48,6 +48,15 @@ TEST(at_commands, a_result_may_come_with_what_precedes_it) {
               ElementsAre("1-2 AT+CEREG? > OK"));
 }
 
+TEST(at_commands, the_text_of_a_short_message_is_part_of_its_command) {
+  EXPECT_THAT(commands_in(script()
+                              .at("AT+CMGS=20", direction::command)
+                              .at(">", direction::answer)
+                              .at("000100\x1A", direction::command)
+                              .at("+CMGS: 42\n\nOK", direction::answer)),
+              ElementsAre("1-4 AT+CMGS=20 > OK"));
+}
+
 TEST(at_commands, one_without_a_result_ends_with_the_next) {
   EXPECT_THAT(commands_in(script().at("AT+COPS=?").at("AT").at("OK").at("AT+CSQ")),
               ElementsAre("1-1 AT+COPS=? > ", "2-3 AT > OK", "4-4 AT+CSQ > "));

@@ -32,6 +32,7 @@ TEST(message, an_at_line_needs_no_dissection) {
   EXPECT_EQ(line.name, "+CEREG: 2");
   EXPECT_EQ(line.direction, direction::answer);
   EXPECT_EQ(at_line("AT+CFUN=1\r\n", way::sent).direction, direction::command);
+  EXPECT_EQ(at_line("000100\x1A", way::received).direction, direction::command);
   EXPECT_EQ(at_line("+CGDCONT: 1\r\n\r\nOK\r\n").name, "+CGDCONT: 1\n\nOK");
 }
 
