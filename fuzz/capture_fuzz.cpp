@@ -47,7 +47,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const auto contents = veltra::report::read_capture(
         file.hold(data, size), [&](const veltra::report::capture_frame& frame) {
           KOVAX_CONTRACT(frame.number == ++number);
-          KOVAX_CONTRACT(frame.bytes.size() <= size && frame.comment.size() <= size);
+          KOVAX_CONTRACT(frame.bytes.size() <= size && frame.protocol.size() <= size);
         });
     KOVAX_CONTRACT(contents.frames == number);
   } catch (const veltra::host::user_error& refusal) {
