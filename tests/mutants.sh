@@ -6,7 +6,7 @@
 # The same seed takes the same mutants as long as the lines concerned are the same. A
 # report's mutant is found by its file's name and its line's text, wherever they are now.
 # The sources are copied to build/mutants, changed there, and build/mutants/report says
-# what became of each mutant. A mutant takes about half a minute.
+# what became of each mutant. One that survives takes over a minute, others less.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 earlier_report='' count=${1:-100} seed=${2:-1}
