@@ -35,7 +35,7 @@ struct capture_options {
   run_options run;
   std::optional<std::string> raw;  // keep the raw trace; empty: under a name of its own
   bool wireshark = false;    // open the capture: when it is written, or live if it has no name
-  keeping_options keeping;   // but for the bases, which follow from the names
+  keeping_options keeping;   // without the bases, which follow from the names
   std::string status_file;   // JSON for programs that watch; empty: none
   std::string metrics_file;  // the same for Prometheus
 };

@@ -37,7 +37,7 @@ bool delete_piece(const fs::path& path) {
 std::uint64_t piece_keeper::system_free_space(const fs::path& directory) {
   std::error_code error;
   const fs::space_info space = fs::space(directory, error);
-  // What cannot be known is no reason to delete or to stop.
+  // A figure that cannot be had must not delete files or end the run.
   return error ? std::numeric_limits<std::uint64_t>::max() : space.available;
 }
 
