@@ -38,7 +38,7 @@ decode $bad_input "misspelt/trace.bin: trace file does not exist" \
 decode $bad_input "directory is not a regular file" directory --database database.json
 mkfifo pipe.bin
 refused $bad_input "pipe.bin is not a regular file" \
-  timeout 10 "$veltra" decode pipe.bin --database database.json
+  timeout 100 "$veltra" decode pipe.bin --database database.json
 rm pipe.bin
 decode $nothing_decoded "empty.bin is empty" empty.bin --database database.json
 mkdir cache
