@@ -239,6 +239,7 @@ void prepare(capture_options& options) {
   check_series(options);
   output_options& output = options.run.output;
   output.format = choose_format(platform::path_from_utf8(output.file), output.format);
+  refuse_metadata_without_effect(output);
   if (options.wireshark) check_wireshark_output(output);
   options.run.database = provision_for_search(options.run.database);
   name_outputs(options);

@@ -121,6 +121,7 @@ exit_code decode(decode_options options) {
     check_output_place("cannot write", path);
   }
   if (options.wireshark) check_wireshark_output(output);
+  refuse_metadata_without_effect(output);
   refuse_time_base_without_effect(options.run);
   if (output.format == "pcapng") use_sidecar(options.trace, options.run);
   options.run.database = find_database_of_trace(options.run.database, options.trace,

@@ -140,6 +140,17 @@ void add_run_options(CLI::App& app, run_options& options, const char* default_na
   app.add_option("--format,-f", options.output.format,
                  "What to write (default: as the file's name ends, otherwise pcapng)")
       ->check(CLI::IsMember({"pcapng", "jsonl"}));
+  app.add_option_function<std::string>(
+         "--metadata",
+         [&options](const std::string& use) {
+           options.output.metadata = use == "each"   ? metadata_use::each
+                                     : use == "once" ? metadata_use::once
+                                                     : metadata_use::none;
+         },
+         "JSON Lines: the metadata of each packet, once for each database, or none "
+         "(default: each)")
+      ->check(CLI::IsMember({"each", "once", "none"}))
+      ->type_name("");
   add_selection_options(app, options.output);
   app.add_option_function<std::string>(
          "--time-base",

@@ -36,10 +36,6 @@ utc_time host_time() {
   return static_cast<utc_time>(std::chrono::nanoseconds(now).count());
 }
 
-std::string_view bytes_of(const packet& packet) {
-  return {reinterpret_cast<const char*>(packet.payload.data()), packet.payload.size()};
-}
-
 capture_clock clock_for(const input& input, const run_options& options) {
   if (!options.recorded_times.empty()) return capture_clock(options.recorded_times);
   return capture_clock(times_of(input, options));
@@ -199,7 +195,7 @@ void active_run::on_packet(const packet& packet) {
   is_waiting_ = false;
   if (!is_for_files(packet)) return;
   statistics_.add(packet);
-  if (is_raw(packet)) match_.take(bytes_of(packet));
+  if (is_raw(packet)) match_.take(payload_text(packet));
   host::packet placed = packet;
   place_in_time(placed);
   lanes_.push(placed);

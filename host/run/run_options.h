@@ -18,9 +18,10 @@ struct output_options {
   std::string file;    // "-" is standard output; may be empty while it has a default
   std::string format;  // "pcapng" or "jsonl"; empty until the name has chosen
   packet_selection packets;
-  std::string key_log;     // file for TLS secrets; empty: none
-  bool is_synced = true;   // down to the device before a file gets its name
-  bool overwrite = false;  // replace what is under a name that was not given
+  std::optional<metadata_use> metadata;  // of JSON Lines; none: each
+  std::string key_log;                   // file for TLS secrets; empty: none
+  bool is_synced = true;                 // down to the device before a file gets its name
+  bool overwrite = false;                // replace what is under a name that was not given
 };
 
 // What it means that the reader of a capture that is a stream stops reading.
