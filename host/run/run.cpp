@@ -198,6 +198,7 @@ void active_run::on_packet(const packet& packet) {
   if (is_raw(packet)) match_.take(payload_text(packet));
   host::packet placed = packet;
   place_in_time(placed);
+  note_time(placed);
   lanes_.push(placed);
   display_.take_packet(packet);
   const file_limits& end = options_.recording.end;
@@ -215,6 +216,14 @@ void active_run::place_in_time(packet& packet) {
       fmt::format("{} cannot be written ({}): a later decode of the raw trace will not know when "
                   "it was recorded.",
                   platform::path_to_utf8(times_.sidecar_file()), error.message()));
+}
+
+// A report of losses has the time of the packet before it, or none.
+void active_run::note_time(const packet& packet) {
+  if (is_raw(packet) || dropped_traces(packet)) return;
+  const utc_time time = packet.time + packet.time_offset;
+  if (!report_.first_time) report_.first_time = time;
+  report_.last_time = std::max(report_.last_time.value_or(0), time);
 }
 
 // Begins a piece where one is due. False for a packet beyond the run's end.

@@ -50,6 +50,7 @@ struct run_options {
   std::string plugin;                        // empty: the one that belongs to this program
   bool verbose = false;                      // show the plug-in's messages
   bool quiet = false;                        // no summary
+  bool only_complete = false;                // no capture of a file that was not read to its end
   std::optional<time_base> times;            // none: what suits the input
   std::vector<clock_anchor> recorded_times;  // of a trace with a sidecar; instead of `times`
   reader_role reader = reader_role::reads;
