@@ -3,10 +3,11 @@
 
 #include <cstdio>
 #include <filesystem>
-#include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
+
+#include "platform/file.h"
 
 namespace veltra::host {
 
@@ -23,13 +24,9 @@ class summary_file {
   void write(std::string_view line);
 
  private:
-  struct closer {
-    void operator()(std::FILE* file) const noexcept { std::fclose(file); }
-  };
-
   const std::string name_;
   std::mutex mutex_;
-  std::unique_ptr<std::FILE, closer> file_;  // unless it is standard output
+  platform::owned_file file_;  // unless it is standard output
 };
 
 }  // namespace veltra::host

@@ -7,7 +7,6 @@
 #include <cstdio>
 #include <exception>
 #include <filesystem>
-#include <memory>
 #include <set>
 #include <system_error>
 
@@ -74,16 +73,11 @@ std::vector<fs::path> missing_directories(const fs::path& directory) {
   return missing;
 }
 
-struct file_closer {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using open_file = std::unique_ptr<std::FILE, file_closer>;
-
-open_file open_trace(const std::string& trace) {
+platform::owned_file open_trace(const std::string& trace) {
   const fs::path path = platform::path_from_utf8(trace);
   std::error_code ignored;
   if (!fs::is_regular_file(path, ignored)) return nullptr;
-  return open_file(platform::open_file(path, platform::open_mode::read));
+  return platform::owned_file(platform::open_file(path, platform::open_mode::read));
 }
 
 // What the search reports, in the same types as the plug-in's own search.
@@ -193,7 +187,7 @@ database_options database_finder::find(const std::string& trace, const std::stri
     return options_;
   }();
   if (options.cache.empty()) return options;
-  const open_file file = open_trace(trace);
+  const platform::owned_file file = open_trace(trace);
   search_events search{options};
   std::optional<std::string> uuid;
   if (file) uuid = find_uuid(file.get(), search.log());

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <array>
 #include <fstream>
-#include <memory>
 #include <stdexcept>
 #include <system_error>
 
@@ -62,10 +61,6 @@ std::string inflate_start(std::string start) {
   return bytes;
 }
 
-struct file_closer {
-  void operator()(std::FILE* file) const noexcept { std::fclose(file); }
-};
-
 std::string read_head(const std::filesystem::path& file) {
   std::error_code ignored;
   if (!std::filesystem::is_regular_file(file, ignored)) return {};
@@ -102,8 +97,7 @@ provenance provenance_of_database(const std::filesystem::path& file, const std::
 }
 
 std::string sha256_of_file(const std::filesystem::path& file) {
-  const std::unique_ptr<std::FILE, file_closer> from(
-      platform::open_file(file, platform::open_mode::read));
+  const platform::owned_file from(platform::open_file(file, platform::open_mode::read));
   if (!from) return {};
   try {
     platform::sha256_stream stream;

@@ -2,7 +2,6 @@
 
 #include <array>
 #include <cerrno>
-#include <memory>
 
 #include "platform/file.h"
 
@@ -18,11 +17,6 @@ constexpr const char* cannot_write = "unable to open file to write: ";
 std::error_code last_error() {
   return {errno != 0 ? errno : EIO, std::generic_category()};
 }
-
-struct file_closer {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using open_file = std::unique_ptr<std::FILE, file_closer>;
 
 }  // namespace
 
@@ -41,7 +35,7 @@ bool path_exists(const fs::path& path) {
 
 std::string read_file(const fs::path& path) {
   errno = 0;
-  const open_file file(platform::open_file(path, platform::open_mode::read));
+  const platform::owned_file file(platform::open_file(path, platform::open_mode::read));
   if (!file) throw file_error(file_access::read, path, last_error());
   std::string bytes;
   std::error_code unknown_size;
