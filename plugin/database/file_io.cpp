@@ -1,5 +1,6 @@
 #include "plugin/database/file_io.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 
@@ -33,16 +34,19 @@ bool path_exists(const fs::path& path) {
   return found;
 }
 
-std::string read_file(const fs::path& path) {
+std::string read_file(const fs::path& path, std::uintmax_t max_size) {
   errno = 0;
   const platform::owned_file file(platform::open_file(path, platform::open_mode::read));
   if (!file) throw file_error(file_access::read, path, last_error());
   std::string bytes;
   std::error_code unknown_size;
-  const std::uintmax_t size = fs::file_size(path, unknown_size);
+  const std::uintmax_t size = std::min(max_size, fs::file_size(path, unknown_size));
   if (!unknown_size && size < bytes.max_size()) bytes.reserve(static_cast<std::size_t>(size));
   std::array<char, 65536> block{};
-  while (const std::size_t count = platform::read_bytes(file.get(), block.data(), block.size())) {
+  while (const std::size_t count =
+             platform::read_bytes(file.get(), block.data(),
+                                  static_cast<std::size_t>(std::min<std::uintmax_t>(
+                                      block.size(), max_size - bytes.size())))) {
     bytes.append(block.data(), count);
   }
   if (std::ferror(file.get()) != 0) throw file_error(file_access::read, path, last_error());
