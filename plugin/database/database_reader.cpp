@@ -14,18 +14,24 @@ namespace veltra {
 
 namespace {
 
-// What an archive inflates to, from its first byte on. All of it is inflated before the first
-// byte is given, so that nothing of a damaged archive is.
+// What an archive inflates to, from its first byte on.
 class inflated_archive {
  public:
-  explicit inflated_archive(std::string_view compressed) {
-    try {
-      gzip_reader reader(decompression_limit, compressed);
-      hold_or_count(reader);
-      if (size_ > max_held_archive) again_.emplace(decompression_limit, compressed);
-    } catch (const std::runtime_error&) {
-      throw std::runtime_error("Invalid gzip data");
+  // Throws std::runtime_error for an archive that is damaged anywhere.
+  inflated_archive(std::uint32_t limit, std::string_view compressed) {
+    gzip_reader reader(limit, compressed);
+    std::array<char, 65536> piece;
+    std::size_t count = piece.size();
+    while (count == piece.size()) {
+      count = reader.read(piece);
+      size_ += count;
+      if (size_ <= max_held_archive) {
+        held_.append(piece.data(), count);
+      } else {
+        held_ = {};
+      }
     }
+    if (size_ > max_held_archive) again_.emplace(limit, compressed);
   }
 
   std::uint64_t size() const { return size_; }
@@ -40,25 +46,22 @@ class inflated_archive {
   }
 
  private:
-  void hold_or_count(gzip_reader& reader) {
-    std::array<char, 65536> piece;
-    std::size_t count = piece.size();
-    while (count == piece.size()) {
-      count = reader.read(piece);
-      size_ += count;
-      if (size_ <= max_held_archive) {
-        held_.append(piece.data(), count);
-      } else {
-        held_ = {};
-      }
-    }
-  }
-
   std::uint64_t size_ = 0;
   std::string held_;
   std::size_t given_ = 0;             // of held_
   std::optional<gzip_reader> again_;  // of an archive that is not held
 };
+
+// All of an archive is inflated before the first byte is given, so that nothing of a damaged one
+// is.
+bool try_decompress_gzip(std::string_view input, std::optional<inflated_archive>& output) {
+  try {
+    output.emplace(decompression_limit, input);
+    return true;
+  } catch (const std::runtime_error&) {
+    return false;
+  }
+}
 
 }  // namespace
 
@@ -78,9 +81,10 @@ void extract_database_texts(std::string_view bytes, bool archive, std::size_t ma
     process_or_refuse(bytes);
     return;
   }
-  inflated_archive inflated(bytes);
+  std::optional<inflated_archive> members;
+  if (!try_decompress_gzip(bytes, members)) throw std::runtime_error("Invalid gzip data");
   visit_ustar_members(
-      inflated.size(), [&](std::span<char> to) { inflated.read(to); }, max_text_size,
+      members->size(), [&](std::span<char> to) { members->read(to); }, max_text_size,
       process_or_refuse);
 }
 
