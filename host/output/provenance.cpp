@@ -62,7 +62,7 @@ std::string inflate_start(std::string start) {
   return bytes;
 }
 
-struct file_closer {
+struct digest_file_closer {
   void operator()(std::FILE* file) const noexcept { std::fclose(file); }
 };
 
@@ -102,7 +102,7 @@ provenance provenance_of_database(const std::filesystem::path& file, const std::
 }
 
 std::string sha256_of_file(const std::filesystem::path& file) {
-  const std::unique_ptr<std::FILE, file_closer> from(
+  const std::unique_ptr<std::FILE, digest_file_closer> from(
       platform::open_file(file, platform::open_mode::read));
   if (!from) return {};
   try {
