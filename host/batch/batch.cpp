@@ -22,7 +22,7 @@ namespace {
 constexpr std::string_view message_start = "veltra: ";
 constexpr std::string_view note_start = "veltra: note: ";
 
-std::vector<std::string_view> lines_of(std::string_view text) {
+std::vector<std::string_view> diagnostic_lines(std::string_view text) {
   std::vector<std::string_view> lines;
   while (!text.empty()) {
     const std::size_t size = std::min(text.find('\n'), text.size());
@@ -32,13 +32,13 @@ std::vector<std::string_view> lines_of(std::string_view text) {
   return lines;
 }
 
-std::string plural(std::uint64_t count, std::string_view thing) {
+std::string format_count(std::uint64_t count, std::string_view thing) {
   return fmt::format("{} {}{}", count, thing, count == 1 ? "" : "s");
 }
 
 // The last words of a worker that did not get to its summary.
-std::string last_words(const worker_processes::ending& worker) {
-  const std::vector<std::string_view> lines = lines_of(worker.end.diagnostics);
+std::string last_words_of_worker(const worker_processes::ending& worker) {
+  const std::vector<std::string_view> lines = diagnostic_lines(worker.end.diagnostics);
   if (!lines.empty() && !worker.end.killed) {
     std::string_view last = lines.back();
     if (last.starts_with(message_start)) last.remove_prefix(message_start.size());
@@ -57,17 +57,17 @@ std::string describe_failed(const listed_trace& trace, const std::string& reason
                   : fmt::format("veltra: {}: {}", sanitize(trace.input), sanitize(reason));
 }
 
-std::string describe(const listed_trace& trace, const kovax::json& summary) {
+std::string describe_decoded(const listed_trace& trace, const kovax::json& summary) {
   const auto number = [&summary](const char* name) { return summary.value(name, 0.0); };
   const auto count = [&](const char* name) { return static_cast<std::uint64_t>(number(name)); };
   std::string text = fmt::format(
       "{}: {}, {} from {}", sanitize(trace.input), sanitize(summary.value("output", "")),
-      plural(count("packets"), "packet"), format_bytes(number("trace_bytes")));
+      format_count(count("packets"), "packet"), format_bytes(number("trace_bytes")));
   if (const std::uint64_t dropped = count("dropped_traces")) {
-    text += ", " + plural(dropped, "dropped trace");
+    text += ", " + format_count(dropped, "dropped trace");
   }
   if (const std::uint64_t damaged = count("damaged_frames")) {
-    text += ", " + plural(damaged, "damaged frame");
+    text += ", " + format_count(damaged, "damaged frame");
   }
   return text + fmt::format(", {:.2f} s", number("seconds"));
 }
@@ -86,12 +86,13 @@ batch_result read_worker(const listed_trace& trace, const worker_processes::endi
   const auto summary = kovax::json::parse(worker.output, nullptr, false);
   if (!summary.is_object() || worker.end.killed) {
     const bool is_ok = code == exit_code::ok;
-    return failed_result(trace, is_ok ? exit_code::internal : code, last_words(worker));
+    return failed_result(trace, is_ok ? exit_code::internal : code, last_words_of_worker(worker));
   }
   const std::string reason = summary.value("reason", "");
   batch_result result{.code = code, .line = worker.output, .text = {}, .notes = {}};
-  result.text = code == exit_code::ok ? describe(trace, summary) : describe_failed(trace, reason);
-  for (const std::string_view line : lines_of(worker.end.diagnostics)) {
+  result.text =
+      code == exit_code::ok ? describe_decoded(trace, summary) : describe_failed(trace, reason);
+  for (const std::string_view line : diagnostic_lines(worker.end.diagnostics)) {
     if (!line.starts_with(note_start)) continue;
     result.notes += fmt::format("{}{}: {}\n", note_start, sanitize(trace.input),
                                 sanitize(line.substr(note_start.size())));

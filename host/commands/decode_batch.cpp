@@ -26,16 +26,17 @@ namespace {
 
 namespace fs = std::filesystem;
 
-void refuse(const char* text) {
+void refuse_batch(const char* text) {
   throw user_error(exit_code::usage, text);
 }
 
 void check_for_batch(const decode_options& options) {
   if (!options.run.output.key_log.empty()) {
-    refuse("--keylog is one file, and several traces have secrets of their own; leave it out.");
+    refuse_batch(
+        "--keylog is one file, and several traces have secrets of their own; leave it out.");
   }
   if (options.wireshark) {
-    refuse("--wireshark shows one capture, and --output-dir is for many; leave it out.");
+    refuse_batch("--wireshark shows one capture, and --output-dir is for many; leave it out.");
   }
 }
 
@@ -58,7 +59,7 @@ void check_outputs(const decode_options& options, const std::vector<listed_trace
   }
 }
 
-bool exists(const std::string& name) {
+bool is_output_there(const std::string& name) {
   std::error_code ignored;
   return fs::exists(platform::path_from_utf8(name), ignored);
 }
@@ -124,7 +125,7 @@ exit_code decode_batch(const decode_options& options) {
   check_outputs(options, traces);
   const std::size_t all = traces.size();
   if (options.skip_existing) {
-    std::erase_if(traces, [](const listed_trace& each) { return exists(each.output); });
+    std::erase_if(traces, [](const listed_trace& each) { return is_output_there(each.output); });
   }
   summary_file summary(options.summary);
   database_finder databases(batch.run.database);

@@ -13,7 +13,7 @@ namespace veltra::host {
 namespace {
 
 // A failure's line without the program's name.
-run_ending ending_of(const std::exception_ptr& failure) {
+run_ending ending_after(const std::exception_ptr& failure) {
   constexpr std::string_view start = "veltra: ";
   const failure_line line = describe_failure(failure);
   std::string reason = line.text;
@@ -51,7 +51,7 @@ exit_code summarise_run(const std::string& input, summary_file& summary, const r
     }
   } catch (const std::exception&) {
     failure = std::current_exception();
-    ending = ending_of(failure);
+    ending = ending_after(failure);
   }
   if (summary.is_wanted()) summary.write(format_summary_line(input, ending, report));
   if (failure) std::rethrow_exception(failure);
