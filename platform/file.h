@@ -30,6 +30,7 @@ enum class open_mode {
   replace,  // a new or emptied file, for writing and reading back
   create,   // a new file, for writing; fails with EEXIST if there is one
   write,    // for writing only, as devices and pipes want it
+  append,   // a new file or an existing one as it is, for reading and, at its end, writing
 };
 
 // Opens a file in binary mode. Returns null and sets errno on failure; the

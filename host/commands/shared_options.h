@@ -24,6 +24,9 @@ void add_database_options(CLI::App& app, database_options& options);
 // How the port is set up.
 void add_line_settings(CLI::App& app, line_options& options);
 
+// What programs are given of a run's end: a line in `summary`, and the exit code.
+void add_ending_options(CLI::App& app, std::string& summary, bool& fails_on_loss);
+
 // What a run writes, and how it reads. `default_name` and `default_times` are what --help says
 // about the capture's name and times.
 void add_run_options(CLI::App& app, run_options& options, const char* default_name,

@@ -285,8 +285,7 @@ void add_remarks(const analysis& all, verdict& into) {
       std::find_if(all.messages.rbegin(), all.messages.rend(), [](const message& each) {
         return each.is(rrc_message::release) || each.is(rrc_message::connection_setup_complete);
       });
-  if (released != all.messages.rend() && released->is(rrc_message::release) &&
-      (into.state == registration::registered || into.state == registration::in_service)) {
+  if (released != all.messages.rend() && released->is(rrc_message::release) && into.is_served()) {
     into.remarks.push_back(
         fmt::format("The network released the last connection (frame {}): the modem is idle.",
                     released->frame));

@@ -36,10 +36,6 @@ utc_time host_time() {
   return static_cast<utc_time>(std::chrono::nanoseconds(now).count());
 }
 
-std::string_view bytes_of(const packet& packet) {
-  return {reinterpret_cast<const char*>(packet.payload.data()), packet.payload.size()};
-}
-
 capture_clock clock_for(const input& input, const run_options& options) {
   if (!options.recorded_times.empty()) return capture_clock(options.recorded_times);
   return capture_clock(times_of(input, options));
@@ -199,9 +195,10 @@ void active_run::on_packet(const packet& packet) {
   is_waiting_.store(false, std::memory_order_relaxed);
   if (!is_for_files(packet)) return;
   statistics_.add(packet);
-  if (is_raw(packet)) match_.take(bytes_of(packet));
+  if (is_raw(packet)) match_.take(payload_text(packet));
   host::packet placed = packet;
   place_in_time(placed);
+  note_time(placed);
   lanes_.push(placed);
   display_.take_packet(packet);
   const file_limits& end = options_.recording.end;
@@ -221,6 +218,14 @@ void active_run::place_in_time(packet& packet) {
       fmt::format("{} cannot be written ({}): a later decode of the raw trace will not know when "
                   "it was recorded.",
                   platform::path_to_utf8(times_.sidecar_file()), error.message()));
+}
+
+// A report of losses has the time of the packet before it, or none.
+void active_run::note_time(const packet& packet) {
+  if (is_raw(packet) || dropped_traces(packet)) return;
+  const utc_time time = packet.time + packet.time_offset;
+  if (!report_.first_time) report_.first_time = time;
+  report_.last_time = std::max(report_.last_time.value_or(0), time);
 }
 
 // Begins a piece where one is due. False for a packet beyond the run's end.

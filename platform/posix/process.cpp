@@ -185,6 +185,10 @@ std::size_t process::read(std::span<char> into) {
   }
 }
 
+void process::terminate() noexcept {
+  kill(state_->id, SIGTERM);
+}
+
 process::ending process::wait() {
   const int status = state_->collect();
   ending result;
@@ -192,6 +196,7 @@ process::ending process::wait() {
     result.exit_code = WEXITSTATUS(status);
   } else {
     result.killed = true;
+    result.exit_code = 128 + WTERMSIG(status);
   }
   // The child wrote through a descriptor that shares the position with this one.
   std::rewind(state_->diagnostics.get());

@@ -206,6 +206,10 @@ std::size_t process::read(std::span<char> into) {
   fail("ReadFile");
 }
 
+void process::terminate() noexcept {
+  TerminateProcess(state_->child.get(), terminated_exit_code);
+}
+
 process::ending process::wait() {
   const system_handle child = std::move(state_->child);
   WaitForSingleObject(child.get(), INFINITE);

@@ -124,7 +124,7 @@ decode $usage "TRACE: the name is empty" '' --database database.json
 decode $usage "not from standard input" - --database database.json
 refused $usage "--port: the name is empty" "$veltra" capture --raw x --port ''
 refused $usage "--raw: the name is empty" "$veltra" capture --raw '' --port x
-decode $usage "was not expected: more" trace.bin more --database database.json
+decode $usage "several traces need a directory" trace.bin more --database database.json
 refused $usage "A subcommand is required; see veltra --help" "$veltra"
 refused $usage '"decod" is not a command; see veltra --help' "$veltra" decod trace.bin
 refused $usage '"lists" is not a command; see veltra db --help' "$veltra" db lists
