@@ -192,7 +192,7 @@ bool active_run::is_ending() const {
 void active_run::on_packet(const packet& packet) {
   take_sign_of_life();
   const std::lock_guard lock(delivery_mutex_);
-  is_waiting_ = false;
+  is_waiting_.store(false, std::memory_order_relaxed);
   if (!is_for_files(packet)) return;
   statistics_.add(packet);
   if (is_raw(packet)) match_.take(payload_text(packet));
@@ -210,7 +210,9 @@ void active_run::on_packet(const packet& packet) {
 }
 
 void active_run::place_in_time(packet& packet) {
-  const std::error_code error = times_.place(packet, host_time(), statistics_);
+  // A file came at another time.
+  const utc_time now = input_.is_live() ? host_time() : 0;
+  const std::error_code error = times_.place(packet, now, statistics_);
   if (!error) return;
   note(
       fmt::format("{} cannot be written ({}): a later decode of the raw trace will not know when "
@@ -273,7 +275,8 @@ void active_run::on_message(std::int32_t level, std::string_view message) {
 
 // A stop before the start has no effect on it.
 void active_run::take_sign_of_life() {
-  if (!is_alive_.exchange(true) && (is_interrupted_ || is_at_limit_)) request_stop();
+  if (is_alive_ || is_alive_.exchange(true)) return;
+  if (is_interrupted_ || is_at_limit_) request_stop();
 }
 
 // Any thread.

@@ -52,9 +52,10 @@ inline std::string_view payload_text(const packet& packet) {
 
 // The count in a dropped-traces warning; nothing for every other packet.
 inline std::optional<std::uint64_t> dropped_traces(const packet& packet) {
+  if (packet.layer != "at") return std::nullopt;
   constexpr std::string_view label = "Dropped traces count: ";
   const std::string_view text = payload_text(packet);
-  if (packet.layer != "at" || !text.starts_with(label)) return std::nullopt;
+  if (!text.starts_with(label)) return std::nullopt;
   std::uint64_t count = 0;
   const auto [end, error] =
       std::from_chars(text.data() + label.size(), text.data() + text.size(), count);
