@@ -7,6 +7,8 @@
 #   share/wireshark/profiles                  Wireshark's profile for LTE modems
 #   include/kovax, include/dekodrix           the C interfaces
 #   lib/cmake/kovax-veltra-source             find_package(kovax-veltra-source)
+#   share/bash-completion, zsh, fish          completion of the program's command lines
+#   share/man                                 manual pages, if pandoc is installed
 include(CMakePackageConfigHelpers)
 
 # Hosts link this for the interface's header; the plug-in itself is loaded at
@@ -53,3 +55,28 @@ install(FILES
   "${PROJECT_BINARY_DIR}/kovax-veltra-sourceConfig.cmake"
   "${PROJECT_BINARY_DIR}/kovax-veltra-sourceConfigVersion.cmake"
   DESTINATION "${package_dir}")
+
+if(UNIX)
+  # Where the shells look, those of Debian and others.
+  install(FILES packaging/completion/veltra.bash
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" RENAME veltra)
+  install(FILES packaging/completion/_veltra
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions")
+  install(FILES packaging/completion/veltra.fish
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d")
+
+  find_program(VELTRA_PANDOC pandoc DOC "Makes the manual pages")
+  if(VELTRA_PANDOC)
+    set(man_pages "${PROJECT_BINARY_DIR}/man")
+    file(GLOB man_sources CONFIGURE_DEPENDS docs/*.md packaging/man/*.lua)
+    add_custom_command(OUTPUT "${man_pages}/veltra.1"
+      COMMAND packaging/man-pages "${PROJECT_VERSION}" "${man_pages}"
+      DEPENDS ${man_sources} packaging/man-pages
+      WORKING_DIRECTORY "${PROJECT_SOURCE_DIR}"
+      COMMENT "Making the manual pages"
+      VERBATIM)
+    add_custom_target(man ALL DEPENDS "${man_pages}/veltra.1")
+    # OPTIONAL: a tree of which only some targets were built has none.
+    install(DIRECTORY "${man_pages}/" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" OPTIONAL)
+  endif()
+endif()

@@ -1,8 +1,10 @@
-// environment.h - the process environment.
+// environment.h - the process environment, and where it says that settings are.
 #pragma once
 
+#include <filesystem>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace platform {
 
@@ -12,5 +14,10 @@ namespace platform {
 // that is empty or holds a NUL is never set. Must not run while another thread
 // changes the environment.
 std::optional<std::string> find_environment_variable(const std::string& name);
+
+// The folders in which programs keep configuration files, this person's before the machine's:
+// that of the XDG Base Directory Specification and /etc, on Windows %APPDATA% and
+// %ProgramData%. A person without a home has none.
+std::vector<std::filesystem::path> configuration_folders();
 
 }  // namespace platform

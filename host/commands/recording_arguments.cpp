@@ -11,6 +11,7 @@
 namespace veltra::host {
 
 void add_recording_options(CLI::App& app, recording_arguments& given, keeping_options& keeping) {
+  app.option_defaults()->group("Series of files, and modems that come and go");
   app.add_option("-b", given.rotation,
                  "Begin the next file after duration:SECONDS, filesize:KB, packets:N or at each "
                  "interval:SECONDS; files:N keeps the latest N, printname:- prints each name")
@@ -39,6 +40,7 @@ void add_recording_options(CLI::App& app, recording_arguments& given, keeping_op
 }
 
 void add_status_options(CLI::App& app, capture_options& options) {
+  app.option_defaults()->group("For programs that watch");
   require_nonempty(app.add_option("--status-file", options.status_file,
                                   "Write the capture's state to this file, as JSON"))
       ->type_name("FILE");

@@ -70,19 +70,25 @@ CLI::Option* require_nonempty(CLI::Option* option) {
 }
 
 void add_catalogue_options(CLI::App& app, database_options& options, CLI::Option* cache) {
-  CLI::Option* const location = require_nonempty(app.add_option(
-      "--location", options.locations,
-      "Where the cache's catalogue config.json is; may be given again, the best first"));
+  CLI::Option* const location =
+      require_nonempty(app.add_option("--location", options.locations,
+                                      "Where the cache's catalogue config.json is; may be given "
+                                      "again, the best first"))
+          ->allow_extra_args(false)
+          ->type_name("URL");
   const std::vector<CLI::Option*> others = {
       location,
       require_nonempty(app.add_option("--root", options.root,
-                                      "What ${root} in a location or the catalogue means")),
-      app.add_option("--proxy", options.proxy, "Proxy for downloads, address with port"),
+                                      "What ${root} in a location or the catalogue means"))
+          ->type_name("URL"),
+      app.add_option("--proxy", options.proxy, "Proxy for downloads, address with port")
+          ->type_name("ADDRESS"),
       app.add_flag("--update", options.update, "Fetch the catalogue before starting")
           ->needs(location),
       app.add_option("--timeout", options.timeout_s,
                      "Seconds after which a server that is silent is given up")
           ->check(CLI::Range(1U, max_timeout_s))
+          ->type_name("SECONDS")
           ->capture_default_str(),
       app.add_flag("--trust-catalogue", options.trust_catalogue,
                    "Accept links in the cache and names in the catalogue that lead out of it")};
@@ -92,17 +98,24 @@ void add_catalogue_options(CLI::App& app, database_options& options, CLI::Option
 
 void add_database_options(CLI::App& app, database_options& options) {
   // Not an option group, which the parser takes an empty word for.
-  constexpr const char* heading = "Trace database: a file, or the one the trace asks for";
+  app.option_defaults()->group(database_heading);
   CLI::Option* const file =
       require_nonempty(app.add_option("--database,-d", options.file,
                                       "Trace database of the modem's firmware (.json or .tar.gz)"))
-          ->group(heading);
+          ->type_name("FILE");
   CLI::Option* const cache =
       require_nonempty(app.add_option("--cache", options.cache,
                                       "Directory of databases, searched for the UUID in the trace"))
-          ->group(heading);
+          ->type_name("DIR");
   file->excludes(cache);
   add_catalogue_options(app, options, cache);
+}
+
+void add_plugin_option(CLI::App& app, std::string& plugin) {
+  require_nonempty(
+      app.add_option("--plugin", plugin,
+                     "Plug-in to load (default: the one that belongs to this program)"))
+      ->type_name("FILE");
 }
 
 void add_line_settings(CLI::App& app, line_options& options) {
@@ -127,6 +140,7 @@ void add_line_settings(CLI::App& app, line_options& options) {
 }
 
 void add_ending_options(CLI::App& app, std::string& summary, bool& fails_on_loss) {
+  app.option_defaults()->group(output_heading);
   require_nonempty(app.add_option("--summary", summary,
                                   "Append a JSON object about the run to this file, - for "
                                   "standard output"))
@@ -138,9 +152,11 @@ void add_ending_options(CLI::App& app, std::string& summary, bool& fails_on_loss
 void add_run_options(CLI::App& app, run_options& options, const char* default_name,
                      const char* default_times) {
   add_database_options(app, options.database);
-  require_nonempty(app.add_option(
-      "--output,-o", options.output.file,
-      fmt::format("Capture file, - for standard output (default: {})", default_name)));
+  app.option_defaults()->group(output_heading);
+  require_nonempty(app.add_option("--output,-o", options.output.file,
+                                  fmt::format("Capture file, - for standard output (default: {})",
+                                              default_name)))
+      ->type_name("FILE");
   app.add_flag("--overwrite", options.output.overwrite,
                "Replace an existing file that was not named, or a raw trace");
   app.add_flag_callback(
@@ -149,6 +165,7 @@ void add_run_options(CLI::App& app, run_options& options, const char* default_na
   app.add_option("--format,-f", options.output.format,
                  "What to write (default: as the file's name ends, otherwise pcapng)")
       ->check(CLI::IsMember({"pcapng", "jsonl"}));
+  app.option_defaults()->group("Content");
   app.add_option_function<std::string>(
          "--metadata",
          [&options](const std::string& use) {
@@ -169,12 +186,11 @@ void add_run_options(CLI::App& app, run_options& options, const char* default_na
                      default_times))
       ->check(check_time_base, "")
       ->type_name("host|modem|TIME");
+  app.option_defaults()->group("Options");
   app.add_option("--chunk-size", options.chunk_size, "Bytes per read")
       ->check(CLI::Range(std::uint64_t{1}, max_chunk_size))
       ->capture_default_str();
-  require_nonempty(
-      app.add_option("--plugin", options.plugin,
-                     "Plug-in to load (default: the one that belongs to this program)"));
+  add_plugin_option(app, options.plugin);
   CLI::Option* const verbose =
       app.add_flag("--verbose,-v", options.verbose, "Show the plug-in's messages");
   app.add_flag("--quiet,-q", options.quiet, "Show notes and failures only")->excludes(verbose);

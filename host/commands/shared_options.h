@@ -2,11 +2,17 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <string>
 
 #include "host/database/database_options.h"
 #include "host/run/run_options.h"
 
 namespace veltra::host {
+
+// Headings of --help that several commands have.
+inline constexpr const char* database_heading =
+    "Trace database: a file, or the one the trace asks for";
+inline constexpr const char* output_heading = "Output";
 
 // Each adds options to `app` that write to their target when the command line is parsed;
 // the target must outlive `app`.
@@ -20,6 +26,9 @@ void add_catalogue_options(CLI::App& app, database_options& options, CLI::Option
 
 // Which database decodes.
 void add_database_options(CLI::App& app, database_options& options);
+
+// Which plug-in runs; empty: the one that belongs to this program.
+void add_plugin_option(CLI::App& app, std::string& plugin);
 
 // How the port is set up.
 void add_line_settings(CLI::App& app, line_options& options);

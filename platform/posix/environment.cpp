@@ -11,4 +11,18 @@ std::optional<std::string> find_environment_variable(const std::string& name) {
   return std::string(value);
 }
 
+std::vector<std::filesystem::path> configuration_folders() {
+  std::vector<std::filesystem::path> folders;
+  const std::filesystem::path settings = find_environment_variable("XDG_CONFIG_HOME").value_or("");
+  const std::filesystem::path home = find_environment_variable("HOME").value_or("");
+  // The specification ignores a relative path.
+  if (settings.is_absolute()) {
+    folders.push_back(settings);
+  } else if (home.is_absolute()) {
+    folders.push_back(home / ".config");
+  }
+  folders.emplace_back("/etc");
+  return folders;
+}
+
 }  // namespace platform

@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 
+#include "platform/file.h"
 #include "platform/windows/system.h"
 #include "platform/windows/text.h"
 
@@ -40,6 +41,15 @@ std::optional<std::string> find_environment_variable(const std::string& name) {
   if (const wchar_t* value = _wgetenv(wide.c_str())) return to_utf8(value);
   if (const auto value = find_in_system(wide)) return to_utf8(*value);
   return std::nullopt;
+}
+
+std::vector<std::filesystem::path> configuration_folders() {
+  std::vector<std::filesystem::path> folders;
+  for (const char* const name : {"APPDATA", "ProgramData"}) {
+    const std::string folder = find_environment_variable(name).value_or("");
+    if (!folder.empty()) folders.push_back(path_from_utf8(folder));
+  }
+  return folders;
 }
 
 }  // namespace platform

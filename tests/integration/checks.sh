@@ -3,9 +3,12 @@
 # of the test's own, which goes away with it.
 set -euo pipefail
 work=$(mktemp -d)
-trap 'rm -rf "$work" "$work".*' EXIT
+trap 'rm -rf "${work:?}" "${work:?}".*' EXIT
 cd "$work"
 export HOME=$work LC_ALL=C.UTF-8 # no personal settings of Wireshark
+# Nor defaults for options.
+export VELTRA_CONFIG=
+unset VELTRA_CACHE VELTRA_LOCATION VELTRA_ROOT VELTRA_PLUGIN
 
 fail() {
   printf '%s\n' "$@"

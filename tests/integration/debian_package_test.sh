@@ -39,6 +39,17 @@ link="$usr/lib/$(dpkg-architecture -qDEB_HOST_MULTIARCH)/wireshark/extcap/veltra
 [ -s "$usr/share/wireshark/profiles/LTE modem/preferences" ] || fail "no profile in the package"
 "$veltra" wireshark status >/dev/null || fail "the program does not find its profile"
 
+# The shells find completion, and man the pages.
+for file in bash-completion/completions/veltra zsh/vendor-completions/_veltra \
+  fish/vendor_completions.d/veltra.fish; do
+  [ -s "$usr/share/$file" ] || fail "no $file in the package"
+done
+if command -v pandoc >/dev/null && [ -e "$build/man" ]; then
+  for page in veltra veltra-capture veltra-decode; do
+    [ -s "$usr/share/man/man1/$page.1" ] || fail "no manual page $page in the package"
+  done
+fi
+
 # Installing makes the service's user. What systemd would do is written down.
 dpkg-deb -e "$deb" control
 mkdir commands

@@ -1,10 +1,10 @@
 # shellcheck shell=bash
 # line.sh - what the scripts here share; to be sourced. A virtual modem on a line.
-. "$(dirname "$0")/../checks.sh"
+. "$(dirname "$0")/../checks.sh" || exit 1 # or the rest would work in the caller's directory
 set -m # or what runs in the background would ignore Ctrl-C
 
 # Every program that was begun here ends with the script.
-trap 'kill $(jobs -p) 2>/dev/null || true; rm -rf "$work" "$work".*' EXIT
+trap 'kill $(jobs -p) 2>/dev/null || true; rm -rf "${work:?}" "${work:?}".*' EXIT
 
 # modem OPTION...: plays $session to the line named "line" in the background; $modem
 # is its process.

@@ -106,7 +106,16 @@ TEST_F(command_line_test, values_that_no_line_has_are_refused) {
     EXPECT_THAT(usage_failure_of({"capture", "-p", "x", "--raw", "y", option[0], option[1]}),
                 StartsWith("veltra: " + option[0]));
   }
-  EXPECT_THAT(usage_failure_of({"capture", "--raw", "y"}), HasSubstr("--port is required"));
+  EXPECT_THAT(usage_failure_of({"capture", "--raw", "y"}), HasSubstr("PORT or --port is required"));
+}
+
+TEST_F(command_line_test, a_capture_takes_its_port_without_an_option) {
+  script({{"log_parameters", true}, {"steps", {raw_step}}});
+  EXPECT_EQ(veltra({"capture", name_of("trace.bin"), "--raw", name_of("raw"), "--plugin",
+                    options_.plugin}),
+            exit_code::ok);
+  EXPECT_EQ(content(at("raw")), "12345");
+  EXPECT_THAT(usage_failure_of({"capture", "x", "--all", "--raw"}), HasSubstr("--all"));
 }
 
 TEST_F(command_line_test, names_must_not_be_empty) {
@@ -135,11 +144,21 @@ TEST_F(command_line_test, an_empty_word_is_not_expected) {
 
 TEST_F(command_line_test, what_is_wrong_is_reported_in_one_line_that_controls_no_terminal) {
   EXPECT_EQ(usage_failure_of({"decod\x1b"}),
-            "veltra: \"decod?\" is not a command; see veltra --help.\n");
+            "veltra: \"decod?\" is not a command; did you mean decode? See veltra --help.\n");
+  EXPECT_EQ(usage_failure_of({"\x1b"}), "veltra: \"?\" is not a command; see veltra --help.\n");
+}
+
+TEST_F(command_line_test, a_name_that_does_not_exist_is_answered_with_the_one_that_was_meant) {
   EXPECT_EQ(usage_failure_of({"--verbos"}),
-            "veltra: \"--verbos\" is not an option; see veltra --help.\n");
+            "veltra: \"--verbos\" is not an option; did you mean --verbose? See veltra --help.\n");
   EXPECT_EQ(usage_failure_of({"db", "lists"}),
-            "veltra: \"lists\" is not a command; see veltra db --help.\n");
+            "veltra: \"lists\" is not a command; did you mean list? See veltra db --help.\n");
+  EXPECT_EQ(usage_failure_of({"decode", "t", "--databse=x"}),
+            "veltra: \"--databse\" is not an option; did you mean --database? "
+            "See veltra decode --help.\n");
+  EXPECT_EQ(usage_failure_of({"db", "list", "--cach", "x"}),
+            "veltra: \"--cach\" is not an option; did you mean --cache? See veltra db list "
+            "--help.\n");
 }
 
 TEST_F(command_line_test, help_and_version_go_to_standard_output) {
