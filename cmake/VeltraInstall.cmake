@@ -7,6 +7,7 @@
 #   share/wireshark/profiles                  Wireshark's profile for LTE modems
 #   include/kovax, include/dekodrix           the C interfaces
 #   lib/cmake/kovax-veltra-source             find_package(kovax-veltra-source)
+#   lib/pkgconfig                             the same for pkg-config
 #   share/bash-completion, zsh, fish          completion of the program's command lines
 #   share/man                                 manual pages, if pandoc is installed
 include(CMakePackageConfigHelpers)
@@ -56,7 +57,15 @@ install(FILES
   "${PROJECT_BINARY_DIR}/kovax-veltra-sourceConfigVersion.cmake"
   DESTINATION "${package_dir}")
 
+# The plug-in is loaded at run time: no library to link, but where the plug-in is (plugindir).
 if(UNIX)
+  file(RELATIVE_PATH prefix_from_pkgconfig "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
+  string(REGEX REPLACE "/$" "" prefix_from_pkgconfig "${prefix_from_pkgconfig}")
+  configure_file(cmake/kovax-veltra-source.pc.in
+    "${PROJECT_BINARY_DIR}/kovax-veltra-source.pc" @ONLY)
+  install(FILES "${PROJECT_BINARY_DIR}/kovax-veltra-source.pc"
+    DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+
   # Where the shells look, those of Debian and others.
   install(FILES packaging/completion/veltra.bash
     DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" RENAME veltra)
