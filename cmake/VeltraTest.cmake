@@ -18,29 +18,25 @@ if(WIN32 AND CMAKE_CROSSCOMPILING)
   add_test(NAME wine.begin COMMAND
     "${wine_session}" begin "${PROJECT_BINARY_DIR}/wine" ${CMAKE_CROSSCOMPILING_EMULATOR})
   add_test(NAME wine.end COMMAND "${wine_session}" end "${PROJECT_BINARY_DIR}/wine")
-  set_tests_properties(wine.begin PROPERTIES FIXTURES_SETUP wine TIMEOUT 300)
-  set_tests_properties(wine.end PROPERTIES FIXTURES_CLEANUP wine TIMEOUT 60)
+  set_tests_properties(wine.begin PROPERTIES FIXTURES_SETUP wine)
+  set_tests_properties(wine.end PROPERTIES FIXTURES_CLEANUP wine)
 endif()
 
-# veltra_set_test_properties(TEST property value...): what every test has, and more.
-function(veltra_set_test_properties name)
+# Under Wine, the test runs in the one session that all tests share; else nothing changes.
+function(veltra_share_wine name)
   if(WIN32 AND CMAKE_CROSSCOMPILING)
     set_tests_properties(${name} PROPERTIES FIXTURES_REQUIRED wine)
   endif()
-  set_tests_properties(${name} PROPERTIES ${ARGN})
 endfunction()
 
 # veltra_add_test(NAME [LINES] [SHARDS n] SOURCES file... [LIBRARIES target...]
-#   [ENVIRONMENT VAR=value...] [TIMEOUT seconds])
+#   [ENVIRONMENT VAR=value...])
 # Builds one GoogleTest program and makes it a ctest of its name: starting a process for
 # each test takes longer than most tests do. SHARDS: the program takes long, so that it
 # is n ctests, NAME.1 to NAME.n, each with its part of the tests; not in an emulator,
 # which takes longer to start. LINES: it has serial lines, see tests/support/modem_line.h.
 function(veltra_add_test name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "LINES" "SHARDS;TIMEOUT" "SOURCES;LIBRARIES;ENVIRONMENT")
-  if(NOT arg_TIMEOUT)
-    set(arg_TIMEOUT 300)
-  endif()
+  cmake_parse_arguments(PARSE_ARGV 1 arg "LINES" "SHARDS" "SOURCES;LIBRARIES;ENVIRONMENT")
   if(arg_LINES)
     list(APPEND arg_LIBRARIES veltra_test_line)
   endif()
@@ -62,14 +58,14 @@ function(veltra_add_test name)
   endif()
   if(NOT arg_SHARDS)
     add_test(NAME ${name} COMMAND ${command})
-    veltra_set_test_properties(${name} TIMEOUT ${arg_TIMEOUT})
+    veltra_share_wine(${name})
     set_property(TEST ${name} PROPERTY ENVIRONMENT ${arg_ENVIRONMENT})
     return()
   endif()
   foreach(shard RANGE 1 ${arg_SHARDS})
     math(EXPR index "${shard} - 1")
     add_test(NAME ${name}.${shard} COMMAND ${command})
-    veltra_set_test_properties(${name}.${shard} TIMEOUT ${arg_TIMEOUT})
+    veltra_share_wine(${name}.${shard})
     set_property(TEST ${name}.${shard} PROPERTY ENVIRONMENT
       ${arg_ENVIRONMENT} GTEST_TOTAL_SHARDS=${arg_SHARDS} GTEST_SHARD_INDEX=${index})
   endforeach()

@@ -12,6 +12,7 @@ constexpr std::size_t kept_capacity = std::size_t{1} << 20;
 
 // The loss trace's counts, behind its trace id.
 constexpr std::size_t count_size = sizeof(std::uint32_t);
+constexpr std::size_t max_loss_trace_size = sizeof(loss_trace::id) + 2 * count_size;
 
 void write_count(std::span<std::uint8_t> bytes, std::uint64_t count) noexcept {
   count = std::min<std::uint64_t>(count, 0xFFFFFFFF);
@@ -70,6 +71,16 @@ void decoder::parse() noexcept {
   }
 }
 
+trace_pointer decoder::take_trace() noexcept {
+  while (traces_.size() != 0) {
+    if (trace_pointer trace = traces_.pop()) {
+      return trace;
+    }
+    losses_.lost_trace();
+  }
+  return nullptr;
+}
+
 dekodrix_statistics decoder::statistics() const noexcept {
   return {.frames_found = frames_intact_ + frames_damaged_,
           .frames_intact = frames_intact_,
@@ -81,22 +92,19 @@ dekodrix_statistics decoder::statistics() const noexcept {
 
 void decoder::take_frame(const frame& received) noexcept {
   ++frames_intact_;
-  trace_pointer trace;
-  if (configuration_.accepts(received.master_id)) {
-    trace = make_trace(received.master_id, received.timestamp + timebase_, received.payload);
-    if (trace == nullptr) {
-      return;
-    }
-  } else {
+  const bool is_accepted = configuration_.accepts(received.master_id);
+  if (!is_accepted) {
     ++frames_of_unknown_masters_;
+  } else if (!traces_.reserve(2, max_loss_trace_size + received.payload.size())) {
+    return;
   }
   last_timestamp_ = received.timestamp;
   losses_.intact_frame(received.sequence);
   if (losses_.unreported().any()) {
     report_loss();
   }
-  if (trace != nullptr) {
-    traces_.push(std::move(trace));
+  if (is_accepted) {
+    traces_.push(received.master_id, received.timestamp + timebase_, received.payload);
   }
 }
 
@@ -106,19 +114,19 @@ void decoder::report_loss() noexcept {
     losses_.reported();
     return;
   }
-  std::array<std::uint8_t, sizeof(loss_trace::id) + 2 * count_size> data{};
+  std::array<std::uint8_t, max_loss_trace_size> data{};
   const auto id = settings->id_bytes();
   std::copy(id.begin(), id.end(), data.begin());
   const auto counts = std::span(data).subspan(id.size());
   write_count(counts, losses_.unreported().missing);
   write_count(counts.subspan(count_size), losses_.unreported().damaged);
-  auto trace = make_trace(settings->master_id, last_timestamp_ + timebase_,
-                          std::span(data).first(id.size() + 2 * count_size));
   // Without memory for it, the losses are reported together with the next ones.
-  if (trace != nullptr) {
-    losses_.reported();
-    traces_.push(std::move(trace));
+  if (!traces_.reserve(1, max_loss_trace_size)) {
+    return;
   }
+  traces_.push(settings->master_id, last_timestamp_ + timebase_,
+               std::span(data).first(id.size() + 2 * count_size));
+  losses_.reported();
 }
 
 }  // namespace open_decoder

@@ -30,6 +30,9 @@ class loss_monitor {
   // Counts a damaged frame.
   void damaged_frame() noexcept;
 
+  // Counts a frame that arrived and whose trace was lost on its way out.
+  void lost_trace() noexcept { ++unreported_.missing; }
+
   // The losses since the last call of `reported`.
   [[nodiscard]] const loss& unreported() const noexcept { return unreported_; }
   void reported() noexcept { unreported_ = {}; }

@@ -1,35 +1,30 @@
 #include "decoder/trace_queue.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <new>
-#include <type_traits>
 
 namespace open_decoder {
+namespace {
 
-// The block of a record. Its taker knows the first member only, and frees the block
-// by that member's address.
-struct trace_queue::link {
-  dekodrix_trace trace;
-  link* newer;
-};
+// More room is freed once no trace waits.
+constexpr std::size_t max_kept_bytes = std::size_t{1} << 20;
 
-void trace_releaser::operator()(dekodrix_trace* trace) const noexcept {
-  std::free(trace->data);
-  std::free(trace);
+template <typename Element>
+void make_room(std::vector<Element>& elements, std::size_t more) {
+  const std::size_t needed = elements.size() + more;
+  // Twice as much each time, so that an element is moved seldom.
+  if (needed > elements.capacity()) elements.reserve(std::max(needed, 2 * elements.capacity()));
 }
 
 trace_pointer make_trace(std::uint32_t master_id, std::uint64_t timestamp,
                          std::span<const std::uint8_t> data) noexcept {
-  using link = trace_queue::link;
-  static_assert(std::is_standard_layout_v<link> && std::is_trivially_destructible_v<link>);
-
-  void* block = std::malloc(sizeof(link));
+  void* const block = std::malloc(sizeof(dekodrix_trace));
   if (block == nullptr) {
     return nullptr;
   }
-  auto* made = new (block) link{};
-  trace_pointer trace(&made->trace);
+  trace_pointer trace(new (block) dekodrix_trace{});
   trace->master_id = master_id;
   trace->timestamp = timestamp;
   if (!data.empty()) {
@@ -43,33 +38,56 @@ trace_pointer make_trace(std::uint32_t master_id, std::uint64_t timestamp,
   return trace;
 }
 
-void trace_queue::push(trace_pointer trace) noexcept {
-  auto* added = reinterpret_cast<link*>(trace.release());
-  if (newest_ == nullptr) {
-    oldest_ = added;
-  } else {
-    newest_->newer = added;
+}  // namespace
+
+void trace_releaser::operator()(dekodrix_trace* trace) const noexcept {
+  std::free(trace->data);
+  std::free(trace);
+}
+
+bool trace_queue::reserve(std::size_t traces, std::size_t bytes) noexcept {
+  // Whoever never takes the last trace must not make the queue grow.
+  if (taken_ > waiting_.size() / 2) {
+    forget_taken();
   }
-  newest_ = added;
-  ++size_;
+  try {
+    make_room(waiting_, traces);
+    make_room(bytes_, bytes);
+    return true;
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+}
+
+void trace_queue::push(std::uint32_t master_id, std::uint64_t timestamp,
+                       std::span<const std::uint8_t> data) noexcept {
+  waiting_.push_back({master_id, timestamp, data.size()});
+  bytes_.insert(bytes_.end(), data.begin(), data.end());
 }
 
 trace_pointer trace_queue::pop() noexcept {
-  if (oldest_ == nullptr) {
+  if (size() == 0) {
     return nullptr;
   }
-  link* taken = oldest_;
-  oldest_ = taken->newer;
-  if (oldest_ == nullptr) {
-    newest_ = nullptr;
+  const waiting_trace& oldest = waiting_[taken_];
+  trace_pointer trace = make_trace(oldest.master_id, oldest.timestamp,
+                                   std::span(bytes_).subspan(taken_bytes_, oldest.size));
+  taken_bytes_ += oldest.size;
+  if (++taken_ == waiting_.size()) {
+    if (bytes_.capacity() > max_kept_bytes) {
+      clear();
+    } else {
+      forget_taken();
+    }
   }
-  --size_;
-  return trace_pointer(&taken->trace);
+  return trace;
 }
 
-void trace_queue::clear() noexcept {
-  while (pop() != nullptr) {
-  }
+void trace_queue::forget_taken() noexcept {
+  waiting_.erase(waiting_.begin(), waiting_.begin() + static_cast<std::ptrdiff_t>(taken_));
+  bytes_.erase(bytes_.begin(), bytes_.begin() + static_cast<std::ptrdiff_t>(taken_bytes_));
+  taken_ = 0;
+  taken_bytes_ = 0;
 }
 
 }  // namespace open_decoder

@@ -1,11 +1,13 @@
-// trace_queue.h - decoded traces, in the memory blocks that the caller frees.
+// trace_queue.h - decoded traces, until they are taken.
 #pragma once
 
 #include <dekodrix/dekodrix.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <span>
+#include <vector>
 
 namespace open_decoder {
 
@@ -15,41 +17,44 @@ struct trace_releaser {
 };
 using trace_pointer = std::unique_ptr<dekodrix_trace, trace_releaser>;
 
-// Makes the two malloc'ed blocks of a record with a copy of `data` (NULL and 0
-// when it is empty), channel 0, `timestamp` in nanoseconds. Returns null if
-// there is no memory for them. Any thread.
-trace_pointer make_trace(std::uint32_t master_id, std::uint64_t timestamp,
-                         std::span<const std::uint8_t> data) noexcept;
-
-// Traces in the order in which they were decoded. The links between them are part
-// of the records' own blocks, so that pushing needs no memory and cannot fail.
+// Traces in the order in which they were decoded. They wait one behind the other, and a
+// trace's two blocks are made when it is taken: blocks of a whole batch at a time would
+// leave the allocator's cache.
 //
 // One thread at a time.
 class trace_queue {
  public:
-  trace_queue() = default;
-  trace_queue(const trace_queue&) = delete;
-  trace_queue& operator=(const trace_queue&) = delete;
-  ~trace_queue() { clear(); }
+  // Makes room for `traces` more with `bytes` bytes of data. Returns false, and changes
+  // nothing, if there is no memory for them.
+  [[nodiscard]] bool reserve(std::size_t traces, std::size_t bytes) noexcept;
 
-  // Adds a trace made by make_trace(), which must not be null.
-  void push(trace_pointer trace) noexcept;
+  // Adds a trace with a copy of `data` and `timestamp` in nanoseconds. There must be room.
+  void push(std::uint32_t master_id, std::uint64_t timestamp,
+            std::span<const std::uint8_t> data) noexcept;
 
-  // Takes the oldest trace; null when there is none.
+  // Takes the oldest trace as two malloc'ed blocks, a record (channel 0) and its data (NULL
+  // and 0 when it is empty). Null when there is none, or no memory for it; it is then lost.
   trace_pointer pop() noexcept;
 
-  [[nodiscard]] std::uint64_t size() const noexcept { return size_; }
+  [[nodiscard]] std::uint64_t size() const noexcept { return waiting_.size() - taken_; }
 
-  void clear() noexcept;
+  // Gives its memory back, too.
+  void clear() noexcept { *this = {}; }
 
  private:
-  struct link;
-  friend trace_pointer make_trace(std::uint32_t master_id, std::uint64_t timestamp,
-                                  std::span<const std::uint8_t> data) noexcept;
+  struct waiting_trace {
+    std::uint32_t master_id;
+    std::uint64_t timestamp;
+    std::size_t size;  // bytes
+  };
 
-  link* oldest_ = nullptr;
-  link* newest_ = nullptr;
-  std::uint64_t size_ = 0;
+  void forget_taken() noexcept;
+
+  std::vector<waiting_trace> waiting_;
+  std::vector<std::uint8_t> bytes_;  // their data
+  // What of both was taken already.
+  std::size_t taken_ = 0;
+  std::size_t taken_bytes_ = 0;
 };
 
 }  // namespace open_decoder

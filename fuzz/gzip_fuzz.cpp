@@ -1,6 +1,7 @@
 // Inflating arbitrary bytes: every outcome is bytes within the limit or a
 // std::runtime_error, and what a truncated stream gives is how the whole one
 // begins.
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -31,6 +32,22 @@ std::optional<std::string> inflated(std::string_view input) {
   }
 }
 
+std::optional<std::string> inflated_in_pieces(std::string_view input) {
+  try {
+    veltra::gzip_reader reader(limit, input);
+    std::string output;
+    std::array<char, 100> piece;
+    std::size_t count = piece.size();
+    while (count == piece.size()) {
+      count = reader.read(piece);
+      output.append(piece.data(), count);
+    }
+    return output;
+  } catch (const std::runtime_error&) {
+    return std::nullopt;
+  }
+}
+
 }  // namespace
 
 // NOLINTNEXTLINE(readability-identifier-naming): the fuzzer's own name.
@@ -38,6 +55,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string_view input(reinterpret_cast<const char*>(data), size);
   const auto whole = inflated(input);
   require(!whole || (!input.empty() && whole->size() <= limit));
+  require(whole == inflated_in_pieces(input));
 
   // Truncation may turn a success into a refusal only through the limit, which
   // counts in steps of the input's size.

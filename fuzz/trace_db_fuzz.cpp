@@ -69,9 +69,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   veltra::database_collection collection;
   try {
-    veltra::extract_database_texts(text, /*archive=*/false, [&](std::string_view database) {
-      veltra::process_database_text(collection, {}, database);
-    });
+    veltra::extract_database_texts(text, /*archive=*/false, text.size(),
+                                   [&](std::string_view database) {
+                                     veltra::process_database_text(collection, {}, database);
+                                   });
   } catch (const std::runtime_error& refusal) {
     KOVAX_CONTRACT(refusal.what() ==
                    std::string_view("Trace database has missing fields or is invalid"));

@@ -1,11 +1,13 @@
 // Walking the members of arbitrary bytes: members lie within the archive, one
 // behind the other, each behind a header that is good. Done twice, the second
 // time with the checksums made to fit, so that changes get past them.
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -29,14 +31,20 @@ ustar_block block_at(std::string_view archive, std::size_t offset) {
 
 void walk(std::string_view archive) {
   std::size_t next_header = 0;
-  veltra::visit_ustar_members(archive, [&](std::string_view data) {
+  std::size_t given = 0;
+  const auto read = [&](std::span<char> to) {
+    require(to.size() <= archive.size() - given);
+    std::copy_n(archive.data() + given, to.size(), to.data());
+    given += to.size();
+  };
+  veltra::visit_ustar_members(archive.size(), read, archive.size(), [&](std::string_view data) {
     const auto header = veltra::parse_ustar_header(block_at(archive, next_header));
     require(header.error.empty() && header.type_flag == '0' && header.size == data.size());
     require(!header.name.empty() && header.name.front() != '/' && !header.name.starts_with("../"));
 
     const std::size_t begin = next_header + ustar_block_size;
-    require(!data.empty() && data.data() == archive.data() + begin);
-    require(data.size() <= archive.size() - begin);
+    require(!data.empty() && data.size() <= archive.size() - begin);
+    require(data == archive.substr(begin, data.size()));
     next_header =
         begin + (data.size() + ustar_block_size - 1) / ustar_block_size * ustar_block_size;
   });

@@ -14,8 +14,9 @@ enum class exit_code : int {
   run_failed = 5,       // the run began and then failed
   output_failed = 6,    // the output could not be written
   worse = 7,            // the report is made, and something became worse than its baseline
-  internal = 70,        // a defect of veltra itself
-  interrupted = 130,    // ended by Ctrl-C before the end of the input; the output is valid
+  losses = 8,     // done, and something was lost on the way, which --fail-on-loss makes a failure
+  internal = 70,  // a defect of veltra itself
+  interrupted = 130,  // ended by Ctrl-C before the end of the input; the output is valid
 };
 
 }  // namespace veltra::host

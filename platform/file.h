@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -30,10 +31,18 @@ enum class open_mode {
   replace,  // a new or emptied file, for writing and reading back
   create,   // a new file, for writing; fails with EEXIST if there is one
   write,    // for writing only, as devices and pipes want it
+  append,   // a new file or an existing one as it is, for reading and, at its end, writing
 };
 
-// Opens a file in binary mode. Returns null and sets errno on failure; the
-// caller closes what it got with std::fclose().
+struct file_closer {
+  void operator()(std::FILE* file) const noexcept { std::fclose(file); }
+};
+
+// An open file that is closed with its owner; failures to close are ignored, see close_file().
+using owned_file = std::unique_ptr<std::FILE, file_closer>;
+
+// Opens a file in binary mode. Returns null and sets errno on failure; the caller closes what it
+// got, by owned_file for example.
 std::FILE* open_file(const std::filesystem::path& path, open_mode mode);
 
 // Opens a named pipe for reading without waiting for its writer, which may wait for us.

@@ -21,7 +21,7 @@ class process {
  public:
   struct ending {
     bool killed = false;      // ended by a signal or by TerminateProcess()
-    int exit_code = 0;        // if not killed
+    int exit_code = 0;        // of a killed one, 128 and the signal's number (POSIX)
     std::string diagnostics;  // standard error, at most max_diagnostics bytes of it
   };
 
@@ -39,6 +39,9 @@ class process {
   // Waits for output and returns how many bytes of it are in `into`, 0 at its end. Throws
   // std::system_error.
   std::size_t read(std::span<char> into);
+
+  // Asks the program to end (SIGTERM), on Windows ends it. Any thread; not while or after wait().
+  void terminate() noexcept;
 
   // Waits for the program to end; call it once, after read() returned 0, or the program may wait
   // for a reader forever.

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <memory>
 #include <string_view>
 
 namespace platform {
@@ -14,5 +15,23 @@ using sha256_digest = std::array<std::uint8_t, 32>;
 // Throws std::runtime_error if the crypto library refuses, which it does only
 // when it cannot get memory or its configuration forbids the algorithm.
 sha256_digest sha256(std::string_view bytes);
+
+// The same of bytes that come in pieces. One thread; throws as sha256() does.
+class sha256_stream {
+ public:
+  sha256_stream();
+  sha256_stream(const sha256_stream&) = delete;
+  sha256_stream& operator=(const sha256_stream&) = delete;
+  ~sha256_stream();
+
+  void add(std::string_view bytes);
+
+  // The digest of everything added; nothing can be added afterwards.
+  sha256_digest finish();
+
+ private:
+  struct state;
+  std::unique_ptr<state> state_;
+};
 
 }  // namespace platform

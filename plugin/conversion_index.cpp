@@ -1,6 +1,7 @@
 #include "plugin/conversion_index.h"
 
 #include <algorithm>
+#include <array>
 #include <set>
 
 #include "implementation/json_values.h"
@@ -18,6 +19,78 @@ trace_type type_from_name(std::string_view name) {
 
 bool contains(std::string_view text, std::string_view part) {
   return text.find(part) != std::string_view::npos;
+}
+
+// What to_u32() takes.
+bool is_numeric(const kovax::json& value) {
+  return value.is_number() || value.is_boolean();
+}
+
+// The runs of characters between underscores; those past the fifth are only
+// counted as "five or more".
+struct name_tokens {
+  static constexpr std::size_t max_count = 5;
+  std::array<std::string_view, max_count> token;
+  std::size_t count = 0;
+};
+
+name_tokens split_at_underscores(std::string_view text) {
+  name_tokens tokens;
+  while (tokens.count < name_tokens::max_count) {
+    const std::size_t begin = text.find_first_not_of('_');
+    if (begin == std::string_view::npos) break;
+    text.remove_prefix(begin);
+    const std::string_view token = text.substr(0, text.find('_'));
+    tokens.token[tokens.count++] = token;
+    text.remove_prefix(token.size());
+  }
+  return tokens;
+}
+
+// Makes the layer's name of an RRC message type such as "DL_DCCH_Message" in
+// `name`; false when the type names no channel.
+bool make_rrc_layer_name(std::string_view type, std::string& name) {
+  const name_tokens tokens = split_at_underscores(type);
+  const auto& t = tokens.token;
+  if (tokens.count < 2) return false;
+  name.assign("lte_rrc.").append(t[0]);
+  switch (tokens.count) {
+    case 2:
+      name.append(t[1] == "nb" ? "." : "_").append(t[1]);
+      break;
+    case 3:
+      name.append("_").append(t[1]).append(t[2] == "sch" ? "_" : ".").append(t[2]);
+      break;
+    case 4:
+      name.append("_").append(t[1]).append("_").append(t[2]).append(".").append(t[3]);
+      break;
+    default:
+      break;
+  }
+  return true;
+}
+
+peer_buffer describe_peer_buffer(const kovax::json& element, std::size_t position) {
+  constexpr std::string_view rrc_prefix = "ASN_";
+  using rule = peer_buffer::rule;
+  peer_buffer peer{.position = position, .layer = std::nullopt, .layer_name = {}};
+  if (is_numeric(element.at("layer"))) peer.layer = kovax::to_u32(element.at("layer"));
+  const auto type = element.find("type");
+  if (type == element.end() || !element.contains("name")) return peer;
+  if (!type->is_string()) {
+    peer.message = rule::not_a_text;
+    return peer;
+  }
+  std::string_view text = type->get_ref<const std::string&>();
+  if (text.starts_with("NAS_PDU")) {
+    peer.message = rule::nas;
+    return peer;
+  }
+  peer.message = rule::none;
+  if (!text.starts_with(rrc_prefix)) return peer;
+  text.remove_prefix(rrc_prefix.size());
+  if (make_rrc_layer_name(text, peer.layer_name)) peer.message = rule::rrc;
+  return peer;
 }
 
 }  // namespace
@@ -91,21 +164,22 @@ void peer_buffer_index::build(const std::vector<kovax::json>& elements) {
     if (!element.is_object()) continue;
     const auto id = element.find("id");
     if (id == element.end()) continue;
-    if (!id->is_number() && !id->is_boolean()) {
+    if (!is_numeric(*id)) {
       // Every walk that gets this far ends here.
       first_without_numeric_id_ = position;
       return;
     }
-    if (element.contains("layer")) positions_by_id_[kovax::to_u32(*id)].push_back(position);
+    if (!element.contains("layer")) continue;
+    by_id_[kovax::to_u32(*id)].push_back(describe_peer_buffer(element, position));
   }
 }
 
-const kovax::json* peer_buffer_index::find(const std::vector<kovax::json>& elements,
+const peer_buffer* peer_buffer_index::find(const std::vector<kovax::json>& elements,
                                            std::uint32_t id, std::uint32_t layer) const {
-  if (const auto found = positions_by_id_.find(id); found != positions_by_id_.end()) {
-    for (const std::size_t position : found->second) {
-      const kovax::json& element = elements[position];
-      if (kovax::to_u32(*element.find("layer")) == layer) return &element;
+  if (const auto found = by_id_.find(id); found != by_id_.end()) {
+    for (const peer_buffer& peer : found->second) {
+      if (!peer.layer) kovax::to_u32(elements[peer.position].at("layer"));  // throws
+      if (peer.layer == layer) return &peer;
     }
   }
   if (first_without_numeric_id_) {

@@ -59,6 +59,22 @@ class trace_type_index {
   std::vector<span> spans_;
 };
 
+// An element of "peer_buffers", and what its type makes of its messages.
+struct peer_buffer {
+  enum class rule : std::uint8_t {
+    incomplete,  // it has no name or no type: no packet
+    not_a_text,  // the type: an error
+    nas,
+    rrc,
+    none  // a type of another kind, or an RRC type that names no channel
+  };
+
+  std::size_t position;                // in the list
+  std::optional<std::uint32_t> layer;  // none: not a number
+  rule message = rule::incomplete;
+  std::string layer_name;  // of an RRC channel
+};
+
 // Elements of "peer_buffers" by buffer id and peer layer id. Gives what a walk
 // through the list would give: the first match, and the JSON type error of an
 // element that such a walk would have met on its way.
@@ -66,11 +82,12 @@ class peer_buffer_index {
  public:
   // `elements` must outlive the index's use; pass the same list to find().
   void build(const std::vector<kovax::json>& elements);
-  const kovax::json* find(const std::vector<kovax::json>& elements, std::uint32_t id,
+  // Valid until the next build().
+  const peer_buffer* find(const std::vector<kovax::json>& elements, std::uint32_t id,
                           std::uint32_t layer) const;
 
  private:
-  std::unordered_map<std::uint32_t, std::vector<std::size_t>> positions_by_id_;
+  std::unordered_map<std::uint32_t, std::vector<peer_buffer>> by_id_;
   std::optional<std::size_t> first_without_numeric_id_;
 };
 

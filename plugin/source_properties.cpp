@@ -1,10 +1,10 @@
 #include "plugin/source_properties.h"
 
 #include <algorithm>
-#include <array>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "implementation/json_values.h"
 #include "plugin/limits.h"
@@ -26,64 +26,22 @@ constexpr std::size_t formatted_text_offset = 2;
 
 using converted = std::optional<kovax_stream_packet_t>;
 
-kovax_stream_packet_t packet_of(const char* layer, std::string_view payload,
-                                const char* category = category_network) {
-  kovax_stream_packet_t packet{};
-  packet.data = reinterpret_cast<const std::uint8_t*>(payload.data());
-  packet.data_size = static_cast<std::uint32_t>(payload.size());
-  packet.format = layer;
-  packet.category = category;
-  packet.field_32 = 1;
+// Made where the caller's result is: a record that is copied soon after it was written
+// costs more than the rest of a conversion.
+converted packet_of(const char* layer, std::string_view payload,
+                    const char* category = category_network) {
+  converted packet(std::in_place);
+  packet->data = reinterpret_cast<const std::uint8_t*>(payload.data());
+  packet->data_size = static_cast<std::uint32_t>(payload.size());
+  packet->format = layer;
+  packet->category = category;
+  packet->field_32 = 1;
   return packet;
 }
 
 converted no_packet(trace_db_config& config, no_packet_reason why) {
   config.index.why_no_packet = why;
   return std::nullopt;
-}
-
-// The runs of characters between underscores; those past the fifth are only
-// counted as "five or more".
-struct name_tokens {
-  static constexpr std::size_t max_count = 5;
-  std::array<std::string_view, max_count> token;
-  std::size_t count = 0;
-};
-
-name_tokens split_at_underscores(std::string_view text) {
-  name_tokens tokens;
-  while (tokens.count < name_tokens::max_count) {
-    const std::size_t begin = text.find_first_not_of('_');
-    if (begin == std::string_view::npos) break;
-    text.remove_prefix(begin);
-    const std::string_view token = text.substr(0, text.find('_'));
-    tokens.token[tokens.count++] = token;
-    text.remove_prefix(token.size());
-  }
-  return tokens;
-}
-
-// Makes the layer's name of an RRC message type such as "DL_DCCH_Message" in
-// `name`; false when the type names no channel.
-bool make_rrc_layer_name(std::string_view type, std::string& name) {
-  const name_tokens tokens = split_at_underscores(type);
-  const auto& t = tokens.token;
-  if (tokens.count < 2) return false;
-  name.assign("lte_rrc.").append(t[0]);
-  switch (tokens.count) {
-    case 2:
-      name.append(t[1] == "nb" ? "." : "_").append(t[1]);
-      break;
-    case 3:
-      name.append("_").append(t[1]).append(t[2] == "sch" ? "_" : ".").append(t[2]);
-      break;
-    case 4:
-      name.append("_").append(t[1]).append("_").append(t[2]).append(".").append(t[3]);
-      break;
-    default:
-      break;
-  }
-  return true;
 }
 
 bool has(const json& object, const char* key) {
@@ -100,26 +58,26 @@ converted convert_peer_message(trace_db_config& config, const trace_payload& pay
   if (!config.peer_buffer_layers.contains(payload.peer_layer_id)) {
     return no_packet(config, no_packet_reason::unknown_peer_layer);
   }
-  const json* peer = config.index.peers.find(config.peer_buffers, payload.buffer_id.value_or(0),
-                                             payload.peer_layer_id);
-  if (peer == nullptr || !has(*peer, "name") || !has(*peer, "type")) {
-    return no_packet(config, no_packet_reason::unknown_peer_buffer);
+  const peer_buffer* peer = config.index.peers.find(
+      config.peer_buffers, payload.buffer_id.value_or(0), payload.peer_layer_id);
+  if (peer == nullptr) return no_packet(config, no_packet_reason::unknown_peer_buffer);
+  switch (peer->message) {
+    case peer_buffer::rule::incomplete:
+      return no_packet(config, no_packet_reason::unknown_peer_buffer);
+    case peer_buffer::rule::not_a_text:
+      text_of(config.peer_buffers[peer->position].at("type"));  // throws
+      break;
+    case peer_buffer::rule::nas:
+      return packet_of(layer_nas, payload.body);
+    case peer_buffer::rule::rrc:
+      return packet_of(peer->layer_name.c_str(), payload.body);
+    case peer_buffer::rule::none:
+      break;
   }
-
-  constexpr std::string_view rrc_prefix = "ASN_";
-  std::string_view type = text_of(peer->at("type"));
-  if (type.starts_with("NAS_PDU")) return packet_of(layer_nas, payload.body);
-  if (!type.starts_with(rrc_prefix)) {
-    return no_packet(config, no_packet_reason::message_without_rule);
-  }
-  type.remove_prefix(rrc_prefix.size());
-  if (!make_rrc_layer_name(type, config.layer_name)) {
-    return no_packet(config, no_packet_reason::message_without_rule);
-  }
-  return packet_of(config.layer_name.c_str(), payload.body);
+  return no_packet(config, no_packet_reason::message_without_rule);
 }
 
-kovax_stream_packet_t at_packet(trace_db_config& config, bool command, std::string_view text) {
+converted at_packet(trace_db_config& config, bool command, std::string_view text) {
   if (!command) return packet_of(layer_at, text);
   config.index.payload.assign("AT").append(text);
   return packet_of(layer_at, config.index.payload);

@@ -12,6 +12,7 @@
 #include "platform/file.h"
 #include "plugin/database/database_reader.h"
 #include "plugin/database/file_io.h"
+#include "plugin/database/gzip.h"
 #include "plugin/limits.h"
 
 namespace veltra {
@@ -141,9 +142,12 @@ std::string text_or(const json& meta, const char* key, const char* otherwise) {
   return meta.contains(key) ? meta.at(key).get<std::string>() : otherwise;
 }
 
+// What a file has beyond its limit is not read: one byte more is enough to see that.
 std::string read_bytes(const std::filesystem::path& path) {
+  constexpr std::uintmax_t max_archive = decompression_limit / 2;
   try {
-    return read_file(path);
+    return read_file(path, (path.extension() == ".gz" ? max_archive : max_database_text_bytes) +
+                               std::uintmax_t{1});
   } catch (const file_error&) {
     throw std::runtime_error("veltra plugin cannot open trace file at " +
                              platform::path_to_utf8(path));
@@ -163,7 +167,7 @@ database_collection read_database_file(const std::filesystem::path& path, const 
   const std::string bytes = read_bytes(path);
   const bool archive = is_archive(path);
   database_collection collection;
-  extract_database_texts(bytes, archive, [&](std::string_view text) {
+  const auto process = [&](std::string_view text) {
     try {
       process_database_text(collection, log, text);
     } catch (const std::bad_alloc&) {
@@ -171,15 +175,17 @@ database_collection read_database_file(const std::filesystem::path& path, const 
       log.recoverable_failure("out of memory while a database was read");
       throw;
     }
-  });
+  };
+  extract_database_texts(bytes, archive, max_database_text_bytes, process);
   return collection;
 }
 
 void process_database_text(database_collection& collection, const host_log& log,
                            std::string_view text) {
   if (text.size() > max_database_text_bytes) {
-    log.recoverable_failure(fmt::format("a database has {} bytes, and at most {} are read",
-                                        text.size(), max_database_text_bytes));
+    log.recoverable_failure(
+        fmt::format("a database has more than {} bytes, which are the most that are read",
+                    max_database_text_bytes));
     throw std::runtime_error("database too large");
   }
   if (kovax::nested_deeper_than(text, max_nesting)) throw std::runtime_error("nested too deep");

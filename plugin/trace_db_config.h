@@ -30,8 +30,8 @@ struct type_descriptor {
 };
 
 // What the plug-in keeps of one database text. Made by process_database_text, and
-// constant from then on, except `layer_name` and the scratch space of `index`:
-// only one thread may convert traces with it.
+// constant from then on, except for the scratch space of `index`: only one thread may convert
+// traces with it.
 struct trace_db_config {
   trace_db_config() = default;
   trace_db_config(trace_db_config&&) = default;
@@ -53,7 +53,6 @@ struct trace_db_config {
   std::unordered_map<std::uint32_t, kovax::json> traces;
   std::unordered_map<std::uint32_t, std::string> static_strings;
   bool type_mapping_by_id = false;
-  std::string layer_name;  // the latest LTE RRC layer's name, kept while its packet is handed on
 
   conversion_index index;  // look-up tables derived from the members above
 };

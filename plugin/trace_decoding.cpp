@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <utility>
+
 #include "platform/file.h"
 #include "plugin/database/database_locator.h"
 #include "plugin/errors.h"
@@ -36,16 +38,16 @@ void trace_decoding::search(std::string_view chunk, const host_log& log) {
 }
 
 converted_trace trace_decoding::next_trace() {
-  converted_trace next{decoder_.next_trace(), std::nullopt};
-  if (!next.trace) return next;
-  if (next.trace->data_length > max_packet_bytes) {
+  decoded_trace trace = decoder_.next_trace();
+  if (!trace) return {};
+  if (trace->data_length > max_packet_bytes) {
     settings_.log.recoverable_failure(
-        fmt::format("a trace of {} bytes is cut to {}", next.trace->data_length, max_packet_bytes));
+        fmt::format("a trace of {} bytes is cut to {}", trace->data_length, max_packet_bytes));
   }
-  trace_db_config* const config =
-      decoder_.collection().find_config_for_master(next.trace->master_id);
-  if (config != nullptr) next.packet = convert_trace(*config, *next.trace);
-  return next;
+  trace_db_config* const config = decoder_.collection().find_config_for_master(trace->master_id);
+  if (config == nullptr) return {std::move(trace), std::nullopt};
+  const dekodrix_trace& content = *trace;
+  return {std::move(trace), convert_trace(*config, content)};
 }
 
 void trace_decoding::log_statistics(const host_log& log) const {

@@ -3,8 +3,9 @@
 
 #include <cstdint>
 #include <cstdio>
-#include <memory>
 #include <string>
+
+#include "platform/file.h"
 
 namespace veltra {
 
@@ -25,12 +26,8 @@ class trace_file {
   bool read_chunk(std::uint64_t max_bytes, std::string& chunk);
 
  private:
-  struct closer {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-  };
-
   std::string path_;
-  std::unique_ptr<std::FILE, closer> file_;
+  platform::owned_file file_;
   std::uint64_t size_ = 0;
 };
 

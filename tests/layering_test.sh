@@ -69,6 +69,7 @@ allow_in_host host/output 'host/(output|source)/'
 allow_in_host host/display 'host/(display|source)/'
 allow_in_host host/database 'host/(database|source)/'
 allow_in_host host/run 'host/(run|source|output|display|database)/'
+allow_in_host host/batch 'host/(batch|run|source|output|display|database)/'
 allow_in_host host/simulate 'host/(simulate|output)/'
 allow_in_host host/explain 'host/(explain|source|database)/'
 allow_in_host host/report 'host/(report|output)/'
@@ -76,7 +77,7 @@ allow_in_host host/wireshark 'host/(wireshark|run|output|display|database|source
 allow_in_host host/commands '(host|CLI)/'
 allow_in_host host/main.cpp host/commands/
 rooms=$(find host -mindepth 1 -maxdepth 1 -type d ! -name source ! -name output ! -name display \
-  ! -name database ! -name run ! -name simulate ! -name report ! -name explain ! -name wireshark ! -name commands)
+  ! -name database ! -name run ! -name simulate ! -name report ! -name batch ! -name explain ! -name wireshark ! -name commands)
 [ -z "$rooms" ] || {
   printf 'rooms that this check does not know:\n%s\n' "$rooms"
   status=1

@@ -12,6 +12,7 @@
 #include "host/commands/commands.h"
 #include "host/commands/explained_run.h"
 #include "host/commands/packet_sink.h"
+#include "host/commands/summarised_run.h"
 #include "host/console.h"
 #include "host/database/provisioning.h"
 #include "host/display/live_view.h"
@@ -89,6 +90,11 @@ void check(const capture_options& options) {
   refuse_same_file(key_log, options.run.database.file, "the trace database");
   for (const std::string& output : {options.run.output.file, raw, key_log}) {
     refuse_file_of_cache(output, options.run.database);
+  }
+  refuse_same_file(options.summary, options.line.port, "the port");
+  refuse_same_file(options.summary, options.run.database.file, "the trace database");
+  for (const std::string& output : {options.run.output.file, raw, key_log}) {
+    refuse_same_output(options.summary, output);
   }
   if (!options.raw) refuse_time_base_without_effect(options.run);
 }
@@ -210,7 +216,7 @@ void note_left_parts(const capture_options& options) {
 
 // For a log: what is recorded where. Empty if a person watches.
 std::string report_start(const capture_options& options) {
-  if (platform::is_terminal(stderr) || is_shown_live(options)) return {};
+  if (platform::is_terminal(stderr) || is_shown_live(options) || options.run.quiet) return {};
   const database_options& database = options.run.database;
   std::vector<std::string> files;
   for (const std::string& file : {options.raw.value_or(""), options.run.output.file}) {
@@ -239,6 +245,7 @@ void prepare(capture_options& options) {
   check_series(options);
   output_options& output = options.run.output;
   output.format = choose_format(platform::path_from_utf8(output.file), output.format);
+  refuse_metadata_without_effect(output);
   if (options.wireshark) check_wireshark_output(output);
   options.run.database = provision_for_search(options.run.database);
   name_outputs(options);
@@ -249,10 +256,11 @@ void prepare(capture_options& options) {
 
 bool has_counters(const capture_options& options) {
   // Messages of the plug-in would tear the line of counters.
-  return platform::is_terminal(stderr) && !options.run.verbose;
+  return platform::is_terminal(stderr) && !options.run.verbose && !options.run.quiet;
 }
 
-exit_code capture_port(const capture_options& options, live_view& view, run_group& group) {
+exit_code capture_port(const capture_options& options, live_view& view, run_group& group,
+                       run_report& report) {
   const serial_input input(options.line);
   status_files status(options.line.port,
                       {.json = platform::path_from_utf8(options.status_file),
@@ -263,7 +271,7 @@ exit_code capture_port(const capture_options& options, live_view& view, run_grou
   });
   std::unique_ptr<sink> raw_trace;
   std::unique_ptr<sink> packets;
-  run_sinks sinks{.keeper = &keeper};
+  run_sinks sinks{.keeper = &keeper, .report = &report};
   if (options.raw) {
     raw_trace = make_raw_sink(options, keeper);
     sinks.raw_trace = raw_trace.get();
@@ -285,27 +293,35 @@ exit_code capture_port(const capture_options& options, live_view& view, run_grou
   return result;
 }
 
-exit_code capture_only_port(const capture_options& options) {
+exit_code capture_port(const capture_options& options, live_view& view, run_group& group,
+                       summary_file& summary) {
+  run_report report;
+  return summarise_run(options.line.port, summary, report, options.fails_on_loss,
+                       [&] { return capture_port(options, view, group, report); });
+}
+
+exit_code capture_only_port(const capture_options& options, summary_file& summary) {
   live_view view({.port = options.line.port,
                   .with_counters = has_counters(options),
                   .report_start = report_start(options)});
   run_group group(1, false);
-  return capture_port(options, view, group);
+  return capture_port(options, view, group, summary);
 }
 
-exit_code capture_side_by_side(const std::vector<capture_options>& captures) {
+exit_code capture_side_by_side(const std::vector<capture_options>& captures,
+                               summary_file& summary) {
   std::vector<std::string> ports;
   for (const capture_options& each : captures) ports.push_back(each.line.port);
   port_rows rows(ports);
   port_rows* const shown_rows = has_counters(captures.front()) ? &rows : nullptr;
   std::vector<grouped_run> runs;
   for (std::size_t row = 0; row < captures.size(); ++row) {
-    runs.push_back([&options = captures[row], shown_rows, row](run_group& group) {
+    runs.push_back([&options = captures[row], &summary, shown_rows, row](run_group& group) {
       live_view view({.port = options.line.port,
                       .with_counters = false,
                       .report_start = report_start(options)},
                      shown_rows, row);
-      return capture_port(options, view, group);
+      return capture_port(options, view, group, summary);
     });
   }
   const exit_code result =
@@ -328,8 +344,9 @@ exit_code capture(const capture_options& options) {
   std::vector<capture_options> captures =
       split_by_port(options, options.all_ports ? ports_of_machine() : std::vector<std::string>());
   for (capture_options& each : captures) prepare(each);
-  return captures.size() == 1 ? capture_only_port(captures.front())
-                              : capture_side_by_side(captures);
+  summary_file summary(options.summary);
+  return captures.size() == 1 ? capture_only_port(captures.front(), summary)
+                              : capture_side_by_side(captures, summary);
 }
 
 }  // namespace veltra::host

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "host/batch/trace_list.h"
 #include "host/database/database_options.h"
 #include "host/database/publishing.h"
 #include "host/exit_code.h"
@@ -21,10 +22,19 @@ namespace veltra::host {
 // that fails. Names are UTF-8.
 
 struct decode_options {
-  std::string trace;
+  std::vector<std::string> traces;  // one, or with an output directory also directories of them
   run_options run;
-  bool is_strict = false;  // refuse a database that the trace does not name
-  bool wireshark = false;  // open the capture when it is written
+  bool is_strict = false;      // refuse a database that the trace does not name
+  bool wireshark = false;      // open the capture when it is written
+  std::string summary;         // where to write a line about each trace; empty: nowhere
+  bool fails_on_loss = false;  // whatever is lost makes a failure of the run
+
+  std::string output_directory;  // for the captures of many traces; empty: one trace
+  unsigned jobs = 0;             // traces at a time; 0: one for each processor
+  bool skip_existing = false;    // decode no trace whose capture is there
+  shard part;
+  std::vector<std::string> suffixes;   // of traces' names in directories; empty: the default ones
+  std::vector<std::string> passed_on;  // options that the process of each trace gets
 };
 exit_code decode(decode_options options);
 
@@ -34,10 +44,12 @@ struct capture_options {
   line_options line;       // its port is one of them
   run_options run;
   std::optional<std::string> raw;  // keep the raw trace; empty: under a name of its own
-  bool wireshark = false;    // open the capture: when it is written, or live if it has no name
-  keeping_options keeping;   // without the bases, which follow from the names
-  std::string status_file;   // JSON for programs that watch; empty: none
-  std::string metrics_file;  // the same for Prometheus
+  bool wireshark = false;      // open the capture: when it is written, or live if it has no name
+  keeping_options keeping;     // without the bases, which follow from the names
+  std::string status_file;     // JSON for programs that watch; empty: none
+  std::string metrics_file;    // the same for Prometheus
+  std::string summary;         // where to write a line about each port's run; empty: nowhere
+  bool fails_on_loss = false;  // whatever is lost makes a failure of the run
 };
 // Each port has a capture of its own, see split_by_port().
 exit_code capture(const capture_options& options);

@@ -57,11 +57,11 @@ bool take_limit(file_limits& limits, std::string_view option, std::string_view v
   return true;
 }
 
-std::string_view key_of(std::string_view value) {
+std::string_view limit_name(std::string_view value) {
   return value.substr(0, value.find(':'));
 }
 
-std::string_view text_of(std::string_view value) {
+std::string_view limit_text(std::string_view value) {
   const std::size_t colon = value.find(':');
   return colon == std::string_view::npos ? std::string_view() : value.substr(colon + 1);
 }
@@ -72,8 +72,8 @@ rotation_request parse_rotation(const std::vector<std::string>& values) {
   constexpr std::string_view option = "-b";
   rotation_request request;
   for (const std::string& value : values) {
-    const std::string_view key = key_of(value);
-    const std::string_view text = text_of(value);
+    const std::string_view key = limit_name(value);
+    const std::string_view text = limit_text(value);
     if (take_limit(request.rotation.piece, option, value, key, text)) continue;
     if (key == "interval") {
       request.rotation.interval = parse_count(option, value, text);
@@ -93,7 +93,7 @@ file_limits parse_end(const std::vector<std::string>& values) {
   constexpr std::string_view option = "-a";
   file_limits limits;
   for (const std::string& value : values) {
-    if (!take_limit(limits, option, value, key_of(value), text_of(value))) {
+    if (!take_limit(limits, option, value, limit_name(value), limit_text(value))) {
       refuse(option, value, "give duration:SECONDS, filesize:KB, packets:N or files:N");
     }
   }

@@ -17,7 +17,8 @@ std::unique_ptr<sink> make_packet_sink(const output_options& options, const inpu
   const std::filesystem::path path = platform::path_from_utf8(options.file);
   std::unique_ptr<file_sink> made;
   if (options.format == "jsonl") {
-    made = std::make_unique<jsonl_sink>(path, options.packets);
+    made = std::make_unique<jsonl_sink>(path, options.packets,
+                                        options.metadata.value_or(metadata_use::each));
   } else {
     made = std::make_unique<pcapng_sink>(
         path, pcapng_sink::settings{.packets = options.packets, .is_live = input.is_live()});
@@ -81,6 +82,13 @@ void refuse_file_of_cache(const std::string& output, const database_options& dat
                    fmt::format("the output would replace {}, a file of the cache {}; name another "
                                "file.",
                                output, database.cache));
+}
+
+void refuse_metadata_without_effect(const output_options& options) {
+  if (!options.metadata || options.format == "jsonl") return;
+  throw user_error(exit_code::usage,
+                   "--metadata is about JSON Lines, and a pcapng capture has no metadata of its "
+                   "packets; leave it out, or add -f jsonl.");
 }
 
 void refuse_time_base_without_effect(const run_options& options) {

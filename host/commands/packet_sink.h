@@ -29,6 +29,9 @@ rotating_sink::factory make_packet_piece_factory(const output_options& options, 
 // Throws user_error (usage) if `output` is a file of the cache.
 void refuse_file_of_cache(const std::string& output, const database_options& database);
 
+// Throws user_error (usage) if --metadata was given and the format has none.
+void refuse_metadata_without_effect(const output_options& options);
+
 // Throws user_error (usage) if --time-base was given and changes nothing: JSON Lines keep
 // the modem's times.
 void refuse_time_base_without_effect(const run_options& options);

@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
-#include <memory>
 #include <optional>
 #include <string>
 #include <system_error>
@@ -40,9 +39,7 @@ user_error refusal(const std::string& part, const std::string& why) {
 // Reads `part` to its end or until `take` returns false.
 template <typename Take>
 void read_file(const fs::path& part, Take take) {
-  const auto close = [](std::FILE* file) { std::fclose(file); };
-  const std::unique_ptr<std::FILE, decltype(close)> file(
-      platform::open_file(part, platform::open_mode::read), close);
+  const platform::owned_file file(platform::open_file(part, platform::open_mode::read));
   const auto fail = [&part] {
     throw refusal(platform::path_to_utf8(part),
                   fmt::format("cannot be read ({})", std::generic_category().message(errno)));

@@ -139,6 +139,16 @@ void add_line_settings(CLI::App& app, line_options& options) {
       ->capture_default_str();
 }
 
+void add_ending_options(CLI::App& app, std::string& summary, bool& fails_on_loss) {
+  app.option_defaults()->group(programs_heading);
+  require_nonempty(app.add_option("--summary", summary,
+                                  "Append a JSON object about the run to this file, - for "
+                                  "standard output"))
+      ->type_name("FILE");
+  app.add_flag("--fail-on-loss", fails_on_loss,
+               "End with exit code 8 if traces, frames or packets were lost");
+}
+
 void add_run_options(CLI::App& app, run_options& options, const char* default_name,
                      const char* default_times) {
   add_database_options(app, options.database);
@@ -156,6 +166,17 @@ void add_run_options(CLI::App& app, run_options& options, const char* default_na
                  "What to write (default: as the file's name ends, otherwise pcapng)")
       ->check(CLI::IsMember({"pcapng", "jsonl"}));
   app.option_defaults()->group("Content");
+  app.add_option_function<std::string>(
+         "--metadata",
+         [&options](const std::string& use) {
+           options.output.metadata = use == "each"   ? metadata_use::each
+                                     : use == "once" ? metadata_use::once
+                                                     : metadata_use::none;
+         },
+         "JSON Lines: the metadata of each packet, once for each database, or none "
+         "(default: each)")
+      ->check(CLI::IsMember({"each", "once", "none"}))
+      ->type_name("");
   add_selection_options(app, options.output);
   app.add_option_function<std::string>(
          "--time-base",
@@ -170,7 +191,9 @@ void add_run_options(CLI::App& app, run_options& options, const char* default_na
       ->check(CLI::Range(std::uint64_t{1}, max_chunk_size))
       ->capture_default_str();
   add_plugin_option(app, options.plugin);
-  app.add_flag("--verbose,-v", options.verbose, "Show the plug-in's messages");
+  CLI::Option* const verbose =
+      app.add_flag("--verbose,-v", options.verbose, "Show the plug-in's messages");
+  app.add_flag("--quiet,-q", options.quiet, "Show notes and failures only")->excludes(verbose);
 }
 
 }  // namespace veltra::host

@@ -13,6 +13,7 @@ namespace veltra::host {
 inline constexpr const char* database_heading =
     "Trace database: a file, or the one the trace asks for";
 inline constexpr const char* output_heading = "Output";
+inline constexpr const char* programs_heading = "For programs";
 
 // Each adds options to `app` that write to their target when the command line is parsed;
 // the target must outlive `app`.
@@ -32,6 +33,9 @@ void add_plugin_option(CLI::App& app, std::string& plugin);
 
 // How the port is set up.
 void add_line_settings(CLI::App& app, line_options& options);
+
+// What programs are given of a run's end: a line in `summary`, and the exit code.
+void add_ending_options(CLI::App& app, std::string& summary, bool& fails_on_loss);
 
 // What a run writes, and how it reads. `default_name` and `default_times` are what --help says
 // about the capture's name and times.

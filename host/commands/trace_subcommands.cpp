@@ -37,28 +37,6 @@ void add_port_options(CLI::App& app, capture_options& options,
 
 }  // namespace
 
-void add_decode_command(CLI::App& parent, command& chosen) {
-  auto options = std::make_shared<decode_options>();
-  // Larger than the plug-in's own default: a file is there at once, and every
-  // chunk costs a packet.
-  options->run.chunk_size = std::uint64_t{1} << 16;
-  CLI::App* const app =
-      parent.add_subcommand("decode", "Turn a recorded trace into a capture for Wireshark");
-  require_nonempty(app->add_option("TRACE", options->trace, "The modem's raw trace"))->required();
-  add_run_options(*app, options->run, "the trace's name with the format's ending",
-                  "as recorded, if the trace has a sidecar, otherwise modem");
-  app->option_defaults()->group(output_heading);
-  app->add_flag("--wireshark", options->wireshark, "Open the capture in Wireshark");
-  app->option_defaults()->group(database_heading);
-  app->add_flag("--strict", options->is_strict, "Refuse a database that the trace does not name");
-  app->footer(
-      "Examples:\n"
-      "  veltra decode trace.bin --database modem.tar.gz\n"
-      "  veltra decode trace.bin --cache databases -o trace.pcapng\n"
-      "  veltra decode trace.bin -d modem.tar.gz -f jsonl -o - | jq .layer");
-  app->callback([options, &chosen] { chosen = [options] { return decode(*options); }; });
-}
-
 void add_capture_command(CLI::App& parent, command& chosen) {
   auto options = std::make_shared<capture_options>();
   // One byte is enough for a read, which takes everything that is there: nothing
@@ -84,6 +62,7 @@ void add_capture_command(CLI::App& parent, command& chosen) {
   const auto recording = std::make_shared<recording_arguments>();
   add_recording_options(*app, *recording, options->keeping);
   add_status_options(*app, *options);
+  add_ending_options(*app, options->summary, options->fails_on_loss);
   app->footer(
       "Examples:\n"
       "  veltra capture /dev/ttyUSB0 --database modem.tar.gz --raw\n"

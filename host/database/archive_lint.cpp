@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cstddef>
 #include <cstdint>
@@ -60,6 +61,16 @@ const char* describe_type(char type) {
     default:
       return "an entry of an unknown type";
   }
+}
+
+// In constant memory. Throws as decompress_gzip() does.
+bool inflates_within(std::uint64_t limit, std::string_view bytes) {
+  gzip_reader reader(decompression_limit, bytes);
+  std::array<char, 65536> piece;
+  std::uint64_t size = 0;
+  std::size_t count = piece.size();
+  while (count == piece.size() && size <= limit) size += count = reader.read(piece);
+  return size <= limit;
 }
 
 class archive_walk {
@@ -150,9 +161,19 @@ class archive_walk {
 
 }  // namespace
 
-archive_contents inspect_archive(std::string_view bytes) {
+archive_contents inspect_archive(std::string_view bytes, std::uint64_t max_size) {
   std::string archive;
   try {
+    if (!inflates_within(max_size, bytes)) {
+      archive_contents contents;
+      contents.findings.push_back(
+          {severity::fatal,
+           {},
+           {},
+           fmt::format("the archive inflates to more than {} bytes, and no more are checked",
+                       max_size)});
+      return contents;
+    }
     archive = decompress_gzip(decompression_limit, bytes);
   } catch (const std::runtime_error& failure) {
     archive_contents contents;

@@ -4,7 +4,6 @@
 
 #include <array>
 #include <cstdio>
-#include <memory>
 
 #include "host/console.h"
 #include "host/database/database_lint.h"
@@ -15,12 +14,8 @@ namespace veltra::host {
 
 namespace {
 
-struct trace_closer {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
-
 std::string uuid_of_trace(const std::string& trace) {
-  const std::unique_ptr<std::FILE, trace_closer> file(
+  const platform::owned_file file(
       platform::open_file(platform::path_from_utf8(trace), platform::open_mode::read));
   database_match match;
   if (!file) return {};  // the run reports it

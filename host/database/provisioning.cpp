@@ -7,7 +7,6 @@
 #include <cstdio>
 #include <exception>
 #include <filesystem>
-#include <memory>
 #include <set>
 #include <system_error>
 
@@ -74,16 +73,11 @@ std::vector<fs::path> missing_directories(const fs::path& directory) {
   return missing;
 }
 
-struct file_closer {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using open_file = std::unique_ptr<std::FILE, file_closer>;
-
-open_file open_trace(const std::string& trace) {
+platform::owned_file open_trace(const std::string& trace) {
   const fs::path path = platform::path_from_utf8(trace);
   std::error_code ignored;
   if (!fs::is_regular_file(path, ignored)) return nullptr;
-  return open_file(platform::open_file(path, platform::open_mode::read));
+  return platform::owned_file(platform::open_file(path, platform::open_mode::read));
 }
 
 // What the search reports, in the same types as the plug-in's own search.
@@ -130,6 +124,33 @@ void remove_missing(std::vector<std::string>& directories) {
                     directories.end());
 }
 
+// The database of `uuid`, named as `file`; none: the trace names none.
+database_options find_database(const database_options& options, const std::string& trace,
+                               const std::optional<std::string>& uuid, search_events& search) {
+  std::vector<std::string> directories = provision_cache(options, uuid.value_or(""));
+  if (directories.empty()) throw no_database(options);
+  database_options found = without_update(options);
+  try {
+    if (!uuid) throw std::runtime_error("End of file reached while searching for the database UID");
+    for (const std::string& directory : directories) {
+      search.events.take({.kind = event_kind::directory_tried, .detail = directory});
+    }
+    remove_missing(directories);
+    const fs::path directory = locate_database_directory(directories, *uuid, {});
+    const std::string located = platform::path_to_utf8(directory);
+    search.events.take({.kind = event_kind::database_located, .detail = located});
+    found.file = platform::path_to_utf8(find_database_file(directory));
+    found.cache.clear();
+    return found;
+  } catch (const std::runtime_error& failure) {
+    if (auto known = explain_search_failure(classify_failure(failure.what()), failure.what(), trace,
+                                            options, search.events)) {
+      throw *known;
+    }
+    throw;
+  }
+}
+
 }  // namespace
 
 std::vector<std::string> provision_cache(const database_options& options,
@@ -157,39 +178,34 @@ std::vector<std::string> provision_cache(const database_options& options,
 
 database_options find_database_of_trace(const database_options& options, const std::string& trace,
                                         const std::string& recorded_uuid) {
+  return database_finder(options).find(trace, recorded_uuid);
+}
+
+database_options database_finder::find(const std::string& trace, const std::string& recorded_uuid) {
+  database_options options = [this] {
+    const std::lock_guard lock(mutex_);
+    return options_;
+  }();
   if (options.cache.empty()) return options;
-  const open_file file = open_trace(trace);
+  const platform::owned_file file = open_trace(trace);
+  search_events search{options};
+  std::optional<std::string> uuid;
+  if (file) uuid = find_uuid(file.get(), search.log());
+  if (file && !uuid && !recorded_uuid.empty()) uuid = recorded_uuid;
+
+  const std::lock_guard lock(mutex_);
+  options.update = options_.update;
   if (!file) {
     // The plug-in reports a missing trace before it looks at the cache.
     std::error_code ignored;
     const bool is_there = fs::exists(platform::path_from_utf8(trace), ignored);
     return is_there ? provision_for_search(options) : without_update(options);
   }
-  search_events search{options};
-  std::optional<std::string> uuid = find_uuid(file.get(), search.log());
-  if (!uuid && !recorded_uuid.empty()) uuid = recorded_uuid;
-  std::vector<std::string> directories = provision_cache(options, uuid.value_or(""));
-  if (directories.empty()) throw no_database(options);
-  database_options found = without_update(options);
-  try {
-    if (!uuid) throw std::runtime_error("End of file reached while searching for the database UID");
-    for (const std::string& directory : directories) {
-      search.events.take({.kind = event_kind::directory_tried, .detail = directory});
-    }
-    remove_missing(directories);
-    const fs::path directory = locate_database_directory(directories, *uuid, {});
-    const std::string located = platform::path_to_utf8(directory);
-    search.events.take({.kind = event_kind::database_located, .detail = located});
-    found.file = platform::path_to_utf8(find_database_file(directory));
-    found.cache.clear();
-    return found;
-  } catch (const std::runtime_error& failure) {
-    if (auto known = explain_search_failure(classify_failure(failure.what()), failure.what(), trace,
-                                            options, search.events)) {
-      throw *known;
-    }
-    throw;
-  }
+  const auto known = found_.find(uuid.value_or(""));
+  if (uuid && known != found_.end()) return known->second;
+  const database_options found = find_database(options, trace, uuid, search);
+  options_.update = false;
+  return found_.emplace(*uuid, found).first->second;
 }
 
 database_options provision_for_search(const database_options& options) {

@@ -1,8 +1,11 @@
 // provisioning.h - bringing a cache up to date, and finding a trace's database in it.
 #pragma once
 
+#include <map>
+#include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/database/database_options.h"
@@ -24,6 +27,20 @@ std::vector<std::string> provision_cache(const database_options& options,
 // user_error.
 database_options find_database_of_trace(const database_options& options, const std::string& trace,
                                         const std::string& recorded_uuid = {});
+
+// The same for many traces: each database is looked for and checked once, and the catalogue
+// fetched once. Any thread.
+class database_finder {
+ public:
+  explicit database_finder(database_options options) : options_(std::move(options)) {}
+
+  database_options find(const std::string& trace, const std::string& recorded_uuid);
+
+ private:
+  std::mutex mutex_;  // guards what follows
+  database_options options_;
+  std::map<std::string, database_options> found_;  // by UUID
+};
 
 // For a live run, whose plug-in searches the stream: makes sure that it has nothing to
 // fetch. Throws user_error.

@@ -8,7 +8,6 @@
 #include <cstdio>
 #include <filesystem>
 #include <iterator>
-#include <memory>
 #include <numeric>
 #include <system_error>
 
@@ -27,12 +26,7 @@ namespace {
 using diagnosis::trace_analysis;
 using kovax::json;
 
-struct stream_closer {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using open_stream = std::unique_ptr<std::FILE, stream_closer>;
-
-open_stream open_input_trace(const std::string& trace) {
+platform::owned_file open_input_trace(const std::string& trace) {
   const std::filesystem::path path = platform::path_from_utf8(trace);
   std::error_code error;
   if (!std::filesystem::exists(path, error) && !error) {
@@ -43,7 +37,7 @@ open_stream open_input_trace(const std::string& trace) {
     throw user_error(exit_code::bad_input,
                      fmt::format("{} is not a regular file; give the trace's own file.", trace));
   }
-  open_stream file(platform::open_file(path, platform::open_mode::read));
+  platform::owned_file file(platform::open_file(path, platform::open_mode::read));
   if (!file) {
     throw user_error(exit_code::bad_input,
                      fmt::format("{} cannot be read: {}; check its permissions.", trace,
@@ -112,7 +106,7 @@ json object_of(const std::map<std::string, std::uint64_t>& counts) {
 }  // namespace
 
 trace_analysis analyse_trace(const std::string& trace, const std::string& database) {
-  const open_stream file = open_input_trace(trace);
+  const platform::owned_file file = open_input_trace(trace);
   require_loadable(database);
   diagnosis::trace_analyser analyser(platform::path_from_utf8(database));
   std::array<char, 65536> block;

@@ -2,10 +2,12 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <iterator>
 #include <utility>
 
 #include "base/hex.h"
+#include "host/output/packet_direction.h"
 #include "implementation/json.h"
 
 namespace veltra::host {
@@ -20,8 +22,8 @@ std::string quoted(std::string_view text) {
 
 }  // namespace
 
-jsonl_sink::jsonl_sink(std::filesystem::path path, packet_selection packets)
-    : file_sink(std::move(path)), packets_(packets) {}
+jsonl_sink::jsonl_sink(std::filesystem::path path, packet_selection packets, metadata_use metadata)
+    : file_sink(std::move(path)), packets_(packets), metadata_(metadata) {}
 
 void jsonl_sink::write(const packet& packet) {
   const layer& layer = layer_of(packet.layer);
@@ -32,14 +34,47 @@ void jsonl_sink::write(const packet& packet) {
   line_.clear();
   fmt::format_to(std::back_inserter(line_),
                  R"({{"sequence":{},"time":{},"layer":{},"category":{},"payload":")",
-                 packet.sequence, packet.time, layer.quoted, layer_of(packet.category).quoted);
+                 packet.sequence, packet.time, layer.quoted, quoted_category(packet.category));
   append_hex(line_, packet.payload);
-  line_ += R"(","metadata":)";
-  line_ += packet.metadata.empty() ? "{}" : packet.metadata;
+  line_ += '"';
+  append_metadata(packet.metadata);
+  append_meaning(packet, layer);
   line_ += "}\n";
   file().write(line_);
   count_packet();
   update_bytes();
+}
+
+void jsonl_sink::append_metadata(std::string_view metadata) {
+  if (metadata_ == metadata_use::none) return;
+  if (metadata.empty()) metadata = "{}";
+  if (metadata_ == metadata_use::once) {
+    const std::string_view lasting = metadata.substr(std::min(metadata.find(','), metadata.size()));
+    if (latest_metadata_ && *latest_metadata_ == lasting) return;
+    latest_metadata_ = lasting;
+  }
+  line_ += R"(,"metadata":)";
+  line_ += metadata;
+}
+
+// What a reader would otherwise have to find in the bytes.
+void jsonl_sink::append_meaning(const packet& packet, const layer& layer) {
+  switch (packet_direction(layer.kind, layer.way, packet)) {
+    case direction::sent:
+      line_ += R"(,"direction":"sent")";
+      break;
+    case direction::received:
+      line_ += R"(,"direction":"received")";
+      break;
+    case direction::unknown:
+      break;
+  }
+  if (const std::optional<std::uint64_t> dropped = dropped_traces(packet)) {
+    fmt::format_to(std::back_inserter(line_), R"(,"kind":"dropped","count":{})", *dropped);
+  } else if (layer.kind == packet_kind::at) {
+    line_ += R"(,"kind":"at","text":)";
+    line_ += quoted(payload_text(packet));
+  }
 }
 
 void jsonl_sink::mark_missed(std::uint64_t count) {
@@ -72,7 +107,15 @@ std::string jsonl_sink::packet_remarks() const {
 
 const jsonl_sink::layer& jsonl_sink::layer_of(std::string_view name) {
   if (const auto known = layers_.find(name); known != layers_.end()) return known->second;
-  return layers_.emplace(name, layer{packets_.has_layer(name), quoted(name)}).first->second;
+  const dissector* const found = find_dissector(name);
+  const layer made{packets_.has_layer(name), found != nullptr ? found->kind : packet_kind::other,
+                   found != nullptr ? found->way : direction::unknown, quoted(name)};
+  return layers_.emplace(name, made).first->second;
+}
+
+const std::string& jsonl_sink::quoted_category(std::string_view name) {
+  if (const auto known = categories_.find(name); known != categories_.end()) return known->second;
+  return categories_.emplace(name, quoted(name)).first->second;
 }
 
 }  // namespace veltra::host

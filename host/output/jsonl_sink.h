@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -12,32 +13,44 @@
 namespace veltra::host {
 
 // Each line: {"sequence":N,"time":NANOSECONDS,"layer":"..","category":"..",
-// "payload":"HEX","metadata":{..}}, or {"kind":"missed","count":N} for packets that the
-// reader was too slow for, {"kind":"dropped","count":N} for a report of losses that is
-// not selected, or {"kind":"remark","text":".."}.
+// "payload":"HEX","metadata":{..}}, with more members behind them: "direction":"sent" or
+// "received" where it is known, "kind":"at","text":".." for an AT text, and
+// "kind":"dropped","count":N for a report of losses. Lines that are not packets:
+// {"kind":"missed","count":N} for packets that the reader was too slow for,
+// {"kind":"dropped","count":N} for a report of losses that is not selected, and
+// {"kind":"remark","text":".."}.
 class jsonl_sink : public file_sink {
  public:
-  explicit jsonl_sink(std::filesystem::path path, packet_selection packets = {});
+  explicit jsonl_sink(std::filesystem::path path, packet_selection packets = {},
+                      metadata_use metadata = metadata_use::each);
 
   void write(const packet& packet) override;
   void mark_missed(std::uint64_t count) override;
   void add_remark(std::string_view remark) override;
   bool flush() override;
-  bool wants_metadata() const override { return true; }
+  bool wants_metadata() const override { return metadata_ != metadata_use::none; }
 
  private:
   // What is the same for all packets of a layer.
   struct layer {
     bool is_selected;
+    packet_kind kind;
+    direction way;  // unknown: a packet's own bytes may show it
     std::string quoted;
   };
 
   std::string packet_remarks() const override;
   void pass_over(const packet& packet);
+  void append_metadata(std::string_view metadata);
+  void append_meaning(const packet& packet, const layer& layer);
   const layer& layer_of(std::string_view name);
+  const std::string& quoted_category(std::string_view name);
 
   const packet_selection packets_;
+  const metadata_use metadata_;
+  std::optional<std::string> latest_metadata_;        // that was written, without the offset
   std::map<std::string, layer, std::less<>> layers_;  // the few that there are
+  std::map<std::string, std::string, std::less<>> categories_;
   std::uint64_t passed_over_ = 0;
   std::string line_;  // kept to save its allocation
 };

@@ -41,6 +41,13 @@ inline bool is_key_material(std::string_view layer) {
   return layer == randbytes_layer || layer == master_layer;
 }
 
+// Which packets of JSON Lines have their metadata.
+enum class metadata_use {
+  each,
+  once,  // the first, and each after which something else than the offset has changed
+  none
+};
+
 // The names of the interfaces, in the order of packet_kind.
 const std::vector<std::string>& kind_names();
 

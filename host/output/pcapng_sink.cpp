@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "host/output/exported_pdu.h"
-#include "host/output/nas_direction.h"
+#include "host/output/packet_direction.h"
 #include "host/output/pcapng_blocks.h"
 #include "implementation/json.h"
 #include "platform/file.h"
@@ -27,15 +27,6 @@ constexpr const char* descriptions[] = {
     "NAS messages (3GPP TS 24.301)", "AT commands, answers and reports of losses",
     "messages of other layers",      "bytes of the trace as they came",
 };
-
-bool is_at_command(std::string_view text) {
-  constexpr auto upper = [](char c) { return c >= 'a' && c <= 'z' ? c - 'a' + 'A' : c; };
-  return text.size() >= 2 && upper(text[0]) == 'A' && upper(text[1]) == 'T';
-}
-
-std::string_view as_text(std::span<const std::uint8_t> bytes) {
-  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
-}
 
 // False for what a dissector could only call malformed: an empty message, or an
 // IP packet without a version (RFC 791, RFC 8200) in its first four bits.
@@ -203,7 +194,8 @@ void pcapng_sink::put_raw(const packet& packet) {
 
 void pcapng_sink::put_message(const packet& packet, const layer_format& format) {
   const bool dissectable = is_dissectable(format.kind, packet.payload);
-  const direction way = dissectable ? direction_of(format, packet) : format.way;
+  const direction way =
+      dissectable ? packet_direction(format.kind, format.way, packet) : format.way;
   const std::string& header =
       dissectable ? format.headers[static_cast<std::size_t>(way)] : format.data_header;
   // Without a header there would be no telling on the interface for IP.
@@ -307,18 +299,6 @@ const pcapng_sink::layer_format& pcapng_sink::format_of(std::string_view layer) 
     format.comment = "no dissector for layer " + std::string(layer);
   }
   return formats_.emplace(layer, std::move(format)).first->second;
-}
-
-direction pcapng_sink::direction_of(const layer_format& format, const packet& packet) {
-  switch (format.kind) {
-    case packet_kind::nas:
-      return nas_direction(packet.payload);
-    case packet_kind::at:
-      if (dropped_traces(packet)) return direction::unknown;
-      return is_at_command(as_text(packet.payload)) ? direction::sent : direction::received;
-    default:
-      return format.way;
-  }
 }
 
 pcapng_sink::interface& pcapng_sink::interface_of(packet_kind kind) {

@@ -68,7 +68,6 @@ class pcapng_sink : public file_sink {
   void put_message(const packet& packet, const layer_format& format);
   void pass_over(const packet& packet);
   const layer_format& format_of(std::string_view layer);
-  static direction direction_of(const layer_format& format, const packet& packet);
   interface& interface_of(packet_kind kind);
   std::uint64_t time_in_capture(const packet& packet);
 

@@ -6,8 +6,6 @@
 #include <algorithm>
 #include <array>
 #include <fstream>
-#include <memory>
-#include <optional>
 #include <stdexcept>
 #include <system_error>
 
@@ -63,20 +61,6 @@ std::string inflate_start(std::string start) {
   return bytes;
 }
 
-// Nothing if it cannot be read to its end.
-std::optional<std::string> read_whole(const std::filesystem::path& path) {
-  std::FILE* const file = platform::open_file(path, platform::open_mode::read);
-  if (file == nullptr) return std::nullopt;
-  std::string bytes;
-  std::array<char, 65536> block;
-  while (const std::size_t count = platform::read_bytes(file, block.data(), block.size())) {
-    bytes.append(block.data(), count);
-  }
-  const bool is_whole = std::ferror(file) == 0;
-  std::fclose(file);
-  return is_whole ? std::optional(std::move(bytes)) : std::nullopt;
-}
-
 std::string read_head(const std::filesystem::path& file) {
   std::error_code ignored;
   if (!std::filesystem::is_regular_file(file, ignored)) return {};
@@ -113,15 +97,21 @@ provenance provenance_of_database(const std::filesystem::path& file, const std::
 }
 
 std::string sha256_of_file(const std::filesystem::path& file) {
-  const std::optional<std::string> bytes = read_whole(file);
-  if (!bytes) return {};
-  std::string digits;
+  const platform::owned_file from(platform::open_file(file, platform::open_mode::read));
+  if (!from) return {};
   try {
-    append_hex(digits, platform::sha256(*bytes));
+    platform::sha256_stream stream;
+    std::array<char, 65536> block;
+    while (const std::size_t count = platform::read_bytes(from.get(), block.data(), block.size())) {
+      stream.add({block.data(), count});
+    }
+    if (std::ferror(from.get()) != 0) return {};
+    std::string digits;
+    append_hex(digits, stream.finish());
+    return digits;
   } catch (const std::runtime_error&) {
     return {};  // a machine that forbids the algorithm
   }
-  return digits;
 }
 
 provenance read_provenance(const std::filesystem::path& file) {

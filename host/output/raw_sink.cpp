@@ -89,6 +89,7 @@ int raw_sink::put(std::string_view bytes) {
 void raw_sink::sync() {
   if (!file_ || is_stream_ || !is_synced_ || std::exchange(synced_bytes_, bytes_) == bytes_) return;
   if (platform::sync_file(file_.get()) != 0) fail(errno);
+  if (!std::exchange(is_name_synced_, true)) platform::sync_directory(target_.parent_path());
 }
 
 void raw_sink::finish() {

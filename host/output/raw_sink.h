@@ -62,6 +62,7 @@ class raw_sink : public sink {
   const bool is_stream_;
   const bool may_overwrite_;
   bool is_synced_ = true;
+  bool is_name_synced_ = false;
   platform::stream_writer stream_;
   std::unique_ptr<std::FILE, closer> file_;
   std::atomic<std::uint64_t> bytes_ = 0;

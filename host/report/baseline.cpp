@@ -12,11 +12,6 @@ namespace veltra::report {
 
 namespace {
 
-bool is_served(const analysis& all) {
-  return all.verdict.state == registration::registered ||
-         all.verdict.state == registration::in_service;
-}
-
 // Captures keep their names from night to night, in directories that change.
 std::string base_name(const analysis& all) {
   const std::size_t slash = all.file.find_last_of("/\\");
@@ -103,9 +98,11 @@ class comparer {
     for (const analysis& each : before_) old[base_name(each)] = &each;
     for (const analysis& each : now_) {
       const auto found = old.find(base_name(each));
-      if (found == old.end() || is_served(*found->second) == is_served(each)) continue;
-      add(!is_served(each), {base_name(each), "state", state_words(found->second->verdict.state),
-                             state_words(each.verdict.state)});
+      if (found == old.end() || found->second->verdict.is_served() == each.verdict.is_served())
+        continue;
+      add(!each.verdict.is_served(),
+          {base_name(each), "state", state_words(found->second->verdict.state),
+           state_words(each.verdict.state)});
     }
   }
 

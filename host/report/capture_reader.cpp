@@ -27,10 +27,6 @@ constexpr std::uint32_t simple_packet_type = 3;
 constexpr std::uint32_t max_block_size = 64U << 20U;
 constexpr std::size_t max_interfaces = 4096;
 
-struct file_closer {
-  void operator()(std::FILE* file) const noexcept { std::fclose(file); }
-};
-
 // Bounds-checked integers of a block, in the section's byte order.
 class cursor {
  public:
@@ -289,7 +285,7 @@ class reader {
 
   std::string name_;
   const std::function<void(const capture_frame&)>& take_;
-  std::unique_ptr<std::FILE, file_closer> file_;
+  platform::owned_file file_;
   std::vector<std::uint8_t> body_;
   std::vector<interface_description> interfaces_;
   capture_contents contents_;

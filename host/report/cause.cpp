@@ -301,8 +301,10 @@ std::optional<cause> at_error_cause(std::string_view result) {
   int number = 0;
   const auto [end, error] = std::from_chars(result.data(), result.data() + result.size(), number);
   if (error != std::errc() || end != result.data() + result.size()) return std::nullopt;
-  return is_cme ? look_up(cme_rows, "CME", number, "TS 27.007 9.2")
-                : look_up(cms_rows, "CMS", number, "TS 27.005 3.2.5");
+  if (is_cme) return look_up(cme_rows, "CME", number, "TS 27.007 9.2");
+  // Up to 127 the network's own causes are passed on.
+  if (number <= 127) return look_up(rp_rows, "CMS", number, "TS 24.011 8.2.5.4");
+  return look_up(cms_rows, "CMS", number, "TS 27.005 3.2.5");
 }
 
 cause rrc_cause(std::string_view words, std::string_view advice) {

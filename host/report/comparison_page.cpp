@@ -14,11 +14,6 @@ namespace veltra::report {
 
 namespace {
 
-bool is_served(const analysis& all) {
-  return all.verdict.state == registration::registered ||
-         all.verdict.state == registration::in_service;
-}
-
 // Failures as one line, the same ones together.
 std::string failure_list(const analysis& all) {
   std::map<std::string, std::size_t> counts;
@@ -50,7 +45,7 @@ std::string capture_row(const analysis& all, double slowest) {
   const std::uint64_t at_errors = static_cast<std::uint64_t>(
       std::count_if(all.at_commands.begin(), all.at_commands.end(),
                     [](const at_command& each) { return each.is_error; }));
-  const char* const css_class = is_served(all)                                      ? "succeeded"
+  const char* const css_class = all.verdict.is_served()                             ? "succeeded"
                                 : all.verdict.state == registration::not_registered ? "failed"
                                                                                     : "";
   return fmt::format(
@@ -68,8 +63,9 @@ std::string capture_row(const analysis& all, double slowest) {
 
 std::string comparison_page(std::span<const analysis> captures,
                             const baseline_comparison* comparison) {
-  const std::size_t served =
-      static_cast<std::size_t>(std::count_if(captures.begin(), captures.end(), is_served));
+  const std::size_t served = static_cast<std::size_t>(
+      std::count_if(captures.begin(), captures.end(),
+                    [](const analysis& each) { return each.verdict.is_served(); }));
   double slowest = 0;
   for (const analysis& each : captures) {
     slowest = std::max(slowest, each.verdict.attach_ms.value_or(0));

@@ -17,7 +17,7 @@ constexpr int t3430 = 15;  // tracking area update
 constexpr int narrow_band_extension = 240;
 
 // A release may come a little before the modem's timer runs out.
-constexpr std::uint64_t tolerance = 500'000'000;  // nanoseconds
+constexpr std::uint64_t timer_tolerance = 500'000'000;  // nanoseconds
 
 std::optional<cause> emm_cause_in(const message& message) {
   const auto number = message.fields.number(field::nas_emm_cause);
@@ -94,7 +94,7 @@ class request_machine : public procedure_machine {
   cause why_released(const message& release) const {
     const int seconds = seconds_ + (is_narrow_band_ ? narrow_band_extension : 0);
     const std::uint64_t limit = static_cast<std::uint64_t>(seconds) * 1'000'000'000;
-    if (release.time >= run_.begun() && release.time - run_.begun() + tolerance >= limit) {
+    if (release.time >= run_.begun() && release.time - run_.begun() + timer_tolerance >= limit) {
       return timer_expired(timer_, seconds);
     }
     return rrc_cause("the RRC connection was released before an answer came",

@@ -4,7 +4,6 @@
 
 #include <array>
 #include <cstdio>
-#include <memory>
 #include <optional>
 #include <system_error>
 #include <utility>
@@ -29,14 +28,9 @@ using host::exit_code;
 using host::output_file;
 using host::user_error;
 
-struct file_closer {
-  void operator()(std::FILE* file) const noexcept { std::fclose(file); }
-};
-
 // A section header block's type is the same in both byte orders.
 bool is_pcapng(const std::filesystem::path& path) {
-  const std::unique_ptr<std::FILE, file_closer> file(
-      platform::open_file(path, platform::open_mode::read));
+  const platform::owned_file file(platform::open_file(path, platform::open_mode::read));
   // What cannot be opened fails later, with the reason.
   if (!file) return true;
   std::array<unsigned char, 4> head{};

@@ -45,8 +45,18 @@ bool is_inner_reject(const std::vector<procedure>& all, const procedure& bearer)
   });
 }
 
+// Also a link that was lost and found again, and a network that sends the modem away for a cause.
+bool is_trouble(const procedure& ended) {
+  if (ended.result == procedure_result::succeeded) {
+    return ended.kind == procedure_kind::rrc_reestablishment ||
+           (ended.kind == procedure_kind::detach_by_network && ended.cause);
+  }
+  return ended.result == procedure_result::failed || ended.result == procedure_result::unanswered;
+}
+
 std::string what_failed(const procedure& failed) {
   const std::string_view title = procedure_title(failed.kind);
+  if (failed.kind == procedure_kind::detach_by_network) return "detached by the network";
   if (failed.result == procedure_result::succeeded) {
     return fmt::format("radio link lost and re-established in {}",
                        duration_text(failed.milliseconds()));
@@ -150,14 +160,19 @@ class registration_history {
       case registration::in_service:
         return in_service();
       case registration::detached:
-        return decided_->kind == procedure_kind::detach_by_modem ? "Detached at the modem's request"
-                                                                 : "Detached by the network";
+        return detached();
       case registration::not_registered:
         return not_registered();
       case registration::unknown:
         break;
     }
     return unknown();
+  }
+
+  std::string detached() const {
+    if (decided_->kind == procedure_kind::detach_by_modem) return "Detached at the modem's request";
+    if (!decided_->cause) return "Detached by the network";
+    return "Detached by the network: " + decided_->cause->text();
   }
 
   std::string in_service() const {
@@ -214,14 +229,7 @@ class registration_history {
 
 void add_failures(const analysis& all, verdict& into) {
   for (const procedure& each : all.procedures) {
-    // A link that was lost and found again is worth a look, too.
-    const bool is_recovered = each.kind == procedure_kind::rrc_reestablishment &&
-                              each.result == procedure_result::succeeded;
-    if (each.result != procedure_result::failed && each.result != procedure_result::unanswered &&
-        !is_recovered) {
-      continue;
-    }
-    if (!is_inner_reject(all.procedures, each)) {
+    if (is_trouble(each) && !is_inner_reject(all.procedures, each)) {
       into.failures.push_back(describe(all.procedures, each));
     }
   }
@@ -285,8 +293,7 @@ void add_remarks(const analysis& all, verdict& into) {
       std::find_if(all.messages.rbegin(), all.messages.rend(), [](const message& each) {
         return each.is(rrc_message::release) || each.is(rrc_message::connection_setup_complete);
       });
-  if (released != all.messages.rend() && released->is(rrc_message::release) &&
-      (into.state == registration::registered || into.state == registration::in_service)) {
+  if (released != all.messages.rend() && released->is(rrc_message::release) && into.is_served()) {
     into.remarks.push_back(
         fmt::format("The network released the last connection (frame {}): the modem is idle.",
                     released->frame));

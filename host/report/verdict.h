@@ -46,6 +46,10 @@ struct verdict {
   std::optional<std::size_t> cell;     // index in analysis::cells
   std::vector<std::string> remarks;    // more that a reader should know, sentences
   std::vector<failure> failures;       // in the order of time
+
+  bool is_served() const {
+    return state == registration::registered || state == registration::in_service;
+  }
 };
 
 // Concludes from everything else that is in `all`.

@@ -67,6 +67,7 @@ class active_run : public source_listener {
   rotation_moment moment(std::chrono::steady_clock::time_point now) const;
   bool is_for_files(const packet& packet);
   void place_in_time(packet& packet);
+  void note_time(const packet& packet);
   void note_failure(const source_event& event);
   void stop_decoding(std::string_view reason);
   bool is_any_outlet_open() const;
@@ -79,6 +80,7 @@ class active_run : public source_listener {
   void note_mismatch();
   void summarise_raw_trace() const;
   void summarise_key_log() const;
+  void fill_report();
   user_error explain(const source_failure& failure, bool is_kept) const;
   user_error explain_nothing() const;
   user_error explain_shortage() const;
@@ -107,6 +109,7 @@ class active_run : public source_listener {
   // The run's thread.
   run_statistics statistics_;
   database_match match_;
+  run_report report_;
   trace_times times_;
   database_events database_events_;
   std::set<std::string> notes_;  // each is shown once

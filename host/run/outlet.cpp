@@ -1,5 +1,6 @@
 #include "host/run/outlet.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "platform/thread.h"
@@ -47,7 +48,8 @@ outlet::outlet(sink& to, delivery delivery, std::size_t max_bytes)
       delivery_(delivery),
       max_bytes_(max_bytes),
       with_metadata_(to.wants_metadata()),
-      is_read_meanwhile_(delivery == delivery::dropping || to.is_stream()) {}
+      is_read_meanwhile_(delivery == delivery::dropping || to.is_stream()),
+      enough_bytes_(is_read_meanwhile_ ? 0 : std::min(bytes_per_wakeup, max_bytes)) {}
 
 outlet::~outlet() {
   finish();
@@ -76,7 +78,7 @@ void outlet::push(const packet& packet) {
   if (failure_) return;
   filling_.append(packet, with_metadata_ || !std::exchange(has_first_, true),
                   std::exchange(missed_, 0));
-  if (is_idle_) changed_.notify_one();
+  wake_thread();
 }
 
 void outlet::push(boundary boundary) {
@@ -93,7 +95,14 @@ void outlet::push(boundary boundary) {
   if (failure_) return;
   has_first_ = false;
   filling_.boundaries.emplace_back(filling_.entries.size(), std::move(boundary));
-  if (is_idle_) changed_.notify_one();
+  wake_thread();
+}
+
+// Once for each batch: a packet that finds the thread woken costs no call.
+void outlet::wake_thread() {
+  if (!is_idle_ || !has_enough()) return;
+  is_idle_ = false;
+  changed_.notify_one();
 }
 
 void outlet::sync() {
@@ -183,8 +192,9 @@ void outlet::write_until_finished() {
 bool outlet::take_batch() {
   std::unique_lock lock(mutex_);
   is_idle_ = true;
-  changed_.wait(
-      lock, [this] { return is_finished_ || !filling_.is_empty() || (is_due_ && holds_back_); });
+  changed_.wait(lock, [this] {
+    return is_finished_ || has_enough() || (is_due_ && (holds_back_ || !filling_.is_empty()));
+  });
   is_idle_ = false;  // packets that come while the batch gathers need not wake the thread
   if (is_read_meanwhile_ && !is_finished_) {
     changed_.wait_for(lock, to_.is_stream() ? gathering_for_stream : gathering_for_file,

@@ -38,6 +38,8 @@ class outlet {
  public:
   static constexpr std::size_t max_bytes_waiting = std::size_t{1} << 20;
   static constexpr std::size_t max_bytes_dropping = std::size_t{64} << 20;
+  // Of a file that is read and written at full speed: so many bytes cost one wake-up.
+  static constexpr std::size_t bytes_per_wakeup = std::size_t{256} << 10;
 
   // `to` must outlive the object. With `dropping` the sink is flushed whenever the queue
   // is empty: somebody may read along.
@@ -63,7 +65,7 @@ class outlet {
   // Has the sink sync what it was given, if the delivery is direct; in place of a push().
   void sync();
 
-  // Lets the sink have another look at what it holds back.
+  // Hands on what waits for more, and lets the sink have another look at what it holds back.
   void tick();
 
   // Waits until the sink has taken everything, or has failed, and ends the thread.
@@ -109,6 +111,8 @@ class outlet {
   void write_directly(const packet& packet);
   void apply(const boundary& boundary);
   void fail(std::exception_ptr failure);
+  bool has_enough() const { return !filling_.is_empty() && filling_.size() >= enough_bytes_; }
+  void wake_thread();
   void write_until_finished();
   bool take_batch();
   void write_batch();
@@ -118,6 +122,7 @@ class outlet {
   const std::size_t max_bytes_;
   const bool with_metadata_;
   const bool is_read_meanwhile_;     // so that the sink hands on what it has
+  const std::size_t enough_bytes_;   // to wake the thread for
   bool has_first_ = false;           // of the file under way
   mutable std::mutex mutex_;         // guards what follows up to the blank line
   std::condition_variable changed_;  // there is work for the thread
@@ -125,7 +130,7 @@ class outlet {
   batch filling_;
   std::uint64_t missed_ = 0;  // since the last packet that found room
   std::uint64_t missed_in_all_ = 0;
-  bool is_idle_ = false;  // the thread waits
+  bool is_idle_ = false;  // the thread waits, and has not been woken
   bool is_due_ = false;   // for a look at what is held back
   bool is_finished_ = false;
   std::exception_ptr failure_;

@@ -36,10 +36,6 @@ utc_time host_time() {
   return static_cast<utc_time>(std::chrono::nanoseconds(now).count());
 }
 
-std::string_view bytes_of(const packet& packet) {
-  return {reinterpret_cast<const char*>(packet.payload.data()), packet.payload.size()};
-}
-
 capture_clock clock_for(const input& input, const run_options& options) {
   if (!options.recorded_times.empty()) return capture_clock(options.recorded_times);
   return capture_clock(times_of(input, options));
@@ -196,12 +192,13 @@ bool active_run::is_ending() const {
 void active_run::on_packet(const packet& packet) {
   take_sign_of_life();
   const std::lock_guard lock(delivery_mutex_);
-  is_waiting_ = false;
+  is_waiting_.store(false, std::memory_order_relaxed);
   if (!is_for_files(packet)) return;
   statistics_.add(packet);
-  if (is_raw(packet)) match_.take(bytes_of(packet));
+  if (is_raw(packet)) match_.take(payload_text(packet));
   host::packet placed = packet;
   place_in_time(placed);
+  note_time(placed);
   lanes_.push(placed);
   display_.take_packet(packet);
   const file_limits& end = options_.recording.end;
@@ -213,12 +210,22 @@ void active_run::on_packet(const packet& packet) {
 }
 
 void active_run::place_in_time(packet& packet) {
-  const std::error_code error = times_.place(packet, host_time(), statistics_);
+  // A file came at another time.
+  const utc_time now = input_.is_live() ? host_time() : 0;
+  const std::error_code error = times_.place(packet, now, statistics_);
   if (!error) return;
   note(
       fmt::format("{} cannot be written ({}): a later decode of the raw trace will not know when "
                   "it was recorded.",
                   platform::path_to_utf8(times_.sidecar_file()), error.message()));
+}
+
+// A report of losses has the time of the packet before it, or none.
+void active_run::note_time(const packet& packet) {
+  if (is_raw(packet) || dropped_traces(packet)) return;
+  const utc_time time = packet.time + packet.time_offset;
+  if (!report_.first_time) report_.first_time = time;
+  report_.last_time = std::max(report_.last_time.value_or(0), time);
 }
 
 // Begins a piece where one is due. False for a packet beyond the run's end.
@@ -268,7 +275,8 @@ void active_run::on_message(std::int32_t level, std::string_view message) {
 
 // A stop before the start has no effect on it.
 void active_run::take_sign_of_life() {
-  if (!is_alive_.exchange(true) && (is_interrupted_ || is_at_limit_)) request_stop();
+  if (is_alive_ || is_alive_.exchange(true)) return;
+  if (is_interrupted_ || is_at_limit_) request_stop();
 }
 
 // Any thread.

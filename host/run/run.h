@@ -10,6 +10,7 @@
 #include "host/run/piece_keeper.h"
 #include "host/run/run_group.h"
 #include "host/run/run_options.h"
+#include "host/run/run_report.h"
 
 namespace veltra::host {
 
@@ -28,6 +29,8 @@ struct run_sinks {
   piece_keeper* keeper = nullptr;
   // The raw trace's file or what its series is called, for the sidecars; empty for a stream.
   std::filesystem::path raw_file = {};
+  // Filled at the run's end, however it ends; may be null.
+  run_report* report = nullptr;
 };
 
 // Runs the plug-in, finishes the sinks and shows the summary as lines of the display.

@@ -40,7 +40,8 @@ exit_code active_run::conclude(source_failure failure) {
   if (!failure && decoding_failure_) failure = *decoding_failure_;
   const bool has_content =
       capture_ != nullptr ? statistics_.has_content() : statistics_.raw_bytes() != 0;
-  const bool is_kept = has_content && (is_live || (!failure && !thrown_));
+  const bool is_cut = options_.only_complete && is_interrupted_ && !is_live;
+  const bool is_kept = has_content && (is_live || (!failure && !thrown_ && !is_cut));
 
   if (thrown_) failures_.push_back(thrown_);
   if (failure) failures_.push_back(std::make_exception_ptr(explain(failure, is_kept)));
@@ -48,12 +49,17 @@ exit_code active_run::conclude(source_failure failure) {
     if (!may_reader_leave(*failed)) failures_.push_back(failed->failure());
   }
   if (capture_ != nullptr && is_kept && finish_sink(*capture_)) {
+    report_.output = capture_->target().name();
     summarise_capture();
     note_mismatch();
   }
   if (key_log_ != nullptr && is_kept && finish_sink(*key_log_)) summarise_key_log();
-  if (raw_trace_ != nullptr && finish_sink(*raw_trace_)) summarise_raw_trace();
+  if (raw_trace_ != nullptr && finish_sink(*raw_trace_)) {
+    if (capture_ == nullptr) report_.output = raw_trace_->target().name();
+    summarise_raw_trace();
+  }
 
+  fill_report();
   if (!failures_.empty()) {
     for (auto each = failures_.begin() + 1; each != failures_.end(); ++each) {
       display_.show_lines(describe_failure(*each).text);
@@ -61,8 +67,24 @@ exit_code active_run::conclude(source_failure failure) {
     std::rethrow_exception(failures_.front());
   }
   if (is_out_of_room_) throw explain_shortage();
-  if (!has_content) throw explain_nothing();
+  if (!has_content || is_cut) throw explain_nothing();
   return is_interrupted_ && !is_live ? exit_code::interrupted : exit_code::ok;
+}
+
+void active_run::fill_report() {
+  if (sinks_.report == nullptr) return;
+  report_.statistics = statistics_;
+  report_.stream_uuid = match_.stream_uuid();
+  if (outlet* const written = capture_ != nullptr ? capture_ : raw_trace_) {
+    report_.packets = written->target().packets();
+    report_.output_bytes = written->target().bytes();
+  }
+  for (const outlet* const each : {raw_trace_, capture_}) {
+    if (each != nullptr) report_.missed += each->missed();
+  }
+  report_.gaps = gap_count_;
+  report_.seconds = std::chrono::duration<double>(steady::now() - begin_).count();
+  *sinks_.report = report_;
 }
 
 // Completes the output; returns whether there is one.
@@ -104,7 +126,7 @@ void active_run::note_mismatch() {
 
 void active_run::summarise_raw_trace() const {
   const std::uint64_t bytes = sinks_.raw_trace->bytes();
-  if (bytes == 0) return;
+  if (bytes == 0 || options_.quiet) return;
   std::string remarks = sinks_.raw_trace->remarks();
   if (capture_ == nullptr) append(remarks, gaps_.describe());
   display_.show_lines(fmt::format("{}: {} of raw trace{}{}\n", sanitize(sinks_.raw_trace->name()),
@@ -133,9 +155,10 @@ user_error active_run::explain(const source_failure& failure, bool is_kept) cons
 
 user_error active_run::explain_nothing() const {
   if (is_interrupted_ && !input_.is_live()) {
-    return {
-        exit_code::interrupted,
-        fmt::format("interrupted before {} gave a packet; no capture was written.", input_.name())};
+    return {exit_code::interrupted,
+            fmt::format("interrupted before {}; no capture was written.",
+                        statistics_.has_content() ? "the end of " + input_.name()
+                                                  : input_.name() + " gave a packet")};
   }
   return input_.explain_nothing(statistics_, options_.database);
 }

@@ -18,9 +18,10 @@ struct output_options {
   std::string file;    // "-" is standard output; may be empty while it has a default
   std::string format;  // "pcapng" or "jsonl"; empty until the name has chosen
   packet_selection packets;
-  std::string key_log;     // file for TLS secrets; empty: none
-  bool is_synced = true;   // down to the device before a file gets its name
-  bool overwrite = false;  // replace what is under a name that was not given
+  std::optional<metadata_use> metadata;  // of JSON Lines; none: each
+  std::string key_log;                   // file for TLS secrets; empty: none
+  bool is_synced = true;                 // down to the device before a file gets its name
+  bool overwrite = false;                // replace what is under a name that was not given
 };
 
 // What it means that the reader of a capture that is a stream stops reading.
@@ -49,6 +50,7 @@ struct run_options {
   std::string plugin;                        // empty: the one that belongs to this program
   bool verbose = false;                      // show the plug-in's messages
   bool quiet = false;                        // no summary
+  bool only_complete = false;                // no capture of a file that was not read to its end
   std::optional<time_base> times;            // none: what suits the input
   std::vector<clock_anchor> recorded_times;  // of a trace with a sidecar; instead of `times`
   reader_role reader = reader_role::reads;

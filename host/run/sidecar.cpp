@@ -105,6 +105,11 @@ std::optional<sidecar> read_sidecar(const std::filesystem::path& path) {
                   platform::path_to_utf8(path)));
 }
 
+std::string recorded_uuid(const std::filesystem::path& trace) {
+  const auto recorded = read_sidecar(sidecar_path(trace));
+  return recorded ? recorded->uuid : std::string();
+}
+
 bool is_sidecar(const std::filesystem::path& path) {
   return !document_in(path).is_null();
 }

@@ -41,6 +41,9 @@ bool is_sidecar(const std::filesystem::path& path);
 // (bad_input) for a sidecar that cannot be read.
 std::optional<sidecar> read_sidecar(const std::filesystem::path& path);
 
+// The UUID in the sidecar of `trace`; empty if there is none. Throws as read_sidecar() does.
+std::string recorded_uuid(const std::filesystem::path& trace);
+
 // The sidecar of a recording that is being made. One thread.
 class sidecar_writer {
  public:

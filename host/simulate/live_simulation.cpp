@@ -17,8 +17,9 @@ namespace veltra::host {
 namespace {
 
 // A reader that sets the port up may drop what has arrived. Playing begins when it has
-// dropped nothing for this long after it opened the port,
-constexpr std::chrono::milliseconds settling{500};
+// dropped nothing for this long after it opened the port, which is far more than a busy
+// machine takes from the one to the other,
+constexpr std::chrono::milliseconds settling{2000};
 // or, once it has dropped something, for this long.
 constexpr std::chrono::milliseconds quiet{250};
 // After the end, how long a reader that has read everything may keep the port open.

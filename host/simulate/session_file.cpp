@@ -7,7 +7,6 @@
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
-#include <memory>
 #include <optional>
 #include <system_error>
 #include <utility>
@@ -147,11 +146,7 @@ session parse_session(std::string_view text, std::string name) {
 
 session read_session(const std::filesystem::path& path) {
   const std::string name = platform::path_to_utf8(path);
-  struct closer {
-    void operator()(std::FILE* file) const noexcept { std::fclose(file); }
-  };
-  const std::unique_ptr<std::FILE, closer> file(
-      platform::open_file(path, platform::open_mode::read));
+  const platform::owned_file file(platform::open_file(path, platform::open_mode::read));
   if (!file) refuse_file(name, reason(errno));
 
   std::string text;

@@ -46,12 +46,16 @@ inline packet make_packet(const kovax_stream_packet_t& record) {
           .payload = {record.data, record.data != nullptr ? record.data_size : 0}};
 }
 
+inline std::string_view payload_text(const packet& packet) {
+  return {reinterpret_cast<const char*>(packet.payload.data()), packet.payload.size()};
+}
+
 // The count in a dropped-traces warning; nothing for every other packet.
 inline std::optional<std::uint64_t> dropped_traces(const packet& packet) {
+  if (packet.layer != "at") return std::nullopt;
   constexpr std::string_view label = "Dropped traces count: ";
-  const std::string_view text(reinterpret_cast<const char*>(packet.payload.data()),
-                              packet.payload.size());
-  if (packet.layer != "at" || !text.starts_with(label)) return std::nullopt;
+  const std::string_view text = payload_text(packet);
+  if (!text.starts_with(label)) return std::nullopt;
   std::uint64_t count = 0;
   const auto [end, error] =
       std::from_chars(text.data() + label.size(), text.data() + text.size(), count);

@@ -4,10 +4,10 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
-#include <memory>
 #include <string>
 #include <string_view>
 
+#include "platform/file.h"
 #include "platform/stream_writer.h"
 
 namespace veltra::host {
@@ -30,13 +30,9 @@ class toolbar {
   void log(std::string_view lines);
 
  private:
-  struct closer {
-    void operator()(std::FILE* file) const noexcept { std::fclose(file); }
-  };
-
   void send(unsigned control, toolbar_command command, std::string_view payload);
 
-  std::unique_ptr<std::FILE, closer> pipe_;
+  platform::owned_file pipe_;
   platform::stream_writer writer_;
 };
 

@@ -22,6 +22,8 @@ const char* mode_text(open_mode mode) {
       return "wbe";
     case open_mode::create:
       return "wbxe";
+    case open_mode::append:
+      return "a+be";
     case open_mode::replace:
       break;
   }

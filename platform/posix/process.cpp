@@ -35,10 +35,6 @@ bool is_program(const std::filesystem::path& path) {
          access(path.c_str(), X_OK) == 0;
 }
 
-struct file_closer {
-  void operator()(std::FILE* file) const noexcept { std::fclose(file); }
-};
-
 // What the child gets instead of this process's own.
 class spawn_setup {
  public:
@@ -139,7 +135,7 @@ std::filesystem::path find_program(const std::string& name) {
 struct process::state {
   pid_t id = -1;
   int output = -1;
-  std::unique_ptr<std::FILE, file_closer> diagnostics;
+  owned_file diagnostics;
 
   ~state() {
     if (output >= 0) close(output);
@@ -185,6 +181,10 @@ std::size_t process::read(std::span<char> into) {
   }
 }
 
+void process::terminate() noexcept {
+  kill(state_->id, SIGTERM);
+}
+
 process::ending process::wait() {
   const int status = state_->collect();
   ending result;
@@ -192,6 +192,7 @@ process::ending process::wait() {
     result.exit_code = WEXITSTATUS(status);
   } else {
     result.killed = true;
+    result.exit_code = 128 + WTERMSIG(status);
   }
   // The child wrote through a descriptor that shares the position with this one.
   std::rewind(state_->diagnostics.get());

@@ -47,6 +47,8 @@ mode_flags flags_of(open_mode mode) {
       return {_O_WRONLY | _O_CREAT | _O_TRUNC, L"wb"};
     case open_mode::create:
       return {_O_WRONLY | _O_CREAT | _O_EXCL, L"wb"};
+    case open_mode::append:
+      return {_O_RDWR | _O_CREAT | _O_APPEND, L"a+b"};
     case open_mode::replace:
       break;
   }

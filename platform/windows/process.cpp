@@ -51,10 +51,6 @@ class system_handle {
   HANDLE handle_ = nullptr;
 };
 
-struct file_closer {
-  void operator()(std::FILE* file) const noexcept { std::fclose(file); }
-};
-
 // One argument as a program's start code splits it off again ("Parsing C command-line
 // arguments" in the system's reference).
 void append_argument(std::wstring& line, const std::wstring& argument) {
@@ -170,7 +166,7 @@ std::filesystem::path find_program(const std::string& name) {
 struct process::state {
   system_handle child;
   system_handle output;
-  std::unique_ptr<std::FILE, file_closer> diagnostics;
+  owned_file diagnostics;
 };
 
 process::process(const std::filesystem::path& program, const std::vector<std::string>& arguments)
@@ -204,6 +200,10 @@ std::size_t process::read(std::span<char> into) {
   }
   if (GetLastError() == ERROR_BROKEN_PIPE) return 0;
   fail("ReadFile");
+}
+
+void process::terminate() noexcept {
+  TerminateProcess(state_->child.get(), terminated_exit_code);
 }
 
 process::ending process::wait() {

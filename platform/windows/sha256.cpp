@@ -29,24 +29,42 @@ struct hash_closer {
 
 }  // namespace
 
-sha256_digest sha256(std::string_view bytes) {
+struct sha256_stream::state {
+  std::unique_ptr<void, provider_closer> provider;
+  std::unique_ptr<void, hash_closer> hash;
+};
+
+sha256_stream::sha256_stream() : state_(std::make_unique<state>()) {
   BCRYPT_ALG_HANDLE opened = nullptr;
   check(BCryptOpenAlgorithmProvider(&opened, BCRYPT_SHA256_ALGORITHM, nullptr, 0));
-  const std::unique_ptr<void, provider_closer> provider(opened);
+  state_->provider.reset(opened);
   BCRYPT_HASH_HANDLE created = nullptr;
-  check(BCryptCreateHash(provider.get(), &created, nullptr, 0, nullptr, 0, 0));
-  const std::unique_ptr<void, hash_closer> hash(created);
+  check(BCryptCreateHash(opened, &created, nullptr, 0, nullptr, 0, 0));
+  state_->hash.reset(created);
+}
 
+sha256_stream::~sha256_stream() = default;
+
+void sha256_stream::add(std::string_view bytes) {
   // A piece's size is a 32-bit number. The interface does not say const, but reads only.
   while (!bytes.empty()) {
     const std::string_view piece = bytes.substr(0, std::numeric_limits<ULONG>::max());
     auto* const data = reinterpret_cast<PUCHAR>(const_cast<char*>(piece.data()));
-    check(BCryptHashData(hash.get(), data, static_cast<ULONG>(piece.size()), 0));
+    check(BCryptHashData(state_->hash.get(), data, static_cast<ULONG>(piece.size()), 0));
     bytes.remove_prefix(piece.size());
   }
+}
+
+sha256_digest sha256_stream::finish() {
   sha256_digest digest{};
-  check(BCryptFinishHash(hash.get(), digest.data(), static_cast<ULONG>(digest.size()), 0));
+  check(BCryptFinishHash(state_->hash.get(), digest.data(), static_cast<ULONG>(digest.size()), 0));
   return digest;
+}
+
+sha256_digest sha256(std::string_view bytes) {
+  sha256_stream stream;
+  stream.add(bytes);
+  return stream.finish();
 }
 
 }  // namespace platform

@@ -1,10 +1,14 @@
 // database_reader.h - finding the database texts in a trace database file.
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <string_view>
 
 namespace veltra {
+
+// Far more than the archive of a modem's databases, so that those are inflated once.
+inline constexpr std::size_t max_held_archive = std::size_t{64} << 20;
 
 // Calls `process` with each JSON text in `bytes`, the whole contents of a trace
 // database file: once with all of them, or, for an `archive` (a gzip compressed
@@ -13,7 +17,11 @@ namespace veltra {
 // that may be none, and is not an error.
 //
 // The text that `process` gets is not ended by a NUL and lives during the call
-// only. Runs `process` on the calling thread.
+// only. Of one of more than `max_text_size` bytes it may have only one byte more than that; a
+// caller refuses those. Runs `process` on the calling thread.
+//
+// An archive that inflates to more than max_held_archive bytes is inflated twice, and no more
+// of it is in memory than a member.
 //
 // Throws std::runtime_error with
 // - "Invalid gzip data" when an archive cannot be decompressed; `process` has
@@ -21,7 +29,7 @@ namespace veltra {
 // - "Trace database has missing fields or is invalid" when `process` throws
 //   anything; no further text is processed, and the caller discards what
 //   `process` has gathered.
-void extract_database_texts(std::string_view bytes, bool archive,
+void extract_database_texts(std::string_view bytes, bool archive, std::size_t max_text_size,
                             const std::function<void(std::string_view text)>& process);
 
 }  // namespace veltra

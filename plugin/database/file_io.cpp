@@ -1,8 +1,8 @@
 #include "plugin/database/file_io.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
-#include <memory>
 
 #include "platform/file.h"
 
@@ -19,11 +19,6 @@ std::error_code last_error() {
   return {errno != 0 ? errno : EIO, std::generic_category()};
 }
 
-struct file_closer {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using open_file = std::unique_ptr<std::FILE, file_closer>;
-
 }  // namespace
 
 file_error::file_error(file_access access, const fs::path& path, std::error_code reason)
@@ -39,16 +34,19 @@ bool path_exists(const fs::path& path) {
   return found;
 }
 
-std::string read_file(const fs::path& path) {
+std::string read_file(const fs::path& path, std::uintmax_t max_size) {
   errno = 0;
-  const open_file file(platform::open_file(path, platform::open_mode::read));
+  const platform::owned_file file(platform::open_file(path, platform::open_mode::read));
   if (!file) throw file_error(file_access::read, path, last_error());
   std::string bytes;
   std::error_code unknown_size;
-  const std::uintmax_t size = fs::file_size(path, unknown_size);
+  const std::uintmax_t size = std::min(max_size, fs::file_size(path, unknown_size));
   if (!unknown_size && size < bytes.max_size()) bytes.reserve(static_cast<std::size_t>(size));
   std::array<char, 65536> block{};
-  while (const std::size_t count = platform::read_bytes(file.get(), block.data(), block.size())) {
+  while (const std::size_t count =
+             platform::read_bytes(file.get(), block.data(),
+                                  static_cast<std::size_t>(std::min<std::uintmax_t>(
+                                      block.size(), max_size - bytes.size())))) {
     bytes.append(block.data(), count);
   }
   if (std::ferror(file.get()) != 0) throw file_error(file_access::read, path, last_error());

@@ -1,7 +1,9 @@
 // file_io.h - whole files in and out, such that no file is ever half written.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
+#include <limits>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -32,9 +34,10 @@ class file_error : public std::runtime_error {
 // from one platform to the next.
 bool path_exists(const std::filesystem::path& path);
 
-// Returns all bytes of a file. Throws file_error "cannot open file: " + path if
-// it cannot be opened or read to its end.
-std::string read_file(const std::filesystem::path& path);
+// Returns all bytes of a file, but at most `max_size` from its start. Throws file_error "cannot
+// open file: " + path if it cannot be opened or read to its end.
+std::string read_file(const std::filesystem::path& path,
+                      std::uintmax_t max_size = std::numeric_limits<std::uintmax_t>::max());
 
 // Makes `bytes` the content of the file `path`, new or in place of what it held, as
 // an atomic_file. What a lost process left of an earlier attempt is removed once it is

@@ -10,6 +10,7 @@
 #include <stdexcept>
 
 namespace veltra {
+
 namespace {
 
 // A window of 2^15 bytes, and 32 to have gzip and zlib headers recognised.
@@ -18,8 +19,10 @@ constexpr int window_bits = 15 + 32;
 // The interface this code is written for. zlib compares the first digit only.
 constexpr const char* interface_version = "1.2.12";
 
-// decompress_gzip() hands over the whole input and a whole step in one call.
+// The whole input and a whole step of decompress_gzip() are handed over in one call.
 static_assert(sizeof(uInt) >= sizeof(std::uint32_t));
+
+}  // namespace
 
 // zlib's state, released on every way out.
 class inflate_stream {
@@ -66,6 +69,8 @@ class inflate_stream {
   z_stream stream_{};
 };
 
+namespace {
+
 // zlib judges a header by pairs of bytes and asks for more when it has half a
 // pair. A file that ends there is a truncated stream only if that half can
 // begin one.
@@ -90,30 +95,62 @@ bool may_begin_a_stream(std::string_view input) {
 
 }  // namespace
 
-std::string decompress_gzip(std::uint32_t limit, std::string_view input) {
-  inflate_stream stream;
-  if (input.size() > limit / 2) {
-    throw std::runtime_error("size may use more memory than intended when decompressing");
+class gzip_reader::state {
+ public:
+  state(std::uint32_t limit, std::string_view input) : limit_(limit), step_(2 * input.size()) {
+    if (input.size() > limit / 2) {
+      throw std::runtime_error("size may use more memory than intended when decompressing");
+    }
+    if (!may_begin_a_stream(input)) {
+      throw std::runtime_error("incorrect header check");
+    }
+    stream_.set_input(input);
+    require_room();
   }
-  if (!may_begin_a_stream(input)) {
-    throw std::runtime_error("incorrect header check");
-  }
-  const std::size_t step = 2 * input.size();
-  stream.set_input(input);
 
-  std::string output;
-  std::size_t produced = 0;
-  std::size_t space_left = 0;
-  while (space_left == 0) {
-    if (step > limit - produced) {
+  std::size_t read(std::span<char> to) {
+    const std::size_t count = to.size() - stream_.inflate_into(to.data(), to.size());
+    produced_ += count;
+    require_room();
+    return count;
+  }
+
+ private:
+  // The step that holds the next byte has to be within the limit as a whole.
+  void require_room() const {
+    if ((produced_ / step_ + 1) * step_ > limit_) {
       throw std::runtime_error(
           "size of output string will use more memory then intended when decompressing");
     }
+  }
+
+  inflate_stream stream_;
+  const std::uint64_t limit_;
+  const std::uint64_t step_;
+  std::uint64_t produced_ = 0;
+};
+
+gzip_reader::gzip_reader(std::uint32_t limit, std::string_view input)
+    : state_(std::make_unique<state>(limit, input)) {}
+
+gzip_reader::~gzip_reader() = default;
+
+std::size_t gzip_reader::read(std::span<char> to) {
+  return state_->read(to);
+}
+
+std::string decompress_gzip(std::uint32_t limit, std::string_view input) {
+  gzip_reader reader(limit, input);
+  const std::size_t step = 2 * input.size();
+  std::string output;
+  std::size_t produced = 0;
+  std::size_t count = step;
+  while (count == step) {
     // The string's capacity grows geometrically, so equal steps do not copy the
     // bytes over and over.
     output.resize(produced + step);
-    space_left = stream.inflate_into(output.data() + produced, step);
-    produced += step - space_left;
+    count = reader.read(std::span(output).subspan(produced));
+    produced += count;
   }
   output.resize(produced);
   return output;
@@ -136,15 +173,6 @@ gzip_extent measure_gzip(std::string_view input) {
   }
   extent.is_whole = result == Z_STREAM_END;
   return extent;
-}
-
-bool try_decompress_gzip(std::string_view input, std::string& output) {
-  try {
-    output = decompress_gzip(decompression_limit, input);
-    return true;
-  } catch (const std::runtime_error&) {
-    return false;
-  }
 }
 
 }  // namespace veltra

@@ -6,6 +6,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -34,6 +36,24 @@ inline constexpr std::uint32_t decompression_limit = 2'000'000'000;
 //   stream of either kind or is corrupt.
 std::string decompress_gzip(std::uint32_t limit, std::string_view input);
 
+// The same piece by piece, in constant memory.
+class gzip_reader {
+ public:
+  // `input` outlives the reader. Throws as decompress_gzip() does before it inflates.
+  gzip_reader(std::uint32_t limit, std::string_view input);
+  gzip_reader(const gzip_reader&) = delete;
+  gzip_reader& operator=(const gzip_reader&) = delete;
+  ~gzip_reader();
+
+  // Inflates into `to` and returns the count of bytes, which is smaller than that of `to`
+  // only at the end of the stream. Throws as decompress_gzip() does.
+  std::size_t read(std::span<char> to);
+
+ private:
+  class state;
+  std::unique_ptr<state> state_;
+};
+
 // How far the stream at the start of an input goes.
 struct gzip_extent {
   std::size_t size = 0;   // bytes of the input up to its end
@@ -43,10 +63,5 @@ struct gzip_extent {
 // Inflates the stream and drops its bytes, in constant memory. Throws std::runtime_error
 // "inflate init failed".
 gzip_extent measure_gzip(std::string_view input);
-
-// Inflates `input` within `decompression_limit`. Returns true with the bytes in
-// `output`, or false, leaving `output` as it was, when decompress_gzip() throws
-// std::runtime_error. Any other exception (no memory) passes through.
-bool try_decompress_gzip(std::string_view input, std::string& output);
 
 }  // namespace veltra

@@ -151,18 +151,27 @@ std::string normalize_member_name(std::string_view name) {
   return std::string(name.empty() || name == ".." ? "." : name);
 }
 
-void visit_ustar_members(std::string_view archive,
+void visit_ustar_members(std::uint64_t size, const archive_source& read,
+                         std::size_t max_member_size,
                          const std::function<void(std::string_view data)>& visit) {
-  while (archive.size() >= ustar_block_size) {
-    const ustar_header header = parse_ustar_header(ustar_block(archive.data(), ustar_block_size));
-    archive.remove_prefix(ustar_block_size);
+  std::array<char, ustar_block_size> block;
+  std::string data;
+  while (size >= block.size()) {
+    read(block);
+    size -= block.size();
+    const ustar_header header = parse_ustar_header(block);
     // An end block, a directory and an empty file all have the size 0.
-    if (!header.error.empty() || header.size == 0 || header.size > archive.size()) {
-      return;
-    }
-    visit(archive.substr(0, header.size));
-    const std::size_t blocks = (header.size + ustar_block_size - 1) / ustar_block_size;
-    archive.remove_prefix(std::min(blocks * ustar_block_size, archive.size()));
+    if (!header.error.empty() || header.size == 0 || header.size > size) return;
+    const bool is_too_large = header.size > max_member_size;
+    data.resize(is_too_large ? max_member_size + 1 : header.size);
+    read(data);
+    visit(data);
+    if (is_too_large) return;
+    size -= header.size;
+    const std::size_t padding = (block.size() - header.size % block.size()) % block.size();
+    if (padding > size) return;
+    read(std::span(block).first(padding));
+    size -= padding;
   }
 }
 

@@ -62,14 +62,19 @@ std::uint32_t ustar_checksum(ustar_block block);
 // for a name of which nothing or ".." is left. Inner and trailing ".." stay.
 std::string normalize_member_name(std::string_view name);
 
-// Calls `visit` with the data of each member, in archive order. The view lives
-// as long as `archive`.
+// Gives the next bytes of an archive; never asked for more than there are.
+using archive_source = std::function<void(std::span<char> to)>;
+
+// Calls `visit` with the data of each member of an archive of `size` bytes, in archive
+// order. The view lives during the call. Of a member of more than `max_member_size` bytes it
+// has one byte more than that, and no member follows.
 //
 // The walk ends without a word at an end block, at a header that is in error, at
-// a directory or an empty file, at a member that `archive` does not hold whole
+// a directory or an empty file, at a member that the archive does not hold whole
 // and where less than a block is left. The last member need not be padded. An
-// exception out of `visit` ends the walk and passes through.
-void visit_ustar_members(std::string_view archive,
+// exception out of `read` or `visit` ends the walk and passes through.
+void visit_ustar_members(std::uint64_t size, const archive_source& read,
+                         std::size_t max_member_size,
                          const std::function<void(std::string_view data)>& visit);
 
 }  // namespace veltra

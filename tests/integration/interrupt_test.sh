@@ -74,7 +74,7 @@ for signal in INT TERM; do
   # Not cut in its last packet, either.
   capinfos -c $signal.pcapng >capinfos.txt 2>&1 || fail "the capture is not whole" "$(cat capinfos.txt)"
   [ "$(tail -c 1 $signal.jsonl | od -An -tx1 | tr -d ' ')" = 0a ] || fail "the last line is cut"
-  tail -n 1 $signal.jsonl | grep -q '^{"sequence":.*}}$' || fail "the last line is not whole"
+  tail -n 1 $signal.jsonl | grep -q '^{"sequence":.*}$' || fail "the last line is not whole"
 done
 
 # Long enough that no pipe takes all of it.
@@ -123,6 +123,6 @@ code=0
 wait $running || code=$?
 [ $code = 130 ] || fail "exit code $code after Ctrl-C when the reader is slow" "$(cat messages.txt)"
 wait $reading
-tail -n 1 slow.jsonl | grep -q '^{"sequence":.*}}$' || fail "the slow reader's last line is cut"
+tail -n 1 slow.jsonl | grep -q '^{"sequence":.*}$' || fail "the slow reader's last line is cut"
 written=$(sed -n 's/^pipe: \([0-9]*\) packets.*/\1/p' messages.txt)
 [ "$(wc -l <slow.jsonl)" = "$written" ] || fail "the slow reader has not all $written packets"

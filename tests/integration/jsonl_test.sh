@@ -10,7 +10,7 @@ messages=$(grep -vc '^#' "$session")
 [ "$(wc -l <trace.jsonl)" = "$messages" ] || fail "not one line a message"
 
 # Time, layer and payload are those of the session.
-sed -nE 's/^\{"sequence":[0-9]+,"time":([0-9]+),"layer":"([^"]*)","category":"(network|tls)","payload":"([0-9a-f]*)","metadata":\{"data_offset":[0-9]+,"data_size":[0-9]+,"modem_db_path":"[^"]+","modem_db_uuid":"[-0-9a-f]+"\}\}$/\1\t\2\t\4/p' \
+sed -nE 's/^\{"sequence":[0-9]+,"time":([0-9]+),"layer":"([^"]*)","category":"(network|tls)","payload":"([0-9a-f]*)","metadata":\{"data_offset":[0-9]+,"data_size":[0-9]+,"modem_db_path":"[^"]+","modem_db_uuid":"[-0-9a-f]+"\}(,"direction":"(sent|received)")?(,"kind":"at","text":".*"|,"kind":"dropped","count":[0-9]+)?\}$/\1\t\2\t\4/p' \
   trace.jsonl >got.txt
 awk -F'\t' -v OFS='\t' '!/^#/ {print $1 * 1000, $2, $3}' "$session" >expected.txt
 same expected.txt got.txt "the messages"

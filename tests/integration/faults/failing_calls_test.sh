@@ -4,8 +4,7 @@
 # always has. A file has its name only when it is whole.
 #   failing_calls_test.sh VELTRA SESSION.tsv FAILING_CALLS.so
 # Tries about VELTRA_FAILING_CALLS calls (80) of each command, evenly spread; 0: all.
-. "$(dirname "$0")/../checks.sh"
-veltra=$1 session=$2 library=$3
+. "$(dirname "$0")/faults.sh"
 budget=${VELTRA_FAILING_CALLS-80}
 findings=0 runs=0
 
@@ -31,7 +30,7 @@ faulty() {
   local kind=$1 call=$2 on=$3
   shift 3
   code=0
-  timeout 20 env ${on:+FAILING_ON=1} FAILING_WITH="$kind" FAILING_CALL="$call" \
+  timeout 100 env ${on:+FAILING_ON=1} FAILING_WITH="$kind" FAILING_CALL="$call" \
     FAILING_COUNT="$work.count" LD_PRELOAD="$library" "$@" >"$work.out" 2>"$work.err" || code=$?
   runs=$((runs + 1))
 }
@@ -75,8 +74,7 @@ judge_capture() {
     grep -q '^veltra: line was lost (port closed: No such device' "$work.err"; then
     cmp -s raw.bin whole/trace.bin || finding "$size bytes of raw trace"
   fi
-  kill %% 2>/dev/null || true
-  wait
+  end_modem
 }
 
 # try_all JUDGE COMMAND...: every call of the command, by the kinds of failure; before each run `prepare` is called.
@@ -107,52 +105,13 @@ try_all() {
   done
 }
 
-echo old >old
-mkdir whole
-
-# simulate, from a session to a trace and its database
-cp "$session" session.tsv
-"$veltra" simulate session.tsv --trace whole/trace.bin --database whole/database.gz >/dev/null
-outputs=(trace.bin database.gz)
-prepare() { cp old trace.bin && cp old database.gz; }
-try_all judge_outputs "$veltra" simulate session.tsv --trace trace.bin --database database.gz
-
-# decode, with a database by name
-cp whole/trace.bin whole/database.gz .
-"$veltra" decode trace.bin --database database.gz --format jsonl -o whole/out.jsonl 2>/dev/null
-outputs=(out.jsonl)
-prepare() { cp old out.jsonl; }
-try_all judge_outputs "$veltra" decode trace.bin --database database.gz --format jsonl -o out.jsonl
-"$veltra" decode trace.bin --database database.gz -o out.pcapng 2>/dev/null
-cp out.pcapng whole/
-outputs=(out.pcapng)
-prepare() { cp old out.pcapng; }
-try_all judge_outputs "$veltra" decode trace.bin --database database.gz -o out.pcapng
-
-# db sync, from a directory
-uuid=$("$veltra" db show database.gz | sed -n 's/^ *UUID *//p')
-mkdir origin
-cp database.gz origin/
-printf '{"firmwares": {"updated_timestamp": "2024-01-01 00:00:00", "devices": [{"type": "modem",
-  "versions": [{"version": "1", "uuid": "%s", "database": {"path": "${root}database.gz",
-  "sha256": "%s"}}]}]}}' "$uuid" "$(sha256sum database.gz | cut -d ' ' -f 1)" >origin/config.json
-mkdir -p "whole/cache/modem/1/$uuid"
-cp origin/config.json whole/cache/
-cp database.gz "whole/cache/modem/1/$uuid/"
-outputs=(cache/config.json "cache/modem/1/$uuid/database.gz")
-prepare() { rm -rf cache; }
-try_all judge_outputs "$veltra" db sync --cache cache --update --location '${root}config.json' \
-  --root "file://$work/origin"
+each_command try_all judge_outputs
 
 # capture, from a line; fewer calls, for each run has a modem of its own
 [ "$budget" = 0 ] || budget=$((budget / 3 + 1))
 prepare() {
-  rm -f line raw.bin* out.jsonl
-  "$veltra" simulate session.tsv --pty line --speed max --database modem.json >/dev/null 2>&1 &
-  until [ -e line ]; do
-    kill -0 $! 2>/dev/null || fail "the modem does not run"
-    sleep 0.005
-  done
+  rm -f raw.bin* out.jsonl
+  begin_modem
 }
 try_all judge_capture "$veltra" capture --port line --database database.gz --raw raw.bin \
   --format jsonl -o out.jsonl

@@ -5,7 +5,7 @@
 //                  Counted are writes, syncs, closes and renames of any file.
 //   POWER_DISK     a directory: of each file that was synced it gets a copy, under the
 //                  inode's number; and, in "count", how many calls there were
-// A new name that no sync of its directory followed is kept in POWER_DISK as "unsynced".
+// A new name that no sync of a directory followed is kept in POWER_DISK as "unsynced".
 #define _GNU_SOURCE
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -69,6 +69,38 @@ __attribute__((destructor)) static void end(void) {
   real_fclose()(file);
 }
 
+static void note_new_name(void) {
+  real_fclose()(open_on_disk("unsynced"));
+}
+
+// A number may be that of a file that is gone.
+static void forget(int descriptor) {
+  struct stat status;
+  char name[32];
+  if (fstat(descriptor, &status) != 0) return;
+  snprintf(name, sizeof name, "%lu", (unsigned long)status.st_ino);
+  remove_from_disk(name);
+}
+
+static FILE* open_counted(__typeof__(fopen)* real, const char* path, const char* mode) {
+  const int is_new = disk != NULL && mode[0] == 'w' && access(path, F_OK) != 0;
+  FILE* const file = real(path, mode);
+  if (file == NULL || !is_new) return file;
+  forget(fileno(file));
+  note_new_name();
+  return file;
+}
+
+FILE* fopen(const char* restrict path, const char* restrict mode) {
+  REAL(fopen);
+  return open_counted(real, path, mode);
+}
+
+FILE* fopen64(const char* restrict path, const char* restrict mode) {
+  REAL(fopen64);
+  return open_counted(real, path, mode);
+}
+
 static void keep(int descriptor) {
   struct stat status;
   if (disk == NULL || fstat(descriptor, &status) != 0) return;
@@ -124,7 +156,7 @@ int fclose(FILE* file) {
 int rename(const char* from, const char* to) {
   REAL(rename);
   const int result = real(from, to);
-  if (disk != NULL) real_fclose()(open_on_disk("unsynced"));
+  if (disk != NULL) note_new_name();
   count();
   return result;
 }

@@ -14,6 +14,8 @@ namespace {
 
 using kovax::json;
 
+constexpr std::string_view port_label = "started successfully on port ";
+
 std::string decode_base64(std::string_view text) {
   constexpr std::string_view digits =
       "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
@@ -33,20 +35,16 @@ std::string decode_base64(std::string_view text) {
   return result;
 }
 
-// The driver names its port on a line of its output.
-std::string read_address(platform::process& driver) {
-  constexpr std::string_view label = "started successfully on port ";
+// What the driver printed up to and with the line that names its port, or up to its end.
+std::string read_start(platform::process& driver) {
   std::string output;
   char piece[256];
   while (const std::size_t count = driver.read(piece)) {
     output.append(piece, count);
-    const std::size_t begin = output.find(label);
-    if (begin == std::string::npos) continue;
-    const std::size_t end = output.find_first_not_of("0123456789", begin + label.size());
-    if (end == std::string::npos) continue;
-    return "http://127.0.0.1:" + output.substr(begin + label.size(), end - begin - label.size());
+    const std::size_t label = output.find(port_label);
+    if (label != std::string::npos && output.find('\n', label) != std::string::npos) break;
   }
-  throw std::runtime_error("the driver did not start: " + output);
+  return output;
 }
 
 }  // namespace
@@ -57,9 +55,7 @@ bool browser::is_installed() {
 }
 
 browser::browser(const settings& wanted) {
-  driver_ = std::make_unique<platform::process>(platform::find_program("chromedriver"),
-                                                std::vector<std::string>{"--port=0"});
-  address_ = read_address(*driver_);
+  start_driver();
   json arguments = {
       "--headless",
       "--no-sandbox",
@@ -81,6 +77,26 @@ browser::browser(const settings& wanted) {
         {{"alwaysMatch",
           {{"goog:chromeOptions", options}, {"goog:loggingPrefs", {{"browser", "ALL"}}}}}}}});
   session_ = "/session/" + created.at("sessionId").get<std::string>();
+}
+
+void browser::start_driver() {
+  // The driver takes a port that is free with IPv6 and ends if IPv4 has it in use, as any
+  // connection of another program may have.
+  std::string output;
+  for (int attempt = 0; attempt < 20; ++attempt) {
+    driver_ = std::make_unique<platform::process>(platform::find_program("chromedriver"),
+                                                  std::vector<std::string>{"--port=0"});
+    output = read_start(*driver_);
+    const std::size_t label = output.find(port_label);
+    if (label != std::string::npos) {
+      const std::size_t begin = label + port_label.size();
+      const std::size_t end = output.find_first_not_of("0123456789", begin);
+      address_ = "http://127.0.0.1:" + output.substr(begin, end - begin);
+      return;
+    }
+    if (output.find("port not available") == std::string::npos) break;
+  }
+  throw std::runtime_error("the driver did not start: " + output);
 }
 
 browser::~browser() {

@@ -52,6 +52,7 @@ class browser {
   std::string print();
 
  private:
+  void start_driver();
   kovax::json command(const char* method, const std::string& path, const kovax::json& body);
   kovax::json session_command(const std::string& path, const kovax::json& body);
 

@@ -152,9 +152,9 @@ void check_parts(const analysis& all) {
   using testing::IsSubsetOf;
   std::set<std::string> whole = ended_procedures(all.messages);
   for (const procedure& each : all.procedures) {
-    const bool has_confirmation = each.kind == procedure_kind::attach ||
-                                  each.kind == procedure_kind::sms_sent ||
-                                  each.kind == procedure_kind::sms_received;
+    const bool has_confirmation =
+        each.kind == procedure_kind::attach || each.kind == procedure_kind::authentication ||
+        each.kind == procedure_kind::sms_sent || each.kind == procedure_kind::sms_received;
     if (!has_confirmation || each.frames.size() < 2) continue;
     whole.insert(fmt::format("{} {}-{}", procedure_id(each.kind), each.first_frame(),
                              each.frames[each.frames.size() - 2]));

@@ -141,5 +141,14 @@ TEST(loss_monitor, after_a_reset_a_stream_begins) {
   EXPECT_FALSE(monitor.unreported().any());
 }
 
+TEST(loss_monitor, a_trace_that_was_lost_on_its_way_out_is_a_missing_frame) {
+  loss_monitor monitor;
+  monitor.intact_frame(1);
+  monitor.lost_trace();
+  monitor.intact_frame(2);
+  EXPECT_EQ(monitor.unreported().missing, 1U);
+  EXPECT_EQ(monitor.unreported().damaged, 0U);
+}
+
 }  // namespace
 }  // namespace open_decoder

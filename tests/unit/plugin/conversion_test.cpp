@@ -224,8 +224,8 @@ TEST(peer_buffer_index, finds_the_first_element_with_both_ids) {
   peer_buffer_index index;
   index.build(list);
   ASSERT_NE(index.find(list, 1, 2), nullptr);
-  EXPECT_EQ((*index.find(list, 1, 2))["n"], "a");
-  EXPECT_EQ((*index.find(list, 1, 3))["n"], "b");
+  EXPECT_EQ(list[index.find(list, 1, 2)->position]["n"], "a");
+  EXPECT_EQ(list[index.find(list, 1, 3)->position]["n"], "b");
   EXPECT_EQ(index.find(list, 1, 4), nullptr);
   EXPECT_EQ(index.find(list, 2, 2), nullptr);
 }

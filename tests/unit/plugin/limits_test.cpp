@@ -32,8 +32,9 @@ TEST(limits, a_database_text_that_is_too_large_is_refused_before_it_is_read) {
   // The bytes are not there: reading them would crash.
   const std::string_view text("{", max_database_text_bytes + 1);
   EXPECT_THROW(process_database_text(collection, {keep_line, &lines}, text), std::runtime_error);
-  EXPECT_EQ(lines, std::vector<std::string>{
-                       "5 a database has 268435457 bytes, and at most 268435456 are read"});
+  EXPECT_EQ(lines,
+            std::vector<std::string>{
+                "5 a database has more than 268435456 bytes, which are the most that are read"});
 }
 
 TEST(limits, a_trace_that_no_packet_can_hold_is_cut) {

@@ -137,7 +137,8 @@ TEST_F(command_line_test, names_must_not_be_empty) {
 }
 
 TEST_F(command_line_test, an_empty_word_is_not_expected) {
-  EXPECT_THAT(usage_failure_of({"decode", "t", ""}), HasSubstr("was not expected"));
+  EXPECT_THAT(usage_failure_of({"explain", "t", ""}), HasSubstr("was not expected"));
+  EXPECT_THAT(usage_failure_of({"decode", "t", ""}), HasSubstr("TRACE: the name is empty"));
   EXPECT_THAT(usage_failure_of({"capture", "-p", "x", "", "--location"}), HasSubstr("--location"));
 }
 

@@ -83,6 +83,18 @@ TEST_F(decode_test, raw_packets_join_on_request) {
   EXPECT_EQ(captured("trace.pcapng").size(), 2U);
 }
 
+TEST_F(decode_test, metadata_are_refused_where_there_are_none) {
+  script({{"steps", {raw_step, packet_step("ip", "E")}}});
+  EXPECT_THAT(refusal_of(
+                  [&] {
+                    decode({"--metadata", "none"});
+                  },
+                  exit_code::usage),
+              HasSubstr("--metadata is about JSON Lines"));
+  EXPECT_EQ(decode({"--metadata", "none", "-f", "jsonl"}), exit_code::ok);
+  EXPECT_THAT(content(at("trace.jsonl")), Not(HasSubstr("metadata")));
+}
+
 TEST_F(decode_test, standard_output_gets_the_capture_and_nothing_else) {
   script({{"steps", {packet_step("ip", "E")}}});
   test_support::captured_stdout stdout_bytes;

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include "host/database/archive_lint.h"
 #include "implementation/json.h"
 #include "tests/support/database_builder.h"
 #include "tests/support/tar_builder.h"
@@ -218,6 +219,16 @@ TEST_F(database_lint_test, what_ends_the_reading_is_named_and_the_rest_is_checke
               ElementsAre("fault link: a symbolic link" + ends));
   EXPECT_THAT(lint_tar(tar_file("mcu.json", database.dump()) + tar_file("empty", "") + tar_end()),
               ElementsAre("fault empty: an empty file" + ends));
+}
+
+TEST_F(database_lint_test, an_archive_that_inflates_to_too_much_is_named_and_not_held) {
+  const std::string bytes = compress(tar_archive({{"mcu.json", std::string(10'000, ' ')}}));
+  EXPECT_THAT(inspect_archive(bytes).members, testing::SizeIs(1));
+  const archive_contents contents = inspect_archive(bytes, 5000);
+  EXPECT_THAT(contents.members, IsEmpty());
+  ASSERT_EQ(contents.findings.size(), 1U);
+  EXPECT_EQ(contents.findings[0].text,
+            "the archive inflates to more than 5000 bytes, and no more are checked");
 }
 
 TEST_F(database_lint_test, what_is_no_archive_is_named) {

@@ -86,6 +86,61 @@ TEST(jsonl_sink, missing_metadata_are_an_empty_object) {
   EXPECT_EQ(kovax::json::parse(lines[0]).at("metadata"), kovax::json::object());
 }
 
+TEST(jsonl_sink, a_message_has_its_direction_where_its_layer_or_type_shows_it) {
+  const auto lines = lines_of({packet_of("lte_rrc.ul_dcch", "U"), packet_of("lte_rrc.pcch", "P"),
+                               packet_of("nas-eps", "\x07\x41"), packet_of("nas-eps", "\x07\x45"),
+                               packet_of("ip", "E"), packet_of("unheard_of", "x")});
+  ASSERT_EQ(lines.size(), 6U);
+  EXPECT_EQ(kovax::json::parse(lines[0]).at("direction"), "sent");
+  EXPECT_EQ(kovax::json::parse(lines[1]).at("direction"), "received");
+  EXPECT_EQ(kovax::json::parse(lines[2]).at("direction"), "sent");
+  for (const std::size_t unknown : {3U, 4U, 5U}) {
+    EXPECT_THAT(lines[unknown], testing::EndsWith(R"(,"metadata":{}})"));
+  }
+}
+
+TEST(jsonl_sink, an_at_text_is_beside_its_bytes) {
+  const auto lines = lines_of({packet_of("at", "AT+CGMI\r\n"), packet_of("at", "\"\xff\r\n")});
+  ASSERT_EQ(lines.size(), 2U);
+  EXPECT_THAT(lines[0],
+              testing::EndsWith(R"("payload":"41542b43474d490d0a","metadata":{},)"
+                                R"("direction":"sent","kind":"at","text":"AT+CGMI\r\n"})"));
+  EXPECT_EQ(kovax::json::parse(lines[1]).at("direction"), "received");
+  EXPECT_EQ(kovax::json::parse(lines[1]).at("text"), "\"\xef\xbf\xbd\r\n");
+}
+
+TEST(jsonl_sink, a_report_of_losses_has_its_count) {
+  const auto lines = lines_of({packet_of("at", "Dropped traces count: 7")});
+  ASSERT_EQ(lines.size(), 1U);
+  EXPECT_THAT(lines[0], testing::EndsWith(R"(,"metadata":{},"kind":"dropped","count":7})"));
+}
+
+TEST(jsonl_sink, metadata_come_as_often_as_they_are_wanted) {
+  const char* const database = R"("modem_db_uuid":"u-1"})";
+  const char* const other = R"("modem_db_uuid":"u-2"})";
+  const std::vector<std::string> metadata = {R"({"data_offset":1})", R"({"data_offset":2})",
+                                             R"({"data_offset":2,)" + std::string(database),
+                                             R"({"data_offset":9,)" + std::string(database),
+                                             R"({"data_offset":9,)" + std::string(other)};
+  const auto with_metadata = [&](metadata_use use) {
+    test_support::temp_directory directory;
+    jsonl_sink sink(directory.path() / "out", {}, use);
+    EXPECT_EQ(sink.wants_metadata(), use != metadata_use::none);
+    sink.begin();
+    for (const std::string& each : metadata) sink.write(packet_of("ip", "E", each));
+    sink.finish();
+    std::vector<bool> are_there;
+    std::istringstream text(content(directory.path() / "out"));
+    for (std::string line; std::getline(text, line);) {
+      are_there.push_back(kovax::json::parse(line).contains("metadata"));
+    }
+    return are_there;
+  };
+  EXPECT_THAT(with_metadata(metadata_use::each), ElementsAre(true, true, true, true, true));
+  EXPECT_THAT(with_metadata(metadata_use::once), ElementsAre(true, false, true, false, true));
+  EXPECT_THAT(with_metadata(metadata_use::none), ElementsAre(false, false, false, false, false));
+}
+
 TEST(jsonl_sink, a_gap_is_a_line_of_its_own) {
   const auto lines = lines_of([](sink& to) {
     to.write(packet_of("ip", ""));

@@ -76,8 +76,8 @@ std::uint64_t count_in(const capture_block& statistics, std::uint16_t option) {
   return capture_block{0, statistics.options(12).at(option)}.u64(0);
 }
 
-constexpr std::uint16_t received = 4;  // isb_ifrecv
-constexpr std::uint16_t dropped = 5;   // isb_ifdrop
+constexpr std::uint16_t received_count = 4;  // isb_ifrecv
+constexpr std::uint16_t dropped_count = 5;   // isb_ifdrop
 
 std::vector<std::string> interfaces(const std::vector<captured_packet>& packets) {
   std::vector<std::string> names;
@@ -231,11 +231,11 @@ TEST_F(pcapng_sink_test, statistics_close_each_interface_with_its_losses) {
   const auto statistics = statistics_of(written());
   ASSERT_EQ(statistics.size(), 2U);
   EXPECT_EQ(statistics[0].u32(0), 0U);
-  EXPECT_EQ(count_in(statistics[0], received), 1U);
-  EXPECT_EQ(count_in(statistics[0], dropped), 0U);
+  EXPECT_EQ(count_in(statistics[0], received_count), 1U);
+  EXPECT_EQ(count_in(statistics[0], dropped_count), 0U);
   EXPECT_EQ(statistics[1].u32(0), 1U);
-  EXPECT_EQ(count_in(statistics[1], received), 3U);
-  EXPECT_EQ(count_in(statistics[1], dropped), 12U);
+  EXPECT_EQ(count_in(statistics[1], received_count), 3U);
+  EXPECT_EQ(count_in(statistics[1], dropped_count), 12U);
   for (const capture_block& block : statistics) {
     EXPECT_EQ(std::uint64_t{block.u32(4)} << 32 | block.u32(8), 30U) << "the latest time";
   }
@@ -279,9 +279,9 @@ TEST_F(pcapng_sink_test, a_gap_is_a_comment_of_the_next_packet_and_dropped_on_it
   EXPECT_EQ(packets[3].comment, "");
   const auto statistics = statistics_of(file);
   ASSERT_EQ(statistics.size(), 3U);
-  EXPECT_EQ(count_in(statistics[0], dropped), 0U);
-  EXPECT_EQ(count_in(statistics[1], dropped), 3U);
-  EXPECT_EQ(count_in(statistics[2], dropped), 1U);
+  EXPECT_EQ(count_in(statistics[0], dropped_count), 0U);
+  EXPECT_EQ(count_in(statistics[1], dropped_count), 3U);
+  EXPECT_EQ(count_in(statistics[2], dropped_count), 1U);
 }
 
 TEST_F(pcapng_sink_test, secrets_without_ip_packets_are_kept) {

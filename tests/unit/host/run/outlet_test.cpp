@@ -170,6 +170,7 @@ TEST_F(outlet_test, the_end_waits_until_everything_is_written) {
       outlet to(sink, each);
       to.start();
       to.push(packet_of("ip", "1"));
+      to.tick();
       entered_.take();
       to.push(packet_of("ip", "2"));
       to.push(packet_of("ip", "3"));

@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <cstdint>
 #include <random>
 #include <span>
@@ -60,19 +59,18 @@ TEST(receive_buffer, any_interleaving_keeps_every_byte) {
 }
 
 TEST(receive_buffer, taking_costs_nothing_proportional_to_what_remains) {
-  // Moving the remainder on every take would touch about 8 TB here and take
-  // hours; the limit is far from both.
+  // Moving the remainder on every take would touch about 8 TB here and take hours; the
+  // test program's time limit ends that, on a busy machine too.
   constexpr std::size_t size = std::size_t{64} << 20;
   receive_buffer buffer;
   buffer.append(std::vector<std::uint8_t>(size));
-  const auto begin = std::chrono::steady_clock::now();
   std::string output;
   for (std::size_t taken = 0; taken < size; taken += 256) {
     output.clear();
     buffer.take(256, output);
     if (taken % 4096 == 0) buffer.append(bytes_of("trickle"));
   }
-  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20));
+  EXPECT_EQ(buffer.size(), size / 4096 * std::string("trickle").size());
 }
 
 }  // namespace

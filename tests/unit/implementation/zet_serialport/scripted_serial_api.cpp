@@ -96,7 +96,7 @@ void scripted_serial_api::deliver_on_cancel(const std::string& bytes) {
 
 bool scripted_serial_api::await_calls(operation awaited, int count) {
   std::unique_lock lock(mutex_);
-  return changed_.wait_for(lock, std::chrono::seconds(10), [&] {
+  return changed_.wait_for(lock, std::chrono::hours(1), [&] {
     return std::count(history_.begin(), history_.end(), awaited) >= count;
   });
 }

@@ -20,6 +20,9 @@ using serial_test::scripted_serial_api;
 using std::chrono::milliseconds;
 using steady = std::chrono::steady_clock;
 
+// A read that has to wait longer has the time limit of the whole program.
+constexpr std::chrono::hours long_enough{1};
+
 class serial_read : public ::testing::Test {
  protected:
   serial_read() { script_.restart(); }
@@ -112,9 +115,7 @@ TEST_F(serial_read, a_time_out_leaves_what_has_come_for_the_next_read) {
   open_and_receive(port, "abc");
   const auto begin = steady::now();
   EXPECT_EQ(failure_of_read(port, ERR_TIMEOUT, 4, milliseconds(100)), "read timeout");
-  const auto elapsed = steady::now() - begin;
-  EXPECT_GE(elapsed, milliseconds(100));
-  EXPECT_LT(elapsed, milliseconds(5000));
+  EXPECT_GE(steady::now() - begin, milliseconds(100));
   std::string output;
   port.read(output, 3);
   EXPECT_EQ(output, "abc");
@@ -145,7 +146,7 @@ TEST_F(serial_read, waits_until_enough_has_come_in_pieces) {
     for (int piece = 0; piece < 100; ++piece) script_.deliver("0123456789");
   });
   std::string output;
-  port.read(output, 1000, milliseconds(10000));
+  port.read(output, 1000, long_enough);
   sender.join();
   EXPECT_EQ(output.size(), 1000U);
   EXPECT_EQ(port.bytes_available(), 0U);
@@ -165,7 +166,7 @@ TEST_F(serial_read, closing_wakes_a_read_without_a_time_out) {
 TEST_F(serial_read, closing_wakes_a_read_with_a_time_out) {
   for_each_meeting([](zet_serialport& port, const auto& meet) {
     std::thread reader([&port] {
-      EXPECT_EQ(failure_of_read(port, ERR_SERIALPORT_OPEN, 1, milliseconds(20000)), "port closed");
+      EXPECT_EQ(failure_of_read(port, ERR_SERIALPORT_OPEN, 1, long_enough), "port closed");
     });
     meet();
     port.close();
@@ -212,7 +213,7 @@ TEST_F(serial_read, several_threads_share_the_bytes_and_lose_none) {
   for (std::size_t i = 0; i < std::size(counts); ++i) {
     total += counts[i] * reads;
     readers.emplace_back([&port, &output = outputs[i], count = counts[i]] {
-      for (int read = 0; read < reads; ++read) port.read(output, count, milliseconds(20000));
+      for (int read = 0; read < reads; ++read) port.read(output, count, long_enough);
     });
   }
   std::size_t sums[256] = {};
@@ -240,9 +241,8 @@ TEST_F(serial_read, a_read_of_little_is_not_held_up_by_one_of_much) {
     // machine one yield lasts milliseconds.
     for (int pause = 0; pause < round % 16; ++pause) std::this_thread::yield();
     script_.deliver("x");
-    EXPECT_EQ(first.wait_for(std::chrono::seconds(20)), std::future_status::ready);
+    EXPECT_NO_THROW(first.get());  // before there is enough for the other
     script_.deliver(std::string(100, 'y'));
-    EXPECT_NO_THROW(first.get());
     EXPECT_NO_THROW(second.get());
     EXPECT_EQ(little.size(), 1U);
     EXPECT_EQ(much.size(), 100U);

@@ -53,10 +53,22 @@ TEST(process, has_no_input) {
   running.wait();
 }
 
+TEST(process, can_be_asked_to_end) {
+  platform::process running("/bin/sh",
+                            {"-c", "trap 'exit 7' TERM; echo ready; while :; do :; done"});
+  std::array<char, 6> ready{};
+  ASSERT_NE(running.read(ready), 0U);
+  running.terminate();
+  EXPECT_EQ(read_all(running), "");
+  EXPECT_EQ(running.wait().exit_code, 7);
+}
+
 TEST(process, reports_a_program_that_a_signal_ends) {
   platform::process running("/bin/sh", {"-c", "kill -9 $$"});
   EXPECT_EQ(read_all(running), "");
-  EXPECT_TRUE(running.wait().killed);
+  const platform::process::ending end = running.wait();
+  EXPECT_TRUE(end.killed);
+  EXPECT_EQ(end.exit_code, 128 + 9);
 }
 
 TEST(process, ends_with_its_owner) {

@@ -61,7 +61,8 @@ std::string described(std::string_view layer, std::string_view category, std::st
 // The records that processing the example gives.
 database_collection processed_example(const std::string& text) {
   database_collection collection;
-  extract_database_texts(example(text), false, [&](std::string_view database) {
+  const std::string bytes = example(text);
+  extract_database_texts(bytes, false, bytes.size(), [&](std::string_view database) {
     process_database_text(collection, {}, database);
   });
   return collection;

@@ -68,6 +68,17 @@ TEST_F(file_io_test, a_file_is_read_byte_for_byte) {
   EXPECT_EQ(read_file(directory_.write("empty", "")), "");
 }
 
+TEST_F(file_io_test, no_more_of_a_file_is_read_than_is_wanted) {
+  const auto path = directory_.write("bytes", "abcdef");
+  EXPECT_EQ(read_file(path, 0), "");
+  EXPECT_EQ(read_file(path, 3), "abc");
+  EXPECT_EQ(read_file(path, 6), "abcdef");
+  EXPECT_EQ(read_file(path, 7), "abcdef");
+  const auto large = directory_.write("large", std::string(200'000, 'x'));
+  EXPECT_EQ(read_file(large, 65536), std::string(65536, 'x'));
+  EXPECT_EQ(read_file(large, 65537), std::string(65537, 'x'));
+}
+
 TEST_F(file_io_test, a_missing_file_cannot_be_opened) {
   EXPECT_EQ(failure_of([&] { read_file(file_); }),
             (failure{"cannot open file: " + platform::path_to_utf8(file_),
@@ -162,8 +173,7 @@ TEST_F(file_io_test, what_a_lost_process_left_is_removed_after_an_hour) {
   fs::last_write_time(old, now - std::chrono::minutes(61));
   fs::last_write_time(recent, now - std::chrono::minutes(59));
   write_file(file_, "new");
-  EXPECT_THAT(names_in(directory_.path()),
-              ElementsAre("config.json", "config.json.0123abce.part"));
+  EXPECT_THAT(names_in(directory_.path()), ElementsAre("config.json", "config.json.0123abce.part"));
 }
 
 TEST_F(file_io_test, what_a_write_has_left_is_known_for_it_later) {

@@ -248,21 +248,42 @@ TEST(gzip, a_database_may_take_two_billion_bytes) {
   }
   const std::string_view input(memory.get(), too_many);
   EXPECT_EQ(failure_of(decompression_limit, input), input_too_large);
+}
+
+// In pieces of `size` bytes.
+std::string read_in_pieces(std::uint32_t limit, std::string_view input, std::size_t size) {
+  gzip_reader reader(limit, input);
   std::string output;
-  EXPECT_FALSE(try_decompress_gzip(input, output));
+  std::string piece(size, '\0');
+  std::size_t count = size;
+  while (count == size) {
+    count = reader.read(piece);
+    output.append(piece, 0, count);
+  }
+  EXPECT_EQ(reader.read(piece), 0U) << "after the end";
+  return output;
 }
 
-TEST(gzip, trying_gives_true_and_the_bytes) {
-  std::string output = "from before";
-  EXPECT_TRUE(try_decompress_gzip(compress("text"), output));
-  EXPECT_EQ(output, "text");
+TEST(gzip_reader, gives_the_same_bytes_in_pieces_of_any_size) {
+  const std::string text = sample_text();
+  const std::string stream = compress(text);
+  for (const std::size_t size :
+       {std::size_t{1}, std::size_t{7}, text.size() - 1, text.size(), text.size() + 1}) {
+    EXPECT_EQ(read_in_pieces(plenty, stream, size), text) << size;
+    const std::string cut = stream.substr(0, stream.size() / 2);
+    EXPECT_EQ(read_in_pieces(plenty, cut, size), decompress_gzip(plenty, cut)) << size;
+  }
 }
 
-TEST(gzip, trying_gives_false_and_leaves_the_output_alone) {
-  std::string output = "from before";
-  EXPECT_FALSE(try_decompress_gzip("not gzip", output));
-  EXPECT_FALSE(try_decompress_gzip("", output));
-  EXPECT_EQ(output, "from before");
+TEST(gzip_reader, has_the_limit_of_decompressing_at_once) {
+  const std::string zeros(10'000, '\0');
+  const std::string stream = compress(zeros);
+  const std::size_t step = 2 * stream.size();
+  const auto rounded_up = static_cast<std::uint32_t>((zeros.size() / step + 1) * step);
+  EXPECT_EQ(read_in_pieces(rounded_up, stream, 13), zeros);
+  EXPECT_THROW(read_in_pieces(rounded_up - 1, stream, 13), std::runtime_error);
+  EXPECT_THROW(gzip_reader(20, std::string_view(stream)), std::runtime_error);
+  EXPECT_THROW(gzip_reader(plenty, ""), std::runtime_error);
 }
 
 }  // namespace

@@ -51,7 +51,7 @@ class limited_download_test : public testing::Test {
   test_support::http_server server_;
   std::vector<std::chrono::milliseconds> pauses_;
   std::function<void()> while_paused_ = [] {};
-  download_limits limits_{1s, 1000, [this](std::chrono::milliseconds pause) {
+  download_limits limits_{1h, 1000, [this](std::chrono::milliseconds pause) {
                             pauses_.push_back(pause);
                             while_paused_();
                           }};
@@ -104,6 +104,7 @@ TEST_F(limited_download_test, a_connection_that_breaks_off_is_tried_again) {
 TEST_F(limited_download_test, a_server_that_accepts_and_stays_silent_is_given_up_once) {
   http_response held = response_of(200, "late");
   held.held = true;
+  limits_.timeout = 1s;
   server_.answer("/a", held);
   EXPECT_THAT(failure_of(server_.url("/a")), EndsWith(": no answer within 1 s"));
   EXPECT_THAT(pauses_, IsEmpty());

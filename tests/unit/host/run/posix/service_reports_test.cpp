@@ -1,16 +1,11 @@
 #include "host/run/service_reports.h"
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
 
 #include <chrono>
-#include <cstring>
 #include <string>
 
-#include "tests/support/temp_directory.h"
+#include "tests/support/posix/notify_socket.h"
 
 namespace veltra::host {
 namespace {
@@ -21,35 +16,10 @@ using time_point = service_reports::time_point;
 // A service manager that wants a sign of life every two seconds.
 class service_reports_test : public testing::Test {
  protected:
-  service_reports_test() {
-    const std::string path = (directory_.path() / "notify").string();
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::memcpy(address.sun_path, path.data(), path.size());
-    EXPECT_EQ(bind(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-    setenv("NOTIFY_SOCKET", path.c_str(), 1);
-    setenv("WATCHDOG_USEC", "2000000", 1);
-  }
-  ~service_reports_test() override {
-    unsetenv("NOTIFY_SOCKET");
-    unsetenv("WATCHDOG_USEC");
-    close(socket_);
-  }
-
-  // What came since the last call, with spaces between.
-  std::string received() const {
-    std::string all;
-    char bytes[100];
-    while (true) {
-      const ssize_t count = recv(socket_, bytes, sizeof bytes, MSG_DONTWAIT);
-      if (count < 0) return all;
-      all.append(all.empty() ? "" : " ").append(bytes, static_cast<std::size_t>(count));
-    }
-  }
+  std::string received() const { return manager_.received(); }
 
  private:
-  const test_support::temp_directory directory_;
-  const int socket_ = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  const test_support::notify_socket manager_{"2000000"};
 };
 
 TEST_F(service_reports_test, the_first_run_with_its_input_makes_the_service_ready) {
