@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <cstring>
 #include <span>
 #include <string>
 
@@ -16,11 +17,12 @@ inline void append_hex(std::string& to, std::span<const std::uint8_t> bytes) {
     for (std::size_t i = 0; i < table.size(); ++i) table[i] = {digits[i >> 4], digits[i & 15]};
     return table;
   }();
-  std::size_t at = to.size();
-  to.resize(at + 2 * bytes.size());
+  const std::size_t begin = to.size();
+  to.resize(begin + 2 * bytes.size());
+  char* at = to.data() + begin;
   for (const std::uint8_t byte : bytes) {
-    to[at++] = pairs[byte][0];
-    to[at++] = pairs[byte][1];
+    std::memcpy(at, pairs[byte].data(), 2);
+    at += 2;
   }
 }
 

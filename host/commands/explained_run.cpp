@@ -3,11 +3,23 @@
 #include <fmt/format.h>
 
 #include <exception>
+#include <filesystem>
+#include <system_error>
 
 #include "host/explain/explanation.h"
 #include "host/user_error.h"
+#include "platform/file.h"
 
 namespace veltra::host {
+
+namespace {
+
+bool is_empty_file(const std::string& name) {
+  std::error_code error;
+  return std::filesystem::file_size(platform::path_from_utf8(name), error) == 0 && !error;
+}
+
+}  // namespace
 
 exit_code explain_empty_run(const std::string& trace, const database_options& database,
                             const std::function<exit_code()>& run) {
@@ -15,6 +27,8 @@ exit_code explain_empty_run(const std::string& trace, const database_options& da
     return run();
   } catch (const user_error& error) {
     if (error.code() != exit_code::nothing_decoded || database.file.empty()) throw;
+    // There is nothing in it to read the database again for.
+    if (is_empty_file(trace)) throw;
     std::string text = error.what();
     try {
       const diagnosis::trace_analysis analysis = analyse_trace(trace, database.file);

@@ -3,21 +3,20 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <iterator>
 #include <utility>
 
 #include "base/hex.h"
+#include "host/output/json_text.h"
 #include "host/output/packet_direction.h"
-#include "implementation/json.h"
 
 namespace veltra::host {
 
 namespace {
 
-// What is not UTF-8 shows as replacement characters.
 std::string quoted(std::string_view text) {
-  using kovax::json;
-  return json(text).dump(-1, ' ', false, json::error_handler_t::replace);
+  std::string made;
+  append_json_text(made, text);
+  return made;
 }
 
 }  // namespace
@@ -32,9 +31,13 @@ void jsonl_sink::write(const packet& packet) {
     return;
   }
   line_.clear();
-  fmt::format_to(std::back_inserter(line_),
-                 R"({{"sequence":{},"time":{},"layer":{},"category":{},"payload":")",
-                 packet.sequence, packet.time, layer.quoted, quoted_category(packet.category));
+  line_ += R"({"sequence":)";
+  append_json_number(line_, packet.sequence);
+  line_ += R"(,"time":)";
+  append_json_number(line_, packet.time);
+  line_.append(R"(,"layer":)").append(layer.quoted);
+  line_.append(R"(,"category":)").append(quoted_category(packet.category));
+  line_ += R"(,"payload":")";
   append_hex(line_, packet.payload);
   line_ += '"';
   append_metadata(packet.metadata);
@@ -70,10 +73,11 @@ void jsonl_sink::append_meaning(const packet& packet, const layer& layer) {
       break;
   }
   if (const std::optional<std::uint64_t> dropped = dropped_traces(packet)) {
-    fmt::format_to(std::back_inserter(line_), R"(,"kind":"dropped","count":{})", *dropped);
+    line_ += R"(,"kind":"dropped","count":)";
+    append_json_number(line_, *dropped);
   } else if (layer.kind == packet_kind::at) {
     line_ += R"(,"kind":"at","text":)";
-    line_ += quoted(payload_text(packet));
+    append_json_text(line_, payload_text(packet));
   }
 }
 

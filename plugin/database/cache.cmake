@@ -6,6 +6,7 @@ add_library(veltra_database_cache STATIC
   cached_database.cpp
   catalogue.cpp
   database_locator.cpp
+  digests_ahead.cpp
   limited_download.cpp
   location.cpp
   stream_uuid.cpp

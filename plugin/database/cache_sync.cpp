@@ -4,6 +4,7 @@
 #include <optional>
 #include <stdexcept>
 #include <utility>
+#include <vector>
 
 #include "implementation/json_document.h"
 #include "implementation/json_values.h"
@@ -11,6 +12,7 @@
 #include "plugin/database/cache_settings_error.h"
 #include "plugin/database/cached_database.h"
 #include "plugin/database/catalogue.h"
+#include "plugin/database/digests_ahead.h"
 #include "plugin/database/location.h"
 
 namespace veltra {
@@ -82,15 +84,33 @@ class synchronisation {
     policy_.check_catalogue_file(catalogue_path_);
     if (settings_.update_cache.value_or(false)) refresh_catalogue();
     const kovax::json_document catalogue(read_file(catalogue_path_));
+    digests_ahead digests(files_to_check(catalogue.root()));
     for_each_version(catalogue.root(), [&](const std::string& type, const json& entry) {
       policy_.check_entry(settings_.cache_directory, type, entry);
       const fs::path directory = version_directory(settings_.cache_directory, type, entry);
       directories.push_back(platform::path_to_utf8(fs::absolute(directory)));
-      provide_database(database_directory(directory, entry), entry, policy_.need_of(entry));
+      provide_database(database_directory(directory, entry), entry, policy_.need_of(entry),
+                       digests);
     });
   }
 
  private:
+  // Up to the first entry that cannot be used, at which the work will end.
+  std::vector<fs::path> files_to_check(const json& catalogue) const {
+    std::vector<fs::path> files;
+    try {
+      for_each_version(catalogue, [&](const std::string& type, const json& entry) {
+        policy_.check_entry(settings_.cache_directory, type, entry);
+        const fs::path directory = version_directory(settings_.cache_directory, type, entry);
+        if (policy_.need_of(entry) != database_need::required) return;
+        files.push_back(database_file(database_directory(directory, entry), entry));
+      });
+    } catch (const std::exception&) {
+      // Reported when it is this entry's turn.
+    }
+    return files;
+  }
+
   void refresh_catalogue() const {
     if (!settings_.locations) {
       throw cache_settings_error(cache_settings_fault::locations_missing,
@@ -149,13 +169,15 @@ class synchronisation {
     return cached_time >= updated_time(downloaded.root());
   }
 
-  void provide_database(const fs::path& directory, const json& entry, database_need need) const {
+  void provide_database(const fs::path& directory, const json& entry, database_need need,
+                        digests_ahead& digests) const {
     if (need == database_need::none) return;
     if (need == database_need::wanted && path_exists(database_file(directory, entry))) return;
     make_directories(directory);
     const fs::path path = database_file(directory, entry);
     listener_.on_step(sync_step::database_checked, platform::path_to_utf8(path));
-    if (check_database(path, entry) == database_state::intact) return;
+    if (check_database(path, entry, &digests) == database_state::intact) return;
+    digests.forget(path);
     if (need == database_need::required) {
       fetch_database(path, entry);
       return;

@@ -1,6 +1,7 @@
 #include "plugin/database/cached_database.h"
 
 #include <exception>
+#include <optional>
 #include <system_error>
 
 #include "base/hex.h"
@@ -10,6 +11,7 @@
 #include "platform/sha256.h"
 #include "plugin/database/catalogue.h"
 #include "plugin/database/database_locator.h"
+#include "plugin/database/digests_ahead.h"
 #include "plugin/database/file_io.h"
 
 namespace veltra {
@@ -64,12 +66,12 @@ bool database_file_intact(std::string_view bytes, std::string_view expected) {
   return sha256_hex(bytes) == expected;
 }
 
-database_state check_database(const fs::path& file, const json& entry) {
+database_state check_database(const fs::path& file, const json& entry, digests_ahead* ahead) {
   if (!path_exists(file)) return database_state::missing;
-  const std::string bytes = read_file(file);
-  return database_file_intact(bytes, text_member(member(entry, "database"), "sha256"))
-             ? database_state::intact
-             : database_state::damaged;
+  std::optional<std::string> digest = ahead != nullptr ? ahead->take(file) : std::nullopt;
+  if (!digest) digest = sha256_hex(read_file(file));
+  return *digest == text_member(member(entry, "database"), "sha256") ? database_state::intact
+                                                                     : database_state::damaged;
 }
 
 std::vector<cached_database> list_cached_databases(const fs::path& cache_directory) {

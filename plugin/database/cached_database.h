@@ -17,6 +17,8 @@ std::string sha256_hex(std::string_view bytes);
 // or a prefix never match: a catalogue writes its digests in one form only.
 bool database_file_intact(std::string_view bytes, std::string_view expected);
 
+class digests_ahead;
+
 enum class database_state {
   intact,
   missing,
@@ -29,7 +31,10 @@ enum class database_state {
 // missing or damaged. Reads the whole file. Throws
 // std::filesystem::filesystem_error naming "exists", file_error, and the JSON
 // library's type error if the file is there and the entry has no digest.
-database_state check_database(const std::filesystem::path& file, const kovax::json& entry);
+//
+// `ahead`, if given, may know the digest already.
+database_state check_database(const std::filesystem::path& file, const kovax::json& entry,
+                              digests_ahead* ahead = nullptr);
 
 struct cached_database {
   std::string device;  // the catalogue's "type"
