@@ -92,11 +92,13 @@ fi
 if [ "$(id -u)" = 0 ] && mkdir disk && mount -t tmpfs -o size=2m tmpfs disk 2>/dev/null; then
   rm -f line
   "$veltra" simulate "$session" --pty line --repeat 1000000 >/dev/null 2>&1 &
+  until [ -e line ]; do sleep 0.1; done
   timeout 60 "$veltra" capture --port line --raw disk/m.trace -b filesize:200 --min-free 500k 2>disk.txt
   [ $? = 6 ] || fault "a full disk: $(cat disk.txt)"
   kill %% 2>/dev/null
   rm -f line disk/*
   "$veltra" simulate "$session" --pty line --repeat 1000000 >/dev/null 2>&1 &
+  until [ -e line ]; do sleep 0.1; done
   timeout -s INT 40 "$veltra" capture --port line --raw disk/m.trace -b filesize:200 -b files:100 \
     --min-free 500k -a duration:30 2>disk.txt || fault "a ring on a full disk: $(cat disk.txt)"
   disk="the disk of 2 MB stayed usable"

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "host/commands/help_format.h"
+#include "platform/file.h"
 #include "platform/serial_devices.h"
 
 namespace veltra::host {
@@ -25,7 +26,7 @@ std::vector<candidate> values_of(const CLI::Option& option) {
   for (const std::string& choice : choices(option)) values.push_back({choice, {}});
   if (value_name(option) == "DEV") {
     for (const platform::serial_device& device : platform::list_serial_devices()) {
-      values.push_back({device.path, device.product});
+      values.push_back({platform::path_to_utf8(device.path), device.product});
     }
   }
   return values;

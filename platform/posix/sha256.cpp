@@ -12,13 +12,13 @@ void check(int done) {
   if (done != 1) throw std::runtime_error("the crypto library could not compute a SHA-256 digest");
 }
 
-struct context_deleter {
-  void operator()(EVP_MD_CTX* context) const noexcept { EVP_MD_CTX_free(context); }
-};
-
 }  // namespace
 
 struct sha256_stream::state {
+  struct context_deleter {
+    void operator()(EVP_MD_CTX* context) const noexcept { EVP_MD_CTX_free(context); }
+  };
+
   std::unique_ptr<EVP_MD_CTX, context_deleter> context{EVP_MD_CTX_new()};
 };
 

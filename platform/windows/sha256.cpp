@@ -19,17 +19,16 @@ void check(NTSTATUS status) {
   if (status < 0) throw std::runtime_error("the crypto library could not compute a SHA-256 digest");
 }
 
-struct provider_closer {
-  void operator()(void* provider) const noexcept { BCryptCloseAlgorithmProvider(provider, 0); }
-};
-
-struct hash_closer {
-  void operator()(void* hash) const noexcept { BCryptDestroyHash(hash); }
-};
-
 }  // namespace
 
 struct sha256_stream::state {
+  struct provider_closer {
+    void operator()(void* handle) const noexcept { BCryptCloseAlgorithmProvider(handle, 0); }
+  };
+  struct hash_closer {
+    void operator()(void* handle) const noexcept { BCryptDestroyHash(handle); }
+  };
+
   std::unique_ptr<void, provider_closer> provider;
   std::unique_ptr<void, hash_closer> hash;
 };

@@ -126,10 +126,10 @@ refused $usage "--port: the name is empty" "$veltra" capture --raw x --port ''
 refused $usage "--raw: the name is empty" "$veltra" capture --raw '' --port x
 decode $usage "several traces need a directory" trace.bin more --database database.json
 refused $usage "A subcommand is required; see veltra --help" "$veltra"
-refused $usage '"decod" is not a command; see veltra --help' "$veltra" decod trace.bin
-refused $usage '"lists" is not a command; see veltra db --help' "$veltra" db lists
+refused $usage '"decod" is not a command; did you mean decode? See veltra --help.' "$veltra" decod trace.bin
+refused $usage '"lists" is not a command; did you mean list? See veltra db --help.' "$veltra" db lists
 refused $usage '"" is not a command; see veltra --help' "$veltra" ''
-refused $usage '"--verbos" is not an option; see veltra --help' "$veltra" --verbos
+refused $usage '"--verbos" is not an option; did you mean --verbose? See veltra --help.' "$veltra" --verbos
 refused $usage '--cache is required; see veltra db list --help' "$veltra" db list more
 refused $usage 'was not expected: more' "$veltra" simulate "$session" more
 [[ $("$veltra" --version) =~ ^veltra\ [0-9]+\.[0-9]+\.[0-9]+$ ]] || fail "no version"
