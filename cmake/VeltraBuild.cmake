@@ -61,8 +61,15 @@ if(MSVC)
     target_compile_options(veltra_build INTERFACE /WX)
   endif()
 else()
+  # Sources that are compiled together hide each other's names, which only GCC can tell from
+  # the rest.
+  if(NOT VELTRA_FAST_BUILD)
+    set(shadow_warning -Wshadow)
+  elseif(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    set(shadow_warning -Wshadow=local)
+  endif()
   target_compile_options(veltra_build INTERFACE
-    -Wall -Wextra -Wpedantic -Wshadow$<$<BOOL:${VELTRA_FAST_BUILD}>:=local> -Wconversion -Wsign-conversion
+    -Wall -Wextra -Wpedantic ${shadow_warning} -Wconversion -Wsign-conversion
     -Wcast-qual -Wformat=2 -Wundef
     $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Woverloaded-virtual>)
   if(VELTRA_WARNINGS_AS_ERRORS)

@@ -96,8 +96,7 @@ TEST_F(recording_serial_test, a_stop_delivers_all_that_waits_behind_a_slow_host)
   open_recording({{"chunk_size", 2}});
   const std::string waiting = varied_bytes(200'000);
   while_in_packet(1, [&] {
-    send(waiting);
-    ASSERT_EQ(line->drain(std::chrono::milliseconds(50)), outcome::done);
+    send_and_drain(waiting, std::chrono::milliseconds(50));
     EXPECT_EQ(session.stop(), 0);
   });
   start_receiving();

@@ -85,12 +85,19 @@ class serial_fixture : public source_fixture {
     return result_of_start();
   }
 
-  void send(std::string_view bytes) { ASSERT_EQ(line->write(bytes), outcome::done); }
+  // From any thread: what a test sends within a callback may come before the send that led
+  // to it has returned.
+  void send(std::string_view bytes) {
+    const std::lock_guard lock(line_mutex_);
+    ASSERT_EQ(line->write(bytes), outcome::done);
+  }
 
-  // Sends and waits until the plug-in has taken the bytes from the line.
-  void send_and_drain(std::string_view bytes) {
-    send(bytes);
-    ASSERT_EQ(line->drain(std::chrono::milliseconds(0)), outcome::done);
+  // Sends and waits until the plug-in has taken the bytes from the line, and for `grace`.
+  void send_and_drain(std::string_view bytes,
+                      std::chrono::milliseconds grace = std::chrono::milliseconds(0)) {
+    const std::lock_guard lock(line_mutex_);
+    ASSERT_EQ(line->write(bytes), outcome::done);
+    ASSERT_EQ(line->drain(grace), outcome::done);
   }
 
   // As if no packet had come yet; not while start runs.
@@ -125,6 +132,7 @@ class serial_fixture : public source_fixture {
     arrived_.notify_all();
   }
 
+  std::mutex line_mutex_;
   std::mutex mutex_;
   std::condition_variable arrived_;
   std::size_t packets_ = 0;

@@ -323,7 +323,7 @@ TEST_F(serial_stop_test, keeps_what_was_received_and_is_less_than_a_chunk_for_th
   open_line({{"chunk_size", 8}});
   start_receiving();
   send_and_drain("abcde");
-  session.logs.clear();
+  session.forget_logs();
   ASSERT_EQ(stop_and_wait(), 100);
   EXPECT_THAT(session.log_texts(),
               ElementsAre("veltra stop_extracting entry", "veltra stop_extracting exit"));

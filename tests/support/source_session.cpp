@@ -64,6 +64,11 @@ std::vector<received_packet> source_session::decoded() const {
   return result;
 }
 
+void source_session::forget_logs() {
+  const std::lock_guard lock(log_mutex_);
+  logs.clear();
+}
+
 std::vector<std::string> source_session::log_texts() const {
   std::vector<std::string> result;
   for (const auto& line : logs) result.push_back(line.text);

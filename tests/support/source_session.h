@@ -84,6 +84,8 @@ class source_session {
   std::vector<received_packet> raw() const;
   std::vector<received_packet> decoded() const;
   std::vector<std::string> log_texts() const;
+  // As if nothing had been logged yet; during a run, too.
+  void forget_logs();
   // The payloads of the raw packets, joined.
   std::string raw_bytes() const;
 
