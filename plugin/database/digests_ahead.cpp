@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <memory>
 #include <stdexcept>
 #include <string_view>
 
@@ -18,10 +17,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::size_t block_size = std::size_t{256} << 10;
-
-struct file_closer {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
 
 }  // namespace
 
@@ -87,8 +82,7 @@ void digests_ahead::work() {
 }
 
 std::string digests_ahead::digest_of(const fs::path& path) const {
-  const std::unique_ptr<std::FILE, file_closer> file(
-      platform::open_file(path, platform::open_mode::read));
+  const platform::owned_file file(platform::open_file(path, platform::open_mode::read));
   if (!file) throw std::runtime_error("cannot open");
   std::setvbuf(file.get(), nullptr, _IONBF, 0);  // the blocks are large
   platform::sha256_stream digest;
