@@ -171,7 +171,7 @@ class input_maker {
     return below(16) == 0 ? made.substr(0, below(4)) : made;
   }
 
-  unsigned below(unsigned limit) { return random_() % limit; }
+  unsigned below(unsigned limit) { return static_cast<unsigned>(random_() % limit); }
 
  private:
   unsigned small_id() { return below(12); }
@@ -231,7 +231,7 @@ TEST(conversion_differential, random_traces_are_converted_as_by_walks_through_th
     for (unsigned i = 0; i < traces_per_database; ++i) {
       const std::string trace = input.trace();
       const plain_result wanted = plain.convert(trace);
-      packets += wanted ? 1 : 0;
+      packets += wanted ? 1U : 0U;
       ASSERT_EQ(converted(collection, trace), wanted)
           << "database " << round << ", trace " << i << ": " << testing::PrintToString(trace)
           << "\n"
