@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <stdexcept>
 #include <string_view>
+#include <utility>
 
 #include "base/hex.h"
 #include "platform/file.h"
