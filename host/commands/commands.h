@@ -77,7 +77,7 @@ struct explain_options {
 };
 exit_code explain_trace(const explain_options& options);
 
-exit_code list_devices();
+exit_code list_devices(bool as_json);
 
 struct doctor_options {
   std::string port;  // empty: any
@@ -92,10 +92,14 @@ exit_code check_machine(const doctor_options& options);
 std::string format_devices(const std::vector<platform::serial_device>& devices,
                            const platform::device_roots& roots);
 
-exit_code sync_cache(const database_options& options);
+// The same as a JSON array of objects.
+std::string format_devices_json(const std::vector<platform::serial_device>& devices,
+                                const platform::device_roots& roots);
+
+exit_code sync_cache(const database_options& options, bool as_json);
 exit_code list_cache(const database_options& options, bool as_json);
-exit_code verify_cache(const database_options& options);
-exit_code show_database(const std::string& file);
+exit_code verify_cache(const database_options& options, bool as_json);
+exit_code show_database(const std::string& file, bool as_json);
 
 struct publish_options {
   std::string place;  // the directory to publish, or the file to add
