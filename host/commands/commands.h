@@ -22,7 +22,8 @@ namespace veltra::host {
 // that fails. Names are UTF-8.
 
 struct decode_options {
-  std::vector<std::string> traces;  // one, or with an output directory also directories of them
+  std::vector<std::string>
+      traces;  // one ("-": standard input), or with an output directory also directories of them
   run_options run;
   bool is_strict = false;      // refuse a database that the trace does not name
   bool wireshark = false;      // open the capture when it is written
@@ -35,6 +36,9 @@ struct decode_options {
   shard part;
   std::vector<std::string> suffixes;   // of traces' names in directories; empty: the default ones
   std::vector<std::string> passed_on;  // options that the process of each trace gets
+  std::vector<std::string> passed_on_cache;  // the same of those that find its database
+
+  bool are_joined = false;  // `traces` are one, in the order of their names
 };
 exit_code decode(decode_options options);
 
