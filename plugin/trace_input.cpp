@@ -1,14 +1,24 @@
 #include "plugin/trace_input.h"
 
 #include <algorithm>
+#include <chrono>
 #include <stdexcept>
 
 namespace veltra {
 
 using zet_serialport_lib::zet_serialport_exception;
 
+namespace {
+
+// Of a line that is busy without a pause; a message after a pause comes at once.
+constexpr std::chrono::milliseconds recording_rest{3};
+
+}  // namespace
+
 trace_input::trace_input(const source_settings& settings) : settings_(settings) {
-  if (settings.trace_file.empty()) port_.emplace(settings.serial_port);
+  if (!settings.trace_file.empty()) return;
+  port_.emplace(settings.serial_port);
+  if (settings.recording) port_->rest_between_reads(recording_rest);
 }
 
 void trace_input::begin_run(const host_log& log) {

@@ -40,7 +40,7 @@ void add_recording_options(CLI::App& app, recording_arguments& given, keeping_op
 }
 
 void add_status_options(CLI::App& app, capture_options& options) {
-  app.option_defaults()->group("For programs that watch");
+  app.option_defaults()->group(programs_heading);
   require_nonempty(app.add_option("--status-file", options.status_file,
                                   "Write the capture's state to this file, as JSON"))
       ->type_name("FILE");

@@ -140,7 +140,7 @@ void add_line_settings(CLI::App& app, line_options& options) {
 }
 
 void add_ending_options(CLI::App& app, std::string& summary, bool& fails_on_loss) {
-  app.option_defaults()->group(output_heading);
+  app.option_defaults()->group(programs_heading);
   require_nonempty(app.add_option("--summary", summary,
                                   "Append a JSON object about the run to this file, - for "
                                   "standard output"))

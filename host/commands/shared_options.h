@@ -13,6 +13,7 @@ namespace veltra::host {
 inline constexpr const char* database_heading =
     "Trace database: a file, or the one the trace asks for";
 inline constexpr const char* output_heading = "Output";
+inline constexpr const char* programs_heading = "For programs";
 
 // Each adds options to `app` that write to their target when the command line is parsed;
 // the target must outlive `app`.

@@ -13,6 +13,10 @@ namespace {
 
 using steady = std::chrono::steady_clock;
 
+// After a read of so many bytes the worker goes on: a fast line must not fill the driver's
+// queue meanwhile.
+constexpr std::size_t many_bytes = 1024;
+
 steady::time_point deadline_after(std::chrono::milliseconds timeout) {
   const auto now = steady::now();
   if (timeout.count() <= 0) return now;
@@ -43,6 +47,10 @@ void zet_serialport::open(const std::optional<zet_serialport_settings>& settings
   if (transport_->is_open()) return;
   transport_->open(port_name_);
   closed_ = false;
+  {
+    const std::lock_guard lock(rx_mutex_);
+    is_closing_ = false;
+  }
   transport_->reset_events();
   cancelled_ = false;
   if (settings) transport_->apply(*settings);
@@ -80,11 +88,15 @@ void zet_serialport::run_rx_worker(void* port, start_signal& signal) {
 }
 
 void zet_serialport::received(std::span<const std::uint8_t> bytes) {
-  const std::lock_guard lock(rx_mutex_);
+  std::unique_lock lock(rx_mutex_);
   buffer_.append(bytes);
-  if (buffer_.size() < wanted_) return;
-  wanted_ = std::numeric_limits<std::size_t>::max();
-  rx_condition_.notify_all();
+  if (buffer_.size() >= wanted_) {
+    wanted_ = std::numeric_limits<std::size_t>::max();
+    rx_condition_.notify_all();
+  }
+  // A single byte is what a read on an empty line ends with; more may have come with it.
+  if (rest_.count() == 0 || bytes.size() == 1 || bytes.size() >= many_bytes) return;
+  closing_condition_.wait_for(lock, rest_, [this] { return is_closing_; });
 }
 
 void zet_serialport::throw_if_unreadable() const {
@@ -138,6 +150,8 @@ void zet_serialport::close(bool take_queued) {
     // Before the port counts as closed, for reads see that before the worker has
     // ended. A worker that ended by itself has left its own reason.
     const std::lock_guard lock(rx_mutex_);
+    is_closing_ = true;
+    closing_condition_.notify_all();
     if (rx_worker_.joinable() && !closed_) {
       last_error_ = std::make_error_code(std::errc::operation_canceled);
     }

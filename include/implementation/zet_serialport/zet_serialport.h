@@ -45,6 +45,11 @@ class zet_serialport {
 
   const std::string& port_name() const { return port_name_; }
 
+  // From the next open() on the rx worker rests for so long after it has received a little:
+  // what comes meanwhile costs one wake-up. What comes after a pause is received at once.
+  // 0, as at first: never.
+  void rest_between_reads(std::chrono::milliseconds time) { rest_ = time; }
+
   // Opens the port, applies what `settings` sets, drops what the driver holds
   // (with `purge`) and starts the rx worker. Does nothing on an open port. The
   // last flag has no meaning.
@@ -95,13 +100,16 @@ class zet_serialport {
   void throw_if_unreadable() const;
 
   const std::string port_name_;
+  std::chrono::milliseconds rest_{0};
   std::thread rx_worker_;
-  mutable std::mutex rx_mutex_;  // guards the next two, wanted_ and the waits
+  mutable std::mutex rx_mutex_;  // guards the next two, wanted_, is_closing_ and the waits
   receive_buffer buffer_;
   std::error_code last_error_{0, std::system_category()};
   std::condition_variable rx_condition_;
   // The fewest bytes that a waiting read can use: below it no read is woken.
   std::size_t wanted_ = std::numeric_limits<std::size_t>::max();
+  bool is_closing_ = false;
+  std::condition_variable closing_condition_;
   std::atomic<bool> cancelled_ = false;
   std::atomic<bool> closed_ = false;
   std::mutex lifecycle_mutex_;  // held by open() and close(); taken before rx_mutex_

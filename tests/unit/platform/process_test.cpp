@@ -57,6 +57,15 @@ TEST(dynamic_library_loading, finds_the_file_of_a_library_that_is_loaded) {
   EXPECT_EQ(platform::loaded_library_file("no_such_library"), "");
 }
 
+TEST(dynamic_library_loading, finds_functions_of_a_library_that_is_loaded) {
+  const std::filesystem::path file = DECODER_LIBRARY;
+  const std::string name = file.filename().string();
+  EXPECT_EQ(platform::find_loaded_symbol(name.c_str(), "dekodrix_new"), nullptr);
+  const dynamic_library library(file);
+  EXPECT_NE(platform::find_loaded_symbol(name.c_str(), "dekodrix_new"), nullptr);
+  EXPECT_EQ(platform::find_loaded_symbol(name.c_str(), "no_such_function"), nullptr);
+}
+
 TEST(environment, an_empty_variable_differs_from_one_that_is_not_set) {
   const environment_variable a("VELTRA_TEST_A", "value");
   const environment_variable b("VELTRA_TEST_B", "");

@@ -343,5 +343,27 @@ TEST(serial_pty, what_came_before_the_open_is_dropped_only_by_a_purge) {
   close(holder);
 }
 
+TEST(serial_pty, a_worker_that_rests_is_woken_by_a_close_and_receives_what_came_meanwhile) {
+  const pseudo_terminal line;
+  const int holder = open(line.device().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+  ASSERT_GE(holder, 0);
+  zet_serialport port(line.device());
+  port.rest_between_reads(std::chrono::hours(1));
+  port.open(modem_settings(), true);
+  std::string output;
+  line.send("a");  // after which it does not rest
+  port.read(output, 1, long_enough);
+  line.send("bcd");
+  port.read(output, 3, long_enough);
+  EXPECT_EQ(output, "abcd");
+  line.send("last");
+  for (int queued = 0; queued < 4;) ASSERT_EQ(ioctl(holder, FIONREAD, &queued), 0);
+  port.close(true);
+  output.clear();
+  port.take_received(output, 100);
+  EXPECT_EQ(output, "last");
+  close(holder);
+}
+
 }  // namespace
 }  // namespace zet_serialport_lib

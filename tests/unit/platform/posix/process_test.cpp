@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <array>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
@@ -95,6 +96,23 @@ TEST(start_program, passes_arguments_to_a_program_that_it_does_not_wait_for) {
 TEST(start_program, fails_for_a_file_that_is_not_a_program) {
   EXPECT_THROW(platform::start_program("/etc/passwd", {}), std::system_error);
   EXPECT_THROW(platform::start_reader_of_stdout("/nonexistent/program", {}), std::system_error);
+}
+
+TEST(run_command, gives_the_shell_the_argument_as_one_word) {
+  const test_support::temp_directory directory;
+  const std::filesystem::path argument = directory.path() / "a  name with $HOME";
+  EXPECT_EQ(platform::run_command("touch", argument), 0);
+  EXPECT_TRUE(std::filesystem::exists(argument));
+}
+
+TEST(run_command, returns_how_the_command_ended) {
+  EXPECT_EQ(platform::run_command("exit 7;", "x"), 7);
+  EXPECT_EQ(platform::run_command("kill -KILL $$;", "x"), 128 + 9);
+  EXPECT_EQ(platform::run_command("/nonexistent/program", "x"), 127);
+}
+
+TEST(run_command, has_no_input) {
+  EXPECT_EQ(platform::run_command("read line || exit 5;", "x"), 5);
 }
 
 TEST(find_program, looks_in_the_directories_of_path) {

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <optional>
+#include <system_error>
 
 #include "tests/support/environment_variable.h"
 #include "tests/support/temp_directory.h"
@@ -32,6 +33,20 @@ TEST(WiresharkFolders, OfTheSystemAreWhereWiresharkIs) {
   const platform::wireshark_folders folders = platform::system_wireshark_folders(root.path());
   EXPECT_THAT(folders.extcap, testing::ElementsAre(root.path() / "usr/lib64/wireshark/extcap"));
   EXPECT_EQ(folders.profiles, root.path() / "usr/share/wireshark/profiles");
+}
+
+TEST(WiresharkFolders, LaunchersLeadToTheirProgramAndReplaceOnlyLaunchers) {
+  const test_support::temp_directory root;
+  const auto launcher = root.path() / "extcap" / platform::launcher_name("veltra");
+  EXPECT_EQ(platform::program_of_launcher(launcher), "");
+  EXPECT_FALSE(platform::make_launcher(launcher, "/one/veltra"));
+  EXPECT_EQ(platform::program_of_launcher(launcher), "/one/veltra");
+  EXPECT_FALSE(platform::make_launcher(launcher, "/two/veltra"));
+  EXPECT_EQ(platform::program_of_launcher(launcher), "/two/veltra");
+  const auto other = root.write("extcap/other", "a program");
+  EXPECT_EQ(platform::make_launcher(other, "/one/veltra"), std::errc::file_exists);
+  EXPECT_EQ(platform::program_of_launcher(other), "");
+  EXPECT_TRUE(platform::make_launcher(other / "veltra", "/one/veltra"));
 }
 
 }  // namespace

@@ -286,5 +286,18 @@ TEST(gzip_reader, has_the_limit_of_decompressing_at_once) {
   EXPECT_THROW(gzip_reader(plenty, ""), std::runtime_error);
 }
 
+TEST(gzip_extent, goes_to_the_end_of_the_stream_and_says_whether_it_is_whole) {
+  const std::string stream = compress(std::string(1'000'000, 'x'));
+  EXPECT_EQ(measure_gzip(stream).size, stream.size());
+  EXPECT_TRUE(measure_gzip(stream).is_whole);
+  EXPECT_EQ(measure_gzip(stream + "more").size, stream.size());
+  EXPECT_TRUE(measure_gzip(stream + "more").is_whole);
+  const std::string cut = stream.substr(0, stream.size() - 1);
+  EXPECT_EQ(measure_gzip(cut).size, cut.size());
+  EXPECT_FALSE(measure_gzip(cut).is_whole);
+  EXPECT_FALSE(measure_gzip("no stream").is_whole);
+  EXPECT_FALSE(measure_gzip("").is_whole);
+}
+
 }  // namespace
 }  // namespace veltra
