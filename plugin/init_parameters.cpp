@@ -54,6 +54,9 @@ source_settings read_init_parameters(const char* text, const host_log& log) {
   settings.database_file =
       existing_path(parameters, "db_file_path", "database file does not exist");
   settings.chunk_size = read_chunk_size(parameters, settings.chunk_size);
+  if (parameters.contains("file_stream")) {
+    settings.file_stream = parameters.at("file_stream").get<bool>();
+  }
   if (parameters.contains("recording")) {
     settings.recording = parameters.at("recording").get<bool>();
   }

@@ -28,6 +28,7 @@ struct source_settings {
   std::string database_file;                      // UTF-8; empty: none named
   std::vector<std::string> database_directories;  // where a database is looked for by its UUID
 
+  bool file_stream = false;     // the file may be a pipe, and its size is of no interest
   bool recording = false;       // runs are those of class recording
   bool log_statistics = false;  // at the end of a run
 

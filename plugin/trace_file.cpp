@@ -17,14 +17,15 @@ constexpr std::uint64_t max_step = std::uint64_t{1} << 20;
 
 }  // namespace
 
-void trace_file::open(const std::string& utf8_path) {
+void trace_file::open(const std::string& utf8_path, bool is_stream) {
   const std::filesystem::path path = platform::path_from_utf8(utf8_path);
   file_.reset(platform::open_file(path, platform::open_mode::read));
   if (!file_) throw std::runtime_error("trace_file could not be opened at " + utf8_path);
+  path_ = utf8_path;
+  if (is_stream) return;
   std::error_code error;
   size_ = std::filesystem::file_size(path, error);
   if (error) throw std::filesystem::filesystem_error("file_size", path, error);
-  path_ = utf8_path;
 }
 
 bool trace_file::read_chunk(std::uint64_t max_bytes, std::string& chunk) {

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <optional>
 #include <string>
 
 #include "platform/file.h"
@@ -14,11 +15,11 @@ class trace_file {
  public:
   // Opens the file for binary reading. Throws std::runtime_error
   // "trace_file could not be opened at " + path, and the file-system error of
-  // "file_size" when it has no size, as a directory.
-  void open(const std::string& utf8_path);
+  // "file_size" when it has no size, as a directory. A stream, such as a pipe, needs none.
+  void open(const std::string& utf8_path, bool is_stream);
 
-  // Bytes in the file when it was opened.
-  std::uint64_t size() const { return size_; }
+  // Bytes in the file when it was opened; nothing for a stream.
+  std::optional<std::uint64_t> size() const { return size_; }
 
   // Replaces `chunk` by the next `max_bytes` bytes, fewer at the end of the file.
   // Returns true once a read has met the end. Throws std::runtime_error when
@@ -28,7 +29,7 @@ class trace_file {
  private:
   std::string path_;
   platform::owned_file file_;
-  std::uint64_t size_ = 0;
+  std::optional<std::uint64_t> size_;
 };
 
 }  // namespace veltra

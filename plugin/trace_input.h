@@ -23,8 +23,8 @@ class trace_input {
   bool is_file() const { return !port_; }
 
   // Opens the trace file, before anything is read from it. Throws as trace_file::open does.
-  void open_file() { file_.open(settings_.trace_file); }
-  std::uint64_t file_size() const { return file_.size(); }
+  void open_file() { file_.open(settings_.trace_file, settings_.file_stream); }
+  std::optional<std::uint64_t> file_size() const { return file_.size(); }
 
   // Begins a run: forgets earlier stops and opens the port, unless it is open.
   // Logs "open port". Throws as zet_serialport::open does.

@@ -30,7 +30,7 @@ void veltra_object::open_input() {
     log().progress("Using serial port with settings: " + to_string(settings_.serial_settings));
   } else {
     input_.open_file();
-    delivery_.set_data_size(input_.file_size());
+    if (const auto size = input_.file_size()) delivery_.set_data_size(*size);
   }
   if (!settings_.database_file.empty()) {
     decoding_.load_database(

@@ -9,6 +9,7 @@
 #include <string_view>
 #include <system_error>
 
+#include "host/source/trace_reader.h"
 #include "host/user_error.h"
 #include "platform/file.h"
 
@@ -17,17 +18,6 @@ namespace veltra::host {
 namespace {
 
 namespace fs = std::filesystem;
-
-// Without the ending of a compressed file and the trace's own.
-fs::path capture_name(fs::path name, const std::string& extension) {
-  for (const char* const compression : {".gz", ".zst"}) {
-    if (name.extension() == compression) {
-      name.replace_extension();
-      break;
-    }
-  }
-  return name.replace_extension("." + extension);
-}
 
 bool is_trace_name(std::string_view name, const std::vector<std::string>& suffixes) {
   return std::any_of(suffixes.begin(), suffixes.end(),
@@ -67,8 +57,14 @@ std::vector<fs::path> find_traces(const std::string& directory,
 
 }  // namespace
 
+fs::path capture_name(fs::path trace, const std::string& extension) {
+  if (compression_of(platform::path_to_utf8(trace)) != compression::none) trace.replace_extension();
+  return trace.replace_extension("." + extension);
+}
+
 const std::vector<std::string>& default_trace_suffixes() {
-  static const std::vector<std::string> suffixes = {".bin", ".trace"};
+  static const std::vector<std::string> suffixes = {".bin",      ".trace",   ".bin.gz",
+                                                    ".trace.gz", ".bin.zst", ".trace.zst"};
   return suffixes;
 }
 

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -36,6 +37,10 @@ struct listed_trace {
 
   bool operator==(const listed_trace&) const = default;
 };
+
+// The name of the capture of a trace: with `extension`, without the ending of a compressed file and
+// the trace's own.
+std::filesystem::path capture_name(std::filesystem::path trace, const std::string& extension);
 
 // The endings of traces' names that directories are searched for unless others are given.
 const std::vector<std::string>& default_trace_suffixes();

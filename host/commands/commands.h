@@ -22,7 +22,8 @@ namespace veltra::host {
 // that fails. Names are UTF-8.
 
 struct decode_options {
-  std::vector<std::string> traces;  // one, or with an output directory also directories of them
+  std::vector<std::string>
+      traces;  // one ("-": standard input), or with an output directory also directories of them
   run_options run;
   bool is_strict = false;      // refuse a database that the trace does not name
   bool wireshark = false;      // open the capture when it is written
@@ -35,6 +36,9 @@ struct decode_options {
   shard part;
   std::vector<std::string> suffixes;   // of traces' names in directories; empty: the default ones
   std::vector<std::string> passed_on;  // options that the process of each trace gets
+  std::vector<std::string> passed_on_cache;  // the same of those that find its database
+
+  bool are_joined = false;  // `traces` are one, in the order of their names
 };
 exit_code decode(decode_options options);
 
@@ -77,7 +81,7 @@ struct explain_options {
 };
 exit_code explain_trace(const explain_options& options);
 
-exit_code list_devices();
+exit_code list_devices(bool as_json);
 
 struct doctor_options {
   std::string port;  // empty: any
@@ -92,10 +96,14 @@ exit_code check_machine(const doctor_options& options);
 std::string format_devices(const std::vector<platform::serial_device>& devices,
                            const platform::device_roots& roots);
 
-exit_code sync_cache(const database_options& options);
+// The same as a JSON array of objects.
+std::string format_devices_json(const std::vector<platform::serial_device>& devices,
+                                const platform::device_roots& roots);
+
+exit_code sync_cache(const database_options& options, bool as_json);
 exit_code list_cache(const database_options& options, bool as_json);
-exit_code verify_cache(const database_options& options);
-exit_code show_database(const std::string& file);
+exit_code verify_cache(const database_options& options, bool as_json);
+exit_code show_database(const std::string& file, bool as_json);
 
 struct publish_options {
   std::string place;  // the directory to publish, or the file to add

@@ -31,11 +31,14 @@ void add_db_command(CLI::App& parent, command& chosen) {
   CLI::App* const sync =
       db->add_subcommand("sync", "Make sure that every database of the catalogue is in the cache");
   add_catalogue_options(*sync, *options, add_cache_option(*sync, *options));
-  sync->callback([options, &chosen] { chosen = [options] { return sync_cache(*options); }; });
+  const auto as_json = std::make_shared<bool>(false);
+  sync->add_flag("--json", *as_json, "For programs: a JSON array of what is in the cache then");
+  sync->callback([options, as_json, &chosen] {
+    chosen = [options, as_json] { return sync_cache(*options, *as_json); };
+  });
 
   CLI::App* const list = db->add_subcommand("list", "List the cache's databases");
   add_cache_option(*list, *options);
-  const auto as_json = std::make_shared<bool>(false);
   list->add_flag("--json", *as_json, "For programs: a JSON array");
   list->callback([options, as_json, &chosen] {
     chosen = [options, as_json] { return list_cache(*options, *as_json); };
@@ -46,7 +49,10 @@ void add_db_command(CLI::App& parent, command& chosen) {
   require_nonempty(show->add_option("FILE", *file, "Trace database (.json or .tar.gz)"))
       ->required()
       ->type_name("FILE");
-  show->callback([file, &chosen] { chosen = [file] { return show_database(*file); }; });
+  show->add_flag("--json", *as_json, "For programs: a JSON object");
+  show->callback([file, as_json, &chosen] {
+    chosen = [file, as_json] { return show_database(*file, *as_json); };
+  });
 
   CLI::App* const lint = db->add_subcommand("lint", "Name every fault of a trace database file");
   const auto checks = std::make_shared<lint_options>();
@@ -89,7 +95,10 @@ void add_db_command(CLI::App& parent, command& chosen) {
   CLI::App* const verify = db->add_subcommand(
       "verify", "Check that every database of the catalogue is there and intact");
   add_cache_option(*verify, *options);
-  verify->callback([options, &chosen] { chosen = [options] { return verify_cache(*options); }; });
+  verify->add_flag("--json", *as_json, "For programs: a JSON array");
+  verify->callback([options, as_json, &chosen] {
+    chosen = [options, as_json] { return verify_cache(*options, *as_json); };
+  });
 }
 
 }  // namespace veltra::host

@@ -46,8 +46,8 @@ bool needs_root(const std::vector<cached_database>& databases) {
 
 }  // namespace
 
-exit_code sync_cache(const database_options& options) {
-  sync_progress progress(platform::path_from_utf8(options.cache), stdout);
+exit_code sync_cache(const database_options& options, bool as_json) {
+  sync_progress progress(platform::path_from_utf8(options.cache), as_json ? stderr : stdout);
   try {
     provision_cache(options, {}, &progress);
   } catch (...) {
@@ -56,11 +56,15 @@ exit_code sync_cache(const database_options& options) {
   }
   progress.finish(false);
   if (progress.databases() == 0) throw no_database(options);
-  print(fmt::format("{}: {} database{}, {} downloaded\n", sanitize(options.cache),
-                    progress.databases(), progress.databases() == 1 ? "" : "s",
-                    progress.downloads()));
+  if (!as_json) {
+    print(fmt::format("{}: {} database{}, {} downloaded\n", sanitize(options.cache),
+                      progress.databases(), progress.databases() == 1 ? "" : "s",
+                      progress.downloads()));
+  }
   // What was downloaded has not been compared with the catalogue yet.
-  if (const std::size_t faults = report_faults(look_at_cache(options))) {
+  const std::vector<cached_database> databases = look_at_cache(options);
+  if (as_json) print(format_cache_json(databases));
+  if (const std::size_t faults = report_faults(databases)) {
     throw user_error(exit_code::bad_input,
                      fmt::format("{} of {} databases cannot be used; compare the catalogue's "
                                  "digests and paths with the files that they name.",
@@ -75,9 +79,9 @@ exit_code list_cache(const database_options& options, bool as_json) {
   return exit_code::ok;
 }
 
-exit_code show_database(const std::string& file) {
+exit_code show_database(const std::string& file, bool as_json) {
   const database_summary summary = summarize_database_file(platform::path_from_utf8(file));
-  print(summary.text);
+  print(as_json ? summary.json : summary.text);
   for (const finding& each : summary.findings) {
     if (each.severity == severity::warning) continue;
     throw user_error(exit_code::bad_input,
@@ -110,8 +114,9 @@ exit_code lint_database(const lint_options& options) {
   return exit_code::ok;
 }
 
-exit_code verify_cache(const database_options& options) {
+exit_code verify_cache(const database_options& options, bool as_json) {
   const std::vector<cached_database> databases = look_at_cache(options);
+  if (as_json) print(format_cache_json(databases));
   if (databases.empty()) throw no_database(options);
   if (const std::size_t faults = report_faults(databases)) {
     throw user_error(
@@ -121,8 +126,10 @@ exit_code verify_cache(const database_options& options) {
                     faults, databases.size(), options.cache, platform::shell_word(options.cache),
                     needs_root(databases) ? " --root URL" : ""));
   }
-  print(fmt::format("{}: {} database{}, all intact\n", sanitize(options.cache), databases.size(),
-                    databases.size() == 1 ? "" : "s"));
+  if (!as_json) {
+    print(fmt::format("{}: {} database{}, all intact\n", sanitize(options.cache), databases.size(),
+                      databases.size() == 1 ? "" : "s"));
+  }
   return exit_code::ok;
 }
 

@@ -16,6 +16,7 @@
 #include "host/output/output_format.h"
 #include "host/output/same_file.h"
 #include "host/run/sidecar.h"
+#include "host/source/trace_reader.h"
 #include "host/user_error.h"
 #include "platform/file.h"
 #include "platform/interrupt.h"
@@ -34,6 +35,10 @@ void check_for_batch(const decode_options& options) {
   if (!options.run.output.key_log.empty()) {
     refuse_batch(
         "--keylog is one file, and several traces have secrets of their own; leave it out.");
+  }
+  if (std::find(options.traces.begin(), options.traces.end(), "-") != options.traces.end()) {
+    refuse_batch(
+        "standard input has no name that its capture could have; name the capture with -o.");
   }
   if (options.wireshark) {
     refuse_batch("--wireshark shows one capture, and --output-dir is for many; leave it out.");
@@ -79,29 +84,45 @@ std::vector<std::string> worker_arguments(const decode_options& options, const l
                                           const database_options& database) {
   std::vector<std::string> arguments = {"decode"};
   arguments.insert(arguments.end(), options.passed_on.begin(), options.passed_on.end());
+  if (database.file.empty()) {
+    arguments.insert(arguments.end(), options.passed_on_cache.begin(),
+                     options.passed_on_cache.end());
+  } else {
+    arguments.push_back("--database=" + database.file);
+  }
   for (const std::string& each :
-       {"--database=" + database.file, "--format=" + options.run.output.format,
-        "--output=" + trace.output, std::string("--summary=-"), std::string("--quiet"),
-        std::string("--only-complete"), std::string("--"), trace.input}) {
+       {"--format=" + options.run.output.format, "--output=" + trace.output,
+        std::string("--summary=-"), std::string("--quiet"), std::string("--only-complete"),
+        std::string("--"), trace.input}) {
     arguments.push_back(each);
   }
   return arguments;
 }
 
+std::optional<batch_result> run_worker(const decode_options& options, const listed_trace& trace,
+                                       const database_options& database,
+                                       worker_processes& workers) {
+  const auto ending = workers.run(worker_arguments(options, trace, database));
+  if (!ending) return std::nullopt;
+  const bool is_interrupted = ending->end.exit_code == static_cast<int>(exit_code::interrupted) ||
+                              (ending->end.killed && workers.is_stopped());
+  if (is_interrupted) return std::nullopt;
+  return read_worker(trace, *ending);
+}
+
 std::optional<batch_result> decode_one(const decode_options& options, const listed_trace& trace,
                                        database_finder& databases, worker_processes& workers) {
+  const database_options& asked = options.run.database;
   try {
     make_directory_of(trace.output);
-    const std::string uuid = options.run.database.cache.empty()
-                                 ? std::string()
-                                 : recorded_uuid(platform::path_from_utf8(trace.input));
-    const database_options database = databases.find(trace.input, uuid);
-    const auto ending = workers.run(worker_arguments(options, trace, database));
-    if (!ending) return std::nullopt;
-    const bool is_interrupted = ending->end.exit_code == static_cast<int>(exit_code::interrupted) ||
-                                (ending->end.killed && workers.is_stopped());
-    if (is_interrupted) return std::nullopt;
-    return read_worker(trace, *ending);
+    // The process of a trace that is not an ordinary file finds the UUID as it reads.
+    const bool is_searched = !asked.cache.empty() && !needs_reader(trace.input);
+    return run_worker(
+        options, trace,
+        is_searched
+            ? databases.find(trace.input, recorded_uuid(platform::path_from_utf8(trace.input)))
+            : asked,
+        workers);
   } catch (const user_error& error) {
     return failed_result(trace, error.code(), error.what());
   }

@@ -33,15 +33,19 @@ std::vector<std::string> given_options(const CLI::App& app,
   return words;
 }
 
+bool is_of_cache(const std::string& name) {
+  static const std::set<std::string> names = {
+      "--cache", "--location", "--root", "--proxy", "--update", "--timeout", "--trust-catalogue"};
+  return names.contains(name);
+}
+
 // What the process of one trace must not get: the batch's own options, and those that it replaces
 // by others.
 bool is_of_batch(const std::string& name) {
   static const std::set<std::string> names = {
-      "--output-dir", "--jobs",    "--skip-existing",  "--shard",  "--suffix",
-      "--summary",    "--quiet",   "--only-complete",  "--format", "--output",
-      "--database",   "--cache",   "--location",       "--root",   "--proxy",
-      "--update",     "--timeout", "--trust-catalogue"};
-  return names.contains(name);
+      "--output-dir", "--jobs",          "--skip-existing", "--shard",  "--suffix",  "--summary",
+      "--quiet",      "--only-complete", "--format",        "--output", "--database"};
+  return names.contains(name) || is_of_cache(name);
 }
 
 // What is wrong with the text of --shard; empty if it is one.
@@ -58,6 +62,7 @@ void add_batch_options(CLI::App& app, decode_options& options) {
                                       "capture in this directory"))
           ->type_name("DIR");
   directory->excludes(app.get_option("--output"));
+  directory->excludes(app.get_option("--join"));
   app.add_option("--jobs,-j", options.jobs, "Traces at a time (default: one for each processor)")
       ->check(CLI::Range(1U, max_jobs))
       ->type_name("N")
@@ -89,11 +94,13 @@ void add_decode_command(CLI::App& parent, command& chosen) {
   CLI::App* const app =
       parent.add_subcommand("decode", "Turn a recorded trace into a capture for Wireshark");
   require_nonempty(app->add_option("TRACE", options->traces,
-                                   "The modem's raw trace; with --output-dir several, and "
-                                   "directories of them"))
+                                   "The modem's raw trace, - for standard input; with "
+                                   "--output-dir several, and directories of them"))
       ->required();
   add_run_options(*app, options->run, "the trace's name with the format's ending",
                   "as recorded, if the trace has a sidecar, otherwise modem");
+  app->add_flag("--join", options->are_joined,
+                "The TRACEs are one trace, in the order of their names");
   add_batch_options(*app, *options);
   add_ending_options(*app, options->summary, options->fails_on_loss);
   app->option_defaults()->group(output_heading);
@@ -107,9 +114,12 @@ void add_decode_command(CLI::App& parent, command& chosen) {
       "  veltra decode trace.bin --database modem.tar.gz\n"
       "  veltra decode trace.bin --cache databases -o trace.pcapng\n"
       "  veltra decode trace.bin -d modem.tar.gz -f jsonl -o - | jq .layer\n"
+      "  ssh lab cat trace.bin | veltra decode - -d modem.tar.gz -o trace.pcapng\n"
       "  veltra decode traces --cache databases --output-dir captures --summary runs.jsonl");
   app->callback([app, options, &chosen] {
     options->passed_on = given_options(*app, is_of_batch);
+    options->passed_on_cache =
+        given_options(*app, [](const std::string& name) { return !is_of_cache(name); });
     chosen = [options] { return decode(*options); };
   });
 }

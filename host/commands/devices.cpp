@@ -6,6 +6,7 @@
 #include "host/commands/commands.h"
 #include "host/console.h"
 #include "host/run/port_failure.h"
+#include "implementation/json.h"
 #include "platform/file.h"
 
 namespace veltra::host {
@@ -68,7 +69,27 @@ std::string format_devices(const std::vector<platform::serial_device>& devices,
   return text;
 }
 
-exit_code list_devices() {
+std::string format_devices_json(const std::vector<platform::serial_device>& devices,
+                                const platform::device_roots& roots) {
+  kovax::json list = kovax::json::array();
+  for (const platform::serial_device& device : devices) {
+    list.push_back({{"port", platform::path_to_utf8(device.path)},
+                    {"state", state_of(device, roots)},
+                    {"driver", device.driver},
+                    {"manufacturer", device.manufacturer},
+                    {"product", device.product},
+                    {"serial_number", device.serial_number},
+                    {"usb_vendor_id", device.vendor_id},
+                    {"usb_product_id", device.product_id}});
+  }
+  return list.dump(2, ' ', false, kovax::json::error_handler_t::replace) + "\n";
+}
+
+exit_code list_devices(bool as_json) {
+  if (as_json) {
+    print(format_devices_json(platform::list_serial_devices(), {}));
+    return exit_code::ok;
+  }
   const std::string list = format_devices(platform::list_serial_devices(), {});
   if (list.empty()) {
     print_message("veltra: there is no serial port; plug in the modem or its adapter.\n");

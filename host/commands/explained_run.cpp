@@ -7,6 +7,8 @@
 #include <system_error>
 
 #include "host/explain/explanation.h"
+#include "host/source/file_kind.h"
+#include "host/source/trace_reader.h"
 #include "host/user_error.h"
 #include "platform/file.h"
 
@@ -26,10 +28,13 @@ exit_code explain_empty_run(const std::string& trace, const database_options& da
   try {
     return run();
   } catch (const user_error& error) {
-    if (error.code() != exit_code::nothing_decoded || database.file.empty()) throw;
+    if (error.code() != exit_code::nothing_decoded) throw;
     // There is nothing in it to read the database again for.
     if (is_empty_file(trace)) throw;
     std::string text = error.what();
+    const std::string kind = doubtful_kind(first_bytes_of(trace));
+    if (!kind.empty()) text += fmt::format(" It begins like {}.", kind);
+    if (database.file.empty() || needs_reader(trace)) throw user_error(error.code(), text);
     try {
       const diagnosis::trace_analysis analysis = analyse_trace(trace, database.file);
       if (analysis.bytes != 0) text += " " + summarise_analysis(analysis);

@@ -10,7 +10,9 @@ namespace veltra::host {
 void add_devices_command(CLI::App& parent, command& chosen) {
   CLI::App* const app = parent.add_subcommand(
       "devices", "List the serial ports, what is behind them and who has them open");
-  app->callback([&chosen] { chosen = list_devices; });
+  const auto as_json = std::make_shared<bool>(false);
+  app->add_flag("--json", *as_json, "For programs: a JSON array");
+  app->callback([as_json, &chosen] { chosen = [as_json] { return list_devices(*as_json); }; });
 }
 
 void add_doctor_command(CLI::App& parent, command& chosen) {

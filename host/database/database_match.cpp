@@ -36,13 +36,21 @@ std::optional<std::string> describe_mismatch(const std::string& stream_uuid,
                      database_uuid.empty() ? "without a UUID" : sanitize(database_uuid));
 }
 
-void require_match(const std::string& trace, const std::string& database) {
-  const std::string uuid = lint_database_file(platform::path_from_utf8(database)).uuid;
-  if (const auto mismatch = describe_mismatch(uuid_of_trace(trace), uuid)) {
+void require_match(const std::string& trace, const std::string& stream_uuid,
+                   const std::string& database) {
+  // Without a UUID in the trace it may not be known which database is meant.
+  const std::string uuid = stream_uuid.empty()
+                               ? std::string()
+                               : lint_database_file(platform::path_from_utf8(database)).uuid;
+  if (const auto mismatch = describe_mismatch(stream_uuid, uuid)) {
     throw user_error(
         exit_code::bad_input,
         fmt::format("{}: {}; name the right database, or leave --strict out.", trace, *mismatch));
   }
+}
+
+void require_match(const std::string& trace, const std::string& database) {
+  require_match(trace, uuid_of_trace(trace), database);
 }
 
 }  // namespace veltra::host

@@ -27,6 +27,11 @@ class database_match {
 std::optional<std::string> describe_mismatch(const std::string& stream_uuid,
                                              const std::string& database_uuid);
 
+// Throws user_error (bad_input) unless the trace named `trace`, in which `stream_uuid` was found,
+// names the database in `database`.
+void require_match(const std::string& trace, const std::string& stream_uuid,
+                   const std::string& database);
+
 // Throws user_error (bad_input) unless the file `trace` names the database in `database`.
 void require_match(const std::string& trace, const std::string& database);
 

@@ -9,6 +9,7 @@
 #include "host/console.h"
 #include "host/database/database_lint.h"
 #include "host/user_error.h"
+#include "implementation/json.h"
 #include "platform/file.h"
 #include "platform/shell.h"
 #include "plugin/trace_db.h"
@@ -46,6 +47,21 @@ void append_database(std::string& text, const trace_db_config& database) {
   append_count(text, "static strings", database.static_strings.size());
 }
 
+kovax::json to_json(const trace_db_config& database) {
+  return {{"name", database.name},
+          {"id", database.id},
+          {"master_ids", database.ids},
+          {"byte_order", database.little_endian ? "little" : "big"},
+          {"trace_id_size", database.trace_id_size},
+          {"has_decoder_configuration", database.decoder_config.has_value()},
+          {"traces", database.traces.size()},
+          {"type_descriptors", database.type_descriptors.size()},
+          {"buffers", database.buffers.size()},
+          {"peer_buffers", database.peer_buffers.size()},
+          {"peer_buffer_layers", database.peer_buffer_layers.size()},
+          {"static_strings", database.static_strings.size()}};
+}
+
 }  // namespace
 
 database_summary summarize_database_file(const std::filesystem::path& path) {
@@ -63,15 +79,24 @@ database_summary summarize_database_file(const std::filesystem::path& path) {
   std::string text = fmt::format("{}: {} database{}\n", platform::path_to_utf8(path), count,
                                  count == 1 ? "" : "s");
   append_line(text, "UUID", collection.uuid.empty() ? "none" : sanitize(collection.uuid));
+  kovax::json json = {{"file", platform::path_to_utf8(path)},
+                      {"uuid", collection.uuid},
+                      {"decoder_configured_by", nullptr},
+                      {"databases", kovax::json::array()}};
   const char* configured = "none: a decoder cannot be set up with this file";
   for (const char* const core : configured_cores) {
     if (!collection.find_decoder_config(core)) continue;
     configured = core;
+    json["decoder_configured_by"] = core;
     break;
   }
   append_line(text, "decoder configured by", configured);
-  for (const trace_db_config& database : collection.configs()) append_database(text, database);
-  return {std::move(text), std::move(lint.findings)};
+  for (const trace_db_config& database : collection.configs()) {
+    append_database(text, database);
+    json["databases"].push_back(to_json(database));
+  }
+  return {std::move(text), json.dump(2, ' ', false, kovax::json::error_handler_t::replace) + "\n",
+          std::move(lint.findings)};
 }
 
 }  // namespace veltra::host

@@ -11,6 +11,7 @@ namespace veltra::host {
 
 struct database_summary {
   std::string text;               // some lines for each database: names, ids and counts
+  std::string json;               // the same as a JSON object; ends in LF
   std::vector<finding> findings;  // of the check, none of them fatal
 };
 

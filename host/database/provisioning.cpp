@@ -181,6 +181,14 @@ database_options find_database_of_trace(const database_options& options, const s
   return database_finder(options).find(trace, recorded_uuid);
 }
 
+database_options find_database_of_uuid(const database_options& options, const std::string& trace,
+                                       const std::string& uuid) {
+  if (options.cache.empty()) return options;
+  if (uuid.empty()) return provision_for_search(options);
+  search_events search{options};
+  return find_database(options, trace, uuid, search);
+}
+
 database_options database_finder::find(const std::string& trace, const std::string& recorded_uuid) {
   database_options options = [this] {
     const std::lock_guard lock(mutex_);

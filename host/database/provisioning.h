@@ -28,6 +28,11 @@ std::vector<std::string> provision_cache(const database_options& options,
 database_options find_database_of_trace(const database_options& options, const std::string& trace,
                                         const std::string& recorded_uuid = {});
 
+// The same for a trace that was searched elsewhere. Without a UUID the plug-in searches, see
+// provision_for_search().
+database_options find_database_of_uuid(const database_options& options, const std::string& trace,
+                                       const std::string& uuid);
+
 // The same for many traces: each database is looked for and checked once, and the catalogue
 // fetched once. Any thread.
 class database_finder {

@@ -75,6 +75,7 @@ class active_run : public source_listener {
   bool may_reader_leave(const outlet& output) const;
 
   exit_code conclude(source_failure failure);
+  void take_reading_failure(source_failure& failure);
   bool finish_sink(outlet& from);
   void summarise_capture();
   void note_mismatch();

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <exception>
 #include <optional>
 #include <string>
 
@@ -40,6 +41,12 @@ class input {
   // it can be opened now.
   virtual bool may_come_back(const source_failure& /*failure*/) const { return false; }
   virtual bool is_there() const { return true; }
+
+  // Ends the input here, for a run that is stopped and may wait for it. Any thread.
+  virtual void end_early() const noexcept {}
+  // Why what the plug-in took for the end of the input was not; null if it was. After a run that
+  // met the end.
+  virtual std::exception_ptr reading_failure() const { return nullptr; }
 
   // A run without content.
   virtual user_error explain_nothing(const run_statistics& statistics,

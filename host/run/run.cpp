@@ -287,7 +287,9 @@ void active_run::end_at_limit() {
 }
 
 void active_run::request_stop() {
-  if (!is_stop_requested_.exchange(true)) session_.stop();
+  if (is_stop_requested_.exchange(true)) return;
+  session_.stop();
+  input_.end_early();
 }
 
 // On the thread that watches for Ctrl-C.
@@ -295,6 +297,7 @@ void active_run::interrupt() {
   is_interrupted_ = true;
   end_changed_.notify_all();
   lanes_.limit_writes();
+  input_.end_early();
   if (interrupts_++ != 0) {
     session_.stop();  // at once
   } else if (is_alive_) {

@@ -37,6 +37,7 @@ exit_code active_run::conclude(source_failure failure) {
     // The run's own stop. What led to it is the failure.
     failure = {};
   }
+  take_reading_failure(failure);
   if (!failure && decoding_failure_) failure = *decoding_failure_;
   const bool has_content =
       capture_ != nullptr ? statistics_.has_content() : statistics_.raw_bytes() != 0;
@@ -85,6 +86,14 @@ void active_run::fill_report() {
   report_.gaps = gap_count_;
   report_.seconds = std::chrono::duration<double>(steady::now() - begin_).count();
   *sinks_.report = report_;
+}
+
+// Of a run that was stopped nobody knows how its input would have ended.
+void active_run::take_reading_failure(source_failure& failure) {
+  const bool has_met_end = !failure || failure.kind() == failure_kind::uuid_missing;
+  if (!has_met_end || thrown_ || is_interrupted_ || is_stop_requested_) return;
+  thrown_ = input_.reading_failure();
+  if (thrown_) failure = {};
 }
 
 // Completes the output; returns whether there is one.

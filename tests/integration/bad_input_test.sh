@@ -36,10 +36,6 @@ decode $bad_input "no.bin: trace file does not exist" no.bin --database database
 decode $bad_input "misspelt/trace.bin: trace file does not exist" \
   misspelt/trace.bin --database database.json
 decode $bad_input "directory is not a regular file" directory --database database.json
-mkfifo pipe.bin
-refused $bad_input "pipe.bin is not a regular file" \
-  timeout 100 "$veltra" decode pipe.bin --database database.json
-rm pipe.bin
 decode $nothing_decoded "empty.bin is empty" empty.bin --database database.json
 mkdir cache
 echo '{"firmwares": {"updated_timestamp": "", "devices": []}}' >cache/config.json
@@ -121,7 +117,7 @@ for empty in --database --cache --output --plugin; do
     trace.bin --database database.json $empty ''
 done
 decode $usage "TRACE: the name is empty" '' --database database.json
-decode $usage "not from standard input" - --database database.json
+decode $usage "name the capture with -o" - --database database.json
 refused $usage "--port: the name is empty" "$veltra" capture --raw x --port ''
 refused $usage "--raw: the name is empty" "$veltra" capture --raw '' --port x
 decode $usage "several traces need a directory" trace.bin more --database database.json

@@ -96,12 +96,18 @@ done
 [ "$(find cut -name '*.pcapng' | wc -l)" = 43 ] || fail "the rest is not done"
 [ "$(wc -l <cut.jsonl)" = 43 ] || fail "not one line for each trace" "$(wc -l <cut.jsonl)"
 
+# Programs read the state of the databases, too.
+"$veltra" db verify --cache cache --json >state.json
+grep -q '"intact": true' state.json || fail "not as JSON" "$(cat state.json)"
+"$veltra" db show database.json --json | grep -q '"decoder_configured_by": "M' || fail "not as JSON"
+[[ $("$veltra" devices --json 2>/dev/null) == \[* ]] || fail "devices are not a JSON array"
+
 # What is wrong with a command line is said before anything is decoded.
 refused 2 "would both become" "$veltra" decode in/day1/a.bin in/day2/a.bin -d database.json --output-dir same
 refused 2 "name it with --output-dir" "$veltra" decode in/b.trace in/day1/a.bin -d database.json
 refused 2 "--keylog is one file" "$veltra" decode in -d database.json --output-dir x --keylog keys
 refused 2 "3/2 is not a part" "$veltra" decode in -d database.json --output-dir x --shard 3/2
 refused 2 "--jobs requires --output-dir" "$veltra" decode in/b.trace -d database.json -j 2
-refused 3 "contains no file whose name ends in .bin or .trace" "$veltra" decode out -d database.json --output-dir x
+refused 3 "contains no file whose name ends in .bin or .trace or" "$veltra" decode out -d database.json --output-dir x
 refused 2 "cannot be the summary, too" "$veltra" decode in/b.trace -d database.json --output-dir x --summary in/b.trace
 refused 2 "standard output cannot be two outputs" "$veltra" decode in/b.trace -d database.json -o - --summary -

@@ -26,3 +26,18 @@ grep -aqE '[#-]\]  ?[0-9]+ %  [0-9.]+ [kMG]?B/s' typescript || fail "no percenta
 grep -aqF "${clear_line}terminal.pcapng: " typescript ||
   fail "the bar is in the way of the summary" "$(cat -v typescript)"
 same file.pcapng terminal.pcapng "the captures with and without a bar"
+
+# Many traces have one bar, and what failed stays above it.
+mkdir many
+for i in 1 2 3; do head -c 6000 trace.bin >many/$i.bin; done
+: >many/empty.bin
+set -- "$veltra" decode many --database database.json --output-dir out -j 1
+"$@" 2>file.txt || true
+! grep -q $'[\r\033]' file.txt || fail "control characters without a terminal" "$(cat -v file.txt)"
+script -q -c "$(printf '%q ' "$@")" typescript >/dev/null 2>&1 </dev/null || true
+grep -aqF "$clear_line[-----" typescript || fail "no bar before the first trace" "$(cat -v typescript)"
+grep -aqE '\]  3 of 4 traces  [0-9.]+ [kMG]?B/s  [0-9]+ s left' typescript ||
+  fail "no bar for all" "$(cat -v typescript)"
+grep -aqF "${clear_line}veltra: many/empty.bin is empty" typescript || fail "no failure" "$(cat -v typescript)"
+! grep -aq 'out/1.pcapng' typescript || fail "a line for each trace on a terminal" "$(cat -v typescript)"
+grep -aqF "${clear_line}3 traces decoded, 1 failed; " typescript || fail "no sum" "$(cat -v typescript)"

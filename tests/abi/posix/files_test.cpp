@@ -1,10 +1,13 @@
 // Files, names and libraries as only POSIX systems have them.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <string>
 #include <system_error>
+#include <thread>
 
 #include "platform/file.h"
 #include "tests/support/environment_variable.h"
@@ -32,6 +35,24 @@ TEST_F(posix_files_test, a_dangling_link_as_trace_file_does_not_exist) {
 
 TEST_F(posix_files_test, a_device_without_a_size_fails_with_file_size) {
   EXPECT_THAT(init_failure({{"file_path", "/dev/null"}}), HasSubstr("file_size"));
+}
+
+TEST_F(posix_files_test, a_stream_is_read_to_its_end_and_reports_no_size) {
+  const std::string bytes = test_support::varied_bytes(200000);
+  const fs::path path = directory.path() / "fifo";
+  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+  std::jthread writer([&] { std::ofstream(path, std::ios::binary) << bytes; });
+  open({{"file_path", path.string()}, {"file_stream", true}});
+  EXPECT_EQ(session.start(), 0);
+  EXPECT_EQ(session.raw_bytes(), bytes);
+  ASSERT_FALSE(session.packets.empty());
+  EXPECT_FALSE(json::parse(session.packets.back().metadata).contains("data_size"));
+}
+
+TEST_F(posix_files_test, a_file_that_is_read_as_a_stream_is_read_as_it_is) {
+  open({{"file_path", write_trace_of(1500)}, {"file_stream", true}});
+  EXPECT_EQ(session.start(), 0);
+  EXPECT_EQ(session.raw_bytes(), test_support::varied_bytes(1500));
 }
 
 TEST_F(posix_files_test, a_trace_that_was_removed_after_init_is_read_all_the_same) {

@@ -22,7 +22,7 @@ modem_on() {
 modem_on a --repeat 20 --speed max
 modem_on b --repeat 20 --speed max
 "$veltra" capture --port a --port none --port b --database database.json --raw m.trace -f jsonl \
-  -o m.jsonl --status-file status.json --metrics metrics.prom 2>capture.txt &
+  -o m.jsonl --status-file status.json --metrics metrics.prom --summary all.jsonl 2>capture.txt &
 ended $! 5 capture.txt
 grep -q '^veltra: there is no port none;' capture.txt || fail "no word of the missing port" "$(cat capture.txt)"
 for port in a b; do
@@ -36,6 +36,13 @@ for port in a b; do
   packets "m-$port.jsonl" >"$port.txt"
 done
 same a.txt b.txt "the packets of the two"
+grep -q '^{"input":"none","output":"","exit_code":3,"reason":"there is no port none;' all.jsonl ||
+  fail "no summary of the missing port" "$(cat all.jsonl)"
+for port in a b; do
+  grep -q "^{\"input\":\"$port\",\"output\":\"m-$port.jsonl\",\"exit_code\":5,.*\"trace_bytes\":$(stat -c %s trace.bin)," \
+    all.jsonl || fail "no summary of $port" "$(cat all.jsonl)"
+done
+[ "$(wc -l <all.jsonl)" = 3 ] || fail "not one line for each port" "$(cat all.jsonl)"
 [ ! -e m-none.trace ] || fail "a file of the missing port"
 
 # One that goes and comes back does not disturb the other; Ctrl-C ends both.

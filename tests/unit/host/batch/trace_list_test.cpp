@@ -108,7 +108,7 @@ TEST_F(trace_list, two_traces_do_not_become_one_capture) {
 TEST_F(trace_list, a_directory_without_traces_is_reported) {
   write("notes.txt");
   EXPECT_THAT(refusal_of([&] { list_traces(options({in("")})); }, exit_code::bad_input),
-              HasSubstr("contains no file whose name ends in .bin or .trace"));
+              HasSubstr("contains no file whose name ends in .bin or .trace or .bin.gz"));
 }
 
 TEST(shard, has_a_number_and_a_count) {

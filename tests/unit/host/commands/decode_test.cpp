@@ -168,7 +168,7 @@ TEST_F(decode_test, a_trace_and_a_database_must_be_named) {
                     veltra({"decode", "-", "-d", "d.json"});
                   },
                   exit_code::usage),
-              HasSubstr("not from standard input"));
+              HasSubstr("name the capture with -o"));
 }
 
 TEST_F(decode_test, a_refused_init_leaves_an_earlier_capture_alone) {

@@ -47,6 +47,19 @@ TEST_F(database_summary_test, shows_identity_and_counts) {
                     ContainsRegex("buffers +6\n"), ContainsRegex("type descriptors +3\n")));
 }
 
+TEST_F(database_summary_test, programs_get_the_same_as_json) {
+  auto database = test_support::conversion_database();
+  database["traces"] = kovax::json::parse(R"([{"id": 1}, {"id": 2}])");
+  const auto shown =
+      kovax::json::parse(summarize_database_file(directory.write("db.json", database.dump())).json);
+  EXPECT_EQ(shown.at("uuid"), "0a1b2c3d-0000-4000-8000-00112233aabb");
+  EXPECT_EQ(shown.at("decoder_configured_by"), "MCU");
+  ASSERT_EQ(shown.at("databases").size(), 1U);
+  EXPECT_EQ(shown.at("databases")[0].at("id"), 33);
+  EXPECT_EQ(shown.at("databases")[0].at("traces"), 2);
+  EXPECT_EQ(shown.at("databases")[0].at("byte_order"), "little");
+}
+
 TEST_F(database_summary_test, every_database_of_an_archive_is_shown) {
   auto other = test_support::minimal_database();
   other["meta"]["name"] = "M4";

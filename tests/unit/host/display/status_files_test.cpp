@@ -28,7 +28,7 @@ packet packet_of_layer(std::string_view layer) {
   return made;
 }
 
-std::string content_of(const std::filesystem::path& path) {
+std::string status_content(const std::filesystem::path& path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), {}};
 }
@@ -131,14 +131,14 @@ TEST(status_files, are_written_at_once_every_few_seconds_and_at_the_end) {
   recorded_display next;
   status_files status("line", {.json = json, .metrics = directory.path() / "none" / "m"}, next);
   status.tick(time_point(1h));
-  EXPECT_EQ(kovax::json::parse(content_of(json)).at("bytes"), 0);
+  EXPECT_EQ(kovax::json::parse(status_content(json)).at("bytes"), 0);
   status.take_packet(packet_of_layer("modem_trace"));
   status.tick(time_point(1h + 1s));
-  EXPECT_EQ(kovax::json::parse(content_of(json)).at("bytes"), 0);
+  EXPECT_EQ(kovax::json::parse(status_content(json)).at("bytes"), 0);
   status.tick(time_point(1h + 6s));
-  EXPECT_EQ(kovax::json::parse(content_of(json)).at("bytes"), 1000);
+  EXPECT_EQ(kovax::json::parse(status_content(json)).at("bytes"), 1000);
   status.end();
-  EXPECT_EQ(kovax::json::parse(content_of(json)).at("state"), "ended");
+  EXPECT_EQ(kovax::json::parse(status_content(json)).at("state"), "ended");
   EXPECT_EQ(std::count(next.lines.begin(), next.lines.end(), '\n'), 1) << next.lines;
 }
 

@@ -13,7 +13,7 @@ namespace {
 
 using testing::HasSubstr;
 
-constexpr utc_time noon = 1'714'564'800'000'000'000;
+constexpr utc_time begin_of_recording = 1'714'564'800'000'000'000;
 
 class run_times_test : public run_test {
  protected:
@@ -90,7 +90,7 @@ TEST_F(run_times_test, a_trace_that_is_not_decoded_keeps_the_time_of_its_arrival
 
 TEST_F(run_times_test, an_earlier_recordings_sidecar_goes_with_the_first_byte_only) {
   options_.times = time_base{time_base::kind::modem};
-  write_sidecar(at("raw.json"), {"earlier", {{noon, 1, 0}}});
+  write_sidecar(at("raw.json"), {"earlier", {{begin_of_recording, 1, 0}}});
   script(json::object());
   refusal_of([&] { run_live_with_raw_trace(); }, exit_code::nothing_decoded);
   EXPECT_TRUE(std::filesystem::exists(at("raw.json")));
@@ -109,10 +109,10 @@ TEST_F(run_times_test, a_sidecar_that_cannot_be_written_costs_nothing_else) {
 }
 
 TEST_F(run_times_test, recorded_times_are_used_again) {
-  options_.recorded_times = {{noon, 20, 0}};
+  options_.recorded_times = {{begin_of_recording, 20, 0}};
   script({{"steps", {raw_step, at_time(25)}}});
   run_file();
-  EXPECT_EQ(read_time(captured().at(0)), noon + 5);
+  EXPECT_EQ(read_time(captured().at(0)), begin_of_recording + 5);
 }
 
 }  // namespace

@@ -5,8 +5,8 @@
 namespace veltra::host {
 namespace {
 
-constexpr utc_time second = 1'000'000'000;
-constexpr utc_time noon_of_may = 1'714'564'800 * second;  // 2024-05-01T12:00:00Z
+constexpr utc_time one_second = 1'000'000'000;
+constexpr utc_time noon_of_may = 1'714'564'800 * one_second;  // 2024-05-01T12:00:00Z
 
 TEST(utc_time, a_time_of_day_with_its_zone_is_parsed) {
   EXPECT_EQ(parse_utc("2024-05-01T12:00:00Z"), noon_of_may);
@@ -14,11 +14,11 @@ TEST(utc_time, a_time_of_day_with_its_zone_is_parsed) {
   EXPECT_EQ(parse_utc("2024-05-01T14:00:00+02:00"), noon_of_may);
   EXPECT_EQ(parse_utc("2024-05-01T06:30:00-05:30"), noon_of_may);
   EXPECT_EQ(parse_utc("1970-01-01T00:00:00Z"), 0U);
-  EXPECT_EQ(parse_utc("2024-02-29T00:00:00Z"), 1'709'164'800 * second);
+  EXPECT_EQ(parse_utc("2024-02-29T00:00:00Z"), 1'709'164'800 * one_second);
 }
 
 TEST(utc_time, fractions_of_a_second_count_to_the_nanosecond) {
-  EXPECT_EQ(parse_utc("2024-05-01T12:00:00.5Z"), noon_of_may + second / 2);
+  EXPECT_EQ(parse_utc("2024-05-01T12:00:00.5Z"), noon_of_may + one_second / 2);
   EXPECT_EQ(parse_utc("2024-05-01T12:00:00.123456789Z"), noon_of_may + 123'456'789);
   EXPECT_EQ(parse_utc("2024-05-01T12:00:00.1234567899Z"), noon_of_may + 123'456'789);
 }

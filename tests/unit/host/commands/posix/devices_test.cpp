@@ -3,6 +3,7 @@
 #include <string>
 
 #include "host/commands/commands.h"
+#include "implementation/json.h"
 #include "platform/file.h"
 #include "tests/support/temp_directory.h"
 
@@ -56,6 +57,24 @@ TEST(devices, a_port_is_shown_with_its_state_and_what_is_known_of_it) {
                 port("ttyUSB0") + state("in use by terminal (process 812)") +
                 "Some Maker Adapter, USB 0403:6001, serial number A5, driver ftdi_sio\n" +
                 port("ttyS1") + "no permission\n");
+}
+
+TEST(devices, programs_get_the_same_as_json) {
+  const test_support::temp_directory root;
+  const platform::device_roots roots{root.path(), root.path(), root.path() / "proc"};
+  serial_device adapter;
+  adapter.path = root.write("ttyUSB0", "");
+  adapter.driver = "ftdi_sio";
+  adapter.product = "Adapter \xff";
+  adapter.vendor_id = "0403";
+  const auto list = kovax::json::parse(veltra::host::format_devices_json({adapter}, roots));
+  ASSERT_EQ(list.size(), 1U);
+  EXPECT_EQ(list[0].at("port"), platform::path_to_utf8(adapter.path));
+  EXPECT_EQ(list[0].at("driver"), "ftdi_sio");
+  EXPECT_EQ(list[0].at("product"), "Adapter \xef\xbf\xbd");
+  EXPECT_EQ(list[0].at("usb_vendor_id"), "0403");
+  EXPECT_EQ(list[0].at("serial_number"), "");
+  EXPECT_EQ(veltra::host::format_devices_json({}, roots), "[]\n");
 }
 
 }  // namespace
