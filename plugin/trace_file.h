@@ -16,7 +16,7 @@ class trace_file {
   // Opens the file for binary reading. Throws std::runtime_error
   // "trace_file could not be opened at " + path, and the file-system error of
   // "file_size" when it has no size, as a directory. A stream, such as a pipe, needs none.
-  void open(const std::string& utf8_path, bool is_stream);
+  void open(const std::string& utf8_path, bool is_stream = false);
 
   // Bytes in the file when it was opened; nothing for a stream.
   std::optional<std::uint64_t> size() const { return size_; }
