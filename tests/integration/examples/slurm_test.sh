@@ -31,7 +31,11 @@ END
 chmod +x bin/veltra
 export PATH=$work/bin:$PATH
 
-job_is_over() { [ -z "$(squeue -h -j "$1" -o %i 2>/dev/null)" ]; }
+# Not while the controller does not answer, either.
+no_job_is_left() {
+  local left
+  left=$(squeue -h -o %i 2>/dev/null) && [ -z "$left" ]
+}
 
 read -r array table < <("$examples/slurm/submit" traces captures cache 2)
 until_true "a task that hangs" test -e hangs
@@ -47,7 +51,7 @@ until_true "the node's return" node_is idle
 for task in $(squeue -h -r -j "$array" -t PENDING -o %i); do
   scontrol update jobid="$task" starttime=now
 done
-until_true "the end of the jobs" job_is_over "$table"
+until_true "the end of the jobs" no_job_is_left
 
 [ "$(find captures -name '*.pcapng' | sort | xargs)" = \
   "captures/day1/a.pcapng captures/day1/b.pcapng captures/day2/c.pcapng captures/day2/d.pcapng" ] ||

@@ -73,14 +73,6 @@ TEST_F(posix_run_test, an_input_is_not_replaced_through_a_link) {
 }
 
 // The plug-in would wait for its writer.
-TEST_F(posix_run_test, a_pipe_is_not_a_trace) {
-  make_pipe();
-  EXPECT_THAT(refusal_of([&] {
-                veltra({"decode", name_of("pipe"), "-d", "d.json"});
-              }),
-              HasSubstr("is not a regular file but a pipe"));
-}
-
 TEST_F(posix_run_test, an_output_that_is_full_ends_the_run) {
   script({{"steps", {packet_step("ip", std::string(100'000, 'E')), wait_step}}});
   const auto work = [&] { decode({"--format", "jsonl", "-o", "/dev/full"}); };
