@@ -21,7 +21,7 @@ std::string gzip(std::string text) {
   z_stream stream{};
   constexpr int gzip_format = 16 + MAX_WBITS;
   deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, gzip_format, 8, Z_DEFAULT_STRATEGY);
-  std::string bytes(deflateBound(&stream, text.size()), '\0');
+  std::string bytes(deflateBound(&stream, static_cast<uLong>(text.size())), '\0');
   stream.next_in = reinterpret_cast<Bytef*>(text.data());
   stream.avail_in = static_cast<uInt>(text.size());
   stream.next_out = reinterpret_cast<Bytef*>(bytes.data());
