@@ -50,8 +50,9 @@ class plain_converter {
 
   plain_result convert(const std::string& trace) const {
     if (trace.size() <= 2) return std::nullopt;
-    const unsigned id = static_cast<std::uint8_t>(trace[0]) | static_cast<std::uint8_t>(trace[1])
-                                                                  << 8;
+    const unsigned low = static_cast<std::uint8_t>(trace[0]);
+    const unsigned high = static_cast<std::uint8_t>(trace[1]);
+    const unsigned id = low | high << 8U;
     const unsigned layer = static_cast<std::uint8_t>(trace[2]);
     const std::string text = std::string(trace.substr(3, 255).c_str());
     const std::size_t body_at = 3 + text.size() + 1;
