@@ -84,12 +84,22 @@ done
 # more - does not hold up the end: NAME SIGNAL OUTPUT COMMAND... in the background.
 first_byte() { dd bs=1 count=1 <&9 >/dev/null 2>&1; }
 first_packets() { dd bs=65536 count=2 iflag=fullblock <&9 >/dev/null 2>&1; }
+# Until every thread of a process has waited for 100 ms: the pipe is full then.
+wait_until_blocked() {
+  local times=0
+  until [ $times = 5 ]; do
+    times=$((times + 1))
+    ! grep -qs '^State:.[^S]' /proc/"$1"/task/*/status || times=0
+    sleep 0.02
+  done
+}
 stalled() {
   local name=$1 signal=$2 output=$3 code=0
   mkfifo "$name"
   exec 9<>"$name"
   "${@:4}" >&9 2>"$name.txt" &
   first_packets
+  wait_until_blocked $!
   kill -"$signal" $!
   wait $! || code=$?
   [ $code = 6 ] || fail "$name: exit code $code when the reader stalls" "$(cat "$name.txt")"
