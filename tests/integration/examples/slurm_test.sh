@@ -47,9 +47,10 @@ kill_node
 until_true "the death of the node" node_is down
 start_node
 until_true "the node's return" node_is idle
-# Slurm waits for two minutes before it starts the task again.
+# Slurm waits for two minutes before it starts the task again; at once, and the end of the old
+# one might hit the new one.
 for task in $(squeue -h -r -j "$array" -t PENDING -o %i); do
-  scontrol update jobid="$task" starttime=now
+  scontrol update jobid="$task" starttime=now+15
 done
 until_true "the end of the jobs" no_job_is_left
 
