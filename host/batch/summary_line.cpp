@@ -18,7 +18,7 @@ ordered_json time_text(const std::optional<utc_time>& time) {
   return time ? ordered_json(format_utc(*time)) : ordered_json();
 }
 
-// Nothing for a stream, and for a series, whose name is no file's.
+// Nothing for a stream, and for a series, whose name is not that of a file.
 std::string digest_of(const std::string& output) {
   const std::filesystem::path path = platform::path_from_utf8(output);
   std::error_code ignored;

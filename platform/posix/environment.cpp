@@ -15,7 +15,7 @@ std::vector<std::filesystem::path> configuration_folders() {
   std::vector<std::filesystem::path> folders;
   const std::filesystem::path settings = find_environment_variable("XDG_CONFIG_HOME").value_or("");
   const std::filesystem::path home = find_environment_variable("HOME").value_or("");
-  // The specification ignores a relative path.
+  // XDG: "All paths must be absolute", and others are ignored.
   if (settings.is_absolute()) {
     folders.push_back(settings);
   } else if (home.is_absolute()) {

@@ -22,7 +22,7 @@ class trace_feed_test : public testing::Test {
     return {std::istreambuf_iterator<char>(file), {}};
   }
 
-  const platform::console_setup console_;  // a pipe without a reader is no signal
+  const platform::console_setup console_;  // a pipe without a reader is not a signal
   test_support::temp_directory directory_;
 };
 
