@@ -44,14 +44,14 @@ class decoder {
   // none of them; the frames lost this way show as a gap in the sequence numbers.
   void append(std::span<const std::uint8_t> bytes);
 
-  // Decodes what was appended. If there is no memory for a frame, it counts as one that
-  // never arrived.
+  // Decodes what was appended. A frame that does not fit in memory counts as one that never
+  // arrived.
   void parse() noexcept;
 
   [[nodiscard]] std::uint64_t trace_count() const noexcept { return traces_.size(); }
 
-  // Takes the oldest trace; null when there is none. If there is no memory for its blocks,
-  // it counts as a missing frame, and the next one is taken.
+  // Takes the oldest trace; null if all are taken. One whose blocks do not fit in memory
+  // counts as a missing frame, and the next one is taken.
   trace_pointer take_trace() noexcept;
 
   // What was found in the stream so far; a frame for whose trace there was no memory

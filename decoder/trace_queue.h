@@ -25,7 +25,7 @@ using trace_pointer = std::unique_ptr<dekodrix_trace, trace_releaser>;
 class trace_queue {
  public:
   // Makes room for `traces` more with `bytes` bytes of data. Returns false, and changes
-  // nothing, if there is no memory for them.
+  // nothing, if memory runs out.
   [[nodiscard]] bool reserve(std::size_t traces, std::size_t bytes) noexcept;
 
   // Adds a trace with a copy of `data` and `timestamp` in nanoseconds. There must be room.
