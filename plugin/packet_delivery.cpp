@@ -45,7 +45,7 @@ void packet_delivery::deliver_raw(const packet_receiver& to, std::string_view ch
   }
 }
 
-void packet_delivery::deliver_decoded(const packet_receiver& to, kovax_stream_packet_t packet) {
+void packet_delivery::deliver_decoded(const packet_receiver& to, kovax_stream_packet_t& packet) {
   deliver(to, packet);
 }
 

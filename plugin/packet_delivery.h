@@ -35,8 +35,8 @@ class packet_delivery {
   // when the metadata is not UTF-8.
   void deliver_raw(const packet_receiver& to, std::string_view chunk);
 
-  // Completes a converted packet and delivers it. Throws as above.
-  void deliver_decoded(const packet_receiver& to, kovax_stream_packet_t packet);
+  // Sets the metadata and the number of a converted packet and delivers it. Throws as above.
+  void deliver_decoded(const packet_receiver& to, kovax_stream_packet_t& packet);
 
  private:
   void deliver(const packet_receiver& to, kovax_stream_packet_t& packet);

@@ -4,7 +4,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 
 #include "implementation/json_values.h"
 #include "plugin/limits.h"
@@ -24,19 +23,19 @@ constexpr const char* layer_nas = "nas-eps";
 // Where the text of a formatted AT trace begins, whatever the trace id's size.
 constexpr std::size_t formatted_text_offset = 2;
 
-using converted = std::optional<kovax_stream_packet_t>;
+// What a rule makes of a trace. The record for the host is made of it at the end and where
+// the caller's result is: one that is copied soon after it was written costs more than the
+// rest of a conversion.
+struct packet_content {
+  const char* layer;
+  const char* category;
+  std::string_view payload;
+};
+using converted = std::optional<packet_content>;
 
-// Made where the caller's result is: a record that is copied soon after it was written
-// costs more than the rest of a conversion.
 converted packet_of(const char* layer, std::string_view payload,
                     const char* category = category_network) {
-  converted packet(std::in_place);
-  packet->data = reinterpret_cast<const std::uint8_t*>(payload.data());
-  packet->data_size = static_cast<std::uint32_t>(payload.size());
-  packet->format = layer;
-  packet->category = category;
-  packet->field_32 = 1;
-  return packet;
+  return packet_content{layer, category, payload};
 }
 
 converted no_packet(trace_db_config& config, no_packet_reason why) {
@@ -194,11 +193,20 @@ trace_type type_of_trace(const trace_db_config& config, const dekodrix_trace& tr
   return payload ? config.index.types.find(payload->trace_id) : trace_type::other;
 }
 
-converted convert_trace(trace_db_config& config, const dekodrix_trace& trace) {
+std::optional<kovax_stream_packet_t> convert_trace(trace_db_config& config,
+                                                   const dekodrix_trace& trace) {
+  std::optional<kovax_stream_packet_t> packet;
   const std::optional<trace_payload> payload = parse(config, trace);
-  if (!payload) return no_packet(config, no_packet_reason::no_content);
-  converted packet = convert_payload(config, *payload);
-  if (packet) packet->timestamp = trace.timestamp;
+  const converted content = payload ? convert_payload(config, *payload)
+                                    : no_packet(config, no_packet_reason::no_content);
+  if (!content) return packet;
+  packet.emplace();
+  packet->data = reinterpret_cast<const std::uint8_t*>(content->payload.data());
+  packet->data_size = static_cast<std::uint32_t>(content->payload.size());
+  packet->format = content->layer;
+  packet->category = content->category;
+  packet->field_32 = 1;
+  packet->timestamp = trace.timestamp;
   return packet;
 }
 

@@ -27,8 +27,12 @@ std::optional<std::string> database_collection::find_decoder_config(std::string_
 }
 
 trace_db_config* database_collection::find_config_for_master(std::uint32_t master_id) {
+  // Most traces have the master of the trace before them.
+  if (latest_ && latest_->first == master_id) return &configs_[latest_->second];
   const auto found = position_by_master_.find(master_id);
-  return found == position_by_master_.end() ? nullptr : &configs_[found->second];
+  if (found == position_by_master_.end()) return nullptr;
+  latest_ = *found;
+  return &configs_[found->second];
 }
 
 }  // namespace veltra

@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "implementation/json.h"
@@ -78,6 +79,7 @@ class database_collection {
  private:
   std::vector<trace_db_config> configs_;
   std::unordered_map<std::uint32_t, std::size_t> position_by_master_;
+  std::optional<std::pair<std::uint32_t, std::size_t>> latest_;  // that was found in it
 };
 
 }  // namespace veltra

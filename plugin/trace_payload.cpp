@@ -8,6 +8,9 @@ namespace {
 
 constexpr std::size_t max_buffer_id_text = 255;
 
+// 64 bits hold any smaller number and a digit behind it.
+constexpr std::uint64_t max_before_digit = UINT64_MAX / 10;
+
 std::uint32_t reverse_bytes(std::uint32_t value) {
   return value >> 24 | (value >> 8 & 0xFF00U) | (value << 8 & 0xFF0000U) | value << 24;
 }
@@ -28,19 +31,20 @@ bool is_blank(char c) {
 
 std::optional<trace_payload> parse_trace_payload(std::string_view bytes,
                                                  std::uint32_t trace_id_size, bool little_endian) {
-  if (bytes.size() <= trace_id_size) return std::nullopt;
-  trace_payload payload;
-  payload.bytes = bytes;
-  payload.trace_id =
+  std::optional<trace_payload> payload;
+  if (bytes.size() <= trace_id_size) return payload;
+  payload.emplace();
+  payload->bytes = bytes;
+  payload->trace_id =
       in_target_order(read_little_endian(bytes, 0, trace_id_size), trace_id_size, little_endian);
-  payload.peer_layer_id = static_cast<std::uint8_t>(bytes[trace_id_size]);
+  payload->peer_layer_id = static_cast<std::uint8_t>(bytes[trace_id_size]);
 
   const std::size_t text_start = trace_id_size + 1;
   const std::string_view text = up_to_nul(bytes.substr(text_start, max_buffer_id_text));
   const std::size_t body_start = text_start + text.size() + 1;
   if (body_start <= bytes.size()) {
-    payload.buffer_id = scan_unsigned(text);
-    payload.body = bytes.substr(body_start);
+    payload->buffer_id = scan_unsigned(text);
+    payload->body = bytes.substr(body_start);
   }
   return payload;
 }
@@ -54,7 +58,9 @@ std::uint32_t scan_unsigned(std::string_view text) {
   std::uint64_t value = 0;
   for (; at < text.size() && text[at] >= '0' && text[at] <= '9'; ++at) {
     const auto digit = static_cast<std::uint64_t>(text[at] - '0');
-    if (value > (UINT64_MAX - digit) / 10) return UINT32_MAX;  // saturated, whatever the sign
+    if (value >= max_before_digit && value > (UINT64_MAX - digit) / 10) {
+      return UINT32_MAX;  // saturated, whatever the sign
+    }
     value = value * 10 + digit;
   }
   return static_cast<std::uint32_t>(negative ? 0 - value : value);

@@ -89,7 +89,7 @@ void veltra_object::extract(const packet_receiver& to) {
 bool veltra_object::drain_decoder(const packet_receiver& to) {
   if (!decoding_.is_ready()) return false;
   for (;;) {
-    const converted_trace next = decoding_.next_trace();
+    converted_trace next = decoding_.next_trace();
     if (!next.trace) return false;
     if (next.packet) delivery_.deliver_decoded(to, *next.packet);
     if (input_.stop_requested()) return true;

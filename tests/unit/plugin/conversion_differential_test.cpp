@@ -276,7 +276,8 @@ TEST(conversion_differential, metadata_are_those_of_an_object_made_for_every_pac
       wanted["data_offset"] = wanted["data_offset"].get<std::uint64_t>() + chunk.size();
       delivery.deliver_raw(to, chunk);
     } else {
-      delivery.deliver_decoded(to, {});
+      kovax_stream_packet_t decoded{};
+      delivery.deliver_decoded(to, decoded);
     }
     ASSERT_EQ(last.metadata, wanted.dump()) << "packet " << number;
     ASSERT_EQ(last.number, number);
