@@ -12,15 +12,6 @@ void block_stream::before_ip_packet(std::span<const std::uint8_t> packet) {
   if (begins_with_server_hello(packet)) ++awaited_masters_;
 }
 
-void block_stream::write(std::string_view blocks) {
-  if (!holds()) {
-    file_.write(blocks);
-    return;
-  }
-  held_ += blocks;
-  if (held_.size() > limits_.max_held) release();
-}
-
 void block_stream::random_bytes_came() {
   put_secrets(key_log_.take());
 }

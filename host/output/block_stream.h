@@ -8,7 +8,6 @@
 #include <optional>
 #include <span>
 #include <string>
-#include <string_view>
 
 #include "host/output/output_file.h"
 #include "host/output/tls_key_log.h"
@@ -42,8 +41,17 @@ class block_stream {
   // An IP packet is about to be written.
   void before_ip_packet(std::span<const std::uint8_t> packet);
 
-  // One or more whole blocks, in the order of the capture.
-  void write(std::string_view blocks);
+  // One or more whole blocks, in the order of the capture: what `append(to)` appends to a
+  // string.
+  template <typename Append>
+  void write(const Append& append) {
+    if (!holds()) {
+      file_.write_with(append);
+      return;
+    }
+    append(held_);
+    if (held_.size() > limits_.max_held) release();
+  }
 
   // Writes the secrets of the series' latest sessions, whose handshake or secret may be in
   // the capture before this one.

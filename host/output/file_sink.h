@@ -33,7 +33,7 @@ class file_sink : public sink {
 
   output_file& file() { return *file_; }  // from begin() on
   // Makes bytes() what the file has.
-  void update_bytes() { bytes_ = file_->size(); }
+  void update_bytes() { bytes_.store(file_->size(), std::memory_order_relaxed); }
   void count_packet() { ++packets_; }
 
   // The output is about to be opened; may throw user_error.

@@ -30,25 +30,27 @@ void jsonl_sink::write(const packet& packet) {
     pass_over(packet);
     return;
   }
-  line_.clear();
-  line_ += R"({"sequence":)";
-  append_json_number(line_, packet.sequence);
-  line_ += R"(,"time":)";
-  append_json_number(line_, packet.time);
-  line_.append(R"(,"layer":)").append(layer.quoted);
-  line_.append(R"(,"category":)").append(quoted_category(packet.category));
-  line_ += R"(,"payload":")";
-  append_hex(line_, packet.payload);
-  line_ += '"';
-  append_metadata(packet.metadata);
-  append_meaning(packet, layer);
-  line_ += "}\n";
-  file().write(line_);
+  file().write_with([&](std::string& line) { append_line(line, packet, layer); });
   count_packet();
   update_bytes();
 }
 
-void jsonl_sink::append_metadata(std::string_view metadata) {
+void jsonl_sink::append_line(std::string& line, const packet& packet, const layer& layer) {
+  line += R"({"sequence":)";
+  append_json_number(line, packet.sequence);
+  line += R"(,"time":)";
+  append_json_number(line, packet.time);
+  line.append(R"(,"layer":)").append(layer.quoted);
+  line.append(R"(,"category":)").append(quoted_category(packet.category));
+  line += R"(,"payload":")";
+  append_hex(line, packet.payload);
+  line += '"';
+  append_metadata(line, packet.metadata);
+  append_meaning(line, packet, layer);
+  line += "}\n";
+}
+
+void jsonl_sink::append_metadata(std::string& line, std::string_view metadata) {
   if (metadata_ == metadata_use::none) return;
   if (metadata.empty()) metadata = "{}";
   if (metadata_ == metadata_use::once) {
@@ -56,28 +58,28 @@ void jsonl_sink::append_metadata(std::string_view metadata) {
     if (latest_metadata_ && *latest_metadata_ == lasting) return;
     latest_metadata_ = lasting;
   }
-  line_ += R"(,"metadata":)";
-  line_ += metadata;
+  line += R"(,"metadata":)";
+  line += metadata;
 }
 
 // What a reader would otherwise have to find in the bytes.
-void jsonl_sink::append_meaning(const packet& packet, const layer& layer) {
+void jsonl_sink::append_meaning(std::string& line, const packet& packet, const layer& layer) {
   switch (packet_direction(layer.kind, layer.way, packet)) {
     case direction::sent:
-      line_ += R"(,"direction":"sent")";
+      line += R"(,"direction":"sent")";
       break;
     case direction::received:
-      line_ += R"(,"direction":"received")";
+      line += R"(,"direction":"received")";
       break;
     case direction::unknown:
       break;
   }
   if (const std::optional<std::uint64_t> dropped = dropped_traces(packet)) {
-    line_ += R"(,"kind":"dropped","count":)";
-    append_json_number(line_, *dropped);
+    line += R"(,"kind":"dropped","count":)";
+    append_json_number(line, *dropped);
   } else if (layer.kind == packet_kind::at) {
-    line_ += R"(,"kind":"at","text":)";
-    append_json_text(line_, payload_text(packet));
+    line += R"(,"kind":"at","text":)";
+    append_json_text(line, payload_text(packet));
   }
 }
 
@@ -110,16 +112,16 @@ std::string jsonl_sink::packet_remarks() const {
 }
 
 const jsonl_sink::layer& jsonl_sink::layer_of(std::string_view name) {
-  if (const auto known = layers_.find(name); known != layers_.end()) return known->second;
+  if (const layer* const known = layers_.find(name)) return *known;
   const dissector* const found = find_dissector(name);
   const layer made{packets_.has_layer(name), found != nullptr ? found->kind : packet_kind::other,
                    found != nullptr ? found->way : direction::unknown, quoted(name)};
-  return layers_.emplace(name, made).first->second;
+  return layers_.add(name, made);
 }
 
 const std::string& jsonl_sink::quoted_category(std::string_view name) {
-  if (const auto known = categories_.find(name); known != categories_.end()) return known->second;
-  return categories_.emplace(name, quoted(name)).first->second;
+  if (const std::string* const known = categories_.find(name)) return *known;
+  return categories_.add(name, quoted(name));
 }
 
 }  // namespace veltra::host

@@ -1,14 +1,13 @@
 // jsonl_sink.h - packets as JSON Lines: one object a line (RFC 8259, UTF-8, LF).
 #pragma once
 
-#include <functional>
-#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include "host/output/file_sink.h"
 #include "host/output/packet_selection.h"
+#include "host/source/layer_map.h"
 
 namespace veltra::host {
 
@@ -29,6 +28,7 @@ class jsonl_sink : public file_sink {
   void add_remark(std::string_view remark) override;
   bool flush() override;
   bool wants_metadata() const override { return metadata_ != metadata_use::none; }
+  bool wants_raw_bytes() const override { return packets_.has(packet_kind::raw); }
 
  private:
   // What is the same for all packets of a layer.
@@ -41,18 +41,18 @@ class jsonl_sink : public file_sink {
 
   std::string packet_remarks() const override;
   void pass_over(const packet& packet);
-  void append_metadata(std::string_view metadata);
-  void append_meaning(const packet& packet, const layer& layer);
+  void append_line(std::string& line, const packet& packet, const layer& layer);
+  void append_metadata(std::string& line, std::string_view metadata);
+  static void append_meaning(std::string& line, const packet& packet, const layer& layer);
   const layer& layer_of(std::string_view name);
   const std::string& quoted_category(std::string_view name);
 
   const packet_selection packets_;
   const metadata_use metadata_;
-  std::optional<std::string> latest_metadata_;        // that was written, without the offset
-  std::map<std::string, layer, std::less<>> layers_;  // the few that there are
-  std::map<std::string, std::string, std::less<>> categories_;
+  std::optional<std::string> latest_metadata_;  // that was written, without the offset
+  layer_map<layer> layers_;
+  layer_map<std::string> categories_;
   std::uint64_t passed_over_ = 0;
-  std::string line_;  // kept to save its allocation
 };
 
 }  // namespace veltra::host

@@ -16,6 +16,7 @@ class key_log_sink : public file_sink {
   void write(const packet& packet) override;
   void mark_missed(std::uint64_t count) override;
   bool flush() override;
+  bool wants_raw_bytes() const override { return false; }
 
  private:
   void write_trailer() override;

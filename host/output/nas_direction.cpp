@@ -28,8 +28,17 @@ struct message_type {
   direction sender;
 };
 
+using senders = std::array<direction, 256>;  // by message type
+
+constexpr senders senders_of(std::span<const message_type> types) {
+  senders found{};
+  found.fill(unknown);
+  for (const message_type& type : types) found[type.value] = type.sender;
+  return found;
+}
+
 // 3GPP TS 24.301, tables 9.8.1 and 9.8.2, without the types that both sides send.
-constexpr auto mobility_types = std::to_array<message_type>({
+constexpr auto mobility_senders = senders_of(std::to_array<message_type>({
     {0x41, sent},      // attach request
     {0x42, received},  // attach accept
     {0x43, sent},      // attach complete
@@ -59,8 +68,8 @@ constexpr auto mobility_types = std::to_array<message_type>({
     {0x64, received},  // CS service notification
     {0x68, received},  // downlink generic NAS transport
     {0x69, sent},      // uplink generic NAS transport
-});
-constexpr auto session_types = std::to_array<message_type>({
+}));
+constexpr auto session_senders = senders_of(std::to_array<message_type>({
     {0xc1, received},  // activate default EPS bearer context request
     {0xc2, sent},      // ... accept
     {0xc3, sent},      // ... reject
@@ -85,15 +94,11 @@ constexpr auto session_types = std::to_array<message_type>({
     {0xdb, received},  // notification
     {0xe9, sent},      // remote UE report
     {0xea, received},  // remote UE report response
-});
+}));
 
-direction sender_of(std::span<const message_type> types, std::span<const std::uint8_t> message,
+direction sender_of(const senders& by_type, std::span<const std::uint8_t> message,
                     std::size_t type_at) {
-  if (message.size() <= type_at) return unknown;
-  for (const message_type& type : types) {
-    if (type.value == message[type_at]) return type.sender;
-  }
-  return unknown;
+  return type_at < message.size() ? by_type[message[type_at]] : unknown;
 }
 
 // A message that begins with its own protocol discriminator.
@@ -101,9 +106,9 @@ direction plain_direction(std::span<const std::uint8_t> message) {
   if (message.empty()) return unknown;
   switch (message[0] & 0x0f) {
     case mobility_management:
-      return message[0] >> 4 == plain ? sender_of(mobility_types, message, 1) : unknown;
+      return message[0] >> 4 == plain ? sender_of(mobility_senders, message, 1) : unknown;
     case session_management:  // with the bearer's identity in front, then the transaction's
-      return sender_of(session_types, message, 2);
+      return sender_of(session_senders, message, 2);
     default:
       return unknown;
   }

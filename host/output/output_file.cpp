@@ -10,9 +10,6 @@ namespace veltra::host {
 
 namespace {
 
-constexpr std::size_t collected_block = std::size_t{1} << 16;
-// Larger blocks compress better.
-constexpr std::size_t compressed_block = std::size_t{1} << 18;
 constexpr const char* operation = "cannot write";
 
 }  // namespace
@@ -46,9 +43,7 @@ void output_file::open_stream() {
 }
 
 void output_file::write(std::string_view record) {
-  collected_ += record;
-  size_ += record.size();
-  if (collected_.size() >= (compressor_ ? compressed_block : collected_block)) put_collected();
+  write_with([record](std::string& to) { to += record; });
 }
 
 void output_file::flush() {

@@ -1,6 +1,7 @@
 // output_file.h - a file or a stream that a command writes.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
@@ -43,6 +44,16 @@ class output_file {
   // collected and given to the system with those that follow.
   void write(std::string_view record);
 
+  // Likewise; the record is what `append(to)` appends to a string, which saves a copy of it.
+  // If that throws, only keep_whole_records() and destruction may follow.
+  template <typename Append>
+  void write_with(const Append& append) {
+    const std::size_t before = collected_.size();
+    append(collected_);
+    size_ += collected_.size() - before;
+    if (collected_.size() >= max_collected()) put_collected();
+  }
+
   // Gives the system everything that was collected, unless it waits for a block that is
   // worth compressing.
   void flush();
@@ -79,10 +90,15 @@ class output_file {
     }
   };
 
+  std::size_t max_collected() const { return compressor_ ? compressed_block : collected_block; }
   void open_stream();
   void put_collected();
   void check(std::error_code error) const;
   [[noreturn]] void fail(int error) const;
+
+  static constexpr std::size_t collected_block = std::size_t{1} << 16;
+  // Larger blocks compress better.
+  static constexpr std::size_t compressed_block = std::size_t{1} << 18;
 
   std::filesystem::path target_;
   const bool is_stream_;

@@ -31,31 +31,6 @@ constexpr char nanoseconds = 9;  // negative power of ten
 constexpr std::size_t longest_option = 0xffff;
 constexpr std::size_t option_header = 4;  // code and length
 
-template <typename Integer>
-void append_integer(std::string& to, Integer value) {
-  char bytes[sizeof value];
-  for (std::size_t i = 0; i < sizeof value; ++i) {
-    bytes[i] = static_cast<char>(value >> (8 * i) & 0xff);
-  }
-  to.append(bytes, sizeof bytes);
-}
-
-void append_u16(std::string& to, std::uint16_t value) {
-  append_integer(to, value);
-}
-void append_u32(std::string& to, std::uint32_t value) {
-  append_integer(to, value);
-}
-void append_u64(std::string& to, std::uint64_t value) {
-  append_integer(to, value);
-}
-
-// A timestamp goes out as two words, the high one first.
-void append_time(std::string& to, std::uint64_t time) {
-  append_u32(to, static_cast<std::uint32_t>(time >> 32));
-  append_u32(to, static_cast<std::uint32_t>(time));
-}
-
 // 0 behind the end of `bytes`.
 template <typename Integer>
 Integer integer_at(std::string_view bytes, std::size_t at) {
@@ -67,20 +42,53 @@ Integer integer_at(std::string_view bytes, std::size_t at) {
   return value;
 }
 
-// Puts the block's type and length in front and its length behind what is
-// appended between construction and finish().
+// Every block and every field starts at a multiple of 4.
+constexpr std::size_t padded(std::size_t size) {
+  return (size + 3) / 4 * 4;
+}
+
+constexpr std::size_t size_of_option(std::string_view value) {
+  return option_header + padded(std::min(value.size(), longest_option));
+}
+
+constexpr std::size_t size_of_text_option(std::string_view text) {
+  return text.empty() ? 0 : size_of_option(text);
+}
+
+// Appends a block: its type and length, `max_content` bytes at most between construction and
+// finish() without the end of the options, and its length again.
 class block {
  public:
-  block(std::string& to, std::uint32_t type) : to_(to), begin_(to.size()) {
-    append_u32(to_, type);
-    append_u32(to_, 0);
+  block(std::string& to, std::uint32_t type, std::size_t max_content) : to_(to), begin_(to.size()) {
+    to_.resize(begin_ + padded(max_content) + 3 * sizeof(std::uint32_t) + option_header);
+    at_ = to_.data() + begin_;
+    add(type);
+    add(std::uint32_t{0});  // the length
+  }
+
+  template <typename Integer>
+  void add(Integer value) {
+    for (std::size_t i = 0; i < sizeof value; ++i) {
+      at_[i] = static_cast<char>(value >> (8 * i) & 0xff);
+    }
+    at_ += sizeof value;
+  }
+
+  // The rest, up to a multiple of 4, is zero.
+  void add(std::string_view bytes) { at_ = std::copy(bytes.begin(), bytes.end(), at_); }
+  void pad() { at_ = to_.data() + begin_ + padded(size()); }
+
+  // Two words, the high one first.
+  void add_time(std::uint64_t time) {
+    add(static_cast<std::uint32_t>(time >> 32));
+    add(static_cast<std::uint32_t>(time));
   }
 
   void add_option(std::uint16_t code, std::string_view value) {
     value = value.substr(0, longest_option);
-    append_u16(to_, code);
-    append_u16(to_, static_cast<std::uint16_t>(value.size()));
-    to_ += value;
+    add(code);
+    add(static_cast<std::uint16_t>(value.size()));
+    add(value);
     pad();
     has_options_ = true;
   }
@@ -89,23 +97,29 @@ class block {
     if (!text.empty()) add_option(code, text);
   }
 
-  // Every block and every field starts at a multiple of 4.
-  void pad() { to_.append((4 - (to_.size() - begin_) % 4) % 4, '\0'); }
-
   void finish() {
-    if (has_options_) append_u32(to_, option::end);
-    const auto length = static_cast<std::uint32_t>(to_.size() - begin_ + sizeof(std::uint32_t));
-    append_u32(to_, length);
-    for (std::size_t i = 0; i < sizeof length; ++i) {
-      to_[begin_ + 4 + i] = static_cast<char>(length >> (8 * i) & 0xff);
-    }
+    if (has_options_) add(std::uint32_t{option::end});
+    const auto length = static_cast<std::uint32_t>(size() + sizeof(std::uint32_t));
+    add(length);
+    to_.resize(begin_ + length);
+    at_ = to_.data() + begin_ + sizeof(std::uint32_t);
+    add(length);
   }
 
  private:
+  std::size_t size() const { return static_cast<std::size_t>(at_ - to_.data()) - begin_; }
+
   std::string& to_;
-  std::size_t begin_;
+  const std::size_t begin_;
+  char* at_;
   bool has_options_ = false;
 };
+
+std::string little_endian(std::uint64_t value) {
+  std::string bytes;
+  for (std::size_t i = 0; i < sizeof value; ++i) bytes += static_cast<char>(value >> (8 * i));
+  return bytes;
+}
 
 std::string_view as_text(std::span<const std::uint8_t> bytes) {
   return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
@@ -115,11 +129,13 @@ std::string_view as_text(std::span<const std::uint8_t> bytes) {
 
 void append_section_header(std::string& to, std::string_view hardware, std::string_view application,
                            std::span<const std::string> comments) {
-  block out(to, section_header_type);
-  append_u32(to, byte_order_magic);
-  append_u16(to, major_version);
-  append_u16(to, 0);
-  append_u64(to, unknown_section_length);
+  std::size_t options = size_of_text_option(hardware) + size_of_text_option(application);
+  for (const std::string& comment : comments) options += size_of_text_option(comment);
+  block out(to, section_header_type, 16 + options);
+  out.add(byte_order_magic);
+  out.add(major_version);
+  out.add(std::uint16_t{0});
+  out.add(unknown_section_length);
   for (const std::string& comment : comments) out.add_text_option(option::comment, comment);
   out.add_text_option(option::section_hardware, hardware);
   out.add_text_option(option::section_application, application);
@@ -148,59 +164,58 @@ std::vector<std::string> section_comments(std::string_view file) {
 void append_interface(std::string& to, std::uint16_t link_type, std::string_view name,
                       std::string_view description, std::int64_t time_offset,
                       std::string_view comment) {
-  block out(to, interface_description_type);
-  append_u16(to, link_type);
-  append_u16(to, 0);
-  append_u32(to, 0);  // no snapshot length
+  const std::string offset = little_endian(static_cast<std::uint64_t>(time_offset));
+  block out(to, interface_description_type,
+            8 + size_of_text_option(comment) + size_of_text_option(name) +
+                size_of_text_option(description) + size_of_option({&nanoseconds, 1}) +
+                size_of_option(offset));
+  out.add(link_type);
+  out.add(std::uint16_t{0});
+  out.add(std::uint32_t{0});  // no snapshot length
   out.add_text_option(option::comment, comment);
   out.add_text_option(option::interface_name, name);
   out.add_text_option(option::interface_description, description);
   out.add_option(option::interface_time_resolution, {&nanoseconds, 1});
-  if (time_offset != 0) {
-    std::string number;
-    append_u64(number, static_cast<std::uint64_t>(time_offset));
-    out.add_option(option::interface_time_offset, number);
-  }
+  if (time_offset != 0) out.add_option(option::interface_time_offset, offset);
   out.finish();
 }
 
 void append_packet(std::string& to, const enhanced_packet& packet) {
-  block out(to, enhanced_packet_type);
-  append_u32(to, packet.interface);
-  append_time(to, packet.time);
-  append_u32(to, static_cast<std::uint32_t>(packet.header.size() + packet.payload.size()));
-  append_u32(to, static_cast<std::uint32_t>(packet.header.size() + packet.full_payload_size));
-  to += packet.header;
-  to += as_text(packet.payload);
+  constexpr char received[] = {1, 0, 0, 0};
+  constexpr char sent[] = {2, 0, 0, 0};
+  const std::string_view flags(packet.way == direction::received ? received : sent,
+                               sizeof received);
+  const std::size_t size = packet.header.size() + packet.payload.size();
+  block out(to, enhanced_packet_type,
+            20 + padded(size) + size_of_text_option(packet.comment) + size_of_option(flags));
+  out.add(packet.interface);
+  out.add_time(packet.time);
+  out.add(static_cast<std::uint32_t>(size));
+  out.add(static_cast<std::uint32_t>(packet.header.size() + packet.full_payload_size));
+  out.add(packet.header);
+  out.add(as_text(packet.payload));
   out.pad();
   out.add_text_option(option::comment, packet.comment);
-  if (packet.way != direction::unknown) {
-    const char flags[] = {packet.way == direction::received ? '\1' : '\2', 0, 0, 0};
-    out.add_option(option::packet_flags, {flags, sizeof flags});
-  }
+  if (packet.way != direction::unknown) out.add_option(option::packet_flags, flags);
   out.finish();
 }
 
 void append_statistics(std::string& to, std::uint32_t interface, std::uint64_t time,
                        std::uint64_t received, std::optional<std::uint64_t> dropped) {
-  block out(to, interface_statistics_type);
-  append_u32(to, interface);
-  append_time(to, time);
-  const auto add_count = [&out](std::uint16_t code, std::uint64_t count) {
-    std::string number;
-    append_u64(number, count);
-    out.add_option(code, number);
-  };
-  add_count(option::statistics_received, received);
-  if (dropped) add_count(option::statistics_dropped, *dropped);
+  constexpr std::size_t size_of_count = option_header + sizeof(std::uint64_t);
+  block out(to, interface_statistics_type, 12 + 2 * size_of_count);
+  out.add(interface);
+  out.add_time(time);
+  out.add_option(option::statistics_received, little_endian(received));
+  if (dropped) out.add_option(option::statistics_dropped, little_endian(*dropped));
   out.finish();
 }
 
 void append_secrets(std::string& to, std::string_view key_log) {
-  block out(to, decryption_secrets_type);
-  append_u32(to, secrets_are_tls_key_log);
-  append_u32(to, static_cast<std::uint32_t>(key_log.size()));
-  to += key_log;
+  block out(to, decryption_secrets_type, 8 + padded(key_log.size()));
+  out.add(secrets_are_tls_key_log);
+  out.add(static_cast<std::uint32_t>(key_log.size()));
+  out.add(key_log);
   out.pad();
   out.finish();
 }

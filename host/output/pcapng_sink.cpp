@@ -52,22 +52,22 @@ void append_remark(std::string& to, std::string_view remark) {
   to += remark;
 }
 
-std::string describe_step(std::uint64_t step) {
-  if (step == 0) return {};
-  return fmt::format("the modem's clock went back by {:.3f} s before this packet",
-                     static_cast<double>(step) / ns_per_second);
+void append_step(std::string& to, std::uint64_t step) {
+  if (step == 0) return;
+  append_remark(to, fmt::format("the modem's clock went back by {:.3f} s before this packet",
+                                static_cast<double>(step) / ns_per_second));
 }
 
-std::string describe_missed(std::uint64_t count) {
-  if (count == 0) return {};
-  return fmt::format("{} packet{} before this one {} missed: the reader was too slow", count,
-                     count == 1 ? "" : "s", count == 1 ? "was" : "were");
+void append_missed(std::string& to, std::uint64_t count) {
+  if (count == 0) return;
+  append_remark(to, fmt::format("{} packet{} before this one {} missed: the reader was too slow",
+                                count, count == 1 ? "" : "s", count == 1 ? "was" : "were"));
 }
 
-std::string describe_dropped(std::uint64_t count) {
-  if (count == 0) return {};
-  return fmt::format("{} trace{} before this packet {} dropped", count, count == 1 ? "" : "s",
-                     count == 1 ? "was" : "were");
+void append_dropped(std::string& to, std::uint64_t count) {
+  if (count == 0) return;
+  append_remark(to, fmt::format("{} trace{} before this packet {} dropped", count,
+                                count == 1 ? "" : "s", count == 1 ? "was" : "were"));
 }
 
 }  // namespace
@@ -87,9 +87,9 @@ void pcapng_sink::put_section_header() {
   if (std::exchange(has_header_, true)) return;
   std::vector<std::string> comments;
   for (const fact& each : provenance_) comments.push_back(to_comment(each));
-  block_.clear();
-  pcapng::append_section_header(block_, "LTE modem trace", "veltra " VELTRA_VERSION, comments);
-  block_stream_->write(block_);
+  block_stream_->write([&](std::string& to) {
+    pcapng::append_section_header(to, "LTE modem trace", "veltra " VELTRA_VERSION, comments);
+  });
   block_stream_->repeat_secrets();
 }
 
@@ -184,9 +184,7 @@ void pcapng_sink::put_raw(const packet& packet) {
   for (auto rest = packet.payload; !rest.empty(); rest = rest.subspan(block.payload.size())) {
     block.payload = rest.first(std::min(rest.size(), max_packet - block.header.size()));
     block.full_payload_size = block.payload.size();
-    block_.clear();
-    pcapng::append_packet(block_, block);
-    block_stream_->write(block_);
+    block_stream_->write([&](std::string& to) { pcapng::append_packet(to, block); });
     ++on.received;
     count_packet();
   }
@@ -219,23 +217,23 @@ void pcapng_sink::put_message(const packet& packet, const layer_format& format) 
   block.full_payload_size = packet.payload.size();
   if (block.payload.size() < packet.payload.size()) ++cut_packets_;
   block.way = way;
-  comment_ = describe_step(std::max(packet.clock_step, std::exchange(step_, 0)));
-  append_remark(comment_, std::exchange(remark_, {}));
-  append_remark(comment_, describe_missed(missed_));
+  comment_.clear();
+  append_step(comment_, std::max(packet.clock_step, std::exchange(step_, 0)));
+  append_remark(comment_, remark_);
+  remark_.clear();
+  append_missed(comment_, missed_);
   on.dropped += std::exchange(missed_, 0) + std::exchange(uncounted_, 0);
   if (const std::optional<std::uint64_t> dropped = dropped_traces(packet)) {
     append_remark(comment_, "dropped traces");
     on.dropped += *dropped;
     dropped_ += *dropped;
   } else {
-    append_remark(comment_, describe_dropped(std::exchange(dropped_, 0)));
+    append_dropped(comment_, std::exchange(dropped_, 0));
   }
   append_remark(comment_,
                 dissectable ? std::string_view(format.comment) : "no message of its layer");
   block.comment = comment_;
-  block_.clear();
-  pcapng::append_packet(block_, block);
-  block_stream_->write(block_);
+  block_stream_->write([&](std::string& to) { pcapng::append_packet(to, block); });
   count_packet();
 }
 
@@ -250,11 +248,11 @@ void pcapng_sink::add_remark(std::string_view remark) {
 void pcapng_sink::write_trailer() {
   put_section_header();
   if (latest_ != nullptr) latest_->dropped += missed_ + uncounted_;
-  block_.clear();
-  for (const std::optional<interface>& on : interfaces_) {
-    if (on) pcapng::append_statistics(block_, on->number, last_time_, on->received, on->dropped);
-  }
-  block_stream_->write(block_);
+  block_stream_->write([this](std::string& to) {
+    for (const std::optional<interface>& on : interfaces_) {
+      if (on) pcapng::append_statistics(to, on->number, last_time_, on->received, on->dropped);
+    }
+  });
   block_stream_->finish();
 }
 
@@ -279,7 +277,7 @@ std::string pcapng_sink::packet_remarks() const {
 }
 
 const pcapng_sink::layer_format& pcapng_sink::format_of(std::string_view layer) {
-  if (const auto known = formats_.find(layer); known != formats_.end()) return known->second;
+  if (const layer_format* const known = formats_.find(layer)) return *known;
   layer_format format{packet_kind::other, direction::unknown, {}, {}, {}};
   format.data_header = exported_pdu_header("data", direction::unknown, layer);
   if (const dissector* found = find_dissector(layer)) {
@@ -298,7 +296,7 @@ const pcapng_sink::layer_format& pcapng_sink::format_of(std::string_view layer) 
     format.headers.fill(format.data_header);
     format.comment = "no dissector for layer " + std::string(layer);
   }
-  return formats_.emplace(layer, std::move(format)).first->second;
+  return formats_.add(layer, std::move(format));
 }
 
 pcapng_sink::interface& pcapng_sink::interface_of(packet_kind kind) {
@@ -306,12 +304,12 @@ pcapng_sink::interface& pcapng_sink::interface_of(packet_kind kind) {
   std::optional<interface>& found = interfaces_[index];
   if (!found) {
     found = interface { interface_count_++ };
-    block_.clear();
-    pcapng::append_interface(
-        block_, kind == packet_kind::ip ? pcapng::link_type_raw_ip : pcapng::link_type_exported_pdu,
-        kind_names()[index], descriptions[index], time_offset_.value_or(0),
-        std::exchange(database_comment_, {}));
-    block_stream_->write(block_);
+    const std::uint16_t link_type =
+        kind == packet_kind::ip ? pcapng::link_type_raw_ip : pcapng::link_type_exported_pdu;
+    block_stream_->write([&](std::string& to) {
+      pcapng::append_interface(to, link_type, kind_names()[index], descriptions[index],
+                               time_offset_.value_or(0), std::exchange(database_comment_, {}));
+    });
   }
   return *found;
 }

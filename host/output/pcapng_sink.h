@@ -4,8 +4,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <functional>
-#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -15,6 +13,7 @@
 #include "host/output/file_sink.h"
 #include "host/output/packet_selection.h"
 #include "host/output/tls_key_log.h"
+#include "host/source/layer_map.h"
 
 namespace veltra::host {
 
@@ -40,6 +39,7 @@ class pcapng_sink : public file_sink {
   void mark_missed(std::uint64_t count) override;
   void add_remark(std::string_view remark) override;
   bool flush() override;
+  bool wants_raw_bytes() const override { return settings_.packets.has(packet_kind::raw); }
 
  private:
   // What is the same for all packets of a layer.
@@ -76,7 +76,7 @@ class pcapng_sink : public file_sink {
   bool has_header_ = false;
   bool has_database_ = false;     // it was looked for in the first packet
   std::string database_comment_;  // for the next interface
-  std::map<std::string, layer_format, std::less<>> formats_;
+  layer_map<layer_format> formats_;
   std::array<std::optional<interface>, packet_kind_count> interfaces_;
   std::uint32_t interface_count_ = 0;
   std::optional<std::int64_t> time_offset_;  // seconds; the same on all interfaces
@@ -92,8 +92,7 @@ class pcapng_sink : public file_sink {
   std::optional<block_stream> block_stream_;
   std::uint64_t cut_packets_ = 0;
   std::uint64_t passed_over_ = 0;
-  std::string block_;    // kept between packets to save its allocation
-  std::string comment_;  // likewise
+  std::string comment_;  // kept between packets to save its allocation
 };
 
 }  // namespace veltra::host

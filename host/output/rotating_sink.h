@@ -45,6 +45,7 @@ class rotating_sink : public sink {
   bool salvage() override;
   void limit_writes() noexcept override {}  // of files there is none to wait for
   bool wants_metadata() const override;
+  bool wants_raw_bytes() const override { return sample_->wants_raw_bytes(); }
   bool is_stream() const override { return false; }
   std::uint64_t bytes() const override { return finished_bytes_ + piece_bytes_; }
   std::uint64_t piece_bytes(std::uint32_t number) const override {

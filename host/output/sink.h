@@ -67,6 +67,9 @@ class sink {
   // first packet, which names the database.
   virtual bool wants_metadata() const { return false; }
 
+  // False if the bytes of raw packets need not be copied: it gets the packets without them.
+  virtual bool wants_raw_bytes() const { return true; }
+
   // True if the output is read while it is written, and cannot be taken back.
   virtual bool is_stream() const = 0;
 

@@ -70,6 +70,7 @@ class active_run : public source_listener {
   void note_time(const packet& packet);
   void note_failure(const source_event& event);
   void stop_decoding(std::string_view reason);
+  bool does_ticker_deliver() const;
   bool is_any_outlet_open() const;
   bool has_reader_ended_run() const;
   bool may_reader_leave(const outlet& output) const;
@@ -103,7 +104,8 @@ class active_run : public source_listener {
   std::chrono::steady_clock::time_point next_look_for_room_{};  // the ticker's
   std::chrono::steady_clock::time_point last_sync_{};           // likewise
 
-  // Taken for each packet, and by the ticker to end a piece in silence.
+  // Taken for each packet of a recording, and by the ticker to end a piece in silence or to
+  // sync the raw trace.
   std::mutex delivery_mutex_;
   rotation rotation_;
 

@@ -13,43 +13,19 @@ namespace {
 // Somebody waits for those in a stream.
 constexpr std::chrono::milliseconds gathering_for_file{10};
 constexpr std::chrono::milliseconds gathering_for_stream{1};
-
-std::string_view take(std::string_view& bytes, std::size_t size) {
-  const std::string_view taken = bytes.substr(0, size);
-  bytes.remove_prefix(size);
-  return taken;
-}
+// Of a queue's size, but not of a very large one: three batches, one that is gathered, one
+// that waits and one that is written, have room in a processor's cache.
+constexpr std::size_t batch_share = 4;
 
 }  // namespace
-
-void outlet::batch::append(const packet& packet, bool with_metadata, std::uint64_t missed_before) {
-  const std::string_view metadata = with_metadata ? packet.metadata : std::string_view();
-  entries.push_back({.sequence = packet.sequence,
-                     .time = packet.time,
-                     .time_offset = packet.time_offset,
-                     .clock_step = packet.clock_step,
-                     .missed_before = missed_before,
-                     .layer_size = packet.layer.size(),
-                     .category_size = packet.category.size(),
-                     .metadata_size = metadata.size(),
-                     .payload_size = packet.payload.size()});
-  bytes.append(packet.layer).append(packet.category).append(metadata);
-  bytes.append(reinterpret_cast<const char*>(packet.payload.data()), packet.payload.size());
-}
-
-void outlet::batch::clear() {
-  entries.clear();
-  boundaries.clear();
-  bytes.clear();
-}
 
 outlet::outlet(sink& to, delivery delivery, std::size_t max_bytes)
     : to_(to),
       delivery_(delivery),
       max_bytes_(max_bytes),
-      with_metadata_(to.wants_metadata()),
-      is_read_meanwhile_(delivery == delivery::dropping || to.is_stream()),
-      enough_bytes_(is_read_meanwhile_ ? 0 : std::min(bytes_per_wakeup, max_bytes)) {}
+      enough_bytes_(std::min(max_bytes, max_bytes_waiting) / batch_share),
+      contents_{.metadata = to.wants_metadata(), .raw_bytes = to.wants_raw_bytes()},
+      is_read_meanwhile_(delivery == delivery::dropping || to.is_stream()) {}
 
 outlet::~outlet() {
   finish();
@@ -66,6 +42,10 @@ void outlet::push(const packet& packet) {
     write_directly(packet);
     return;
   }
+  if (!is_read_meanwhile_) {
+    gather(packet);
+    return;
+  }
   std::unique_lock lock(mutex_);
   if (filling_.size() >= max_bytes_) {
     if (delivery_ == delivery::dropping) {
@@ -76,8 +56,28 @@ void outlet::push(const packet& packet) {
     has_room_.wait(lock, [this] { return filling_.size() < max_bytes_ || failure_; });
   }
   if (failure_) return;
-  filling_.append(packet, with_metadata_ || !std::exchange(has_first_, true),
-                  std::exchange(missed_, 0));
+  filling_.append(packet, next_contents(), std::exchange(missed_, 0));
+  wake_thread();
+}
+
+// The first packet of a file names the database.
+packet_batch::contents outlet::next_contents() {
+  const bool is_first = !std::exchange(has_first_, true);
+  return {.metadata = contents_.metadata || is_first, .raw_bytes = contents_.raw_bytes};
+}
+
+// A lock and a wake-up for each packet would cost as much as the rest of its way.
+void outlet::gather(const packet& packet) {
+  gathered_.append(packet, next_contents(), 0);
+  if (gathered_.size() >= enough_bytes_ || has_ticked_.load(std::memory_order_relaxed)) hand_over();
+}
+
+void outlet::hand_over() {
+  has_ticked_ = false;
+  std::unique_lock lock(mutex_);
+  has_room_.wait(lock, [this] { return filling_.is_empty() || failure_; });
+  if (!failure_) std::swap(gathered_, filling_);
+  gathered_.clear();
   wake_thread();
 }
 
@@ -91,17 +91,23 @@ void outlet::push(boundary boundary) {
     }
     return;
   }
+  has_first_ = false;
+  if (!is_read_meanwhile_) {
+    gathered_.append(std::move(boundary));
+    return;
+  }
   const std::lock_guard lock(mutex_);
   if (failure_) return;
-  has_first_ = false;
-  filling_.boundaries.emplace_back(filling_.entries.size(), std::move(boundary));
+  filling_.append(std::move(boundary));
   wake_thread();
 }
 
-// Once for each batch: a packet that finds the thread woken costs no call.
+// Once or twice for each batch: a packet that finds the thread woken costs no call.
 void outlet::wake_thread() {
-  if (!is_idle_ || !has_enough()) return;
+  const bool is_enough = has_enough();
+  if (!(is_idle_ && !filling_.is_empty()) && !(is_gathering_ && is_enough)) return;
   is_idle_ = false;
+  is_gathering_ = is_gathering_ && !is_enough;
   changed_.notify_one();
 }
 
@@ -140,12 +146,14 @@ void outlet::fail(std::exception_ptr failure) {
 }
 
 void outlet::tick() {
+  has_ticked_ = true;
   const std::lock_guard lock(mutex_);
   is_due_ = true;
   changed_.notify_one();
 }
 
 void outlet::finish() {
+  if (thread_.joinable() && !gathered_.is_empty()) hand_over();
   {
     const std::lock_guard lock(mutex_);
     is_finished_ = true;
@@ -192,13 +200,14 @@ void outlet::write_until_finished() {
 bool outlet::take_batch() {
   std::unique_lock lock(mutex_);
   is_idle_ = true;
-  changed_.wait(lock, [this] {
-    return is_finished_ || has_enough() || (is_due_ && (holds_back_ || !filling_.is_empty()));
-  });
+  changed_.wait(
+      lock, [this] { return is_finished_ || !filling_.is_empty() || (is_due_ && holds_back_); });
   is_idle_ = false;  // packets that come while the batch gathers need not wake the thread
-  if (is_read_meanwhile_ && !is_finished_) {
+  is_gathering_ = is_read_meanwhile_ && !is_finished_ && !has_enough();
+  if (is_gathering_) {
     changed_.wait_for(lock, to_.is_stream() ? gathering_for_stream : gathering_for_file,
-                      [this] { return is_finished_; });
+                      [this] { return is_finished_ || !is_gathering_; });
+    is_gathering_ = false;
   }
   is_due_ = false;
   std::swap(filling_, writing_);
@@ -207,32 +216,13 @@ bool outlet::take_batch() {
 }
 
 void outlet::write_batch() {
-  std::string_view bytes = writing_.bytes;
-  auto next_boundary = writing_.boundaries.begin();
-  const auto apply_boundaries = [&](std::size_t index) {
-    for (; next_boundary != writing_.boundaries.end() && next_boundary->first == index;
-         ++next_boundary) {
-      apply(next_boundary->second);
-    }
-  };
-  for (std::size_t index = 0; index < writing_.entries.size(); ++index) {
-    apply_boundaries(index);
-    const entry& each = writing_.entries[index];
-    packet packet;
-    packet.sequence = each.sequence;
-    packet.time = each.time;
-    packet.time_offset = each.time_offset;
-    packet.clock_step = each.clock_step;
-    packet.layer = take(bytes, each.layer_size);
-    packet.category = take(bytes, each.category_size);
-    packet.metadata = take(bytes, each.metadata_size);
-    const std::string_view payload = take(bytes, each.payload_size);
-    packet.payload = {reinterpret_cast<const std::uint8_t*>(payload.data()), payload.size()};
-    if (each.missed_before != 0) to_.mark_missed(each.missed_before);
-    to_.write(packet);
-    written_.fetch_add(1, std::memory_order_relaxed);
-  }
-  apply_boundaries(writing_.entries.size());
+  writing_.for_each(
+      [this](const packet& packet, std::uint64_t missed_before) {
+        if (missed_before != 0) to_.mark_missed(missed_before);
+        to_.write(packet);
+        written_.store(written_.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+      },
+      [this](const boundary& boundary) { apply(boundary); });
   writing_.clear();
 }
 

@@ -9,12 +9,10 @@
 #include <exception>
 #include <mutex>
 #include <optional>
-#include <string>
 #include <thread>
-#include <utility>
-#include <vector>
 
 #include "host/output/sink.h"
+#include "host/run/packet_batch.h"
 
 namespace veltra::host {
 
@@ -25,21 +23,13 @@ enum class delivery {
             // gap marked: a modem does not wait
 };
 
-// Where one file of a series ends, between two packets.
-struct boundary {
-  std::optional<piece> next;  // none: it begins later
-  std::string remark;         // on the next packet; empty: none
-};
-
 // start() and finish() belong to the thread that owns the sink, push() to the run's
-// thread; the others may be called on any. A failure of the sink ends its outlet and
-// nothing else.
+// thread, one call at a time and none beside finish(); the others may be called on any. A
+// failure of the sink ends its outlet and nothing else.
 class outlet {
  public:
   static constexpr std::size_t max_bytes_waiting = std::size_t{1} << 20;
   static constexpr std::size_t max_bytes_dropping = std::size_t{64} << 20;
-  // Of a file that is read and written at full speed: so many bytes cost one wake-up.
-  static constexpr std::size_t bytes_per_wakeup = std::size_t{256} << 10;
 
   // `to` must outlive the object. With `dropping` the sink is flushed whenever the queue
   // is empty: somebody may read along.
@@ -65,7 +55,8 @@ class outlet {
   // Has the sink sync what it was given, if the delivery is direct; in place of a push().
   void sync();
 
-  // Hands on what waits for more, and lets the sink have another look at what it holds back.
+  // Lets the sink have another look at what it holds back. What is gathered is handed over
+  // with the next packet.
   void tick();
 
   // Waits until the sink has taken everything, or has failed, and ends the thread.
@@ -85,33 +76,13 @@ class outlet {
   std::uint64_t missed() const;
 
  private:
-  struct entry {
-    std::uint64_t sequence;
-    std::uint64_t time;
-    std::uint64_t time_offset;
-    std::uint64_t clock_step;
-    std::uint64_t missed_before;  // packets
-    std::size_t layer_size;
-    std::size_t category_size;
-    std::size_t metadata_size;
-    std::size_t payload_size;
-  };
-  // Packets in their order, with all of their texts and bytes in one block.
-  struct batch {
-    std::vector<entry> entries;
-    std::vector<std::pair<std::size_t, boundary>> boundaries;  // each before an entry
-    std::string bytes;
-
-    bool is_empty() const { return entries.empty() && boundaries.empty(); }
-    std::size_t size() const { return bytes.size() + entries.size() * sizeof(entry); }
-    void append(const packet& packet, bool with_metadata, std::uint64_t missed_before);
-    void clear();
-  };
-
   void write_directly(const packet& packet);
+  packet_batch::contents next_contents();
+  void gather(const packet& packet);
+  void hand_over();
   void apply(const boundary& boundary);
   void fail(std::exception_ptr failure);
-  bool has_enough() const { return !filling_.is_empty() && filling_.size() >= enough_bytes_; }
+  bool has_enough() const { return filling_.size() >= enough_bytes_; }
   void wake_thread();
   void write_until_finished();
   bool take_batch();
@@ -120,29 +91,35 @@ class outlet {
   sink& to_;
   const delivery delivery_;
   const std::size_t max_bytes_;
-  const bool with_metadata_;
-  const bool is_read_meanwhile_;     // so that the sink hands on what it has
-  const std::size_t enough_bytes_;   // to wake the thread for
-  bool has_first_ = false;           // of the file under way
-  mutable std::mutex mutex_;         // guards what follows up to the blank line
-  std::condition_variable changed_;  // there is work for the thread
+  const std::size_t enough_bytes_;  // for a batch that nothing more need be waited for
+  const packet_batch::contents contents_;
+  const bool is_read_meanwhile_;  // so that the sink hands on what it has
+  std::atomic<bool> has_failed_ = false;
+  std::atomic<bool> has_ticked_ = false;  // since the last batch
+  packet_batch gathered_;                 // the pusher's, of a sink that is not read meanwhile
+  bool has_first_ = false;                // of the file under way
+  mutable std::mutex mutex_;              // guards what follows up to the blank line
+  std::condition_variable changed_;       // there is work for the thread
   std::condition_variable has_room_;
-  batch filling_;
+  packet_batch filling_;
   std::uint64_t missed_ = 0;  // since the last packet that found room
   std::uint64_t missed_in_all_ = 0;
-  bool is_idle_ = false;  // the thread waits, and has not been woken
-  bool is_due_ = false;   // for a look at what is held back
+  bool is_idle_ = false;       // the thread waits, and has not been woken
+  bool is_gathering_ = false;  // the thread waits for more
+  bool is_due_ = false;        // for a look at what is held back
   bool is_finished_ = false;
   std::exception_ptr failure_;
 
-  batch writing_;                           // the thread's own
-  bool holds_back_ = false;                 // likewise
+  // The thread's own. Apart from what others look at with each packet, which would have to
+  // fetch a line of its cache.
+  alignas(64) packet_batch writing_;
+  bool holds_back_ = false;
   std::atomic<std::uint64_t> written_ = 0;  // packets
+
   // As has_stalled() saw it.
   std::uint64_t last_seen_written_ = 0;
   std::optional<std::chrono::steady_clock::time_point> last_progress_;
   bool is_stall_reported_ = false;
-  std::atomic<bool> has_failed_ = false;
   std::thread thread_;
 };
 

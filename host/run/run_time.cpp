@@ -54,9 +54,10 @@ void active_run::show_facts() {
 
 // A piece whose time is over is complete even if nothing more comes.
 void active_run::end_piece_in_time(steady::time_point now) {
+  if (sinks_.keeper == nullptr) return;
   const std::unique_lock lock(delivery_mutex_, std::try_to_lock);
   // A packet under way will see it as well.
-  if (lock && sinks_.keeper != nullptr && rotation_.ends(moment(now))) lanes_.push(boundary{});
+  if (lock && rotation_.ends(moment(now))) lanes_.push(boundary{});
 }
 
 void active_run::end_in_time(steady::time_point now) {

@@ -1,13 +1,17 @@
 #include "host/source/run_statistics.h"
 
+#include <utility>
+
 #include "host/source/packet.h"
 #include "implementation/json.h"
 
 namespace veltra::host {
 
 void run_statistics::add(const packet& packet) {
-  latest_metadata_.assign(packet.metadata);
-  if (is_raw(packet)) {
+  const bool raw = is_raw(packet);
+  // Another database comes with other bytes, each of which is in a raw packet.
+  if (std::exchange(follows_raw_, raw) || raw) latest_metadata_.assign(packet.metadata);
+  if (raw) {
     ++raw_packets_;
     raw_bytes_ += packet.payload.size();
     return;
@@ -18,11 +22,10 @@ void run_statistics::add(const packet& packet) {
     ++loss_reports_;
     dropped_traces_ += *dropped;
   }
-  const auto known = packets_by_layer_.find(packet.layer);
-  if (known != packets_by_layer_.end()) {
-    ++known->second;
+  if (std::uint64_t* const count = packets_by_layer_.find(packet.layer)) {
+    ++*count;
   } else {
-    packets_by_layer_.emplace(packet.layer, 1);
+    packets_by_layer_.add(packet.layer, 1);
   }
 }
 

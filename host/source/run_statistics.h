@@ -2,11 +2,10 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
-#include <map>
 #include <string>
 #include <string_view>
 
+#include "host/source/layer_map.h"
 #include "host/source/packet.h"
 
 namespace veltra::host {
@@ -30,8 +29,8 @@ class run_statistics {
   // Whether there was a decoded packet other than a report of losses.
   bool has_content() const { return decoded_packets_ != loss_reports_; }
   std::uint64_t dropped_traces() const { return dropped_traces_; }  // as the modem reported
-  const std::map<std::string, std::uint64_t, std::less<>>& packets_by_layer() const {
-    return packets_by_layer_;
+  const layer_map<std::uint64_t>::values& packets_by_layer() const {
+    return packets_by_layer_.all();
   }
 
   // From the metadata of the latest packet; empty when no database was in use.
@@ -49,8 +48,9 @@ class run_statistics {
   std::uint64_t dropped_traces_ = 0;
   std::uint64_t damaged_frames_ = 0;
   std::uint64_t unfinished_bytes_ = 0;
-  std::map<std::string, std::uint64_t, std::less<>> packets_by_layer_;
+  layer_map<std::uint64_t> packets_by_layer_;
   std::string latest_metadata_;
+  bool follows_raw_ = true;  // the next packet, a raw one
 };
 
 }  // namespace veltra::host

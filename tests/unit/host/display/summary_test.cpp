@@ -101,10 +101,11 @@ TEST(summary, a_fraction_below_the_next_unit_is_not_printed_as_1000) {
 TEST(summary, the_lines_of_a_run) {
   run_statistics statistics;
   statistics.add(packet_of("modem_trace", std::string(2'500'000, 'x')));
-  statistics.add(packet_of("lte_rrc.dl_dcch", "d"));
-  statistics.add(packet_of("at", "Dropped traces count: 12", R"({"modem_db_uuid":"u-1"})"));
+  statistics.add(packet_of("lte_rrc.dl_dcch", "d", R"({"modem_db_uuid":"u-1"})"));
+  statistics.add(packet_of("at", "Dropped traces count: 12"));
   EXPECT_EQ(
-      format_summary(statistics, {.output = "out.pcapng", .packets = 2, .elapsed = std::chrono::seconds(2)}),
+      format_summary(statistics,
+                     {.output = "out.pcapng", .packets = 2, .elapsed = std::chrono::seconds(2)}),
       "out.pcapng: 2 packets from 2.5 MB of trace\n"
       "  at                            1\n"
       "  lte_rrc.dl_dcch               1\n"

@@ -32,7 +32,11 @@ class block_stream_test : public testing::Test {
     return block;
   }
 
-  void packet(char letter) { blocks_->write(block(std::string(1, letter))); }
+  void packet(char letter) { write(block(std::string(1, letter))); }
+
+  void write(const std::string& blocks) {
+    blocks_->write([&](std::string& to) { to += blocks; });
+  }
 
   void ip_packet(char letter, std::vector<std::uint8_t> payload) {
     blocks_->before_ip_packet(ipv4(tcp(std::move(payload))));
@@ -167,10 +171,10 @@ TEST_F(block_stream_test, no_more_is_held_back_than_fits_into_memory) {
     ip_packet('s', server_hello);
     const std::uint64_t before = file_.size();
     std::size_t held = block("s").size();
-    for (; held + large.size() <= limits.max_held; held += large.size()) blocks_->write(large);
+    for (; held + large.size() <= limits.max_held; held += large.size()) write(large);
     EXPECT_TRUE(blocks_->flush(now_));
     EXPECT_EQ(file_.size(), before);
-    blocks_->write(large);
+    write(large);
     EXPECT_FALSE(blocks_->flush(now_));
     EXPECT_EQ(file_.size(), before + held + large.size());
   }

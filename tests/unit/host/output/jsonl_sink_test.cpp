@@ -24,6 +24,7 @@ std::vector<std::string> lines_of(const std::function<void(sink&)>& write,
   test_support::temp_directory directory;
   jsonl_sink sink(directory.path() / "out", selection);
   EXPECT_TRUE(sink.wants_metadata());
+  EXPECT_EQ(sink.wants_raw_bytes(), selection.has(packet_kind::raw));
   sink.begin();
   write(sink);
   EXPECT_FALSE(sink.flush());

@@ -167,10 +167,9 @@ TEST_F(outlet_test, the_end_waits_until_everything_is_written) {
       released_.take();
     };
     {
-      outlet to(sink, each);
+      outlet to(sink, each, 1000);
       to.start();
-      to.push(packet_of("ip", "1"));
-      to.tick();
+      to.push(packet_of("ip", std::string(1000, '1')));  // enough not to be gathered
       entered_.take();
       to.push(packet_of("ip", "2"));
       to.push(packet_of("ip", "3"));
@@ -179,6 +178,49 @@ TEST_F(outlet_test, the_end_waits_until_everything_is_written) {
     EXPECT_THAT(sink.done(), Contains("ip 3"));
     for (int i = 0; i < 2; ++i) entered_.take();
   }
+}
+
+TEST_F(outlet_test, packets_for_a_file_that_nobody_reads_meanwhile_are_handed_over_together) {
+  int written = 0;
+  sink_.writing = [&](const packet&) {
+    ++written;
+    entered_.add();
+  };
+  begin(delivery::waiting, 4000);
+  for (int i = 0; i < 9; ++i) push("x");
+  EXPECT_EQ(written, 0) << "the thread has not been given anything";
+  push(std::string(1000, 'x'));
+  for (int i = 0; i < 10; ++i) entered_.take();
+
+  push("x");
+  outlet_->tick();
+  push("x");
+  for (int i = 0; i < 2; ++i) entered_.take();
+}
+
+TEST_F(outlet_test, bytes_of_raw_packets_that_nobody_wants_are_not_copied) {
+  for (const bool wanted : {true, false}) {
+    scripted_sink sink;
+    sink.raw_bytes_are_wanted = wanted;
+    outlet to(sink, delivery::waiting);
+    to.start();
+    to.push(packet_of("modem_trace", "raw"));
+    to.push(packet_of("ip", "message"));
+    to.finish();
+    EXPECT_THAT(sink.done(),
+                ElementsAre(wanted ? "modem_trace raw" : "modem_trace ", "ip message"));
+  }
+}
+
+TEST_F(outlet_test, a_stream_that_gets_more_than_it_gathers_gets_everything) {
+  sink_.is_read_meanwhile = true;
+  std::size_t bytes = 0;
+  sink_.writing = [&](const packet& packet) { bytes += packet.payload.size(); };
+  begin(delivery::waiting, 4000);
+  constexpr std::size_t count = 1000;
+  for (std::size_t i = 0; i < count; ++i) push(std::string(1000, 'x'));
+  outlet_->finish();
+  EXPECT_EQ(bytes, count * 1000);
 }
 
 TEST_F(outlet_test, a_failure_of_the_sink_is_kept_and_ends_the_outlet) {

@@ -194,7 +194,9 @@ TEST_F(run_test, a_raw_trace_that_fails_does_not_end_the_capture) {
 }
 
 TEST_F(run_test, a_run_ends_when_no_output_is_left) {
-  script({{"steps", {raw_step, packet_step("ip", "E"), wait_step}}, {"start", stopped_start}});
+  // A file never stands still, and its packets are handed over many at a time.
+  const json many = {{"times", 10000}, {"layer", "ip"}, {"text", "E"}};
+  script({{"steps", {raw_step, many, wait_step}}, {"start", stopped_start}});
   failing_sink of_file;
   EXPECT_EQ(refusal_of([&] { run_file(of_file); }, exit_code::output_failed), "the disk is full");
   EXPECT_THAT(of_file.done(), ElementsAre("begin"));

@@ -22,6 +22,7 @@ class scripted_sink : public sink {
   std::function<bool()> flushing = [] { return false; };  // as flush() returns it
   std::function<void()> finishing = [] {};
   bool metadata_is_wanted = false;
+  bool raw_bytes_are_wanted = true;
   bool is_read_meanwhile = false;
 
   void begin() override { record("begin"); }
@@ -50,6 +51,7 @@ class scripted_sink : public sink {
   }
   void limit_writes() noexcept override { record("limit writes"); }
   bool wants_metadata() const override { return metadata_is_wanted; }
+  bool wants_raw_bytes() const override { return raw_bytes_are_wanted; }
   bool is_stream() const override { return is_read_meanwhile; }
   std::string name() const override { return "the sink"; }
 
