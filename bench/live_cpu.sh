@@ -20,7 +20,8 @@ for chunk_size in "${chunk_sizes[@]}"; do
   "$veltra" simulate "$session" --pty line --baud-rate "$baud_rate" --repeat "$repeat" >/dev/null 2>&1 &
   until [ -e line ]; do sleep 0.01; done
   # The lost device at the end is exit code 5.
-  { time "$veltra" capture --port line --database database.json --raw raw.bin --overwrite \
+  rm -f raw.bin live.pcapng
+  { time "$veltra" capture --port line --database database.json --raw raw.bin \
     --chunk-size $chunk_size -o live.pcapng 2>capture.txt || [ $? = 5 ]; } 2>time.txt
   wait
   [ "$chunk_size" != 1 ] || cmp trace.bin raw.bin

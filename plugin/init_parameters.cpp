@@ -33,6 +33,11 @@ std::uint64_t read_chunk_size(const json& parameters, std::uint64_t otherwise) {
   return size;
 }
 
+// A longer one would fill any driver's queue.
+std::chrono::milliseconds read_rest(const json& milliseconds) {
+  return std::chrono::milliseconds(std::min<std::uint64_t>(kovax::to_u64(milliseconds), 1000));
+}
+
 // A database that is named makes looking for one unnecessary.
 bool finds_database_itself(const json& parameters, const source_settings& settings) {
   return settings.database_file.empty() && parameters.contains("auto_detect_db_config") &&
@@ -59,6 +64,9 @@ source_settings read_init_parameters(const char* text, const host_log& log) {
   }
   if (parameters.contains("recording")) {
     settings.recording = parameters.at("recording").get<bool>();
+  }
+  if (parameters.contains("recording_rest")) {
+    settings.recording_rest = read_rest(parameters.at("recording_rest"));
   }
   if (parameters.contains("log_statistics")) {
     settings.log_statistics = parameters.at("log_statistics").get<bool>();

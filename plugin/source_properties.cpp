@@ -197,8 +197,8 @@ std::optional<kovax_stream_packet_t> convert_trace(trace_db_config& config,
                                                    const dekodrix_trace& trace) {
   std::optional<kovax_stream_packet_t> packet;
   const std::optional<trace_payload> payload = parse(config, trace);
-  const converted content = payload ? convert_payload(config, *payload)
-                                    : no_packet(config, no_packet_reason::no_content);
+  const converted content =
+      payload ? convert_payload(config, *payload) : no_packet(config, no_packet_reason::no_content);
   if (!content) return packet;
   packet.emplace();
   packet->data = reinterpret_cast<const std::uint8_t*>(content->payload.data());

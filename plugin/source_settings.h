@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -28,9 +29,10 @@ struct source_settings {
   std::string database_file;                      // UTF-8; empty: none named
   std::vector<std::string> database_directories;  // where a database is looked for by its UUID
 
-  bool file_stream = false;     // the file may be a pipe, and its size is of no interest
-  bool recording = false;       // runs are those of class recording
-  bool log_statistics = false;  // at the end of a run
+  bool file_stream = false;  // the file may be a pipe, and its size is of no interest
+  bool recording = false;    // runs are those of class recording
+  std::chrono::milliseconds recording_rest{3};  // between reads of a line that is busy
+  bool log_statistics = false;                  // at the end of a run
 
   // Bytes per read of a file. A serial port gives more when it has more.
   std::uint64_t file_chunk_size() const { return std::min(chunk_size, max_bytes_per_read); }

@@ -1,7 +1,6 @@
 #include "plugin/trace_input.h"
 
 #include <algorithm>
-#include <chrono>
 #include <stdexcept>
 
 namespace veltra {
@@ -10,15 +9,12 @@ using zet_serialport_lib::zet_serialport_exception;
 
 namespace {
 
-// Of a line that is busy without a pause; a message after a pause comes at once.
-constexpr std::chrono::milliseconds recording_rest{3};
-
 }  // namespace
 
 trace_input::trace_input(const source_settings& settings) : settings_(settings) {
   if (!settings.trace_file.empty()) return;
   port_.emplace(settings.serial_port);
-  if (settings.recording) port_->rest_between_reads(recording_rest);
+  if (settings.recording) port_->rest_between_reads(settings.recording_rest);
 }
 
 void trace_input::begin_run(const host_log& log) {
@@ -42,6 +38,8 @@ void trace_input::read_port(std::string& chunk) {
     const std::uint64_t received = port_->bytes_available();
     const std::uint64_t wanted = std::max(received, settings_.chunk_size);
     port_->read(chunk, static_cast<std::size_t>(std::min(wanted, max_bytes_per_read)));
+    // What came together is one chunk.
+    if (settings_.recording) port_->take_received(chunk, max_bytes_per_read - chunk.size());
   } catch (const zet_serialport_exception& failure) {
     // The stop's own closing of the port is how it wakes a read.
     if (failure.error() != zet_serialport_lib::ERR_SERIALPORT_OPEN || !stop_requested()) throw;

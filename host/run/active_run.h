@@ -71,6 +71,7 @@ class active_run : public source_listener {
   void note_failure(const source_event& event);
   void stop_decoding(std::string_view reason);
   bool does_ticker_deliver() const;
+  bool is_read_meanwhile() const;
   bool is_any_outlet_open() const;
   bool has_reader_ended_run() const;
   bool may_reader_leave(const outlet& output) const;

@@ -57,7 +57,7 @@ void outlet::push(const packet& packet) {
   }
   if (failure_) return;
   filling_.append(packet, next_contents(), std::exchange(missed_, 0));
-  wake_thread();
+  wake_thread(std::move(lock));
 }
 
 // The first packet of a file names the database.
@@ -78,7 +78,7 @@ void outlet::hand_over() {
   has_room_.wait(lock, [this] { return filling_.is_empty() || failure_; });
   if (!failure_) std::swap(gathered_, filling_);
   gathered_.clear();
-  wake_thread();
+  wake_thread(std::move(lock));
 }
 
 void outlet::push(boundary boundary) {
@@ -96,18 +96,20 @@ void outlet::push(boundary boundary) {
     gathered_.append(std::move(boundary));
     return;
   }
-  const std::lock_guard lock(mutex_);
+  std::unique_lock lock(mutex_);
   if (failure_) return;
   filling_.append(std::move(boundary));
-  wake_thread();
+  wake_thread(std::move(lock));
 }
 
-// Once or twice for each batch: a packet that finds the thread woken costs no call.
-void outlet::wake_thread() {
+// Once or twice for each batch: a packet that finds the thread woken costs no call. Without
+// the lock, for which the thread would only wait.
+void outlet::wake_thread(std::unique_lock<std::mutex> lock) {
   const bool is_enough = has_enough();
   if (!(is_idle_ && !filling_.is_empty()) && !(is_gathering_ && is_enough)) return;
   is_idle_ = false;
   is_gathering_ = is_gathering_ && !is_enough;
+  lock.unlock();
   changed_.notify_one();
 }
 

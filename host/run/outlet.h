@@ -83,7 +83,7 @@ class outlet {
   void apply(const boundary& boundary);
   void fail(std::exception_ptr failure);
   bool has_enough() const { return filling_.size() >= enough_bytes_; }
-  void wake_thread();
+  void wake_thread(std::unique_lock<std::mutex> lock);
   void write_until_finished();
   bool take_batch();
   void write_batch();

@@ -8,8 +8,10 @@
 
 namespace veltra::host {
 
-std::string plugin_parameters(const input& input, const run_options& options) {
+std::string plugin_parameters(const input& input, const run_options& options,
+                              bool is_read_meanwhile) {
   kovax::json parameters = input.parameters();
+  if (input.is_live()) parameters["recording_rest"] = is_read_meanwhile ? 3 : 10;
   parameters["chunk_size"] = options.chunk_size;
   const database_options& database = options.database;
   if (!database.file.empty()) {

@@ -8,8 +8,9 @@
 
 namespace veltra::host {
 
-// The plug-in's init parameters, a JSON text. Throws user_error (bad_input) for a name
-// that is not UTF-8.
-std::string plugin_parameters(const input& input, const run_options& options);
+// The plug-in's init parameters, a JSON text. Somebody who reads an output meanwhile waits
+// for what comes. Throws user_error (bad_input) for a name that is not UTF-8.
+std::string plugin_parameters(const input& input, const run_options& options,
+                              bool is_read_meanwhile);
 
 }  // namespace veltra::host

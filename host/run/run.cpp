@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <chrono>
 #include <exception>
+#include <initializer_list>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -72,7 +73,7 @@ void active_run::open_session() {
   is_alive_ = is_stop_requested_ = false;
   has_decoding_stopped_ = false;
   decoding_failure_.reset();
-  const source_failure failure = session_.open(plugin_parameters(input_, options_));
+  const source_failure failure = session_.open(plugin_parameters(input_, options_, is_read_meanwhile()));
   const database_options& database = options_.database;
   if (failure) {
     if (database.file.empty()) {
@@ -327,6 +328,14 @@ void active_run::stop_decoding(std::string_view reason) {
   } else {
     request_stop();
   }
+}
+
+bool active_run::is_read_meanwhile() const {
+  for (const sink* const each :
+       std::initializer_list<const sink*>{sinks_.raw_trace, sinks_.capture, sinks_.key_log}) {
+    if (each != nullptr && each->is_stream()) return true;
+  }
+  return false;
 }
 
 // Pieces that end in silence, and syncs. A lock that nobody else takes costs a tenth of a

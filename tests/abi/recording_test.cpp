@@ -83,6 +83,14 @@ TEST_F(recording_test, that_is_not_a_boolean_is_refused) {
               HasSubstr("type must be boolean, but is string"));
 }
 
+TEST_F(recording_test, a_rest_that_is_not_a_number_is_refused) {
+  const std::string trace = write_trace("x");
+  EXPECT_THAT(init_failure(json{{"file_path", trace}, {"recording_rest", "10"}}),
+              HasSubstr("type must be number, but is string"));
+  test_support::source_session run;
+  EXPECT_EQ(run.init({{"file_path", trace}, {"recording_rest", 1e300}}), 0);
+}
+
 TEST_F(recording_test, that_is_false_changes_nothing) {
   std::vector<scripted_function> calls;
   std::vector<std::size_t> calls_before_packets;

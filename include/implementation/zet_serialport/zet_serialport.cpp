@@ -15,7 +15,7 @@ using steady = std::chrono::steady_clock;
 
 // After a read of so many bytes the worker goes on: a fast line must not fill the driver's
 // queue meanwhile.
-constexpr std::size_t many_bytes = 1024;
+constexpr std::size_t many_bytes = 2048;
 
 steady::time_point deadline_after(std::chrono::milliseconds timeout) {
   const auto now = steady::now();
@@ -92,7 +92,10 @@ void zet_serialport::received(std::span<const std::uint8_t> bytes) {
   buffer_.append(bytes);
   if (buffer_.size() >= wanted_) {
     wanted_ = std::numeric_limits<std::size_t>::max();
+    // A read that is woken under the mutex would only wait for it.
+    lock.unlock();
     rx_condition_.notify_all();
+    lock.lock();
   }
   // A single byte is what a read on an empty line ends with; more may have come with it.
   if (rest_.count() == 0 || bytes.size() == 1 || bytes.size() >= many_bytes) return;
