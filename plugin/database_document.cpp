@@ -74,7 +74,6 @@ class database_builder {
     if (is_in_traces_ && levels_ == levels_of_traces) {
       begin_ = offset() - 1;
       id_.reset();
-      is_id_ = false;
       return enter_definition();
     }
     ++levels_;
