@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -38,7 +39,7 @@ constexpr std::string_view database = R"({
 veltra::trace_db_config& config() {
   static veltra::database_collection collection = [] {
     veltra::database_collection made;
-    veltra::process_database_text(made, {}, database);
+    veltra::process_database_text(made, {}, std::string(database));
     return made;
   }();
   return *collection.find_config_for_master(3);

@@ -8,10 +8,14 @@
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
+#include <map>
 #include <stdexcept>
+#include <string>
 #include <string_view>
+#include <utility>
 
 #include "implementation/json.h"
+#include "implementation/json_values.h"
 #include "plugin/database/database_reader.h"
 #include "plugin/trace_db.h"
 
@@ -52,33 +56,48 @@ bool breaks_a_contract(const json& root) {
          lacks(member(member(root, "static_data"), "static_strings"), {"id", "value"});
 }
 
-void expect_sound(const veltra::database_collection& collection) {
+// The record has each definition of `root`, of those with one id the first.
+void expect_definitions(veltra::trace_db_config& config, const json& root) {
+  std::map<std::uint32_t, const json*> wanted;
+  for (const json& trace : member(root, "traces")) {
+    wanted.try_emplace(kovax::to_u32(trace.at("id")), &trace);
+  }
+  KOVAX_CONTRACT(config.traces.size() == wanted.size());
+  for (const auto& [id, definition] : wanted) {
+    const json* const found = config.traces.find(id);
+    KOVAX_CONTRACT(found != nullptr && *found == *definition);
+  }
+}
+
+void expect_sound(veltra::database_collection& collection, const json& root) {
   KOVAX_CONTRACT(collection.configs().size() == 1);
-  const veltra::trace_db_config& config = collection.configs().front();
+  veltra::trace_db_config& config =
+      *collection.find_config_for_master(collection.configs().front().id);
   KOVAX_CONTRACT(config.ids.contains(config.id));
   KOVAX_CONTRACT(config.trace_id_size <= 4);
   KOVAX_CONTRACT(!config.decoder_config || json::accept(*config.decoder_config));
-  for (const auto& [id, trace] : config.traces) KOVAX_CONTRACT(trace.contains("id"));
+  expect_definitions(config, root);
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string_view text(reinterpret_cast<const char*>(data), size);
-  if (breaks_a_contract(json::parse(text, nullptr, /*allow_exceptions=*/false))) return 0;
+  const json root = json::parse(text, nullptr, /*allow_exceptions=*/false);
+  if (breaks_a_contract(root)) return 0;
 
   veltra::database_collection collection;
   try {
-    veltra::extract_database_texts(text, /*archive=*/false, text.size(),
-                                   [&](std::string_view database) {
-                                     veltra::process_database_text(collection, {}, database);
-                                   });
+    veltra::extract_database_texts(
+        std::string(text), /*archive=*/false, text.size(), [&](std::string database) {
+          veltra::process_database_text(collection, {}, std::move(database));
+        });
   } catch (const std::runtime_error& refusal) {
     KOVAX_CONTRACT(refusal.what() ==
                    std::string_view("Trace database has missing fields or is invalid"));
     KOVAX_CONTRACT(collection.configs().empty() && collection.uuid.empty());
     return 0;
   }
-  expect_sound(collection);
+  expect_sound(collection, root);
   return 0;
 }

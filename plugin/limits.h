@@ -10,8 +10,8 @@
 
 namespace veltra {
 
-// Bytes of one database's JSON text. Parsed it takes about four times as much memory, and up to
-// 18 times if it is hostile.
+// Bytes of one database's JSON text. What is parsed of it takes about four times as much memory,
+// and up to 18 times if it is hostile.
 inline constexpr std::size_t max_database_text_bytes = std::size_t{256} << 20;
 
 // Levels of arrays and objects in a database. The JSON library parses any number of

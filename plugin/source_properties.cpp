@@ -122,21 +122,19 @@ converted convert_dropped_traces(trace_db_config& config, const json& items,
 }
 
 converted convert_formatted(trace_db_config& config, const trace_payload& payload) {
-  const auto found = config.traces.find(payload.trace_id);
-  if (found == config.traces.end()) return no_packet(config, no_packet_reason::unknown_trace);
-  const json& definition = found->second;
-  if (!has(definition, "format") || !has(definition, "format_items")) {
+  const json* const definition = config.traces.find(payload.trace_id);
+  if (definition == nullptr || !has(*definition, "format") || !has(*definition, "format_items")) {
     return no_packet(config, no_packet_reason::unknown_trace);
   }
-  const std::string_view format = text_of(definition.at("format"));
-  const json& items = definition.at("format_items");
+  const std::string_view format = text_of(definition->at("format"));
+  const json& items = definition->at("format_items");
 
   if (format.find("AT_STRING") != std::string_view::npos ||
       format.find("AT_DEBUG_STRING") != std::string_view::npos) {
     return convert_formatted_at(config, items, payload);
   }
-  if (definition.contains("label") &&
-      kovax::is_text(definition.at("label"), "TRACE_SYSTEM_WARNING") &&
+  if (definition->contains("label") &&
+      kovax::is_text(definition->at("label"), "TRACE_SYSTEM_WARNING") &&
       format.starts_with("Traces dropped kernel: %hu user: %hu") && items.is_array() &&
       items.size() > 2) {
     return convert_dropped_traces(config, items, payload);

@@ -7,12 +7,12 @@
 #include <string>
 #include <utility>
 
-#include "implementation/json_document.h"
 #include "implementation/json_values.h"
 #include "platform/file.h"
 #include "plugin/database/database_reader.h"
 #include "plugin/database/file_io.h"
 #include "plugin/database/gzip.h"
+#include "plugin/database_document.h"
 #include "plugin/limits.h"
 
 namespace veltra {
@@ -120,13 +120,12 @@ void read_peer_buffers(trace_db_config& config, json& root) {
   }
 }
 
-void read_traces(trace_db_config& config, json& root) {
-  if (!root.contains("traces")) return;
-  for (json& trace : root.at("traces")) {
-    const std::uint32_t id = to_u32(strict_member(trace, "id"));
-    // In two steps: a definition that the map cannot take stays in the document.
-    const auto [place, is_new] = config.traces.try_emplace(id);
-    if (is_new) place->second = std::move(trace);
+void read_traces(trace_db_config& config, database_document& document) {
+  config.traces = document.take_definitions();
+  if (!document.root().contains("traces")) return;
+  // Elements without an id, or the members of what is not an array.
+  for (json& trace : document.root().at("traces")) {
+    config.traces.add(to_u32(strict_member(trace, "id")), trace);
   }
 }
 
@@ -164,24 +163,23 @@ bool is_archive(const std::filesystem::path& path) {
 }  // namespace
 
 database_collection read_database_file(const std::filesystem::path& path, const host_log& log) {
-  const std::string bytes = read_bytes(path);
+  std::string bytes = read_bytes(path);
   const bool archive = is_archive(path);
   database_collection collection;
-  const auto process = [&](std::string_view text) {
+  const auto process = [&](std::string text) {
     try {
-      process_database_text(collection, log, text);
+      process_database_text(collection, log, std::move(text));
     } catch (const std::bad_alloc&) {
       // The error that the reader makes of it names another cause.
       log.recoverable_failure("out of memory while a database was read");
       throw;
     }
   };
-  extract_database_texts(bytes, archive, max_database_text_bytes, process);
+  extract_database_texts(std::move(bytes), archive, max_database_text_bytes, process);
   return collection;
 }
 
-void process_database_text(database_collection& collection, const host_log& log,
-                           std::string_view text) {
+void process_database_text(database_collection& collection, const host_log& log, std::string text) {
   if (text.size() > max_database_text_bytes) {
     log.recoverable_failure(
         fmt::format("a database has more than {} bytes, which are the most that are read",
@@ -189,7 +187,7 @@ void process_database_text(database_collection& collection, const host_log& log,
     throw std::runtime_error("database too large");
   }
   if (kovax::nested_deeper_than(text, max_nesting)) throw std::runtime_error("nested too deep");
-  kovax::json_document document(text);
+  database_document document(std::move(text));
   json& root = document.root();
   const json& meta = member(root, "meta");
   trace_db_config config;
@@ -205,7 +203,7 @@ void process_database_text(database_collection& collection, const host_log& log,
   if (meta.contains("min_data_size")) config.min_data_size = to_u32(meta.at("min_data_size"));
   read_type_descriptors(config, descriptors);
   read_peer_buffers(config, root);
-  read_traces(config, root);
+  read_traces(config, document);
   read_static_strings(config, root);
   if (const json* place = decoder.newer != nullptr ? decoder.newer : decoder.older) {
     config.decoder_config = place->dump();

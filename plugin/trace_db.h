@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
-#include <string_view>
+#include <string>
 
 #include "plugin/database/host_log.h"
 #include "plugin/trace_db_config.h"
@@ -24,10 +24,9 @@ database_collection read_database_file(const std::filesystem::path& path, const 
 
 // Processes one database text: appends its record to `collection`, sets the collection's
 // UUID, and logs "processed config json: " and the record's name. A text that fails adds
-// nothing.
+// nothing. The record keeps the text if it has trace definitions.
 // Throws the JSON library's errors and std::runtime_error. A member that an
 // array element must have and has not stops the process, as a contract.
-void process_database_text(database_collection& collection, const host_log& log,
-                           std::string_view text);
+void process_database_text(database_collection& collection, const host_log& log, std::string text);
 
 }  // namespace veltra

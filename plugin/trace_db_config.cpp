@@ -9,7 +9,6 @@ namespace veltra {
 trace_db_config::~trace_db_config() {
   if (aliases) kovax::dismantle(*aliases);
   for (kovax::json& element : peer_buffers) kovax::dismantle(element);
-  for (auto& entry : traces) kovax::dismantle(entry.second);
 }
 
 void database_collection::append(trace_db_config config) {

@@ -14,6 +14,7 @@
 
 #include "implementation/json.h"
 #include "plugin/conversion_index.h"
+#include "plugin/trace_definitions.h"
 
 namespace veltra {
 
@@ -31,8 +32,8 @@ struct type_descriptor {
 };
 
 // What the plug-in keeps of one database text. Made by process_database_text, and
-// constant from then on, except for the scratch space of `index`: only one thread may convert
-// traces with it.
+// constant from then on, except for the scratch space of `index` and the parsed ones of
+// `traces`: only one thread may convert traces with it.
 struct trace_db_config {
   trace_db_config() = default;
   trace_db_config(trace_db_config&&) = default;
@@ -51,7 +52,7 @@ struct trace_db_config {
   std::vector<type_descriptor> type_descriptors;
   std::map<std::uint32_t, std::string> peer_buffer_layers;
   std::vector<kovax::json> peer_buffers;
-  std::unordered_map<std::uint32_t, kovax::json> traces;
+  trace_definitions traces;
   std::unordered_map<std::uint32_t, std::string> static_strings;
   bool type_mapping_by_id = false;
 

@@ -64,29 +64,12 @@ inline void dismantle(json& value) noexcept {
   }
 }
 
-// A parsed JSON text (RFC 8259). One thread at a time.
-class json_document {
+// Builds a value in place out of the events of the library's SAX parser: when memory runs out
+// within it, the part that is built belongs to `root`, which the caller dismantles. Gives what
+// json::parse gives, and throws its errors. One thread at a time.
+class json_builder {
  public:
-  // Throws what json::parse throws, with the same texts.
-  explicit json_document(std::string_view text);
-  json_document(const json_document&) = delete;
-  json_document& operator=(const json_document&) = delete;
-  ~json_document() { dismantle(root_); }
-
-  json& root() { return root_; }
-  const json& root() const { return root_; }
-
- private:
-  class builder;
-
-  json root_;
-};
-
-// Builds the document in place: when memory runs out within it, the part that is built
-// belongs to the document.
-class json_document::builder {
- public:
-  explicit builder(json& root) : root_(root) {}
+  explicit json_builder(json& root) : root_(root) {}
 
   bool null() { return add(nullptr); }
   bool boolean(bool value) { return add(value); }
@@ -112,6 +95,14 @@ class json_document::builder {
     throw error;
   }
 
+  // Where the next value goes.
+  json& place() {
+    if (containers_.empty()) return root_;
+    json& container = *containers_.back();
+    return container.is_object() ? *member_
+                                 : container.get_ref<json::array_t&>().emplace_back(nullptr);
+  }
+
  private:
   template <typename Value>
   bool add(Value&& value) {
@@ -131,27 +122,34 @@ class json_document::builder {
     return true;
   }
 
-  // Where the next value goes.
-  json& place() {
-    if (containers_.empty()) return root_;
-    json& container = *containers_.back();
-    return container.is_object() ? *member_
-                                 : container.get_ref<json::array_t&>().emplace_back(nullptr);
-  }
-
   json& root_;
   std::vector<json*> containers_;  // that are open, the innermost last
   json* member_ = nullptr;         // of the innermost object, named by the latest key
 };
 
-inline json_document::json_document(std::string_view text) {
-  try {
-    builder events(root_);
-    json::sax_parse(text, &events);
-  } catch (...) {
-    dismantle(root_);
-    throw;
+// A parsed JSON text (RFC 8259). One thread at a time.
+class json_document {
+ public:
+  json_document() = default;  // null
+  // Throws what json::parse throws, with the same texts.
+  explicit json_document(std::string_view text) {
+    try {
+      json_builder events(root_);
+      json::sax_parse(text, &events);
+    } catch (...) {
+      dismantle(root_);
+      throw;
+    }
   }
-}
+  json_document(const json_document&) = delete;
+  json_document& operator=(const json_document&) = delete;
+  ~json_document() { dismantle(root_); }
+
+  json& root() { return root_; }
+  const json& root() const { return root_; }
+
+ private:
+  json root_;
+};
 
 }  // namespace kovax

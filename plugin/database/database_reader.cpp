@@ -6,6 +6,8 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
+#include <utility>
 
 #include "plugin/database/gzip.h"
 #include "plugin/database/ustar.h"
@@ -65,20 +67,20 @@ bool try_decompress_gzip(std::string_view input, std::optional<inflated_archive>
 
 }  // namespace
 
-void extract_database_texts(std::string_view bytes, bool archive, std::size_t max_text_size,
-                            const std::function<void(std::string_view text)>& process) {
+void extract_database_texts(std::string bytes, bool archive, std::size_t max_text_size,
+                            const std::function<void(std::string text)>& process) {
   // One text for every cause: the JSON library's own messages would mean little
   // to the person that picked the file.
-  const auto process_or_refuse = [&](std::string_view text) {
+  const auto process_or_refuse = [&](std::string text) {
     try {
-      process(text);
+      process(std::move(text));
     } catch (...) {
       throw std::runtime_error("Trace database has missing fields or is invalid");
     }
   };
 
   if (!archive) {
-    process_or_refuse(bytes);
+    process_or_refuse(std::move(bytes));
     return;
   }
   std::optional<inflated_archive> members;

@@ -3,7 +3,7 @@
 
 #include <cstddef>
 #include <functional>
-#include <string_view>
+#include <string>
 
 namespace veltra {
 
@@ -16,12 +16,11 @@ inline constexpr std::size_t max_held_archive = std::size_t{64} << 20;
 // names. An archive that is cut short or damaged gives the members up to there;
 // that may be none, and is not an error.
 //
-// The text that `process` gets is not ended by a NUL and lives during the call
-// only. Of one of more than `max_text_size` bytes it may have only one byte more than that; a
-// caller refuses those. Runs `process` on the calling thread.
+// `process` gets the text to keep. Of one of more than `max_text_size` bytes it may have only one
+// byte more than that; a caller refuses those. Runs `process` on the calling thread.
 //
-// An archive that inflates to more than max_held_archive bytes is inflated twice, and no more
-// of it is in memory than a member.
+// An archive that inflates to more than max_held_archive bytes is inflated twice, and read a
+// member at a time.
 //
 // Throws std::runtime_error with
 // - "Invalid gzip data" when an archive cannot be decompressed; `process` has
@@ -29,7 +28,7 @@ inline constexpr std::size_t max_held_archive = std::size_t{64} << 20;
 // - "Trace database has missing fields or is invalid" when `process` throws
 //   anything; no further text is processed, and the caller discards what
 //   `process` has gathered.
-void extract_database_texts(std::string_view bytes, bool archive, std::size_t max_text_size,
-                            const std::function<void(std::string_view text)>& process);
+void extract_database_texts(std::string bytes, bool archive, std::size_t max_text_size,
+                            const std::function<void(std::string text)>& process);
 
 }  // namespace veltra

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstring>
 #include <optional>
+#include <utility>
 
 namespace veltra {
 namespace {
@@ -153,9 +154,8 @@ std::string normalize_member_name(std::string_view name) {
 
 void visit_ustar_members(std::uint64_t size, const archive_source& read,
                          std::size_t max_member_size,
-                         const std::function<void(std::string_view data)>& visit) {
+                         const std::function<void(std::string data)>& visit) {
   std::array<char, ustar_block_size> block;
-  std::string data;
   while (size >= block.size()) {
     read(block);
     size -= block.size();
@@ -163,9 +163,9 @@ void visit_ustar_members(std::uint64_t size, const archive_source& read,
     // An end block, a directory and an empty file all have the size 0.
     if (!header.error.empty() || header.size == 0 || header.size > size) return;
     const bool is_too_large = header.size > max_member_size;
-    data.resize(is_too_large ? max_member_size + 1 : header.size);
+    std::string data(is_too_large ? max_member_size + 1 : header.size, '\0');
     read(data);
-    visit(data);
+    visit(std::move(data));
     if (is_too_large) return;
     size -= header.size;
     const std::size_t padding = (block.size() - header.size % block.size()) % block.size();

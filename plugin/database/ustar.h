@@ -65,9 +65,9 @@ std::string normalize_member_name(std::string_view name);
 // Gives the next bytes of an archive; never asked for more than there are.
 using archive_source = std::function<void(std::span<char> to)>;
 
-// Calls `visit` with the data of each member of an archive of `size` bytes, in archive
-// order. The view lives during the call. Of a member of more than `max_member_size` bytes it
-// has one byte more than that, and no member follows.
+// Gives the data of each member of an archive of `size` bytes to `visit`, in archive order.
+// Of a member of more than `max_member_size` bytes it has one byte more than that, and no
+// member follows.
 //
 // The walk ends without a word at an end block, at a header that is in error, at
 // a directory or an empty file, at a member that the archive does not hold whole
@@ -75,6 +75,6 @@ using archive_source = std::function<void(std::span<char> to)>;
 // exception out of `read` or `visit` ends the walk and passes through.
 void visit_ustar_members(std::uint64_t size, const archive_source& read,
                          std::size_t max_member_size,
-                         const std::function<void(std::string_view data)>& visit);
+                         const std::function<void(std::string data)>& visit);
 
 }  // namespace veltra

@@ -23,6 +23,7 @@
 
 #include "implementation/json_document.h"
 #include "plugin/database/cached_database.h"
+#include "plugin/database_document.h"
 #include "tests/support/catalogue_builder.h"
 #include "tests/support/database_builder.h"
 #include "tests/support/environment_variable.h"
@@ -242,6 +243,30 @@ TEST(known_ends_test, a_dismantled_document_is_destroyed_without_memory) {
   EXPECT_TRUE(document.root().is_null());
 }
 
+TEST(database_document, whatever_it_cannot_have_memory_for_is_taken_apart) {
+  const std::string text = R"({"traces": [{"id": 1, "a text that needs memory": [{"x": [2]}]},
+                                          {"no id": [{"x": [1, {}]}]}, [[3]], {"id": [[{}]]}]})";
+  for (const bool all : {false, true}) {
+    std::uint64_t failure = 0;
+    for (bool failed = true; failed;) {
+      allocations = 0;
+      first_failure = ++failure;
+      all_fail_after_it = all;
+      armed = true;
+      try {
+        veltra::database_document document(text);
+        veltra::trace_definitions definitions = document.take_definitions();
+        definitions.find(1);
+        definitions.add(2, document.root());
+        failed = allocations >= failure;
+      } catch (const std::bad_alloc&) {
+      }
+      armed = false;
+    }
+    EXPECT_GT(failure, 30U);
+  }
+}
+
 void list_a_directory_without_memory() {
   for (std::uint64_t failure = 1; failure < 10; ++failure) {
     allocations = 0;
@@ -275,7 +300,7 @@ class out_of_memory_test : public testing::Test {
       armed = false;
       EXPECT_EQ(wrong, nullptr) << wrong;
       EXPECT_GT(counts.raw_packets, 0U);
-      EXPECT_GT(counts.decoded_packets, 0U);
+      EXPECT_EQ(counts.decoded_packets, 2U);
     }
     std::array<void*, 4> frames{};
     backtrace(frames.data(), static_cast<int>(frames.size()));  // loads what it needs
@@ -309,14 +334,19 @@ class out_of_memory_test : public testing::Test {
     std::printf("%d of %d lives ended in a library\n", in_a_library, static_cast<int>(2 * count));
   }
 
-  // A stream that names the database `uuid` and has one IP packet.
+  // A stream that names the database `uuid` and has an IP packet and a trace with a definition.
   static std::string stream(const std::string& uuid) {
-    open_decoder::test::frame_fields frame;
-    frame.payload = open_decoder::test::to_bytes(
-        test_support::build_trace({.buffer_id = "1"}, "an IP packet that is large enough"));
-    frame.master_id = test_support::database_master;
-    const auto bytes = open_decoder::test::encode(frame);
-    return std::string("UID %s") + '\0' + uuid + ".." + std::string(bytes.begin(), bytes.end());
+    std::string made = std::string("UID %s") + '\0' + uuid + "..";
+    for (const std::string& trace :
+         {test_support::build_trace({.buffer_id = "1"}, "an IP packet that is large enough"),
+          test_support::build_trace({.id = test_support::id::formatted_at}, "AT")}) {
+      open_decoder::test::frame_fields frame;
+      frame.payload = open_decoder::test::to_bytes(trace);
+      frame.master_id = test_support::database_master;
+      const auto bytes = open_decoder::test::encode(frame);
+      made.append(bytes.begin(), bytes.end());
+    }
+    return made;
   }
 
   static json database() {
@@ -340,6 +370,13 @@ class out_of_memory_test : public testing::Test {
 TEST_F(out_of_memory_test, an_instance_with_a_json_database_leaves_the_process_running) {
   expect_to_live({{"file_path", trace},
                   {"db_file_path", directory.write("db.json", database().dump()).string()}});
+}
+
+TEST_F(out_of_memory_test, an_instance_whose_definitions_are_members_leaves_the_process_running) {
+  json members = database();
+  members["traces"] = {{"first", members["traces"][0]}, {"second", members["traces"][1]}};
+  expect_to_live({{"file_path", trace},
+                  {"db_file_path", directory.write("db.json", members.dump()).string()}});
 }
 
 TEST_F(out_of_memory_test, an_instance_with_an_archive_leaves_the_process_running) {

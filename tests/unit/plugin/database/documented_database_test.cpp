@@ -62,7 +62,7 @@ std::string described(std::string_view layer, std::string_view category, std::st
 database_collection processed_example(const std::string& text) {
   database_collection collection;
   const std::string bytes = example(text);
-  extract_database_texts(bytes, false, bytes.size(), [&](std::string_view database) {
+  extract_database_texts(bytes, false, bytes.size(), [&](const std::string& database) {
     process_database_text(collection, {}, database);
   });
   return collection;

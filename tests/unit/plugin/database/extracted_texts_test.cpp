@@ -229,8 +229,8 @@ constexpr const char* invalid_database = "Trace database has missing fields or i
 
 std::vector<std::string> texts_of(std::string_view bytes, bool archive) {
   std::vector<std::string> texts;
-  extract_database_texts(bytes, archive, any_size,
-                         [&](std::string_view text) { texts.emplace_back(text); });
+  extract_database_texts(std::string(bytes), archive, any_size,
+                         [&](std::string text) { texts.push_back(std::move(text)); });
   return texts;
 }
 
@@ -239,7 +239,7 @@ std::string failure_of(
     std::string_view bytes, bool archive,
     const std::function<void(std::string_view)>& process = [](std::string_view) {}) {
   try {
-    extract_database_texts(bytes, archive, any_size, process);
+    extract_database_texts(std::string(bytes), archive, any_size, process);
     return {};
   } catch (const std::runtime_error& error) {
     EXPECT_EQ(typeid(error), typeid(std::runtime_error));
@@ -351,7 +351,7 @@ TEST(database_reader, an_archive_that_is_too_large_to_be_held_gives_the_same_tex
   const std::string bytes = compress(archive);
   const auto small_texts_of = [](std::string_view compressed) {
     std::vector<std::string> texts;
-    extract_database_texts(compressed, true, any_size, [&](std::string_view text) {
+    extract_database_texts(std::string(compressed), true, any_size, [&](std::string_view text) {
       if (text.size() < any_size) texts.emplace_back(text);
     });
     return texts;
