@@ -16,7 +16,7 @@ set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 # for those that cannot. A source must include what it uses all the same: the preset
 # "apart" compiles each by itself.
 set(CMAKE_UNITY_BUILD ${VELTRA_FAST_BUILD})
-set(CMAKE_UNITY_BUILD_BATCH_SIZE 24)
+set(CMAKE_UNITY_BUILD_BATCH_SIZE 36)
 
 # veltra_compile_apart(FILE...): sources of this directory that take no others beside them.
 function(veltra_compile_apart)
