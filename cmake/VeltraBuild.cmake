@@ -96,7 +96,8 @@ function(veltra_limit_exports target name)
   else()
     set(map "${CMAKE_CURRENT_SOURCE_DIR}/${name}.map")
     target_link_options(${target} PRIVATE
-      "LINKER:--version-script=${map}" "LINKER:--no-undefined-version")
+      "LINKER:--version-script=${map}" "LINKER:--no-undefined-version"
+      "LINKER:--gc-sections")  # most of the JSON library, which is one object
     if(NOT VELTRA_SANITIZE)
       target_link_options(${target} PRIVATE "LINKER:--no-undefined")
     endif()
