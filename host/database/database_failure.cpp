@@ -26,7 +26,7 @@ namespace {
 constexpr std::size_t max_listed = 4;
 
 // `text` as it can be shown: a trace may contain anything.
-std::string printable(std::string text) {
+std::string printable_ascii(std::string text) {
   std::replace_if(
       text.begin(), text.end(), [](char c) { return c < ' ' || c > '~'; }, '?');
   return text;
@@ -313,7 +313,7 @@ std::string describe_nonfatal_failure(const source_event& event, const database_
       if (!events.rejected_is_new()) return {};
       return fmt::format(
           "\"{}\", where the trace names its database, is not a UUID; still searching.",
-          printable(events.rejected_text()));
+          printable_ascii(events.rejected_text()));
     case event_kind::decoding_stopped:
       return fmt::format("decoding stopped ({}); the raw trace is still recorded.", event.detail);
     default:

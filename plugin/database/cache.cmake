@@ -12,5 +12,5 @@ add_library(veltra_database_cache STATIC
   stream_uuid.cpp
   uid_search.cpp)
 target_link_libraries(veltra_database_cache
-  PUBLIC veltra_build veltra_platform veltra_database nlohmann_json::nlohmann_json fmt::fmt
+  PUBLIC veltra_build veltra_platform veltra_database veltra_json fmt::fmt
   PRIVATE veltra_sha256 Curlpp::Curlpp)

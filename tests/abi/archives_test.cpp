@@ -7,7 +7,7 @@
 
 #include "tests/support/source_fixture.h"
 #include "tests/support/tar_builder.h"
-#include "tests/support/test_names.h"
+#include "tests/support/value_tests.h"
 
 namespace {
 
@@ -191,26 +191,23 @@ TEST_F(archives_test, the_members_before_a_broken_one_were_logged) {
 
 // --- gzip ----------------------------------------------------------------------------------
 
-class not_gzip_test : public archives_test, public testing::WithParamInterface<std::string> {};
+class not_gzip_test : public archives_test, public test_support::given_value<std::string> {};
 
-TEST_P(not_gzip_test, is_invalid_gzip_data) {
-  EXPECT_EQ(init_failure(parameters(GetParam())), not_gzip);
+TEST_GIVEN(not_gzip_test, is_invalid_gzip_data) {
+  EXPECT_EQ(init_failure(parameters(given())), not_gzip);
   EXPECT_EQ(decoder.call_count(), 0U);
 }
 
-INSTANTIATE_TEST_SUITE_P(bytes, not_gzip_test,
-                         testing::Values(std::string(), minimal_database().dump(),
-                                         std::string("{}"), std::string("hello, world"),
-                                         std::string(1000, '\0'), std::string("\x1F\x8C rest"),
-                                         std::string("\x8B\x1F rest"),
-                                         std::string("PK\x03\x04 a zip archive"),
-                                         // a compression method that does not exist
-                                         std::string("\x1F\x8B\x07\0\0\0\0\0\0\0\0\0", 12),
-                                         // a reserved header flag
-                                         std::string("\x1F\x8B\x08\xE0\0\0\0\0\0\0\0\0", 12),
-                                         // a reserved deflate block type
-                                         std::string("\x1F\x8B\x08\0\0\0\0\0\0\0\xFF\xFF\xFF", 13)),
-                         test_support::named_by_value());
+GIVEN(bytes, not_gzip_test,
+      {std::string(), minimal_database().dump(), std::string("{}"), std::string("hello, world"),
+       std::string(1000, '\0'), std::string("\x1F\x8C rest"), std::string("\x8B\x1F rest"),
+       std::string("PK\x03\x04 a zip archive"),
+       // a compression method that does not exist
+       std::string("\x1F\x8B\x07\0\0\0\0\0\0\0\0\0", 12),
+       // a reserved header flag
+       std::string("\x1F\x8B\x08\xE0\0\0\0\0\0\0\0\0", 12),
+       // a reserved deflate block type
+       std::string("\x1F\x8B\x08\0\0\0\0\0\0\0\xFF\xFF\xFF", 13)});
 
 TEST_F(archives_test, a_tar_archive_that_is_not_compressed_is_invalid_gzip_data) {
   EXPECT_EQ(init_failure(parameters(tar_archive({{"a", database_named("MCU")}}))), not_gzip);

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "tests/abi/conversion_fixture.h"
-#include "tests/support/test_names.h"
+#include "tests/support/value_tests.h"
 
 namespace {
 
@@ -49,18 +49,16 @@ void PrintTo(const arrow& value, std::ostream* out) {
   *out << value.static_string;
 }
 
-class arrow_test : public conversion_formatted_test, public testing::WithParamInterface<arrow> {};
+class arrow_test : public conversion_formatted_test, public test_support::given_value<arrow> {};
 
-TEST_P(arrow_test, decides_about_the_at_in_front) {
-  database["static_data"]["static_strings"][0]["value"] = GetParam().static_string;
-  EXPECT_EQ(at(std::string("OK\0", 3)), GetParam().request ? "at|network|ATOK" : "at|network|OK");
+TEST_GIVEN(arrow_test, decides_about_the_at_in_front) {
+  database["static_data"]["static_strings"][0]["value"] = given().static_string;
+  EXPECT_EQ(at(std::string("OK\0", 3)), given().request ? "at|network|ATOK" : "at|network|OK");
 }
 
-INSTANTIATE_TEST_SUITE_P(strings, arrow_test,
-                         testing::Values(arrow{"=>", true}, arrow{"<=", false}, arrow{"", false},
-                                         arrow{"=> ", false}, arrow{" =>", false},
-                                         arrow{"=", false}, arrow{"==>", false}),
-                         test_support::named_by_value());
+GIVEN(strings, arrow_test,
+      {arrow{"=>", true}, arrow{"<=", false}, arrow{"", false}, arrow{"=> ", false},
+       arrow{" =>", false}, arrow{"=", false}, arrow{"==>", false}});
 
 TEST_F(conversion_formatted_test, an_unknown_static_string_counts_as_empty) {
   definition["format_items"][0]["reference"] = 12345;
@@ -82,20 +80,18 @@ void PrintTo(const format_text& value, std::ostream* out) {
 }
 
 class at_format_test : public conversion_formatted_test,
-                       public testing::WithParamInterface<format_text> {};
+                       public test_support::given_value<format_text> {};
 
-TEST_P(at_format_test, decides_whether_it_is_an_at_string) {
-  definition["format"] = GetParam().format;
-  EXPECT_EQ(at(std::string("OK\0", 3)), GetParam().at ? "at|network|ATOK" : "nothing");
+TEST_GIVEN(at_format_test, decides_whether_it_is_an_at_string) {
+  definition["format"] = given().format;
+  EXPECT_EQ(at(std::string("OK\0", 3)), given().at ? "at|network|ATOK" : "nothing");
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    formats, at_format_test,
-    testing::Values(format_text{"AT_STRING", true}, format_text{"x AT_STRING %s", true},
-                    format_text{"AT_DEBUG_STRING", true}, format_text{"[AT_DEBUG_STRING] %s", true},
-                    format_text{"AT_STRIN", false}, format_text{"", false},
-                    format_text{"at_string", false}, format_text{"AT_DEBUG", false}),
-    test_support::named_by_value());
+GIVEN(formats, at_format_test,
+      {format_text{"AT_STRING", true}, format_text{"x AT_STRING %s", true},
+       format_text{"AT_DEBUG_STRING", true}, format_text{"[AT_DEBUG_STRING] %s", true},
+       format_text{"AT_STRIN", false}, format_text{"", false}, format_text{"at_string", false},
+       format_text{"AT_DEBUG", false}});
 
 TEST_F(conversion_formatted_test, the_first_item_with_a_reference_is_used) {
   definition["format_items"] = json::parse(
@@ -208,42 +204,38 @@ void PrintTo(const counting& value, std::ostream* out) {
 }
 
 class dropped_count_test : public conversion_formatted_test,
-                           public testing::WithParamInterface<counting> {};
+                           public test_support::given_value<counting> {};
 
-TEST_P(dropped_count_test, is_the_sum_of_both_values) {
-  dropped["format_items"] = json::parse(GetParam().items);
-  EXPECT_EQ(warning(std::string(GetParam().bytes, GetParam().size)),
-            dropped_count(GetParam().count));
+TEST_GIVEN(dropped_count_test, is_the_sum_of_both_values) {
+  dropped["format_items"] = json::parse(given().items);
+  EXPECT_EQ(warning(std::string(given().bytes, given().size)), dropped_count(given().count));
 }
 
 #define ITEMS(offset, kernel, user) \
   R"([{"size": )" offset R"(}, {"size": )" kernel R"(}, {"size": )" user "}]"
 
-INSTANTIATE_TEST_SUITE_P(
-    values, dropped_count_test,
-    testing::Values(
-        counting{"bytes", ITEMS("4", "1", "1"), "\x05\x06", 2, "11"},
-        counting{"different_widths", ITEMS("4", "1", "4"), "\x05\x01\x02\x00\x00", 5, "518"},
-        counting{"three_bytes", ITEMS("4", "3", "1"), "\x00\x00\x01\x01", 4, "65537"},
-        counting{"four_bytes", ITEMS("4", "4", "4"), "\x00\x00\x00\x01\x00\x00\x00\x02", 8,
-                 "50331648"},
-        counting{"wraps_at_32_bits", ITEMS("4", "4", "4"), "\xFF\xFF\xFF\xFF\x03\x00\x00\x00", 8,
-                 "2"},
-        counting{"largest", ITEMS("4", "4", "1"), "\xFF\xFF\xFF\xFF\x00", 5, "4294967295"},
-        counting{"no_width_at_all", ITEMS("4", "0", "0"), "\x05\x06", 2, "0"},
-        counting{"kernel_without_width", ITEMS("4", "0", "2"), "\x05\x00\x06\x00", 4, "5"},
-        counting{"user_without_width", ITEMS("4", "2", "0"), "\x05\x00\x06\x00", 4, "5"},
-        counting{"values_further_on", ITEMS("6", "2", "2"), "\xFF\xFF\x03\x00\x04\x00", 6, "7"},
-        counting{"values_from_the_start", ITEMS("0", "1", "1"), "\x00\x00", 2, "201"},
-        counting{"more_items", R"([{"size": 4}, {"size": 1}, {"size": 1}, {"size": 99}, 5])",
-                 "\x05\x06", 2, "11"},
-        counting{"fractions", ITEMS("4.9", "1.5", "1.1"), "\x05\x06", 2, "11"},
-        // what lies beyond the trace reads as nothing
-        counting{"user_beyond_the_end", ITEMS("4", "2", "2"), "\x05\x00", 2, "5"},
-        counting{"both_beyond_the_end", ITEMS("100", "2", "2"), "\x05\x00\x06\x00", 4, "0"},
-        counting{"offset_of_32_bits", ITEMS("4294967295", "4", "4"), "\x05\x00\x06\x00", 4, "0"},
-        counting{"offset_at_the_end", ITEMS("8", "2", "2"), "\x05\x00\x06\x00", 4, "0"}),
-    [](const auto& information) { return std::string(information.param.name); });
+GIVEN(values, dropped_count_test,
+      {counting{"bytes", ITEMS("4", "1", "1"), "\x05\x06", 2, "11"},
+       counting{"different_widths", ITEMS("4", "1", "4"), "\x05\x01\x02\x00\x00", 5, "518"},
+       counting{"three_bytes", ITEMS("4", "3", "1"), "\x00\x00\x01\x01", 4, "65537"},
+       counting{"four_bytes", ITEMS("4", "4", "4"), "\x00\x00\x00\x01\x00\x00\x00\x02", 8,
+                "50331648"},
+       counting{"wraps_at_32_bits", ITEMS("4", "4", "4"), "\xFF\xFF\xFF\xFF\x03\x00\x00\x00", 8,
+                "2"},
+       counting{"largest", ITEMS("4", "4", "1"), "\xFF\xFF\xFF\xFF\x00", 5, "4294967295"},
+       counting{"no_width_at_all", ITEMS("4", "0", "0"), "\x05\x06", 2, "0"},
+       counting{"kernel_without_width", ITEMS("4", "0", "2"), "\x05\x00\x06\x00", 4, "5"},
+       counting{"user_without_width", ITEMS("4", "2", "0"), "\x05\x00\x06\x00", 4, "5"},
+       counting{"values_further_on", ITEMS("6", "2", "2"), "\xFF\xFF\x03\x00\x04\x00", 6, "7"},
+       counting{"values_from_the_start", ITEMS("0", "1", "1"), "\x00\x00", 2, "201"},
+       counting{"more_items", R"([{"size": 4}, {"size": 1}, {"size": 1}, {"size": 99}, 5])",
+                "\x05\x06", 2, "11"},
+       counting{"fractions", ITEMS("4.9", "1.5", "1.1"), "\x05\x06", 2, "11"},
+       // what lies beyond the trace reads as nothing
+       counting{"user_beyond_the_end", ITEMS("4", "2", "2"), "\x05\x00", 2, "5"},
+       counting{"both_beyond_the_end", ITEMS("100", "2", "2"), "\x05\x00\x06\x00", 4, "0"},
+       counting{"offset_of_32_bits", ITEMS("4294967295", "4", "4"), "\x05\x00\x06\x00", 4, "0"},
+       counting{"offset_at_the_end", ITEMS("8", "2", "2"), "\x05\x00\x06\x00", 4, "0"}});
 
 TEST_F(conversion_formatted_test, the_counts_are_not_swapped_for_a_big_endian_database) {
   database["meta"]["endianness"] = "big";
@@ -262,30 +254,26 @@ void PrintTo(const near_miss& value, std::ostream* out) {
 }
 
 class no_warning_test : public conversion_formatted_test,
-                        public testing::WithParamInterface<near_miss> {};
+                        public test_support::given_value<near_miss> {};
 
-TEST_P(no_warning_test, gives_nothing) {
-  GetParam().apply(dropped);
+TEST_GIVEN(no_warning_test, gives_nothing) {
+  given().apply(dropped);
   EXPECT_EQ(warning(std::string("\3\0\4\0", 4)), "nothing");
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    definitions, no_warning_test,
-    testing::Values(
-        near_miss{"no_label", [](json& d) { d.erase("label"); }},
-        near_miss{"another_label", [](json& d) { d["label"] = "TRACE_SYSTEM_WARNINGS"; }},
-        near_miss{"a_label_in_small_letters", [](json& d) { d["label"] = "trace_system_warning"; }},
-        near_miss{"a_label_that_is_not_a_text", [](json& d) { d["label"] = 5; }},
-        near_miss{"another_format", [](json& d) { d["format"] = "Traces dropped"; }},
-        near_miss{"text_before_the_format",
-                  [](json& d) { d["format"] = " Traces dropped kernel: %hu user: %hu"; }},
-        near_miss{"other_conversions",
-                  [](json& d) { d["format"] = "Traces dropped kernel: %u user: %u"; }},
-        near_miss{
-            "two_items",
-            [](json& d) { d["format_items"] = json::parse(R"([{"size": 4}, {"size": 2}])"); }},
-        near_miss{"no_items", [](json& d) { d["format_items"] = json::array(); }}),
-    [](const auto& information) { return std::string(information.param.name); });
+GIVEN(definitions, no_warning_test,
+      {near_miss{"no_label", [](json& d) { d.erase("label"); }},
+       near_miss{"another_label", [](json& d) { d["label"] = "TRACE_SYSTEM_WARNINGS"; }},
+       near_miss{"a_label_in_small_letters", [](json& d) { d["label"] = "trace_system_warning"; }},
+       near_miss{"a_label_that_is_not_a_text", [](json& d) { d["label"] = 5; }},
+       near_miss{"another_format", [](json& d) { d["format"] = "Traces dropped"; }},
+       near_miss{"text_before_the_format",
+                 [](json& d) { d["format"] = " Traces dropped kernel: %hu user: %hu"; }},
+       near_miss{"other_conversions",
+                 [](json& d) { d["format"] = "Traces dropped kernel: %u user: %u"; }},
+       near_miss{"two_items",
+                 [](json& d) { d["format_items"] = json::parse(R"([{"size": 4}, {"size": 2}])"); }},
+       near_miss{"no_items", [](json& d) { d["format_items"] = json::array(); }}});
 
 TEST_F(conversion_formatted_test, text_behind_the_warnings_format_does_not_matter) {
   dropped["format"] = "Traces dropped kernel: %hu user: %hu (since boot)";

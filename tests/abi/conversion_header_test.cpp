@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "tests/abi/conversion_fixture.h"
-#include "tests/support/test_names.h"
+#include "tests/support/value_tests.h"
 
 namespace {
 
@@ -44,10 +44,10 @@ void PrintTo(const id_reading& value, std::ostream* out) {
 }
 
 class trace_id_test : public conversion_header_test,
-                      public testing::WithParamInterface<id_reading> {};
+                      public test_support::given_value<id_reading> {};
 
-TEST_P(trace_id_test, is_read_in_the_databases_byte_order) {
-  const auto& [size, endianness, bytes, value] = GetParam();
+TEST_GIVEN(trace_id_test, is_read_in_the_databases_byte_order) {
+  const auto& [size, endianness, bytes, value] = given();
   database["meta"]["trace_id_size"] = size;
   database["meta"]["endianness"] = endianness;
   accept_trace_id(value);
@@ -56,39 +56,33 @@ TEST_P(trace_id_test, is_read_in_the_databases_byte_order) {
   EXPECT_EQ(conversion_of(trace), found);
 }
 
-INSTANTIATE_TEST_SUITE_P(readings, trace_id_test,
-                         testing::Values(id_reading{1, "little", "\xAB", 0xAB},
-                                         id_reading{1, "big", "\xAB", 0xAB},
-                                         id_reading{2, "little", "\x01\x02", 0x0201},
-                                         id_reading{2, "big", "\x01\x02", 0x0102},
-                                         id_reading{2, "big", "\xFF\xFE", 0xFFFE},
-                                         // three bytes are taken unchanged
-                                         id_reading{3, "little", "\x01\x02\x03", 0x030201},
-                                         id_reading{3, "big", "\x01\x02\x03", 0x030201},
-                                         id_reading{4, "little", "\x01\x02\x03\x04", 0x04030201},
-                                         id_reading{4, "big", "\x01\x02\x03\x04", 0x01020304},
-                                         id_reading{4, "big", "\xFF\xFE\xFD\xFC", 0xFFFEFDFC},
-                                         id_reading{0, "little", "", 0},
-                                         id_reading{0, "big", "", 0}),
-                         test_support::named_by_value());
+GIVEN(readings, trace_id_test,
+      {id_reading{1, "little", "\xAB", 0xAB}, id_reading{1, "big", "\xAB", 0xAB},
+       id_reading{2, "little", "\x01\x02", 0x0201}, id_reading{2, "big", "\x01\x02", 0x0102},
+       id_reading{2, "big", "\xFF\xFE", 0xFFFE},
+       // three bytes are taken unchanged
+       id_reading{3, "little", "\x01\x02\x03", 0x030201},
+       id_reading{3, "big", "\x01\x02\x03", 0x030201},
+       id_reading{4, "little", "\x01\x02\x03\x04", 0x04030201},
+       id_reading{4, "big", "\x01\x02\x03\x04", 0x01020304},
+       id_reading{4, "big", "\xFF\xFE\xFD\xFC", 0xFFFEFDFC}, id_reading{0, "little", "", 0},
+       id_reading{0, "big", "", 0}});
 
 class endianness_test : public conversion_header_test,
-                        public testing::WithParamInterface<std::tuple<const char*, bool>> {};
+                        public test_support::given_value<std::tuple<const char*, bool>> {};
 
-TEST_P(endianness_test, is_big_only_for_the_word_big) {
-  const auto& [word, big] = GetParam();
+TEST_GIVEN(endianness_test, is_big_only_for_the_word_big) {
+  const auto& [word, big] = given();
   database["meta"]["endianness"] = word;
   accept_trace_id(big ? 0x01020304 : 0x04030201);
   EXPECT_EQ(conversion_of(std::string("\x01\x02\x03\x04\0004\0", 7) + body()), found);
 }
 
-INSTANTIATE_TEST_SUITE_P(words, endianness_test,
-                         testing::Values(std::tuple("big", true), std::tuple("little", false),
-                                         std::tuple("BIG", false), std::tuple("Big", false),
-                                         std::tuple("be", false), std::tuple("", false),
-                                         std::tuple("bi", false), std::tuple("bigger", false),
-                                         std::tuple(" big", false), std::tuple("big ", false)),
-                         test_support::named_by_value());
+GIVEN(words, endianness_test,
+      {std::tuple("big", true), std::tuple("little", false), std::tuple("BIG", false),
+       std::tuple("Big", false), std::tuple("be", false), std::tuple("", false),
+       std::tuple("bi", false), std::tuple("bigger", false), std::tuple(" big", false),
+       std::tuple("big ", false)});
 
 TEST_F(conversion_header_test, big_with_a_nul_behind_it_is_little) {
   database["meta"]["endianness"] = std::string("big\0", 4);
@@ -99,11 +93,10 @@ TEST_F(conversion_header_test, big_with_a_nul_behind_it_is_little) {
 // --- short traces ---------------------------------------------------------------------
 
 // Every cut of a good trace: nothing before the buffer id's text has ended.
-class cut_trace_test : public conversion_header_test,
-                       public testing::WithParamInterface<unsigned> {};
+class cut_trace_test : public conversion_header_test, public test_support::given_value<unsigned> {};
 
-TEST_P(cut_trace_test, never_reads_past_its_end) {
-  const unsigned id_size = GetParam();
+TEST_GIVEN(cut_trace_test, never_reads_past_its_end) {
+  const unsigned id_size = given();
   database["meta"]["trace_id_size"] = id_size;
   const auto whole = build_trace({.id = 7, .buffer_id = "1", .id_size = id_size}, "body");
   std::vector<std::string> traces;
@@ -120,8 +113,7 @@ TEST_P(cut_trace_test, never_reads_past_its_end) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(id_sizes, cut_trace_test, testing::Values(0U, 1U, 2U, 3U, 4U),
-                         test_support::named_by_value());
+GIVEN(id_sizes, cut_trace_test, {0U, 1U, 2U, 3U, 4U});
 
 TEST_F(conversion_header_test, a_trace_of_only_its_id_gives_nothing) {
   EXPECT_EQ(conversion_of(number_bytes(test_support::id::peer_dump, 4)), "nothing");
@@ -143,30 +135,26 @@ void PrintTo(const id_text& value, std::ostream* out) {
   *out << value.text;
 }
 
-class buffer_id_test : public conversion_header_test,
-                       public testing::WithParamInterface<id_text> {};
+class buffer_id_test : public conversion_header_test, public test_support::given_value<id_text> {};
 
-TEST_P(buffer_id_test, is_read_as_the_c_library_reads_an_unsigned_number) {
+TEST_GIVEN(buffer_id_test, is_read_as_the_c_library_reads_an_unsigned_number) {
   database["buffers"] = json::parse(R"([{"id": 0, "name": "EPDCP_UP_PACKET"}])");
-  database["buffers"][0]["id"] = GetParam().value;
-  EXPECT_EQ(conversion_of(build_trace({.buffer_id = GetParam().text}, "x")), "ip|network|x");
+  database["buffers"][0]["id"] = given().value;
+  EXPECT_EQ(conversion_of(build_trace({.buffer_id = given().text}, "x")), "ip|network|x");
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    texts, buffer_id_test,
-    testing::Values(
-        id_text{"5", 5}, id_text{"005", 5}, id_text{" 5", 5}, id_text{"\t\n\v\f\r 5", 5},
-        id_text{"5 ", 5}, id_text{"5abc", 5}, id_text{"5.9", 5}, id_text{"+5", 5},
-        id_text{"-1", 4294967295}, id_text{"-5", 4294967291}, id_text{"4294967295", 4294967295},
-        id_text{"4294967296", 0}, id_text{"4294967301", 5},
-        // beyond 64 bits the library's conversion stays at the largest number
-        id_text{"18446744073709551615", 4294967295}, id_text{"18446744073709551616", 4294967295},
-        id_text{"99999999999999999999999", 4294967295},
-        id_text{"-99999999999999999999999", 4294967295}, id_text{"0x10", 0},
-        // no number at all
-        id_text{"", 0}, id_text{"abc", 0}, id_text{"x5", 0}, id_text{"+", 0}, id_text{"-", 0},
-        id_text{"- 5", 0}, id_text{"+-5", 0}, id_text{"--5", 0}, id_text{" ", 0}),
-    test_support::named_by_value());
+GIVEN(texts, buffer_id_test,
+      {id_text{"5", 5}, id_text{"005", 5}, id_text{" 5", 5}, id_text{"\t\n\v\f\r 5", 5},
+       id_text{"5 ", 5}, id_text{"5abc", 5}, id_text{"5.9", 5}, id_text{"+5", 5},
+       id_text{"-1", 4294967295}, id_text{"-5", 4294967291}, id_text{"4294967295", 4294967295},
+       id_text{"4294967296", 0}, id_text{"4294967301", 5},
+       // beyond 64 bits the library's conversion stays at the largest number
+       id_text{"18446744073709551615", 4294967295}, id_text{"18446744073709551616", 4294967295},
+       id_text{"99999999999999999999999", 4294967295},
+       id_text{"-99999999999999999999999", 4294967295}, id_text{"0x10", 0},
+       // no number at all
+       id_text{"", 0}, id_text{"abc", 0}, id_text{"x5", 0}, id_text{"+", 0}, id_text{"-", 0},
+       id_text{"- 5", 0}, id_text{"+-5", 0}, id_text{"--5", 0}, id_text{" ", 0}});
 
 TEST_F(conversion_header_test, an_unknown_buffer_id_gives_no_buffer_name) {
   EXPECT_EQ(conversion_of(build_trace({.buffer_id = "999"}, "x")), "nothing");
@@ -241,24 +229,21 @@ void PrintTo(const at_naming& value, std::ostream* out) {
   *out << value.buffer_name;
 }
 
-class at_buffer_test : public conversion_at_test, public testing::WithParamInterface<at_naming> {};
+class at_buffer_test : public conversion_at_test, public test_support::given_value<at_naming> {};
 
-TEST_P(at_buffer_test, decides) {
-  EXPECT_EQ(at(GetParam().buffer_name, terminated("X")), GetParam().result);
+TEST_GIVEN(at_buffer_test, decides) {
+  EXPECT_EQ(at(given().buffer_name, terminated("X")), given().result);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    names, at_buffer_test,
-    testing::Values(at_naming{"AT_STRING", "at|network|X"},
-                    at_naming{"AT_STRINGREQ", "at|network|ATX"},
-                    at_naming{"AT_STRING_REQUEST", "at|network|ATX"},
-                    at_naming{"AT_STRING_PREREQ_2", "at|network|ATX"},
-                    at_naming{"AT_STRING_req", "at|network|X"},
-                    // it must be at the start
-                    at_naming{"REQ_AT_STRING", "nothing"}, at_naming{"xAT_STRING", "nothing"},
-                    at_naming{" AT_STRING", "nothing"}, at_naming{"at_string", "nothing"},
-                    at_naming{"AT_STRIN", "nothing"}, at_naming{"REQ", "nothing"}),
-    test_support::named_by_value());
+GIVEN(names, at_buffer_test,
+      {at_naming{"AT_STRING", "at|network|X"}, at_naming{"AT_STRINGREQ", "at|network|ATX"},
+       at_naming{"AT_STRING_REQUEST", "at|network|ATX"},
+       at_naming{"AT_STRING_PREREQ_2", "at|network|ATX"},
+       at_naming{"AT_STRING_req", "at|network|X"},
+       // it must be at the start
+       at_naming{"REQ_AT_STRING", "nothing"}, at_naming{"xAT_STRING", "nothing"},
+       at_naming{" AT_STRING", "nothing"}, at_naming{"at_string", "nothing"},
+       at_naming{"AT_STRIN", "nothing"}, at_naming{"REQ", "nothing"}});
 
 TEST_F(conversion_at_test, the_text_ends_at_its_nul) {
   EXPECT_EQ(at("AT_STRING", std::string("OK\0ERROR", 8)), "at|network|OK");

@@ -3,7 +3,7 @@
 #include <string>
 
 #include "tests/abi/conversion_fixture.h"
-#include "tests/support/test_names.h"
+#include "tests/support/value_tests.h"
 
 namespace {
 
@@ -25,33 +25,30 @@ void PrintTo(const naming& value, std::ostream* out) {
   *out << value.buffer_name;
 }
 
-class buffer_name_test : public conversion_fixture, public testing::WithParamInterface<naming> {};
+class buffer_name_test : public conversion_fixture, public test_support::given_value<naming> {};
 
-TEST_P(buffer_name_test, decides_the_layer) {
+TEST_GIVEN(buffer_name_test, decides_the_layer) {
   database["buffers"] = json::parse(R"([{"id": 9}])");
-  database["buffers"][0]["name"] = GetParam().buffer_name;
-  const std::string expected = GetParam().result;
+  database["buffers"][0]["name"] = given().buffer_name;
+  const std::string expected = given().result;
   EXPECT_EQ(conversion_of(build_trace({.buffer_id = "9"}, "body")),
             expected == "nothing" ? expected : expected + "|body");
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    names, buffer_name_test,
-    testing::Values(
-        naming{"EPDCP_UP_PACKET", "ip|network"}, naming{"xEPDCP_UP_PACKETx", "ip|network"},
-        naming{"L2 EPDCP_UP_PACKET (uplink)", "ip|network"}, naming{"EPDCP_UP_PACKE", "nothing"},
-        naming{"epdcp_up_packet", "nothing"}, naming{"EPDCP UP PACKET", "nothing"},
-        naming{"TLS_HANDSHAKE_RANDBYTES", "handshake_randbytes|tls"},
-        naming{"MY_TLS_HANDSHAKE_RANDBYTES_2", "handshake_randbytes|tls"},
-        naming{"TLS_HANDSHAKE", "nothing"}, naming{"tls_handshake_randbytes", "nothing"},
-        naming{"TLS_SESSION_MASTER", "session_master|tls"},
-        naming{"TLS_SESSION_MASTER_KEY", "session_master|tls"}, naming{"TLS_SESSION", "nothing"},
-        // the order of the rules
-        naming{"TLS_SESSION_MASTER EPDCP_UP_PACKET", "ip|network"},
-        naming{"TLS_HANDSHAKE_RANDBYTES EPDCP_UP_PACKET", "ip|network"},
-        naming{"TLS_SESSION_MASTER TLS_HANDSHAKE_RANDBYTES", "handshake_randbytes|tls"},
-        naming{"", "nothing"}),
-    test_support::named_by_value());
+GIVEN(names, buffer_name_test,
+      {naming{"EPDCP_UP_PACKET", "ip|network"}, naming{"xEPDCP_UP_PACKETx", "ip|network"},
+       naming{"L2 EPDCP_UP_PACKET (uplink)", "ip|network"}, naming{"EPDCP_UP_PACKE", "nothing"},
+       naming{"epdcp_up_packet", "nothing"}, naming{"EPDCP UP PACKET", "nothing"},
+       naming{"TLS_HANDSHAKE_RANDBYTES", "handshake_randbytes|tls"},
+       naming{"MY_TLS_HANDSHAKE_RANDBYTES_2", "handshake_randbytes|tls"},
+       naming{"TLS_HANDSHAKE", "nothing"}, naming{"tls_handshake_randbytes", "nothing"},
+       naming{"TLS_SESSION_MASTER", "session_master|tls"},
+       naming{"TLS_SESSION_MASTER_KEY", "session_master|tls"}, naming{"TLS_SESSION", "nothing"},
+       // the order of the rules
+       naming{"TLS_SESSION_MASTER EPDCP_UP_PACKET", "ip|network"},
+       naming{"TLS_HANDSHAKE_RANDBYTES EPDCP_UP_PACKET", "ip|network"},
+       naming{"TLS_SESSION_MASTER TLS_HANDSHAKE_RANDBYTES", "handshake_randbytes|tls"},
+       naming{"", "nothing"}});
 
 struct rule {
   const char* buffer_id;
@@ -62,50 +59,46 @@ void PrintTo(const rule& value, std::ostream* out) {
   *out << value.result;
 }
 
-class fast_rule_test : public conversion_fixture, public testing::WithParamInterface<rule> {
+class fast_rule_test : public conversion_fixture, public test_support::given_value<rule> {
  protected:
-  std::string with_body(const std::string& body) const { return GetParam().result + ("|" + body); }
+  std::string with_body(const std::string& body) const { return given().result + ("|" + body); }
 };
 
-TEST_P(fast_rule_test, works_without_type_mapping) {
+TEST_GIVEN(fast_rule_test, works_without_type_mapping) {
   database["meta"].erase("type_mapping");
-  EXPECT_EQ(conversion_of(build_trace({.buffer_id = GetParam().buffer_id}, "b")), with_body("b"));
+  EXPECT_EQ(conversion_of(build_trace({.buffer_id = given().buffer_id}, "b")), with_body("b"));
 }
 
-TEST_P(fast_rule_test, does_not_care_for_the_trace_type) {
+TEST_GIVEN(fast_rule_test, does_not_care_for_the_trace_type) {
+  EXPECT_EQ(conversion_of(build_trace({.id = id::peer_dump, .buffer_id = given().buffer_id}, "b")),
+            with_body("b"));
+}
+
+TEST_GIVEN(fast_rule_test, comes_before_the_rules_for_formatted_traces) {
   EXPECT_EQ(
-      conversion_of(build_trace({.id = id::peer_dump, .buffer_id = GetParam().buffer_id}, "b")),
+      conversion_of(build_trace({.id = id::formatted_at, .buffer_id = given().buffer_id}, "b")),
       with_body("b"));
 }
 
-TEST_P(fast_rule_test, comes_before_the_rules_for_formatted_traces) {
-  EXPECT_EQ(
-      conversion_of(build_trace({.id = id::formatted_at, .buffer_id = GetParam().buffer_id}, "b")),
-      with_body("b"));
-}
-
-TEST_P(fast_rule_test, does_not_care_for_the_peer_layer) {
+TEST_GIVEN(fast_rule_test, does_not_care_for_the_peer_layer) {
   EXPECT_EQ(
       conversion_of(build_trace(
-          {.id = id::peer_dump, .peer_layer = id::rrc_layer, .buffer_id = GetParam().buffer_id},
-          "b")),
+          {.id = id::peer_dump, .peer_layer = id::rrc_layer, .buffer_id = given().buffer_id}, "b")),
       with_body("b"));
 }
 
-TEST_P(fast_rule_test, keeps_nul_bytes_in_the_body) {
+TEST_GIVEN(fast_rule_test, keeps_nul_bytes_in_the_body) {
   const std::string body("\0a\0\0b\0", 6);
-  EXPECT_EQ(conversion_of(build_trace({.buffer_id = GetParam().buffer_id}, body)), with_body(body));
+  EXPECT_EQ(conversion_of(build_trace({.buffer_id = given().buffer_id}, body)), with_body(body));
 }
 
-TEST_P(fast_rule_test, gives_an_empty_packet_for_an_empty_body) {
-  EXPECT_EQ(conversion_of(build_trace({.buffer_id = GetParam().buffer_id}, "")), with_body(""));
+TEST_GIVEN(fast_rule_test, gives_an_empty_packet_for_an_empty_body) {
+  EXPECT_EQ(conversion_of(build_trace({.buffer_id = given().buffer_id}, "")), with_body(""));
 }
 
-INSTANTIATE_TEST_SUITE_P(rules, fast_rule_test,
-                         testing::Values(rule{id::ip_buffer, "ip|network"},
-                                         rule{id::randbytes_buffer, "handshake_randbytes|tls"},
-                                         rule{id::session_master_buffer, "session_master|tls"}),
-                         test_support::named_by_value());
+GIVEN(rules, fast_rule_test,
+      {rule{id::ip_buffer, "ip|network"}, rule{id::randbytes_buffer, "handshake_randbytes|tls"},
+       rule{id::session_master_buffer, "session_master|tls"}});
 
 TEST_F(conversion_network_tls_test, other_buffers_make_no_packet_by_their_name) {
   EXPECT_EQ(conversion_of(build_trace({.buffer_id = id::plain_buffer}, "x")), "nothing");
@@ -146,51 +139,48 @@ void PrintTo(const typing& value, std::ostream* out) {
   *out << value.type;
 }
 
-class peer_type_test : public conversion_peer_test, public testing::WithParamInterface<typing> {};
+class peer_type_test : public conversion_peer_test, public test_support::given_value<typing> {};
 
-TEST_P(peer_type_test, gives_the_layer) {
-  const std::string layer = GetParam().layer;
-  EXPECT_EQ(dump_of_type(GetParam().type), layer == "nothing" ? layer : layer + "|network|body");
+TEST_GIVEN(peer_type_test, gives_the_layer) {
+  const std::string layer = given().layer;
+  EXPECT_EQ(dump_of_type(given().type), layer == "nothing" ? layer : layer + "|network|body");
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    types, peer_type_test,
-    testing::Values(
-        // two tokens
-        typing{"ASN_PCCH_nb", "lte_rrc.PCCH.nb"}, typing{"ASN_PCCH_NB", "lte_rrc.PCCH_NB"},
-        typing{"ASN_PCCH_Message", "lte_rrc.PCCH_Message"}, typing{"ASN_a_b", "lte_rrc.a_b"},
-        typing{"ASN_PCCH_nbx", "lte_rrc.PCCH_nbx"}, typing{"ASN_PCCH_sch", "lte_rrc.PCCH_sch"},
-        // three tokens
-        typing{"ASN_DL_DCCH_Message", "lte_rrc.DL_DCCH.Message"},
-        typing{"ASN_BCCH_DL_sch", "lte_rrc.BCCH_DL_sch"},
-        typing{"ASN_BCCH_DL_SCH", "lte_rrc.BCCH_DL.SCH"},
-        typing{"ASN_UL_CCCH_nb", "lte_rrc.UL_CCCH.nb"},
-        typing{"ASN_BCCH_DL_schx", "lte_rrc.BCCH_DL.schx"},
-        // four tokens
-        typing{"ASN_BCCH_DL_SCH_Message", "lte_rrc.BCCH_DL_SCH.Message"},
-        typing{"ASN_BCCH_DL_SCH_nb", "lte_rrc.BCCH_DL_SCH.nb"},
-        typing{"ASN_a_b_c_sch", "lte_rrc.a_b_c.sch"},
-        // five and more say no more than the first
-        typing{"ASN_a_b_c_d_e", "lte_rrc.a"}, typing{"ASN_a_b_c_d_e_f_g", "lte_rrc.a"},
-        // too few
-        typing{"ASN_X", "nothing"}, typing{"ASN_", "nothing"}, typing{"ASN____", "nothing"},
-        typing{"ASN_X_", "nothing"}, typing{"ASN__X", "nothing"},
-        // runs of underscores separate like one
-        typing{"ASN__DL__DCCH___Message_", "lte_rrc.DL_DCCH.Message"},
-        typing{"ASN_PCCH__nb", "lte_rrc.PCCH.nb"},
-        // everything but the underscore belongs to a token
-        typing{"ASN_DL DCCH_Message-1.5", "lte_rrc.DL DCCH_Message-1.5"},
-        typing{"ASN_\xC3\xA4_\n", "lte_rrc.\xC3\xA4_\n"},
-        // the start must be exact
-        typing{"asn_DL_DCCH", "nothing"}, typing{"ASN", "nothing"}, typing{"ASNDL_DCCH", "nothing"},
-        typing{"xASN_DL_DCCH", "nothing"}, typing{" ASN_DL_DCCH", "nothing"},
-        // NAS
-        typing{"NAS_PDU", "nas-eps"}, typing{"NAS_PDU_PLAIN", "nas-eps"},
-        typing{"NAS_PDUx", "nas-eps"}, typing{"NAS_PD", "nothing"}, typing{"nas_pdu", "nothing"},
-        typing{"xNAS_PDU", "nothing"}, typing{"ASN_NAS_PDU", "lte_rrc.NAS_PDU"},
-        // neither
-        typing{"", "nothing"}, typing{"OTHER", "nothing"}),
-    test_support::named_by_value());
+GIVEN(types, peer_type_test,
+      {// two tokens
+       typing{"ASN_PCCH_nb", "lte_rrc.PCCH.nb"}, typing{"ASN_PCCH_NB", "lte_rrc.PCCH_NB"},
+       typing{"ASN_PCCH_Message", "lte_rrc.PCCH_Message"}, typing{"ASN_a_b", "lte_rrc.a_b"},
+       typing{"ASN_PCCH_nbx", "lte_rrc.PCCH_nbx"}, typing{"ASN_PCCH_sch", "lte_rrc.PCCH_sch"},
+       // three tokens
+       typing{"ASN_DL_DCCH_Message", "lte_rrc.DL_DCCH.Message"},
+       typing{"ASN_BCCH_DL_sch", "lte_rrc.BCCH_DL_sch"},
+       typing{"ASN_BCCH_DL_SCH", "lte_rrc.BCCH_DL.SCH"},
+       typing{"ASN_UL_CCCH_nb", "lte_rrc.UL_CCCH.nb"},
+       typing{"ASN_BCCH_DL_schx", "lte_rrc.BCCH_DL.schx"},
+       // four tokens
+       typing{"ASN_BCCH_DL_SCH_Message", "lte_rrc.BCCH_DL_SCH.Message"},
+       typing{"ASN_BCCH_DL_SCH_nb", "lte_rrc.BCCH_DL_SCH.nb"},
+       typing{"ASN_a_b_c_sch", "lte_rrc.a_b_c.sch"},
+       // five and more say no more than the first
+       typing{"ASN_a_b_c_d_e", "lte_rrc.a"}, typing{"ASN_a_b_c_d_e_f_g", "lte_rrc.a"},
+       // too few
+       typing{"ASN_X", "nothing"}, typing{"ASN_", "nothing"}, typing{"ASN____", "nothing"},
+       typing{"ASN_X_", "nothing"}, typing{"ASN__X", "nothing"},
+       // runs of underscores separate like one
+       typing{"ASN__DL__DCCH___Message_", "lte_rrc.DL_DCCH.Message"},
+       typing{"ASN_PCCH__nb", "lte_rrc.PCCH.nb"},
+       // everything but the underscore belongs to a token
+       typing{"ASN_DL DCCH_Message-1.5", "lte_rrc.DL DCCH_Message-1.5"},
+       typing{"ASN_\xC3\xA4_\n", "lte_rrc.\xC3\xA4_\n"},
+       // the start must be exact
+       typing{"asn_DL_DCCH", "nothing"}, typing{"ASN", "nothing"}, typing{"ASNDL_DCCH", "nothing"},
+       typing{"xASN_DL_DCCH", "nothing"}, typing{" ASN_DL_DCCH", "nothing"},
+       // NAS
+       typing{"NAS_PDU", "nas-eps"}, typing{"NAS_PDU_PLAIN", "nas-eps"},
+       typing{"NAS_PDUx", "nas-eps"}, typing{"NAS_PD", "nothing"}, typing{"nas_pdu", "nothing"},
+       typing{"xNAS_PDU", "nothing"}, typing{"ASN_NAS_PDU", "lte_rrc.NAS_PDU"},
+       // neither
+       typing{"", "nothing"}, typing{"OTHER", "nothing"}});
 
 TEST_F(conversion_peer_test, a_long_type_keeps_its_tokens_whole) {
   const std::string token(20000, 'T');

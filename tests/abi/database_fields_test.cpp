@@ -6,7 +6,7 @@
 
 #include "tests/abi/database_texts.h"
 #include "tests/support/source_fixture.h"
-#include "tests/support/test_names.h"
+#include "tests/support/value_tests.h"
 
 namespace {
 
@@ -44,11 +44,11 @@ void PrintTo(const fault& value, std::ostream* out) {
 }
 
 class invalid_database_test : public database_fields_test,
-                              public testing::WithParamInterface<fault> {};
+                              public test_support::given_value<fault> {};
 
-TEST_P(invalid_database_test, is_refused_with_the_general_message) {
+TEST_GIVEN(invalid_database_test, is_refused_with_the_general_message) {
   auto database = conversion_database();
-  GetParam().apply(database);
+  given().apply(database);
   EXPECT_EQ(database_failure(database), invalid_database);
   EXPECT_EQ(decoder.call_count(), 0U) << "no decoder is made for an invalid database";
 }
@@ -57,85 +57,80 @@ TEST_P(invalid_database_test, is_refused_with_the_general_message) {
 #define SET(key, text) [](json& d) { d["meta"][key] = json::parse(text); }
 #define SET_ROOT(key, text) [](json& d) { d[key] = json::parse(text); }
 
-INSTANTIATE_TEST_SUITE_P(
-    missing, invalid_database_test,
-    testing::Values(fault{"meta", [](json& d) { d.erase("meta"); }}, fault{"id", ERASE("id")},
-                    fault{"endianness", ERASE("endianness")},
-                    fault{"trace_id_size", ERASE("trace_id_size")},
-                    fault{"trace_type_descriptors", ERASE("trace_type_descriptors")}),
-    [](const auto& information) { return std::string(information.param.name); });
+GIVEN(missing, invalid_database_test,
+      {fault{"meta", [](json& d) { d.erase("meta"); }}, fault{"id", ERASE("id")},
+       fault{"endianness", ERASE("endianness")}, fault{"trace_id_size", ERASE("trace_id_size")},
+       fault{"trace_type_descriptors", ERASE("trace_type_descriptors")}});
 
-INSTANTIATE_TEST_SUITE_P(
+GIVEN(
     wrong_type, invalid_database_test,
-    testing::Values(
-        fault{"root_array", [](json& d) { d = json::array(); }},
-        fault{"root_null", [](json& d) { d = nullptr; }},
-        fault{"root_text", [](json& d) { d = "meta"; }},
-        fault{"root_number", [](json& d) { d = 5; }},
-        fault{"root_empty", [](json& d) { d = json::object(); }},
-        fault{"meta_array", SET_ROOT("meta", "[]")}, fault{"meta_null", SET_ROOT("meta", "null")},
-        fault{"meta_text", SET_ROOT("meta", "\"text\"")}, fault{"id_text", SET("id", "\"33\"")},
-        fault{"id_null", SET("id", "null")}, fault{"id_array", SET("id", "[33]")},
-        fault{"id_object", SET("id", "{}")}, fault{"endianness_number", SET("endianness", "1")},
-        fault{"endianness_null", SET("endianness", "null")},
-        fault{"endianness_boolean", SET("endianness", "true")},
-        fault{"trace_id_size_text", SET("trace_id_size", "\"4\"")},
-        fault{"trace_id_size_null", SET("trace_id_size", "null")},
-        fault{"descriptors_null", SET("trace_type_descriptors", "null")},
-        fault{"descriptors_object", SET("trace_type_descriptors", "{}")},
-        fault{"descriptors_text", SET("trace_type_descriptors", "\"peer_dump\"")},
-        fault{"min_data_size_text", SET("min_data_size", "\"1\"")},
-        fault{"min_data_size_null", SET("min_data_size", "null")},
-        fault{"uuid_number", SET("uuid", "5")}, fault{"uuid_null", SET("uuid", "null")},
-        fault{"name_number", SET("name", "5")}, fault{"name_null", SET("name", "null")},
-        fault{"alias_number", SET("aliases", "[5]")},
-        fault{"alias_text", SET("aliases", "[\"id\"]")},
-        fault{"alias_array", SET("aliases", "[[5]]")},
-        fault{"alias_id_text", SET("aliases", R"([{"id": "5"}])")},
-        fault{"alias_id_null", SET("aliases", R"([{"id": null}])")},
-        fault{"second_alias_id_object", SET("aliases", R"([{"id": 5}, {"id": {}}])")},
-        fault{"buffer_text", SET_ROOT("buffers", "[\"ip\"]")},
-        fault{"buffer_number", SET_ROOT("buffers", "[1]")},
-        fault{"buffer_id_text", SET_ROOT("buffers", R"([{"id": "1", "name": "x"}])")},
-        fault{"buffer_name_number", SET_ROOT("buffers", R"([{"id": 1, "name": 1}])")},
-        fault{"peer_layer_id_text",
-              SET_ROOT("peer_buffer_layers", R"([{"id": "1", "name": "x"}])")},
-        fault{"peer_layer_name_null",
-              SET_ROOT("peer_buffer_layers", R"([{"id": 1, "name": null}])")},
-        fault{"peer_buffers_object", SET_ROOT("peer_buffers", "{}")},
-        fault{"peer_buffers_null", SET_ROOT("peer_buffers", "null")},
-        fault{"trace_number", SET_ROOT("traces", "[5]")},
-        fault{"trace_text", SET_ROOT("traces", "[\"id\"]")},
-        fault{"trace_id_text", SET_ROOT("traces", R"([{"id": "5"}])")},
-        fault{"static_string_number", SET_ROOT("static_data", R"({"static_strings": [5]})")},
-        fault{"static_string_id_text",
-              SET_ROOT("static_data", R"({"static_strings": [{"id": "1", "value": "x"}]})")},
-        fault{"static_string_value_number",
-              SET_ROOT("static_data", R"({"static_strings": [{"id": 1, "value": 1}]})")},
-        fault{
-            "condition_trace_id_text",
-            SET("trace_type_descriptors", R"([{"type": "x", "conditions": [{"trace_id": "1"}]}])")},
-        fault{"condition_range_text",
-              SET("trace_type_descriptors",
-                  R"([{"type": "x", "conditions": [{"id_range": {"max": "1", "min": 0}}]}])")},
-        fault{"descriptor_type_number",
-              SET("trace_type_descriptors", R"([{"type": 5, "conditions": [{"trace_id": 1}]}])")}),
-    [](const auto& information) { return std::string(information.param.name); });
+    {fault{"root_array", [](json& d) { d = json::array(); }},
+     fault{"root_null", [](json& d) { d = nullptr; }},
+     fault{"root_text", [](json& d) { d = "meta"; }},
+     fault{"root_number", [](json& d) { d = 5; }},
+     fault{"root_empty", [](json& d) { d = json::object(); }},
+     fault{"meta_array", SET_ROOT("meta", "[]")},
+     fault{"meta_null", SET_ROOT("meta", "null")},
+     fault{"meta_text", SET_ROOT("meta", "\"text\"")},
+     fault{"id_text", SET("id", "\"33\"")},
+     fault{"id_null", SET("id", "null")},
+     fault{"id_array", SET("id", "[33]")},
+     fault{"id_object", SET("id", "{}")},
+     fault{"endianness_number", SET("endianness", "1")},
+     fault{"endianness_null", SET("endianness", "null")},
+     fault{"endianness_boolean", SET("endianness", "true")},
+     fault{"trace_id_size_text", SET("trace_id_size", "\"4\"")},
+     fault{"trace_id_size_null", SET("trace_id_size", "null")},
+     fault{"descriptors_null", SET("trace_type_descriptors", "null")},
+     fault{"descriptors_object", SET("trace_type_descriptors", "{}")},
+     fault{"descriptors_text", SET("trace_type_descriptors", "\"peer_dump\"")},
+     fault{"min_data_size_text", SET("min_data_size", "\"1\"")},
+     fault{"min_data_size_null", SET("min_data_size", "null")},
+     fault{"uuid_number", SET("uuid", "5")},
+     fault{"uuid_null", SET("uuid", "null")},
+     fault{"name_number", SET("name", "5")},
+     fault{"name_null", SET("name", "null")},
+     fault{"alias_number", SET("aliases", "[5]")},
+     fault{"alias_text", SET("aliases", "[\"id\"]")},
+     fault{"alias_array", SET("aliases", "[[5]]")},
+     fault{"alias_id_text", SET("aliases", R"([{"id": "5"}])")},
+     fault{"alias_id_null", SET("aliases", R"([{"id": null}])")},
+     fault{"second_alias_id_object", SET("aliases", R"([{"id": 5}, {"id": {}}])")},
+     fault{"buffer_text", SET_ROOT("buffers", "[\"ip\"]")},
+     fault{"buffer_number", SET_ROOT("buffers", "[1]")},
+     fault{"buffer_id_text", SET_ROOT("buffers", R"([{"id": "1", "name": "x"}])")},
+     fault{"buffer_name_number", SET_ROOT("buffers", R"([{"id": 1, "name": 1}])")},
+     fault{"peer_layer_id_text", SET_ROOT("peer_buffer_layers", R"([{"id": "1", "name": "x"}])")},
+     fault{"peer_layer_name_null", SET_ROOT("peer_buffer_layers", R"([{"id": 1, "name": null}])")},
+     fault{"peer_buffers_object", SET_ROOT("peer_buffers", "{}")},
+     fault{"peer_buffers_null", SET_ROOT("peer_buffers", "null")},
+     fault{"trace_number", SET_ROOT("traces", "[5]")},
+     fault{"trace_text", SET_ROOT("traces", "[\"id\"]")},
+     fault{"trace_id_text", SET_ROOT("traces", R"([{"id": "5"}])")},
+     fault{"static_string_number", SET_ROOT("static_data", R"({"static_strings": [5]})")},
+     fault{"static_string_id_text",
+           SET_ROOT("static_data", R"({"static_strings": [{"id": "1", "value": "x"}]})")},
+     fault{"static_string_value_number",
+           SET_ROOT("static_data", R"({"static_strings": [{"id": 1, "value": 1}]})")},
+     fault{"condition_trace_id_text",
+           SET("trace_type_descriptors", R"([{"type": "x", "conditions": [{"trace_id": "1"}]}])")},
+     fault{"condition_range_text",
+           SET("trace_type_descriptors",
+               R"([{"type": "x", "conditions": [{"id_range": {"max": "1", "min": 0}}]}])")},
+     fault{"descriptor_type_number",
+           SET("trace_type_descriptors", R"([{"type": 5, "conditions": [{"trace_id": 1}]}])")}});
 
-class not_json_test : public database_fields_test,
-                      public testing::WithParamInterface<const char*> {};
+class not_json_test : public database_fields_test, public test_support::given_value<const char*> {};
 
-TEST_P(not_json_test, is_refused_with_the_general_message) {
-  const auto path = directory.write("db.json", GetParam()).string();
+TEST_GIVEN(not_json_test, is_refused_with_the_general_message) {
+  const auto path = directory.write("db.json", given()).string();
   EXPECT_EQ(init_failure(json{{"file_path", write_trace("")}, {"db_file_path", path}}),
             invalid_database);
 }
 
-INSTANTIATE_TEST_SUITE_P(texts, not_json_test,
-                         testing::Values("", " ", "{", "no json", "{} {}", "{\"meta\": }",
-                                         "{\"meta\": {\"name\": \"\xFF\"}}",
-                                         "/* comment */ {\"meta\": {}}", "\x1F\x8B\x08"),
-                         test_support::named_by_value());
+GIVEN(texts, not_json_test,
+      {"", " ", "{", "no json", "{} {}", "{\"meta\": }", "{\"meta\": {\"name\": \"\xFF\"}}",
+       "/* comment */ {\"meta\": {}}", "\x1F\x8B\x08"});
 
 TEST_F(database_fields_test, comments_in_a_sound_database_are_refused) {
   const auto path = directory.write("db.json", "// comment\n" + minimal_database().dump());
@@ -164,18 +159,15 @@ TEST_F(database_fields_test, unknown_members_are_ignored) {
 // --- trace_id_size ------------------------------------------------------------------------
 
 class trace_id_size_test : public database_fields_test,
-                           public testing::WithParamInterface<const char*> {};
+                           public test_support::given_value<const char*> {};
 
-TEST_P(trace_id_size_test, above_4_is_refused_as_invalid) {
+TEST_GIVEN(trace_id_size_test, above_4_is_refused_as_invalid) {
   auto database = minimal_database();
-  database["meta"]["trace_id_size"] = json::parse(GetParam());
+  database["meta"]["trace_id_size"] = json::parse(given());
   EXPECT_EQ(database_failure(database), invalid_database);
 }
 
-INSTANTIATE_TEST_SUITE_P(sizes, trace_id_size_test,
-                         testing::Values("5", "6", "8", "255", "256", "65536", "4294967295", "-1",
-                                         "5.9"),
-                         test_support::named_by_value());
+GIVEN(sizes, trace_id_size_test, {"5", "6", "8", "255", "256", "65536", "4294967295", "-1", "5.9"});
 
 // --- the decoder's configuration -----------------------------------------------------------
 
@@ -303,23 +295,19 @@ void PrintTo(const mapping& value, std::ostream* out) {
   *out << value.value;
 }
 
-class type_mapping_test : public database_fields_test,
-                          public testing::WithParamInterface<mapping> {};
+class type_mapping_test : public database_fields_test, public test_support::given_value<mapping> {};
 
-TEST_P(type_mapping_test, is_by_id_only_for_the_text_id) {
+TEST_GIVEN(type_mapping_test, is_by_id_only_for_the_text_id) {
   auto database = conversion_database();
-  database["meta"]["type_mapping"] = json::parse(GetParam().value);
+  database["meta"]["type_mapping"] = json::parse(given().value);
   EXPECT_EQ(layer_of(database, build_trace({.id = id::peer_dump, .buffer_id = "4"}, "OK")),
-            GetParam().by_id ? "at" : "");
+            given().by_id ? "at" : "");
 }
 
-INSTANTIATE_TEST_SUITE_P(values, type_mapping_test,
-                         testing::Values(mapping{"\"id\"", true}, mapping{"\"ID\"", false},
-                                         mapping{"[\"id\"]", false}, mapping{"\"id \"", false},
-                                         mapping{"\"\"", false}, mapping{"null", false},
-                                         mapping{"true", false}, mapping{"1", false},
-                                         mapping{"{\"id\": \"id\"}", false}),
-                         test_support::named_by_value());
+GIVEN(values, type_mapping_test,
+      {mapping{"\"id\"", true}, mapping{"\"ID\"", false}, mapping{"[\"id\"]", false},
+       mapping{"\"id \"", false}, mapping{"\"\"", false}, mapping{"null", false},
+       mapping{"true", false}, mapping{"1", false}, mapping{"{\"id\": \"id\"}", false}});
 
 TEST_F(database_fields_test, without_type_mapping_no_type_is_looked_up) {
   auto database = conversion_database();
@@ -340,14 +328,13 @@ void PrintTo(const matching& value, std::ostream* out) {
   *out << value.name;
 }
 
-class descriptor_test : public database_fields_test,
-                        public testing::WithParamInterface<matching> {};
+class descriptor_test : public database_fields_test, public test_support::given_value<matching> {};
 
-TEST_P(descriptor_test, gives_the_type) {
+TEST_GIVEN(descriptor_test, gives_the_type) {
   auto database = conversion_database();
-  database["meta"]["trace_type_descriptors"] = json::parse(GetParam().descriptors);
-  EXPECT_EQ(layer_of(database, build_trace({.id = GetParam().trace_id, .buffer_id = "4"}, "OK")),
-            GetParam().is_peer_dump ? "at" : "");
+  database["meta"]["trace_type_descriptors"] = json::parse(given().descriptors);
+  EXPECT_EQ(layer_of(database, build_trace({.id = given().trace_id, .buffer_id = "4"}, "OK")),
+            given().is_peer_dump ? "at" : "");
 }
 
 constexpr auto range =
@@ -369,26 +356,27 @@ constexpr auto reversed =
 constexpr auto capitals = R"([{"type": "Peer_Dump", "conditions": [{"trace_id": 5}]}])";
 constexpr auto longer = R"([{"type": "peer_dump2", "conditions": [{"trace_id": 5}]}])";
 
-INSTANTIATE_TEST_SUITE_P(
-    conditions, descriptor_test,
-    testing::Values(
-        matching{"below_a_range", range, 9, false}, matching{"start_of_a_range", range, 10, true},
-        matching{"inside_a_range", range, 15, true}, matching{"end_of_a_range", range, 20, true},
-        matching{"above_a_range", range, 21, false}, matching{"single_id_of_both", both, 5, true},
-        matching{"range_of_both_is_not_used", both, 15, false},
-        matching{"first_of_several", several, 5, true},
-        matching{"last_of_several", several, 12, true},
-        matching{"none_of_several", several, 0, false},
-        matching{"earlier_single_id_wins", overlap, 15, false},
-        matching{"earlier_range_wins", overlap, 18, true},
-        matching{"later_range_beyond_the_earlier", overlap, 21, false},
-        matching{"next_to_the_single_id", overlap, 14, true},
-        matching{"full_range_lowest", full, 0, true},
-        matching{"full_range_highest", full, 0xFFFFFFFF, true},
-        matching{"reversed_range_is_empty", reversed, 15, false},
-        matching{"reversed_range_has_no_ends", reversed, 10, false},
-        matching{"type_in_capitals", capitals, 5, false}, matching{"longer_type", longer, 5, false},
-        matching{"no_descriptors", "[]", 5, false}),
-    [](const auto& information) { return std::string(information.param.name); });
+GIVEN(conditions, descriptor_test,
+      {matching{"below_a_range", range, 9, false},
+       matching{"start_of_a_range", range, 10, true},
+       matching{"inside_a_range", range, 15, true},
+       matching{"end_of_a_range", range, 20, true},
+       matching{"above_a_range", range, 21, false},
+       matching{"single_id_of_both", both, 5, true},
+       matching{"range_of_both_is_not_used", both, 15, false},
+       matching{"first_of_several", several, 5, true},
+       matching{"last_of_several", several, 12, true},
+       matching{"none_of_several", several, 0, false},
+       matching{"earlier_single_id_wins", overlap, 15, false},
+       matching{"earlier_range_wins", overlap, 18, true},
+       matching{"later_range_beyond_the_earlier", overlap, 21, false},
+       matching{"next_to_the_single_id", overlap, 14, true},
+       matching{"full_range_lowest", full, 0, true},
+       matching{"full_range_highest", full, 0xFFFFFFFF, true},
+       matching{"reversed_range_is_empty", reversed, 15, false},
+       matching{"reversed_range_has_no_ends", reversed, 10, false},
+       matching{"type_in_capitals", capitals, 5, false},
+       matching{"longer_type", longer, 5, false},
+       matching{"no_descriptors", "[]", 5, false}});
 
 }  // namespace

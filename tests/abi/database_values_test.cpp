@@ -8,8 +8,8 @@
 
 #include "tests/abi/database_texts.h"
 #include "tests/support/source_fixture.h"
-#include "tests/support/test_names.h"
 #include "tests/support/this_process.h"
+#include "tests/support/value_tests.h"
 
 namespace {
 
@@ -18,9 +18,7 @@ using test_support::aborted;
 using test_support::build_trace;
 using test_support::conversion_database;
 using test_support::database_master;
-using testing::Combine;
 using testing::HasSubstr;
-using testing::Values;
 
 // --- ids ----------------------------------------------------------------------------
 
@@ -58,19 +56,17 @@ void PrintTo(const number& value, std::ostream* out) {
   *out << value.text;
 }
 
-class id_number_test : public database_masters_test, public testing::WithParamInterface<number> {};
+class id_number_test : public database_masters_test, public test_support::given_value<number> {};
 
-TEST_P(id_number_test, is_read_as_an_unsigned_32_bit_number) {
-  meta["id"] = json::parse(GetParam().text);
-  EXPECT_TRUE(accepts(GetParam().value));
-  EXPECT_FALSE(accepts(GetParam().value ^ 1U));
+TEST_GIVEN(id_number_test, is_read_as_an_unsigned_32_bit_number) {
+  meta["id"] = json::parse(given().text);
+  EXPECT_TRUE(accepts(given().value));
+  EXPECT_FALSE(accepts(given().value ^ 1U));
 }
 
-INSTANTIATE_TEST_SUITE_P(values, id_number_test,
-                         testing::Values(number{"0", 0}, number{"33.9", 33},
-                                         number{"4294967295", 4294967295}, number{"4294967301", 5},
-                                         number{"-1", 4294967295}, number{"-4294967290", 6}),
-                         test_support::named_by_value());
+GIVEN(values, id_number_test,
+      {number{"0", 0}, number{"33.9", 33}, number{"4294967295", 4294967295},
+       number{"4294967301", 5}, number{"-1", 4294967295}, number{"-4294967290", 6}});
 
 TEST_F(database_masters_test, a_fraction_far_beyond_32_bits_does_no_harm) {
   meta["id"] = 1e300;
@@ -158,40 +154,35 @@ TEST_F(database_masters_test, ids_of_masters_are_compared_as_32_bit_numbers) {
 }
 
 class master_aliases_test : public database_masters_test,
-                            public testing::WithParamInterface<const char*> {};
+                            public test_support::given_value<const char*> {};
 
-TEST_P(master_aliases_test, must_be_an_array_of_numbers) {
+TEST_GIVEN(master_aliases_test, must_be_an_array_of_numbers) {
   json master = {{"id", 33}};
-  master["aliases"] = json::parse(GetParam());
+  master["aliases"] = json::parse(given());
   meta["decoder_config"]["masters"] = json::array();
   meta["decoder_config"]["masters"].push_back(master);
   EXPECT_EQ(refusal(), invalid_database);
 }
 
-INSTANTIATE_TEST_SUITE_P(values, master_aliases_test,
-                         testing::Values("5", "\"5\"", "null", "{}", "{\"a\": 5}", "true",
-                                         "[\"5\"]", "[null]", "[5, {}]"),
-                         test_support::named_by_value());
+GIVEN(values, master_aliases_test,
+      {"5", "\"5\"", "null", "{}", "{\"a\": 5}", "true", "[\"5\"]", "[null]", "[5, {}]"});
 
 TEST_F(database_masters_test, aliases_of_another_master_are_not_read) {
   meta["decoder_config"] = json::parse(R"({"masters": [{"id": 34, "aliases": "text"}]})");
   EXPECT_TRUE(accepts(database_master));
 }
 
-class master_test : public database_masters_test,
-                    public testing::WithParamInterface<const char*> {};
+class master_test : public database_masters_test, public test_support::given_value<const char*> {};
 
-TEST_P(master_test, must_be_an_object_with_a_numeric_id) {
+TEST_GIVEN(master_test, must_be_an_object_with_a_numeric_id) {
   meta["decoder_config"]["masters"] = json::array();
-  meta["decoder_config"]["masters"].push_back(json::parse(GetParam()));
+  meta["decoder_config"]["masters"].push_back(json::parse(given()));
   EXPECT_EQ(refusal(), invalid_database);
 }
 
-INSTANTIATE_TEST_SUITE_P(values, master_test,
-                         testing::Values("5", "\"text\"", "[]", "true",
-                                         R"({"id": "33", "aliases": []})",
-                                         R"({"id": null, "aliases": []})"),
-                         test_support::named_by_value());
+GIVEN(values, master_test,
+      {"5", "\"text\"", "[]", "true", R"({"id": "33", "aliases": []})",
+       R"({"id": null, "aliases": []})"});
 
 // --- values of another type ----------------------------------------------------------
 
@@ -199,11 +190,11 @@ INSTANTIATE_TEST_SUITE_P(values, master_test,
 using replacement = std::tuple<const char*, const char*>;
 
 class database_types_test : public test_support::source_fixture,
-                            public testing::WithParamInterface<replacement> {
+                            public test_support::given_value<replacement> {
  protected:
   static json database() {
     auto result = conversion_database();
-    result[json::json_pointer(std::get<0>(GetParam()))] = json::parse(std::get<1>(GetParam()));
+    result[json::json_pointer(std::get<0>(given()))] = json::parse(std::get<1>(given()));
     return result;
   }
 
@@ -221,81 +212,78 @@ constexpr auto static_strings = "/static_data/static_strings";
 
 class accepted_type_test : public database_types_test {};
 
-TEST_P(accepted_type_test, passes_in_silence) {
+TEST_GIVEN(accepted_type_test, passes_in_silence) {
   open_decoding("", database());
 }
 
-INSTANTIATE_TEST_SUITE_P(lists, accepted_type_test,
-                         Combine(Values(aliases, masters, "/buffers", "/traces", static_strings),
-                                 Values("null", "{}")),
-                         test_support::named_by_value());
-INSTANTIATE_TEST_SUITE_P(lists_with_skipped_elements, accepted_type_test,
-                         Combine(Values("/peer_buffer_layers", first_conditions),
-                                 Values("null", "{}", "5", "true", "\"x\"", "[5]", "[null]", "[[]]",
-                                        R"({"a": {}})", R"({"a": 5})")),
-                         test_support::named_by_value());
-INSTANTIATE_TEST_SUITE_P(static_data, accepted_type_test,
-                         Combine(Values("/static_data"), Values("null", "5", "\"x\"", "[]")),
-                         test_support::named_by_value());
+GIVEN(lists, accepted_type_test,
+      test_support::every_pair<const char*, const char*>({aliases, masters, "/buffers", "/traces",
+                                                          static_strings},
+                                                         {"null", "{}"}));
+GIVEN(lists_with_skipped_elements, accepted_type_test,
+      test_support::every_pair<const char*, const char*>({"/peer_buffer_layers", first_conditions},
+                                                         {"null", "{}", "5", "true", "\"x\"", "[5]",
+                                                          "[null]", "[[]]", R"({"a": {}})",
+                                                          R"({"a": 5})"}));
+GIVEN(static_data, accepted_type_test,
+      test_support::every_pair<const char*, const char*>({"/static_data"},
+                                                         {"null", "5", "\"x\"", "[]"}));
 
 class refused_list_test : public database_types_test {};
 
-TEST_P(refused_list_test, is_invalid) {
+TEST_GIVEN(refused_list_test, is_invalid) {
   EXPECT_EQ(database_failure(database()), invalid_database);
 }
 
-INSTANTIATE_TEST_SUITE_P(lists, refused_list_test,
-                         Combine(Values(aliases, masters, "/buffers", "/traces", static_strings),
-                                 Values("5", "true", "\"x\"", R"({"a": 5})")),
-                         test_support::named_by_value());
+GIVEN(lists, refused_list_test,
+      test_support::every_pair<const char*, const char*>({aliases, masters, "/buffers", "/traces",
+                                                          static_strings},
+                                                         {"5", "true", "\"x\"", R"({"a": 5})"}));
 
 class walked_object_test : public database_types_test {};
 
-TEST_P(walked_object_test, stops_the_process_for_a_value_that_lacks_its_members) {
+TEST_GIVEN(walked_object_test, stops_the_process_for_a_value_that_lacks_its_members) {
   expect_stop(strict_access);
 }
 
-INSTANTIATE_TEST_SUITE_P(lists, walked_object_test,
-                         Combine(Values(aliases, masters, "/buffers", "/traces", static_strings),
-                                 Values(R"({"a": {}})")),
-                         test_support::named_by_value());
+GIVEN(lists, walked_object_test,
+      test_support::every_pair<const char*, const char*>({aliases, masters, "/buffers", "/traces",
+                                                          static_strings},
+                                                         {R"({"a": {}})"}));
 
 class descriptor_type_test : public database_types_test {};
 
-TEST_P(descriptor_type_test, stops_the_process) {
+TEST_GIVEN(descriptor_type_test, stops_the_process) {
   expect_stop(conditions);
 }
 
-INSTANTIATE_TEST_SUITE_P(elements, descriptor_type_test,
-                         Combine(Values("/meta/trace_type_descriptors/0"),
-                                 Values("5", "\"conditions\"", "null", "[]", "true")),
-                         test_support::named_by_value());
+GIVEN(elements, descriptor_type_test,
+      test_support::every_pair<const char*, const char*>({"/meta/trace_type_descriptors/0"},
+                                                         {"5", "\"conditions\"", "null", "[]",
+                                                          "true"}));
 
 class no_configuration_test : public database_types_test {};
 
-TEST_P(no_configuration_test, counts_as_absent) {
+TEST_GIVEN(no_configuration_test, counts_as_absent) {
   EXPECT_EQ(database_failure(database()), "dekodrix config not found");
 }
 
-INSTANTIATE_TEST_SUITE_P(connection_configs, no_configuration_test,
-                         Combine(Values("/meta/connection_configs"),
-                                 Values("null", "5", "\"x\"", "[]")),
-                         test_support::named_by_value());
+GIVEN(connection_configs, no_configuration_test,
+      test_support::every_pair<const char*, const char*>({"/meta/connection_configs"},
+                                                         {"null", "5", "\"x\"", "[]"}));
 
 class null_configuration_test : public database_types_test {};
 
-TEST_P(null_configuration_test, is_passed_on) {
+TEST_GIVEN(null_configuration_test, is_passed_on) {
   auto document = database();
   if (document["meta"].contains("decoder_config")) document["meta"].erase("connection_configs");
   open_decoding("", document);
   EXPECT_EQ(decoder.calls_of(scripted_set_configuration_json).at(0).bytes, "null");
 }
 
-INSTANTIATE_TEST_SUITE_P(places, null_configuration_test,
-                         Combine(Values("/meta/connection_configs/dekodrix_config",
-                                        "/meta/decoder_config"),
-                                 Values("null")),
-                         test_support::named_by_value());
+GIVEN(places, null_configuration_test,
+      test_support::every_pair<const char*, const char*>(
+          {"/meta/connection_configs/dekodrix_config", "/meta/decoder_config"}, {"null"}));
 
 // What passes in the place of "conditions" makes no condition.
 class conditions_test : public test_support::source_fixture {};

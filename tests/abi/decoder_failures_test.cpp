@@ -3,7 +3,7 @@
 #include <string>
 
 #include "tests/support/source_fixture.h"
-#include "tests/support/test_names.h"
+#include "tests/support/value_tests.h"
 
 namespace {
 
@@ -15,23 +15,23 @@ using test_support::minimal_database;
 using test_support::reported_error;
 
 class setup_failure_test : public test_support::source_fixture,
-                           public testing::WithParamInterface<scripted_function> {
+                           public test_support::given_value<scripted_function> {
  protected:
   std::string fail() { return database_failure(minimal_database()); }
 };
 
-TEST_P(setup_failure_test, an_exception_is_reported_with_its_text) {
-  decoder.throw_from(GetParam(), "the decoder is broken");
+TEST_GIVEN(setup_failure_test, an_exception_is_reported_with_its_text) {
+  decoder.throw_from(given(), "the decoder is broken");
   EXPECT_EQ(fail(), "the decoder is broken");
 }
 
-TEST_P(setup_failure_test, anything_else_is_an_unknown_error) {
-  decoder.throw_int_from(GetParam());
+TEST_GIVEN(setup_failure_test, anything_else_is_an_unknown_error) {
+  decoder.throw_int_from(given());
   EXPECT_EQ(fail(), "unknown error from veltra plugin");
 }
 
-TEST_P(setup_failure_test, the_decoder_is_deleted_once) {
-  decoder.throw_from(GetParam(), "the decoder is broken");
+TEST_GIVEN(setup_failure_test, the_decoder_is_deleted_once) {
+  decoder.throw_from(given(), "the decoder is broken");
   fail();
   const auto made = decoder.calls_of(scripted_new);
   const auto deleted = decoder.calls_of(scripted_delete);
@@ -40,10 +40,8 @@ TEST_P(setup_failure_test, the_decoder_is_deleted_once) {
   EXPECT_EQ(deleted.front().handle, made.front().handle);
 }
 
-INSTANTIATE_TEST_SUITE_P(calls, setup_failure_test,
-                         testing::Values(scripted_set_timebase, scripted_reset,
-                                         scripted_set_configuration_json),
-                         test_support::named_by_value());
+GIVEN(calls, setup_failure_test,
+      {scripted_set_timebase, scripted_reset, scripted_set_configuration_json});
 
 class new_failure_test : public test_support::source_fixture {};
 
@@ -78,25 +76,25 @@ TEST_F(refused_configuration_test, a_missing_configuration_deletes_the_decoder_o
 }
 
 class run_failure_test : public test_support::source_fixture,
-                         public testing::WithParamInterface<scripted_function> {};
+                         public test_support::given_value<scripted_function> {};
 
-TEST_P(run_failure_test, an_exception_ends_start_with_its_text) {
+TEST_GIVEN(run_failure_test, an_exception_ends_start_with_its_text) {
   open_decoding("abc");
-  decoder.throw_from(GetParam(), "the decoder is broken");
+  decoder.throw_from(given(), "the decoder is broken");
   EXPECT_EQ(session.start(), 100);
   EXPECT_EQ(session.last_error(), (reported_error{"the decoder is broken", 100}));
 }
 
-TEST_P(run_failure_test, anything_else_is_an_unknown_error) {
+TEST_GIVEN(run_failure_test, anything_else_is_an_unknown_error) {
   open_decoding("abc");
-  decoder.throw_int_from(GetParam());
+  decoder.throw_int_from(given());
   EXPECT_EQ(session.start(), 100);
   EXPECT_EQ(session.last_error(), (reported_error{"unknown error", 100}));
 }
 
-TEST_P(run_failure_test, the_next_start_works) {
+TEST_GIVEN(run_failure_test, the_next_start_works) {
   open_decoding(test_support::varied_bytes(5000));
-  decoder.throw_from(GetParam(), "the decoder is broken");
+  decoder.throw_from(given(), "the decoder is broken");
   EXPECT_EQ(session.start(), 100);
   EXPECT_EQ(session.start(), 0);
   EXPECT_EQ(session.packets.back().metadata.find("\"data_offset\":"), 1U);
@@ -104,10 +102,8 @@ TEST_P(run_failure_test, the_next_start_works) {
   EXPECT_EQ(decoder.calls_of(scripted_delete).size(), 1U);
 }
 
-INSTANTIATE_TEST_SUITE_P(calls, run_failure_test,
-                         testing::Values(scripted_append_buffer, scripted_parse, scripted_get_trace,
-                                         scripted_get_trace_count),
-                         test_support::named_by_value());
+GIVEN(calls, run_failure_test,
+      {scripted_append_buffer, scripted_parse, scripted_get_trace, scripted_get_trace_count});
 
 // --- JSON type errors from definitions, met while traces are converted --------------------
 
@@ -125,31 +121,31 @@ void PrintTo(const wrong_type& value, std::ostream* out) {
 }
 
 class definition_type_test : public test_support::source_fixture,
-                             public testing::WithParamInterface<wrong_type> {
+                             public test_support::given_value<wrong_type> {
  protected:
   void run() {
     auto database = conversion_database();
-    GetParam().apply(database);
+    given().apply(database);
     decoder.add_trace(1, database_master,
-                      build_trace({.id = GetParam().trace_id,
-                                   .peer_layer = GetParam().peer_layer,
-                                   .buffer_id = GetParam().buffer_id},
+                      build_trace({.id = given().trace_id,
+                                   .peer_layer = given().peer_layer,
+                                   .buffer_id = given().buffer_id},
                                   "body and enough of it"));
     decoder.add_trace(1, database_master, build_trace({.buffer_id = "1"}, "next"));
     open_decoding("abc", database);
   }
 };
 
-TEST_P(definition_type_test, ends_start_with_the_type_error) {
+TEST_GIVEN(definition_type_test, ends_start_with_the_type_error) {
   run();
   EXPECT_EQ(session.start(), 100);
   const auto error = session.last_error();
   EXPECT_EQ(error.code, 100);
-  EXPECT_THAT(error.message, testing::EndsWith(std::string("type must be number, but is ") +
-                                               GetParam().type_name));
+  EXPECT_THAT(error.message,
+              testing::EndsWith(std::string("type must be number, but is ") + given().type_name));
 }
 
-TEST_P(definition_type_test, the_next_start_goes_on_with_the_next_trace) {
+TEST_GIVEN(definition_type_test, the_next_start_goes_on_with_the_next_trace) {
   run();
   EXPECT_EQ(session.start(), 100);
   EXPECT_EQ(session.start(), 0);
@@ -157,29 +153,26 @@ TEST_P(definition_type_test, the_next_start_goes_on_with_the_next_trace) {
   EXPECT_EQ(session.decoded().front().data, "next");
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    definitions, definition_type_test,
-    testing::Values(
-        wrong_type{"reference_text",
-                   [](json& d) { d["traces"][0]["format_items"][0]["reference"] = "900"; },
-                   test_support::id::formatted_at, 0, "0", "string"},
-        wrong_type{"reference_null",
-                   [](json& d) { d["traces"][0]["format_items"][0]["reference"] = nullptr; },
-                   test_support::id::formatted_at, 0, "0", "null"},
-        wrong_type{"peer_id_text", [](json& d) { d["peer_buffers"][0]["id"] = "70"; },
-                   test_support::id::peer_dump, test_support::id::rrc_layer, "70", "string"},
-        wrong_type{"peer_layer_array",
-                   [](json& d) { d["peer_buffers"][0]["layer"] = json::array(); },
-                   test_support::id::peer_dump, test_support::id::rrc_layer, "70", "array"},
-        wrong_type{"size_of_offset_text",
-                   [](json& d) { d["traces"][1]["format_items"][0]["size"] = "4"; },
-                   test_support::id::formatted_dropped, 0, "0", "string"},
-        wrong_type{"size_of_kernel_object",
-                   [](json& d) { d["traces"][1]["format_items"][1]["size"] = json::object(); },
-                   test_support::id::formatted_dropped, 0, "0", "object"},
-        wrong_type{"size_of_user_null",
-                   [](json& d) { d["traces"][1]["format_items"][2]["size"] = nullptr; },
-                   test_support::id::formatted_dropped, 0, "0", "null"}),
-    [](const auto& information) { return std::string(information.param.name); });
+GIVEN(definitions, definition_type_test,
+      {wrong_type{"reference_text",
+                  [](json& d) { d["traces"][0]["format_items"][0]["reference"] = "900"; },
+                  test_support::id::formatted_at, 0, "0", "string"},
+       wrong_type{"reference_null",
+                  [](json& d) { d["traces"][0]["format_items"][0]["reference"] = nullptr; },
+                  test_support::id::formatted_at, 0, "0", "null"},
+       wrong_type{"peer_id_text", [](json& d) { d["peer_buffers"][0]["id"] = "70"; },
+                  test_support::id::peer_dump, test_support::id::rrc_layer, "70", "string"},
+       wrong_type{"peer_layer_array",
+                  [](json& d) { d["peer_buffers"][0]["layer"] = json::array(); },
+                  test_support::id::peer_dump, test_support::id::rrc_layer, "70", "array"},
+       wrong_type{"size_of_offset_text",
+                  [](json& d) { d["traces"][1]["format_items"][0]["size"] = "4"; },
+                  test_support::id::formatted_dropped, 0, "0", "string"},
+       wrong_type{"size_of_kernel_object",
+                  [](json& d) { d["traces"][1]["format_items"][1]["size"] = json::object(); },
+                  test_support::id::formatted_dropped, 0, "0", "object"},
+       wrong_type{"size_of_user_null",
+                  [](json& d) { d["traces"][1]["format_items"][2]["size"] = nullptr; },
+                  test_support::id::formatted_dropped, 0, "0", "null"}});
 
 }  // namespace

@@ -5,7 +5,7 @@
 
 #include "tests/support/source_fixture.h"
 #include "tests/support/tar_builder.h"
-#include "tests/support/test_names.h"
+#include "tests/support/value_tests.h"
 
 namespace {
 
@@ -96,16 +96,14 @@ TEST_F(decoder_setup_test, a_database_named_m4_alone_configures_the_decoder) {
 }
 
 class refused_name_test : public decoder_setup_test,
-                          public testing::WithParamInterface<const char*> {};
+                          public test_support::given_value<const char*> {};
 
-TEST_P(refused_name_test, is_not_a_core_that_configures_a_decoder) {
-  EXPECT_EQ(database_failure(database_named(GetParam(), "x")), "dekodrix config not found");
+TEST_GIVEN(refused_name_test, is_not_a_core_that_configures_a_decoder) {
+  EXPECT_EQ(database_failure(database_named(given(), "x")), "dekodrix config not found");
 }
 
-INSTANTIATE_TEST_SUITE_P(names, refused_name_test,
-                         testing::Values("mcu", "Mcu", "MC", "MCU ", " MCU", "MCU2", "m4", "M",
-                                         "M44", "", "APP"),
-                         test_support::named_by_value());
+GIVEN(names, refused_name_test,
+      {"mcu", "Mcu", "MC", "MCU ", " MCU", "MCU2", "m4", "M", "M44", "", "APP"});
 
 TEST_F(decoder_setup_test, a_name_with_a_nul_in_it_is_another_name) {
   auto database = database_named("", "x");
@@ -227,49 +225,43 @@ TEST_F(decoder_setup_test, records_without_a_known_name_convert_too) {
 // --- file names ---------------------------------------------------------------------------
 
 class refused_extension_test : public decoder_setup_test,
-                               public testing::WithParamInterface<const char*> {};
+                               public test_support::given_value<const char*> {};
 
-TEST_P(refused_extension_test, needs_to_be_gz_or_json) {
-  const auto path = directory.write(GetParam(), minimal_database().dump()).string();
+TEST_GIVEN(refused_extension_test, needs_to_be_gz_or_json) {
+  const auto path = directory.write(given(), minimal_database().dump()).string();
   EXPECT_EQ(init_failure(json{{"file_path", write_trace("x")}, {"db_file_path", path}}),
             "Database file extension needs to be .gz or .json");
   EXPECT_EQ(decoder.call_count(), 0U);
 }
 
-INSTANTIATE_TEST_SUITE_P(names, refused_extension_test,
-                         testing::Values("db.JSON", "db.Json", "db.GZ", "db.json.bak", "db.gz.old",
-                                         "db", "db.", "db.json.", "db.jso", "db.jsonx", "db.tgz",
-                                         "db.tar", "db.zip", ".json", ".gz", "json", "db.json ",
-                                         "db.json/db"),
-                         test_support::named_by_value());
+GIVEN(names, refused_extension_test,
+      {"db.JSON", "db.Json", "db.GZ", "db.json.bak", "db.gz.old", "db", "db.", "db.json.", "db.jso",
+       "db.jsonx", "db.tgz", "db.tar", "db.zip", ".json", ".gz", "json", "db.json ", "db.json/db"});
 
 class accepted_name_test : public decoder_setup_test,
-                           public testing::WithParamInterface<const char*> {};
+                           public test_support::given_value<const char*> {};
 
-TEST_P(accepted_name_test, is_read_as_json) {
-  const auto path = directory.write(GetParam(), minimal_database().dump()).string();
+TEST_GIVEN(accepted_name_test, is_read_as_json) {
+  const auto path = directory.write(given(), minimal_database().dump()).string();
   open({{"file_path", write_trace("x")}, {"db_file_path", path}});
   EXPECT_EQ(configuration(), R"({"masters":[]})");
 }
 
-INSTANTIATE_TEST_SUITE_P(names, accepted_name_test,
-                         testing::Values("db.json", "db.gz.json", "db.tar.gz.json", "a b.json",
-                                         "..json", "d\xC3\xA4t.json", ".hidden.json"),
-                         test_support::named_by_value());
+GIVEN(names, accepted_name_test,
+      {"db.json", "db.gz.json", "db.tar.gz.json", "a b.json", "..json", "d\xC3\xA4t.json",
+       ".hidden.json"});
 
 class accepted_archive_name_test : public decoder_setup_test,
-                                   public testing::WithParamInterface<const char*> {};
+                                   public test_support::given_value<const char*> {};
 
-TEST_P(accepted_archive_name_test, is_read_as_an_archive) {
+TEST_GIVEN(accepted_archive_name_test, is_read_as_an_archive) {
   const auto archive =
       test_support::compress(tar_archive({{"db.json", minimal_database().dump()}}));
-  const auto path = directory.write(GetParam(), archive).string();
+  const auto path = directory.write(given(), archive).string();
   open({{"file_path", write_trace("x")}, {"db_file_path", path}});
   EXPECT_EQ(configuration(), R"({"masters":[]})");
 }
 
-INSTANTIATE_TEST_SUITE_P(names, accepted_archive_name_test,
-                         testing::Values("db.tar.gz", "db.gz", "db.json.gz", "db.GZ.gz"),
-                         test_support::named_by_value());
+GIVEN(names, accepted_archive_name_test, {"db.tar.gz", "db.gz", "db.json.gz", "db.GZ.gz"});
 
 }  // namespace

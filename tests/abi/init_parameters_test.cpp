@@ -9,8 +9,8 @@
 
 #include "platform/file.h"
 #include "tests/support/source_fixture.h"
-#include "tests/support/test_names.h"
 #include "tests/support/unopenable_file.h"
+#include "tests/support/value_tests.h"
 
 namespace {
 
@@ -44,38 +44,32 @@ TEST_F(init_parameters_test, absent_text_is_refused) {
 }
 
 class no_input_test : public test_support::source_fixture,
-                      public testing::WithParamInterface<const char*> {};
+                      public test_support::given_value<const char*> {};
 
-TEST_P(no_input_test, is_refused) {
-  EXPECT_EQ(init_failure(std::string(GetParam())), missing_input);
+TEST_GIVEN(no_input_test, is_refused) {
+  EXPECT_EQ(init_failure(std::string(given())), missing_input);
 }
 
-INSTANTIATE_TEST_SUITE_P(parameters, no_input_test,
-                         testing::Values("{}", "[]", "null", "5", "true", R"("text")", "  {}  ",
-                                         R"(["file_path"])", R"({"file_path": ""})",
-                                         R"({"file_path": "", "db_file_path": ""})",
-                                         R"({"serialport": {}})", R"({"serialport": {"path": ""}})",
-                                         R"({"serialport": "COM3"})", R"({"serialport": null})",
-                                         R"({"chunk_size": 5})", R"({"FILE_PATH": "/dev/null"})",
-                                         R"({"init_parameters": {"file_path": "/dev/null"}})"),
-                         test_support::named_by_value());
+GIVEN(parameters, no_input_test,
+      {"{}", "[]", "null", "5", "true", R"("text")", "  {}  ", R"(["file_path"])",
+       R"({"file_path": ""})", R"({"file_path": "", "db_file_path": ""})", R"({"serialport": {}})",
+       R"({"serialport": {"path": ""}})", R"({"serialport": "COM3"})", R"({"serialport": null})",
+       R"({"chunk_size": 5})", R"({"FILE_PATH": "/dev/null"})",
+       R"({"init_parameters": {"file_path": "/dev/null"}})"});
 
 // --- not JSON -------------------------------------------------------------------
 
 class broken_json_test : public test_support::source_fixture,
-                         public testing::WithParamInterface<const char*> {};
+                         public test_support::given_value<const char*> {};
 
-TEST_P(broken_json_test, fails_with_the_parsers_message) {
-  EXPECT_THAT(init_failure(std::string(GetParam())),
+TEST_GIVEN(broken_json_test, fails_with_the_parsers_message) {
+  EXPECT_THAT(init_failure(std::string(given())),
               StartsWith("[json.exception.parse_error.101] parse error at line 1, column "));
 }
 
-INSTANTIATE_TEST_SUITE_P(texts, broken_json_test,
-                         testing::Values(" ", "{", "}", "{]", "{} {}", "{},", "nul", "{'a': 1}",
-                                         R"({"a": 1,})", "/* comment */ {}", "{} // comment",
-                                         R"({"a": "\xff"})", "{\"a\": \"\xff\"}",
-                                         "{\"a\": \"tab\tinside\"}"),
-                         test_support::named_by_value());
+GIVEN(texts, broken_json_test,
+      {" ", "{", "}", "{]", "{} {}", "{},", "nul", "{'a': 1}", R"({"a": 1,})", "/* comment */ {}",
+       "{} // comment", R"({"a": "\xff"})", "{\"a\": \"\xff\"}", "{\"a\": \"tab\tinside\"}"});
 
 // --- results and callbacks --------------------------------------------------------
 
@@ -232,24 +226,22 @@ void PrintTo(const path_value& value, std::ostream* out) {
 }
 
 class path_type_test : public test_support::source_fixture,
-                       public testing::WithParamInterface<std::tuple<const char*, path_value>> {};
+                       public test_support::given_value<std::tuple<const char*, path_value>> {};
 
-TEST_P(path_type_test, must_be_a_string) {
-  const auto& [key, value] = GetParam();
+TEST_GIVEN(path_type_test, must_be_a_string) {
+  const auto& [key, value] = given();
   json parameters = {{"file_path", write_trace("x")}};
   parameters[key] = json::parse(value.json_text);
   EXPECT_THAT(init_failure(parameters),
               testing::EndsWith(std::string("type must be string, but is ") + value.type_name));
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    values, path_type_test,
-    testing::Combine(testing::Values("file_path", "db_file_path"),
-                     testing::Values(path_value{"5", "number"}, path_value{"-5", "number"},
-                                     path_value{"0.5", "number"}, path_value{"true", "boolean"},
-                                     path_value{"null", "null"}, path_value{"{}", "object"},
-                                     path_value{"[]", "array"})),
-    test_support::named_by_value());
+GIVEN(values, path_type_test,
+      test_support::every_pair({"file_path", "db_file_path"},
+                               {path_value{"5", "number"}, path_value{"-5", "number"},
+                                path_value{"0.5", "number"}, path_value{"true", "boolean"},
+                                path_value{"null", "null"}, path_value{"{}", "object"},
+                                path_value{"[]", "array"}}));
 
 // --- auto-detection --------------------------------------------------------------------
 
@@ -277,21 +269,19 @@ TEST_F(init_parameters_test, an_empty_database_path_does_not_override_auto_detec
 }
 
 class skipped_detection_test : public test_support::source_fixture,
-                               public testing::WithParamInterface<const char*> {};
+                               public test_support::given_value<const char*> {};
 
-TEST_P(skipped_detection_test, is_skipped_in_silence) {
-  open({{"file_path", write_trace("abc")}, {"auto_detect_db_config", json::parse(GetParam())}});
+TEST_GIVEN(skipped_detection_test, is_skipped_in_silence) {
+  open({{"file_path", write_trace("abc")}, {"auto_detect_db_config", json::parse(given())}});
   EXPECT_TRUE(session.logs.empty());
   EXPECT_EQ(session.start(), 0);
   EXPECT_EQ(session.raw_bytes(), "abc");
 }
 
-INSTANTIATE_TEST_SUITE_P(values, skipped_detection_test,
-                         testing::Values("{}", "null", "5", "true", R"("cache_directory")", "[]",
-                                         R"(["cache_directory"])", R"({"update_cache": true})",
-                                         R"({"root": 5, "trace_db_locations": false})",
-                                         R"({"Cache_Directory": "x"})"),
-                         test_support::named_by_value());
+GIVEN(values, skipped_detection_test,
+      {"{}", "null", "5", "true", R"("cache_directory")", "[]", R"(["cache_directory"])",
+       R"({"update_cache": true})", R"({"root": 5, "trace_db_locations": false})",
+       R"({"Cache_Directory": "x"})"});
 
 // --- both inputs -----------------------------------------------------------------------
 
@@ -322,6 +312,10 @@ struct parameter_fault {
   const char* message;  // a part of the text that is reported
 };
 
+void PrintTo(const parameter_fault& fault, std::ostream* out) {
+  *out << fault.name;
+}
+
 constexpr parameter_fault faults[] = {
     {"trace_file_type", [](json& p) { p["file_path"] = 5; }, "type must be string, but is number"},
     {"serial_parity",
@@ -340,48 +334,49 @@ constexpr parameter_fault faults[] = {
      "/dev/null/cache"},
 };
 
-class init_order_test : public test_support::source_fixture,
-                        public testing::WithParamInterface<std::tuple<std::size_t, std::size_t>> {};
+// Of two faults, the one that is found first, and the other.
+struct fault_pair {
+  const parameter_fault& first;
+  const parameter_fault& second;
+};
 
-TEST_P(init_order_test, the_earlier_fault_is_reported) {
-  const auto [first, second] = GetParam();
-  json parameters = {{"file_path", write_trace("x")}};
-  faults[second].apply(parameters);
-  faults[first].apply(parameters);
-  EXPECT_THAT(init_failure(parameters), HasSubstr(faults[first].message))
-      << faults[first].name << " comes before " << faults[second].name;
+void PrintTo(const fault_pair& pair, std::ostream* out) {
+  *out << pair.first.name << " before " << pair.second.name;
 }
 
-std::vector<std::tuple<std::size_t, std::size_t>> pairs() {
-  std::vector<std::tuple<std::size_t, std::size_t>> result;
+class init_order_test : public test_support::source_fixture,
+                        public test_support::given_value<fault_pair> {};
+
+TEST_GIVEN(init_order_test, the_earlier_fault_is_reported) {
+  json parameters = {{"file_path", write_trace("x")}};
+  given().second.apply(parameters);
+  given().first.apply(parameters);
+  EXPECT_THAT(init_failure(parameters), HasSubstr(given().first.message));
+}
+
+std::vector<fault_pair> pairs() {
+  std::vector<fault_pair> result;
   for (std::size_t first = 0; first < std::size(faults); ++first) {
     for (std::size_t second = first + 1; second < std::size(faults); ++second) {
-      result.emplace_back(first, second);
+      result.push_back({faults[first], faults[second]});
     }
   }
   return result;
 }
 
-std::string pair_name(const testing::TestParamInfo<std::tuple<std::size_t, std::size_t>>& pair) {
-  return std::string(faults[std::get<0>(pair.param)].name) + "_before_" +
-         faults[std::get<1>(pair.param)].name;
-}
-
-INSTANTIATE_TEST_SUITE_P(pairs, init_order_test, testing::ValuesIn(pairs()), pair_name);
+GIVEN(pairs, init_order_test, pairs());
 
 class single_fault_test : public test_support::source_fixture,
-                          public testing::WithParamInterface<std::size_t> {};
+                          public test_support::given_value<parameter_fault> {};
 
-TEST_P(single_fault_test, is_reported) {
+TEST_GIVEN(single_fault_test, is_reported) {
   json parameters = {{"file_path", write_trace("x")}};
-  faults[GetParam()].apply(parameters);
-  EXPECT_THAT(init_failure(parameters), HasSubstr(faults[GetParam()].message));
+  given().apply(parameters);
+  EXPECT_THAT(init_failure(parameters), HasSubstr(given().message));
 }
 
 // The last parameter_fault needs that no database is named, as it is here.
-INSTANTIATE_TEST_SUITE_P(faults, single_fault_test,
-                         testing::Range(std::size_t{0}, std::size(faults)),
-                         [](const auto& index) { return std::string(faults[index.param].name); });
+GIVEN(faults, single_fault_test, {std::begin(faults), std::end(faults)});
 
 class init_sequence_test : public test_support::source_fixture {};
 

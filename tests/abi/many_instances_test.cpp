@@ -13,6 +13,7 @@
 #include "tests/support/plugin_library.h"
 #include "tests/support/temp_directory.h"
 #include "tests/support/trace_builder.h"
+#include "tests/support/value_tests.h"
 #include "tests/unit/decoder/stream.h"
 
 namespace {
@@ -37,7 +38,7 @@ void take_packet(kovax_source*, void* user_data, kovax_stream_packet_t packet) {
   ++(payload == to.body ? to.decoded : to.foreign);
 }
 
-class many_instances_test : public testing::TestWithParam<std::size_t> {
+class many_instances_test : public testing::Test, public test_support::given_value<std::size_t> {
  protected:
   static constexpr std::uint32_t frames = 2000;
 
@@ -81,14 +82,14 @@ class many_instances_test : public testing::TestWithParam<std::size_t> {
   const std::string database_ = write("database.json", database().dump());
 };
 
-TEST_P(many_instances_test, get_each_its_own_packets_while_others_are_stopped) {
+TEST_GIVEN(many_instances_test, get_each_its_own_packets_while_others_are_stopped) {
   struct life {
     kovax_source* source = nullptr;
     std::size_t size = 0;
     received packets;
     std::thread thread;
   };
-  std::vector<life> lives(GetParam());
+  std::vector<life> lives(given());
   for (std::size_t i = 0; i < lives.size(); ++i) {
     lives[i].packets.body = "the IP packet of instance number " + std::to_string(i);
     const std::string trace = trace_of(lives[i].packets.body);
@@ -119,6 +120,6 @@ TEST_P(many_instances_test, get_each_its_own_packets_while_others_are_stopped) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(of, many_instances_test, testing::Values(2, 8));
+GIVEN(of, many_instances_test, {2, 8});
 
 }  // namespace

@@ -9,7 +9,7 @@
 
 #include "platform/file.h"
 #include "tests/support/source_fixture.h"
-#include "tests/support/test_names.h"
+#include "tests/support/value_tests.h"
 
 namespace {
 
@@ -77,19 +77,17 @@ TEST_F(packets_test, a_decoded_packet_is_filled_as_published) {
   EXPECT_EQ(packet.source, session.handle());
 }
 
-class timestamp_test : public packets_test, public testing::WithParamInterface<std::uint64_t> {};
+class timestamp_test : public packets_test, public test_support::given_value<std::uint64_t> {};
 
-TEST_P(timestamp_test, is_passed_on_unchanged) {
-  queue_ip(1, "x", GetParam());
+TEST_GIVEN(timestamp_test, is_passed_on_unchanged) {
+  queue_ip(1, "x", given());
   open_decoding("abc", conversion_database());
   EXPECT_EQ(session.start(), 0);
-  EXPECT_EQ(session.packets.at(1).timestamp, GetParam());
+  EXPECT_EQ(session.packets.at(1).timestamp, given());
 }
 
-INSTANTIATE_TEST_SUITE_P(values, timestamp_test,
-                         testing::Values(0, 1, 0xFFFFFFFF, 0x100000000, 0x7FFFFFFFFFFFFFFF,
-                                         0xFFFFFFFFFFFFFFFF),
-                         test_support::named_by_value());
+GIVEN(values, timestamp_test,
+      {0, 1, 0xFFFFFFFF, 0x100000000, 0x7FFFFFFFFFFFFFFF, 0xFFFFFFFFFFFFFFFF});
 
 TEST_F(packets_test, an_empty_payload_with_a_layer_is_a_packet_of_size_0) {
   queue_ip(1, "");
@@ -244,10 +242,10 @@ void PrintTo(const accepted_size& value, std::ostream* out) {
 }
 
 class accepted_chunk_size_test : public chunk_size_test,
-                                 public testing::WithParamInterface<accepted_size> {};
+                                 public test_support::given_value<accepted_size> {};
 
-TEST_P(accepted_chunk_size_test, gives_the_reads) {
-  const auto& [value, file_size, first_read] = GetParam();
+TEST_GIVEN(accepted_chunk_size_test, gives_the_reads) {
+  const auto& [value, file_size, first_read] = given();
   open({{"file_path", write_trace_of(file_size)}, {"chunk_size", json::parse(value)}});
   EXPECT_EQ(session.start(), 0);
   ASSERT_FALSE(session.packets.empty());
@@ -255,40 +253,33 @@ TEST_P(accepted_chunk_size_test, gives_the_reads) {
   EXPECT_EQ(session.raw_bytes(), test_support::varied_bytes(file_size));
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    values, accepted_chunk_size_test,
-    testing::Values(accepted_size{"1", 5, 1}, accepted_size{"100", 250, 100},
-                    accepted_size{"100.9", 250, 100}, accepted_size{"100.0", 250, 100},
-                    accepted_size{"1.999", 3, 1}, accepted_size{"1e2", 250, 100},
-                    accepted_size{"4096", 5000, 4096}, accepted_size{"1500000", 4000000, 1500000},
-                    accepted_size{"2097152", 4000000, 2097152},
-                    // larger than the file, without so much memory being taken
-                    accepted_size{"1000000", 5000, 5000}, accepted_size{"4294967296", 5000, 5000},
-                    accepted_size{"4294967297", 5000, 5000},
-                    accepted_size{"1000000000000", 5000, 5000},
-                    accepted_size{"9223372036854775807", 5000, 5000},
-                    accepted_size{"9223372036854775808", 5000, 5000},
-                    accepted_size{"18446744073709551615", 5000, 5000},
-                    // a signed number is taken as the unsigned one of the same bits
-                    accepted_size{"-1", 5000, 5000}, accepted_size{"-1024", 5000, 5000},
-                    accepted_size{"-1.5", 5000, 5000},
-                    // beyond what an unsigned 64-bit number holds
-                    accepted_size{"18446744073709551616", 5000, 5000},
-                    accepted_size{"1e19", 5000, 5000}, accepted_size{"1e300", 5000, 5000}),
-    test_support::named_by_value());
+GIVEN(values, accepted_chunk_size_test,
+      {accepted_size{"1", 5, 1}, accepted_size{"100", 250, 100}, accepted_size{"100.9", 250, 100},
+       accepted_size{"100.0", 250, 100}, accepted_size{"1.999", 3, 1},
+       accepted_size{"1e2", 250, 100}, accepted_size{"4096", 5000, 4096},
+       accepted_size{"1500000", 4000000, 1500000}, accepted_size{"2097152", 4000000, 2097152},
+       // larger than the file, without so much memory being taken
+       accepted_size{"1000000", 5000, 5000}, accepted_size{"4294967296", 5000, 5000},
+       accepted_size{"4294967297", 5000, 5000}, accepted_size{"1000000000000", 5000, 5000},
+       accepted_size{"9223372036854775807", 5000, 5000},
+       accepted_size{"9223372036854775808", 5000, 5000},
+       accepted_size{"18446744073709551615", 5000, 5000},
+       // a signed number is taken as the unsigned one of the same bits
+       accepted_size{"-1", 5000, 5000}, accepted_size{"-1024", 5000, 5000},
+       accepted_size{"-1.5", 5000, 5000},
+       // beyond what an unsigned 64-bit number holds
+       accepted_size{"18446744073709551616", 5000, 5000}, accepted_size{"1e19", 5000, 5000},
+       accepted_size{"1e300", 5000, 5000}});
 
 class refused_chunk_size_test : public chunk_size_test,
-                                public testing::WithParamInterface<const char*> {};
+                                public test_support::given_value<const char*> {};
 
-TEST_P(refused_chunk_size_test, must_be_at_least_1) {
-  EXPECT_EQ(
-      init_failure({{"file_path", write_trace("x")}, {"chunk_size", json::parse(GetParam())}}),
-      "chunk_size must be at least 1");
+TEST_GIVEN(refused_chunk_size_test, must_be_at_least_1) {
+  EXPECT_EQ(init_failure({{"file_path", write_trace("x")}, {"chunk_size", json::parse(given())}}),
+            "chunk_size must be at least 1");
 }
 
-INSTANTIATE_TEST_SUITE_P(values, refused_chunk_size_test,
-                         testing::Values("0", "0.0", "0.9", "-0", "-0.5", "1e-300"),
-                         test_support::named_by_value());
+GIVEN(values, refused_chunk_size_test, {"0", "0.0", "0.9", "-0", "-0.5", "1e-300"});
 
 struct typed_value {
   const char* value;
@@ -300,29 +291,26 @@ void PrintTo(const typed_value& value, std::ostream* out) {
 }
 
 class chunk_size_type_test : public chunk_size_test,
-                             public testing::WithParamInterface<typed_value> {};
+                             public test_support::given_value<typed_value> {};
 
-TEST_P(chunk_size_type_test, must_be_a_number) {
-  EXPECT_THAT(init_failure(
-                  {{"file_path", write_trace("x")}, {"chunk_size", json::parse(GetParam().value)}}),
-              EndsWith(std::string("type must be number, but is ") + GetParam().type_name));
+TEST_GIVEN(chunk_size_type_test, must_be_a_number) {
+  EXPECT_THAT(
+      init_failure({{"file_path", write_trace("x")}, {"chunk_size", json::parse(given().value)}}),
+      EndsWith(std::string("type must be number, but is ") + given().type_name));
 }
 
-INSTANTIATE_TEST_SUITE_P(values, chunk_size_type_test,
-                         testing::Values(typed_value{"true", "boolean"},
-                                         typed_value{"false", "boolean"},
-                                         typed_value{"\"1024\"", "string"},
-                                         typed_value{"null", "null"}, typed_value{"{}", "object"},
-                                         typed_value{"[1024]", "array"}),
-                         test_support::named_by_value());
+GIVEN(values, chunk_size_type_test,
+      {typed_value{"true", "boolean"}, typed_value{"false", "boolean"},
+       typed_value{"\"1024\"", "string"}, typed_value{"null", "null"}, typed_value{"{}", "object"},
+       typed_value{"[1024]", "array"}});
 
 // --- files of all sizes ------------------------------------------------------------------
 
 class file_size_test : public chunk_size_test,
-                       public testing::WithParamInterface<std::tuple<std::size_t, std::size_t>> {};
+                       public test_support::given_value<std::tuple<std::size_t, std::size_t>> {};
 
-TEST_P(file_size_test, comes_through_whole_in_full_chunks) {
-  const auto [file_size, chunk_size] = GetParam();
+TEST_GIVEN(file_size_test, comes_through_whole_in_full_chunks) {
+  const auto [file_size, chunk_size] = given();
   open({{"file_path", write_trace_of(file_size)}, {"chunk_size", chunk_size}});
   EXPECT_EQ(session.start(), 0);
   std::vector<std::uint32_t> expected(file_size / chunk_size,
@@ -334,10 +322,9 @@ TEST_P(file_size_test, comes_through_whole_in_full_chunks) {
   EXPECT_EQ(session.raw_bytes(), test_support::varied_bytes(file_size));
 }
 
-INSTANTIATE_TEST_SUITE_P(sizes, file_size_test,
-                         testing::Combine(testing::Values(0, 1, 2, 1023, 1024, 1025, 2048, 3000),
-                                          testing::Values(1, 7, 1023, 1024, 2048, 65536)),
-                         test_support::named_by_value());
+GIVEN(sizes, file_size_test,
+      test_support::every_pair<std::size_t, std::size_t>({0, 1, 2, 1023, 1024, 1025, 2048, 3000},
+                                                         {1, 7, 1023, 1024, 2048, 65536}));
 
 TEST_F(chunk_size_test, is_the_same_with_a_decoder) {
   open({{"file_path", write_trace_of(2500)},

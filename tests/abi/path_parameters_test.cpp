@@ -6,7 +6,7 @@
 #include "platform/file.h"
 #include "tests/support/environment_variable.h"
 #include "tests/support/source_fixture.h"
-#include "tests/support/test_names.h"
+#include "tests/support/value_tests.h"
 
 namespace {
 
@@ -45,16 +45,14 @@ TEST_F(path_parameters_test, a_variable_names_the_database) {
 }
 
 class env_spelling_test : public path_parameters_test,
-                          public testing::WithParamInterface<const char*> {};
+                          public test_support::given_value<const char*> {};
 
-TEST_P(env_spelling_test, the_word_env_is_taken_in_any_case) {
+TEST_GIVEN(env_spelling_test, the_word_env_is_taken_in_any_case) {
   const environment_variable variable("VELTRA_TRACE", write_trace("named"));
-  expect_reads(std::string("${") + GetParam() + ":VELTRA_TRACE}", "named");
+  expect_reads(std::string("${") + given() + ":VELTRA_TRACE}", "named");
 }
 
-INSTANTIATE_TEST_SUITE_P(words, env_spelling_test,
-                         testing::Values("env", "ENV", "Env", "eNv", "enV"),
-                         test_support::named_by_value());
+GIVEN(words, env_spelling_test, {"env", "ENV", "Env", "eNv", "enV"});
 
 TEST_F(path_parameters_test, an_unset_variable_is_refused_by_its_name) {
   const environment_variable variable("TRACE", std::nullopt);
@@ -112,24 +110,20 @@ TEST_F(path_parameters_test, a_relative_variable_is_joined_to_the_working_direct
 }
 
 // Texts that only look like a variable name a file in the working directory.
-class literal_test : public path_parameters_test,
-                     public testing::WithParamInterface<const char*> {};
+class literal_test : public path_parameters_test, public test_support::given_value<const char*> {};
 
-TEST_P(literal_test, is_taken_literally) {
+TEST_GIVEN(literal_test, is_taken_literally) {
   const environment_variable variable("TRACE", "/nowhere/veltra.bin");
-  directory.write(GetParam(), "literal");
+  directory.write(given(), "literal");
   const working_directory inside(directory.path());
-  expect_reads(GetParam(), "literal");
+  expect_reads(given(), "literal");
 }
 
-INSTANTIATE_TEST_SUITE_P(texts, literal_test,
-                         testing::Values("x${env:TRACE}", "${env:TRACE}x", " ${env:TRACE}",
-                                         "${env:TRACE} ", "${TRACE}", "$env:TRACE", "{env:TRACE}",
-                                         "${env:TRACE", "${env TRACE}", "${ env:TRACE}",
-                                         "${environment:TRACE}", "$TRACE", "%TRACE%",
-                                         "${root}trace.bin", "[{env:TRACE}", "${env;TRACE}",
-                                         "${e^v:TRACE}", "${env}"),
-                         test_support::named_by_value());
+GIVEN(texts, literal_test,
+      {"x${env:TRACE}", "${env:TRACE}x", " ${env:TRACE}", "${env:TRACE} ", "${TRACE}", "$env:TRACE",
+       "{env:TRACE}", "${env:TRACE", "${env TRACE}", "${ env:TRACE}", "${environment:TRACE}",
+       "$TRACE", "%TRACE%", "${root}trace.bin", "[{env:TRACE}", "${env;TRACE}", "${e^v:TRACE}",
+       "${env}"});
 
 // --- relative paths -----------------------------------------------------------------
 

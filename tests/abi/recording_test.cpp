@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "tests/abi/auto_detect_fixture.h"
-#include "tests/support/test_names.h"
+#include "tests/support/value_tests.h"
 
 namespace {
 
@@ -236,28 +236,28 @@ TEST_F(recording_test, goes_on_without_a_database_that_cannot_be_loaded) {
 }
 
 class recording_failure_test : public recording_test,
-                               public testing::WithParamInterface<scripted_function> {};
+                               public test_support::given_value<scripted_function> {};
 
-TEST_P(recording_failure_test, of_the_decoder_ends_the_decoding_and_not_the_run) {
+TEST_GIVEN(recording_failure_test, of_the_decoder_ends_the_decoding_and_not_the_run) {
   open_recording(varied_bytes(5000));
-  decoder.throw_from(GetParam(), "the decoder is broken");
+  decoder.throw_from(given(), "the decoder is broken");
   EXPECT_EQ(session.start(), 0);
   EXPECT_EQ(session.raw_bytes(), varied_bytes(5000));
   EXPECT_THAT(session.logs, ElementsAre(recoverable("decoding stopped: the decoder is broken")));
   const auto calls = decoder.sequence();
-  EXPECT_EQ(calls.back(), GetParam()) << "the decoder was called again";
+  EXPECT_EQ(calls.back(), given()) << "the decoder was called again";
 }
 
-TEST_P(recording_failure_test, that_is_not_a_standard_exception_has_a_text_too) {
+TEST_GIVEN(recording_failure_test, that_is_not_a_standard_exception_has_a_text_too) {
   open_recording(varied_bytes(2000));
-  decoder.throw_int_from(GetParam());
+  decoder.throw_int_from(given());
   EXPECT_EQ(session.start(), 0);
   EXPECT_THAT(session.logs, ElementsAre(recoverable("decoding stopped: unknown error")));
 }
 
-TEST_P(recording_failure_test, is_for_good) {
+TEST_GIVEN(recording_failure_test, is_for_good) {
   open_recording(varied_bytes(2000));
-  decoder.throw_from(GetParam(), "the decoder is broken");
+  decoder.throw_from(given(), "the decoder is broken");
   EXPECT_EQ(session.start(), 0);
   const std::size_t calls = decoder.call_count();
   session.logs.clear();
@@ -266,10 +266,8 @@ TEST_P(recording_failure_test, is_for_good) {
   EXPECT_THAT(session.logs, IsEmpty());
 }
 
-INSTANTIATE_TEST_SUITE_P(calls, recording_failure_test,
-                         testing::Values(scripted_append_buffer, scripted_parse, scripted_get_trace,
-                                         scripted_get_trace_count),
-                         test_support::named_by_value());
+GIVEN(calls, recording_failure_test,
+      {scripted_append_buffer, scripted_parse, scripted_get_trace, scripted_get_trace_count});
 
 TEST_F(recording_test, goes_on_behind_a_trace_that_cannot_be_converted) {
   auto database = conversion_database();

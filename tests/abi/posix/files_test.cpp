@@ -14,7 +14,7 @@
 #include "tests/support/library_file.h"
 #include "tests/support/plugin_library.h"
 #include "tests/support/source_fixture.h"
-#include "tests/support/test_names.h"
+#include "tests/support/value_tests.h"
 
 namespace {
 
@@ -90,31 +90,30 @@ TEST_F(posix_files_test, the_decoder_is_deleted_before_the_trace_is_closed) {
 }
 
 // Looking whether a file is there can fail.
-class existence_test : public posix_files_test, public testing::WithParamInterface<const char*> {
+class existence_test : public posix_files_test, public test_support::given_value<const char*> {
  protected:
   json parameters(const std::string& path) {
     json result = {{"file_path", write_trace("x")}};
-    result[GetParam()] = path;
+    result[given()] = path;
     return result;
   }
 };
 
-TEST_P(existence_test, a_name_too_long_fails_with_exists) {
+TEST_GIVEN(existence_test, a_name_too_long_fails_with_exists) {
   EXPECT_THAT(init_failure(parameters((directory.path() / std::string(300, 'n')).string())),
               HasSubstr("exists"));
 }
 
-TEST_P(existence_test, a_loop_of_links_fails_with_exists) {
+TEST_GIVEN(existence_test, a_loop_of_links_fails_with_exists) {
   fs::create_symlink("loop", directory.path() / "loop");
   EXPECT_THAT(init_failure(parameters((directory.path() / "loop").string())), HasSubstr("exists"));
 }
 
-TEST_P(existence_test, a_hugely_long_path_fails_with_exists) {
+TEST_GIVEN(existence_test, a_hugely_long_path_fails_with_exists) {
   EXPECT_THAT(init_failure(parameters(std::string(1 << 20, 'n'))), HasSubstr("exists"));
 }
 
-INSTANTIATE_TEST_SUITE_P(keys, existence_test, testing::Values("file_path", "db_file_path"),
-                         test_support::named_by_value());
+GIVEN(keys, existence_test, {"file_path", "db_file_path"});
 
 // --- names ---------------------------------------------------------------------------
 
@@ -162,20 +161,18 @@ TEST_F(posix_names_test, the_name_of_a_variable_keeps_its_case) {
 
 // Texts that only look like a variable, for the line breaks in them.
 class posix_literal_test : public posix_names_test,
-                           public testing::WithParamInterface<const char*> {};
+                           public test_support::given_value<const char*> {};
 
-TEST_P(posix_literal_test, is_taken_literally) {
+TEST_GIVEN(posix_literal_test, is_taken_literally) {
   const environment_variable variable("TRACE", "/nowhere/veltra.bin");
-  directory.write(GetParam(), "literal");
+  directory.write(given(), "literal");
   const working_directory inside(directory.path());
-  open({{"file_path", GetParam()}});
+  open({{"file_path", given()}});
   EXPECT_EQ(session.start(), 0);
   EXPECT_EQ(session.raw_bytes(), "literal");
 }
 
-INSTANTIATE_TEST_SUITE_P(texts, posix_literal_test,
-                         testing::Values("${env:TR\nACE}", "${env:TR\rACE}", "${env:TRACE}\n"),
-                         test_support::named_by_value());
+GIVEN(texts, posix_literal_test, {"${env:TR\nACE}", "${env:TR\rACE}", "${env:TRACE}\n"});
 
 // --- libraries -----------------------------------------------------------------------
 

@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <ostream>
 #include <string>
+
+#include "tests/support/value_tests.h"
 
 namespace veltra::host {
 namespace {
@@ -14,13 +17,17 @@ struct example {
   direction way;
 };
 
+void PrintTo(const example& value, std::ostream* out) {
+  *out << value.layer;
+}
+
 using enum packet_kind;
 using enum direction;
 
-class known_layer : public testing::TestWithParam<example> {};
+class known_layer : public testing::Test, public test_support::given_value<example> {};
 
-TEST_P(known_layer, has_its_dissector) {
-  const auto& [layer, name, kind, way] = GetParam();
+TEST_GIVEN(known_layer, has_its_dissector) {
+  const auto& [layer, name, kind, way] = given();
   const dissector* found = find_dissector(layer);
   ASSERT_NE(found, nullptr) << layer;
   EXPECT_EQ(found->name, name);
@@ -28,34 +35,27 @@ TEST_P(known_layer, has_its_dissector) {
   EXPECT_EQ(found->way, way);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    dissector_names, known_layer,
-    testing::Values(example{"ip", "ip", ip, unknown}, example{"nas-eps", "nas-eps", nas, unknown},
-                    example{"NAS_EPS", "nas-eps", nas, unknown}, example{"at", "at", at, unknown},
-                    example{"AT", "at", at, unknown},
-                    example{"lte_rrc.dl_dcch", "lte_rrc.dl_dcch", rrc, received},
-                    example{"lte_rrc.DL_DCCH", "lte_rrc.dl_dcch", rrc, received},
-                    example{"lte_rrc.DL_DCCH.Message", "lte_rrc.dl_dcch", rrc, received},
-                    example{"lte_rrc.DL_DCCH_Message", "lte_rrc.dl_dcch", rrc, received},
-                    example{"lte_rrc.DL-DCCH-MessageType", "lte_rrc.dl_dcch", rrc, received},
-                    example{"lte_rrc.UL_CCCH", "lte_rrc.ul_ccch", rrc, sent},
-                    example{"lte_rrc.BCCH_DL.SCH", "lte_rrc.bcch_dl_sch", rrc, received},
-                    example{"lte_rrc.BCCH_DL.sch", "lte_rrc.bcch_dl_sch", rrc, received},
-                    example{"lte_rrc.BCCH_DL_SCH_BR", "lte_rrc.bcch_dl_sch_br", rrc, received},
-                    example{"lte_rrc.BCCH_BCH.nb", "lte_rrc.bcch_bch.nb", rrc, received},
-                    example{"lte_rrc.BCCH_BCH.NB", "lte_rrc.bcch_bch.nb", rrc, received},
-                    example{"lte_rrc.BCCH_DL.SCH.MBMS", "lte_rrc.bcch_dl_sch.mbms", rrc, received},
-                    example{"lte_rrc.PCCH.nb", "lte_rrc.pcch.nb", rrc, received},
-                    example{"lte_rrc.SC_MCCH", "lte_rrc.sc_mcch", rrc, received},
-                    example{"lte_rrc.UL_DCCH.nb", "lte_rrc.ul_dcch.nb", rrc, sent}),
-    [](const auto& tested) {
-      std::string name;
-      for (const char c : tested.param.layer) {
-        const bool is_name = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-        name += is_name ? c : c == '.' ? '0' : c == '-' ? '1' : '_';
-      }
-      return name;
-    });
+GIVEN(dissector_names, known_layer,
+      {example{"ip", "ip", ip, unknown},
+       example{"nas-eps", "nas-eps", nas, unknown},
+       example{"NAS_EPS", "nas-eps", nas, unknown},
+       example{"at", "at", at, unknown},
+       example{"AT", "at", at, unknown},
+       example{"lte_rrc.dl_dcch", "lte_rrc.dl_dcch", rrc, received},
+       example{"lte_rrc.DL_DCCH", "lte_rrc.dl_dcch", rrc, received},
+       example{"lte_rrc.DL_DCCH.Message", "lte_rrc.dl_dcch", rrc, received},
+       example{"lte_rrc.DL_DCCH_Message", "lte_rrc.dl_dcch", rrc, received},
+       example{"lte_rrc.DL-DCCH-MessageType", "lte_rrc.dl_dcch", rrc, received},
+       example{"lte_rrc.UL_CCCH", "lte_rrc.ul_ccch", rrc, sent},
+       example{"lte_rrc.BCCH_DL.SCH", "lte_rrc.bcch_dl_sch", rrc, received},
+       example{"lte_rrc.BCCH_DL.sch", "lte_rrc.bcch_dl_sch", rrc, received},
+       example{"lte_rrc.BCCH_DL_SCH_BR", "lte_rrc.bcch_dl_sch_br", rrc, received},
+       example{"lte_rrc.BCCH_BCH.nb", "lte_rrc.bcch_bch.nb", rrc, received},
+       example{"lte_rrc.BCCH_BCH.NB", "lte_rrc.bcch_bch.nb", rrc, received},
+       example{"lte_rrc.BCCH_DL.SCH.MBMS", "lte_rrc.bcch_dl_sch.mbms", rrc, received},
+       example{"lte_rrc.PCCH.nb", "lte_rrc.pcch.nb", rrc, received},
+       example{"lte_rrc.SC_MCCH", "lte_rrc.sc_mcch", rrc, received},
+       example{"lte_rrc.UL_DCCH.nb", "lte_rrc.ul_dcch.nb", rrc, sent}});
 
 TEST(dissector_names, a_layer_with_another_word_is_unknown) {
   for (const std::string_view layer :

@@ -13,6 +13,7 @@
 #include "host/report/report_json.h"
 #include "host/user_error.h"
 #include "tests/support/temp_directory.h"
+#include "tests/support/value_tests.h"
 
 namespace veltra::report {
 namespace {
@@ -137,11 +138,11 @@ TEST(baseline, reads_what_json_wrote) {
   EXPECT_EQ(as_json(read), as_json({&all, 1}));
 }
 
-class unusable_baseline : public testing::TestWithParam<const char*> {};
+class unusable_baseline : public testing::Test, public test_support::given_value<const char*> {};
 
-TEST_P(unusable_baseline, is_refused_with_its_name) {
+TEST_GIVEN(unusable_baseline, is_refused_with_its_name) {
   const test_support::temp_directory directory;
-  directory.write("earlier.json", GetParam());
+  directory.write("earlier.json", given());
   try {
     read_reports(directory.path());
     FAIL();
@@ -151,11 +152,9 @@ TEST_P(unusable_baseline, is_refused_with_its_name) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    text, unusable_baseline,
-    testing::Values("", "{}", "[1]", R"({"format":2,"captures":[]})",
-                    R"({"format":1,"captures":[{"file":1}]})",
-                    R"({"format":1,"captures":[{"file":"x","state":"elsewhere"}]})"));
+GIVEN(text, unusable_baseline,
+      {"", "{}", "[1]", R"({"format":2,"captures":[]})", R"({"format":1,"captures":[{"file":1}]})",
+       R"({"format":1,"captures":[{"file":"x","state":"elsewhere"}]})"});
 
 TEST(baseline, an_empty_directory_is_refused) {
   const test_support::temp_directory directory;

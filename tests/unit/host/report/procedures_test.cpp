@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "host/report/procedure_machine.h"
+#include "tests/support/value_tests.h"
 #include "tests/unit/host/report/script.h"
 
 namespace veltra::report {
@@ -220,10 +221,10 @@ TEST(attach, succeeds_with_its_completion) {
               ElementsAre("attach 1-6 accepted", "rrc_setup 2-4 established"));
 }
 
-class attach_reject_causes : public testing::TestWithParam<int> {};
+class attach_reject_causes : public testing::Test, public test_support::given_value<int> {};
 
-TEST_P(attach_reject_causes, are_kept_in_words) {
-  const int number = GetParam();
+TEST_GIVEN(attach_reject_causes, are_kept_in_words) {
+  const int number = given();
   const std::vector<procedure> found =
       find_procedures(script()
                           .nas(emm::attach_request)
@@ -237,9 +238,8 @@ TEST_P(attach_reject_causes, are_kept_in_words) {
   EXPECT_NE(found[0].cause->advice, "");
 }
 
-INSTANTIATE_TEST_SUITE_P(ts_24_301, attach_reject_causes,
-                         testing::Values(2, 3, 5, 6, 7, 8, 11, 12, 13, 14, 15, 17, 19, 22, 25, 35,
-                                         42, 95, 96, 97, 99, 100, 111));
+GIVEN(ts_24_301, attach_reject_causes,
+      {2, 3, 5, 6, 7, 8, 11, 12, 13, 14, 15, 17, 19, 22, 25, 35, 42, 95, 96, 97, 99, 100, 111});
 
 TEST(attach, a_refused_bearer_is_a_procedure_of_its_own) {
   EXPECT_THAT(found_in(script()
