@@ -78,7 +78,7 @@ void decoded_trace(benchmark::State& state, const char* buffer) {
   std::uint64_t delivered = 0;
   const packet_receiver to{nullptr, &delivered, count};
   for (auto _ : state) {
-    const auto packet = convert_trace(*collection.find_config_for_master(3), trace);
+    auto packet = convert_trace(*collection.find_config_for_master(3), trace);
     if (packet) delivery.deliver_decoded(to, *packet);
   }
   report(state, delivered);
