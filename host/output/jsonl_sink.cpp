@@ -25,7 +25,7 @@ jsonl_sink::jsonl_sink(std::filesystem::path path, packet_selection packets, met
     : file_sink(std::move(path)), packets_(packets), metadata_(metadata) {}
 
 void jsonl_sink::write(const packet& packet) {
-  const layer& layer = layer_of(packet.layer);
+  layer& layer = layer_of(packet.layer);
   if (!layer.is_selected) {
     pass_over(packet);
     return;
@@ -35,14 +35,12 @@ void jsonl_sink::write(const packet& packet) {
   update_bytes();
 }
 
-void jsonl_sink::append_line(std::string& line, const packet& packet, const layer& layer) {
+void jsonl_sink::append_line(std::string& line, const packet& packet, layer& layer) {
   line += R"({"sequence":)";
   append_json_number(line, packet.sequence);
   line += R"(,"time":)";
   append_json_number(line, packet.time);
-  line.append(R"(,"layer":)").append(layer.quoted);
-  line.append(R"(,"category":)").append(quoted_category(packet.category));
-  line += R"(,"payload":")";
+  line += opening_of(layer, packet.category);
   append_hex(line, packet.payload);
   line += '"';
   append_metadata(line, packet.metadata);
@@ -111,17 +109,22 @@ std::string jsonl_sink::packet_remarks() const {
                      passed_over_ == 1 ? "" : "s");
 }
 
-const jsonl_sink::layer& jsonl_sink::layer_of(std::string_view name) {
-  if (const layer* const known = layers_.find(name)) return *known;
+jsonl_sink::layer& jsonl_sink::layer_of(std::string_view name) {
+  if (layer* const known = layers_.find(name)) return *known;
   const dissector* const found = find_dissector(name);
   const layer made{packets_.has_layer(name), found != nullptr ? found->kind : packet_kind::other,
                    found != nullptr ? found->way : direction::unknown, quoted(name)};
   return layers_.add(name, made);
 }
 
-const std::string& jsonl_sink::quoted_category(std::string_view name) {
-  if (const std::string* const known = categories_.find(name)) return *known;
-  return categories_.add(name, quoted(name));
+// All packets of a layer have one category, unless a plug-in decides otherwise.
+const std::string& jsonl_sink::opening_of(layer& layer, std::string_view category) {
+  if (layer.opening.empty() || layer.category != category) {
+    layer.category = category;
+    layer.opening =
+        fmt::format(R"(,"layer":{},"category":{},"payload":")", layer.quoted, quoted(category));
+  }
+  return layer.opening;
 }
 
 }  // namespace veltra::host

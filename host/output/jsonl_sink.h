@@ -37,21 +37,22 @@ class jsonl_sink : public file_sink {
     packet_kind kind;
     direction way;  // unknown: a packet's own bytes may show it
     std::string quoted;
+    std::string category = {};  // of the latest packet
+    std::string opening = {};   // of its line, from the layer to the payload's digits
   };
 
   std::string packet_remarks() const override;
   void pass_over(const packet& packet);
-  void append_line(std::string& line, const packet& packet, const layer& layer);
+  void append_line(std::string& line, const packet& packet, layer& layer);
   void append_metadata(std::string& line, std::string_view metadata);
   static void append_meaning(std::string& line, const packet& packet, const layer& layer);
-  const layer& layer_of(std::string_view name);
-  const std::string& quoted_category(std::string_view name);
+  layer& layer_of(std::string_view name);
+  static const std::string& opening_of(layer& layer, std::string_view category);
 
   const packet_selection packets_;
   const metadata_use metadata_;
   std::optional<std::string> latest_metadata_;  // that was written, without the offset
   layer_map<layer> layers_;
-  layer_map<std::string> categories_;
   std::uint64_t passed_over_ = 0;
 };
 

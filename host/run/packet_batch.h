@@ -51,7 +51,9 @@ class packet_batch {
     std::uint64_t time_offset;
     std::uint64_t clock_step;
     std::uint64_t missed_before;
+    std::size_t begin;  // of layer, category and payload
     std::size_t payload_size;
+    std::size_t metadata_begin;
     std::uint32_t layer_size;
     std::uint32_t category_size;
     std::uint32_t metadata_size;
@@ -60,17 +62,15 @@ class packet_batch {
   std::vector<entry> entries_;
   std::vector<std::pair<std::size_t, boundary>> boundaries_;  // each before an entry
   byte_buffer bytes_;
+  // Of the latest packet; most packets have those of the one before.
+  std::size_t metadata_begin_ = 0;
+  std::uint32_t metadata_size_ = 0;
 };
 
 template <typename TakePacket, typename TakeBoundary>
 void packet_batch::for_each(const TakePacket& take_packet,
                             const TakeBoundary& take_boundary) const {
-  std::string_view bytes = bytes_.view();
-  const auto take = [&bytes](std::size_t size) {
-    const std::string_view taken = bytes.substr(0, size);
-    bytes.remove_prefix(size);
-    return taken;
-  };
+  const std::string_view bytes = bytes_.view();
   auto next_boundary = boundaries_.begin();
   const auto take_boundaries = [&](std::size_t index) {
     for (; next_boundary != boundaries_.end() && next_boundary->first == index; ++next_boundary) {
@@ -85,10 +85,11 @@ void packet_batch::for_each(const TakePacket& take_packet,
     packet.time = each.time;
     packet.time_offset = each.time_offset;
     packet.clock_step = each.clock_step;
-    packet.layer = take(each.layer_size);
-    packet.category = take(each.category_size);
-    packet.metadata = take(each.metadata_size);
-    const std::string_view payload = take(each.payload_size);
+    packet.metadata = bytes.substr(each.metadata_begin, each.metadata_size);
+    packet.layer = bytes.substr(each.begin, each.layer_size);
+    packet.category = bytes.substr(each.begin + each.layer_size, each.category_size);
+    const std::string_view payload =
+        bytes.substr(each.begin + each.layer_size + each.category_size, each.payload_size);
     packet.payload = {reinterpret_cast<const std::uint8_t*>(payload.data()), payload.size()};
     take_packet(packet, each.missed_before);
   }
