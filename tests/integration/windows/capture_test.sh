@@ -12,7 +12,7 @@ ln -sfn "$work/line" "$prefix/dosdevices/com31"
 for name in COM31 '\\.\COM31'; do
   modem --repeat 5 --database live_database.json
   # The modem goes when all is read, so the device is lost: what came is kept.
-  "${windows[@]}" capture --port "$name" --database database.json --raw raw.bin \
+  windows capture --port "$name" --database database.json --raw raw.bin \
     --time-base modem -o live.pcapng 2>capture.txt &
   ended $! 5 capture.txt
   ended $modem 0 modem.err
@@ -28,7 +28,7 @@ done
 # Ctrl-C while bytes come, and again on the same port.
 for run in 1 2; do
   modem --repeat 1000000 --database live_database.json
-  "${windows[@]}" capture --port COM31 --database database.json --raw raw.bin \
+  windows capture --port COM31 --database database.json --raw raw.bin \
     --time-base modem -o live.pcapng 2>capture.txt &
   running=$!
   wait_for_size raw.bin 5000 $running
@@ -46,7 +46,7 @@ printf '#\n0\tat\t4f4b0d0a\n' >first.tsv
 printf '#\n0\tat\t4f4b0d0a\n100000000\tat\t4f4b0d0a\n' >slow.tsv
 session=slow.tsv
 modem --speed session --database live_database.json
-"${windows[@]}" capture --port COM31 --database database.json --raw raw.bin \
+windows capture --port COM31 --database database.json --raw raw.bin \
   --time-base modem -o live.pcapng 2>capture.txt &
 running=$!
 wait_for_size raw.bin "$(stat -c %s first.bin)" $running
@@ -56,8 +56,8 @@ ended $modem 5 modem.err
 
 rm -f line
 refused 3 'there is no port COM31; "veltra devices" lists' \
-  "${windows[@]}" capture --port COM31 --database database.json -o none.pcapng
+  windows capture --port COM31 --database database.json -o none.pcapng
 refused 3 'expected.pcapng is not a serial port' \
-  "${windows[@]}" capture --port expected.pcapng --database database.json -o none.pcapng
+  windows capture --port expected.pcapng --database database.json -o none.pcapng
 refused 5 'write a trace file with --trace instead' \
-  "${windows[@]}" simulate "$session" --pty COM31
+  windows simulate "$session" --pty COM31

@@ -19,13 +19,13 @@ there=$(echo 'elsewhere ö'/*)
 # The program of the package in place of the build tree's, which must not help it
 # to its decoder either.
 packaged=()
-for word in "${windows[@]:0:${#windows[@]}-1}"; do
+for word in "${wine[@]:0:${#wine[@]}-1}"; do
   [[ $word == WINEPATH=* ]] || packaged+=("$word")
 done
-packaged+=("$there/bin/veltra.exe")
-"${packaged[@]}" simulate "$there/examples/attach_session.tsv" \
+wine=("${packaged[@]}" "$there/bin/veltra.exe")
+windows simulate "$there/examples/attach_session.tsv" \
   --trace trace.bin --database database.tar.gz >/dev/null
-"${packaged[@]}" decode trace.bin --database database.tar.gz -o windows.pcapng 2>summary.txt ||
+windows decode trace.bin --database database.tar.gz -o windows.pcapng 2>summary.txt ||
   fail "nothing was decoded" "$(cat summary.txt)"
 "$native" decode trace.bin --database database.tar.gz -o native.pcapng 2>summary.txt
 same_capture native.pcapng windows.pcapng "the captures"
