@@ -303,7 +303,7 @@ TEST(database_differential, random_texts_are_read_as_by_a_plain_reader) {
   database_text_maker input(1);
   unsigned long processed = 0;
   unsigned long refused = 0;
-  unsigned long definitions = 0;
+  std::size_t definitions = 0;
   for (unsigned long round = 0; round < cases; ++round) {
     const std::string text = input.text();
     const database_outcome wanted = plain_outcome(text);
