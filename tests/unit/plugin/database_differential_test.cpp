@@ -231,8 +231,9 @@ database_outcome plain_outcome(const std::string& text) {
   database_outcome outcome;
   try {
     outcome.record = plain_database::read(text);
+    const std::string& name = outcome.record->name;
     // A log line ends at a NUL.
-    outcome.log.push_back(std::string("processed config json: ") + outcome.record->name.c_str());
+    outcome.log.push_back("processed config json: " + name.substr(0, name.find('\0')));
   } catch (const plain_database::broken_contract&) {
     outcome.breaks_a_contract = true;
   } catch (const std::exception& failure) {
