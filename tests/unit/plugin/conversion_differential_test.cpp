@@ -67,7 +67,9 @@ class plain_converter {
       return plain_packet{"handshake_randbytes", "tls", body};
     }
     if (contains(buffer, "TLS_SESSION_MASTER")) return plain_packet{"session_master", "tls", body};
-    if (type_of(id) != "peer_dump") return std::nullopt;
+    const std::string type = type_of(id);
+    if (type == "formatted") return convert_formatted(id, trace);
+    if (type != "peer_dump") return std::nullopt;
     if (buffer.rfind("AT_STRING", 0) == 0) {
       return plain_packet{"at", "network",
                           (contains(buffer, "REQ") ? "AT" : "") + std::string(body.c_str())};
@@ -112,6 +114,50 @@ class plain_converter {
     return std::nullopt;
   }
 
+  plain_result convert_formatted(unsigned id, const std::string& trace) const {
+    for (const json& definition : database_.at("traces")) {
+      if (definition.at("id") != id) continue;
+      if (!definition.contains("format") || !definition.contains("format_items")) break;
+      const std::string format = definition.at("format");
+      const json& items = definition.at("format_items");
+      if (contains(format, "AT_STRING") || contains(format, "AT_DEBUG_STRING")) {
+        return convert_formatted_at(items, trace);
+      }
+      if (definition.value("label", "") != "TRACE_SYSTEM_WARNING") break;
+      if (format.rfind("Traces dropped kernel: %hu user: %hu", 0) != 0 || items.size() < 3) break;
+      return convert_dropped_traces(items, trace);
+    }
+    return std::nullopt;
+  }
+
+  plain_result convert_formatted_at(const json& items, const std::string& trace) const {
+    for (const json& item : items) {
+      if (!item.contains("reference")) continue;
+      std::string prefix;
+      for (const json& each : database_.at("static_data").at("static_strings")) {
+        if (each.at("id") != item.at("reference")) continue;
+        if (each.at("value") == "=>") prefix = "AT";
+        break;
+      }
+      return plain_packet{"at", "network", prefix + std::string(trace.substr(2).c_str())};
+    }
+    return std::nullopt;
+  }
+
+  static plain_result convert_dropped_traces(const json& items, const std::string& trace) {
+    std::size_t at = items[0].at("size");
+    unsigned dropped = 0;
+    for (const json& item : {items[1], items[2]}) {
+      const std::size_t size = item.at("size");
+      const bool is_whole = at + size <= trace.size();  // otherwise it counts as 0
+      for (std::size_t i = 0; is_whole && i < size; ++i) {
+        dropped += unsigned{static_cast<std::uint8_t>(trace[at + i])} << 8 * i;
+      }
+      at += size;
+    }
+    return plain_packet{"at", "network", "Dropped traces count: " + std::to_string(dropped)};
+  }
+
   static plain_result convert_typed(const std::string& type, const std::string& body) {
     if (type.rfind("NAS_PDU", 0) == 0) return plain_packet{"nas-eps", "network", body};
     if (type.rfind("ASN_", 0) != 0) return std::nullopt;
@@ -146,10 +192,13 @@ class input_maker {
                    {"trace_type_descriptors", json::array()}}},
                  {"buffers", json::array()},
                  {"peer_buffer_layers", json::array()},
-                 {"peer_buffers", json::array()}};
+                 {"peer_buffers", json::array()},
+                 {"traces", json::array()},
+                 {"static_data", {{"static_strings", json::array()}}}};
     for (unsigned i = below(6); i > 0; --i) {
       made["meta"]["trace_type_descriptors"].push_back(
-          {{"type", one_of({"peer_dump", "peer_dump", "other"})}, {"conditions", conditions()}});
+          {{"type", one_of({"peer_dump", "peer_dump", "formatted", "other"})},
+           {"conditions", conditions()}});
     }
     for (unsigned i = below(12); i > 0; --i) {
       made["buffers"].push_back(
@@ -161,6 +210,11 @@ class input_maker {
       made["peer_buffer_layers"].push_back({{"id", below(5)}, {"name", "layer"}});
     }
     for (unsigned i = below(30); i > 0; --i) made["peer_buffers"].push_back(peer_buffer());
+    for (unsigned i = below(20); i > 0; --i) made["traces"].push_back(definition());
+    for (unsigned i = below(5); i > 0; --i) {
+      made["static_data"]["static_strings"].push_back(
+          {{"id", below(4)}, {"value", one_of({"=>", "<=", ""})}});
+    }
     return made;
   }
 
@@ -201,6 +255,22 @@ class input_maker {
                                   "ASN__UL__CCCH", "ASN_a_b_c_d", "ASN_a_b_c_d_e", "NAS_PDU_x",
                                   "other", "ASN_"})}};
     if (below(8) == 0) made.erase(one_of({"id", "layer", "name", "type"}));
+    return made;
+  }
+
+  json definition() {
+    json made = {{"id", below(20)},
+                 {"label", one_of({"TRACE_SYSTEM_WARNING", "OTHER"})},
+                 {"format", one_of({"AT_STRING %s", "an AT_DEBUG_STRING",
+                                    "Traces dropped kernel: %hu user: %hu.",
+                                    "Traces dropped kernel: %hu user: %hu", "other"})},
+                 {"format_items", json::array()}};
+    for (unsigned i = below(5); i > 0; --i) {
+      json item = {{"size", below(5)}};
+      if (below(3) == 0) item["reference"] = below(4);
+      made["format_items"].push_back(item);
+    }
+    if (below(8) == 0) made.erase(one_of({"label", "format", "format_items"}));
     return made;
   }
 

@@ -231,8 +231,9 @@ database_outcome plain_outcome(const std::string& text) {
   database_outcome outcome;
   try {
     outcome.record = plain_database::read(text);
+    const std::string& name = outcome.record->name;
     // A log line ends at a NUL.
-    outcome.log.push_back(std::string("processed config json: ") + outcome.record->name.c_str());
+    outcome.log.push_back("processed config json: " + name.substr(0, name.find('\0')));
   } catch (const plain_database::broken_contract&) {
     outcome.breaks_a_contract = true;
   } catch (const std::exception& failure) {
@@ -303,7 +304,7 @@ TEST(database_differential, random_texts_are_read_as_by_a_plain_reader) {
   database_text_maker input(1);
   unsigned long processed = 0;
   unsigned long refused = 0;
-  std::size_t definitions = 0;
+  unsigned long definitions = 0;
   for (unsigned long round = 0; round < cases; ++round) {
     const std::string text = input.text();
     const database_outcome wanted = plain_outcome(text);
@@ -316,7 +317,7 @@ TEST(database_differential, random_texts_are_read_as_by_a_plain_reader) {
     ASSERT_EQ(found.log, wanted.log) << "text " << round << ": " << text;
     ASSERT_FALSE(testing::Test::HasFailure()) << "text " << round << ": " << text;
     ++(wanted.record ? processed : refused);
-    definitions += wanted_traces.size();
+    definitions += static_cast<unsigned long>(wanted_traces.size());
   }
   // Not mere noise.
   EXPECT_GT(processed, cases / 5);
