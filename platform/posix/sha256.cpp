@@ -16,7 +16,7 @@ void check(int done) {
 
 struct sha256_stream::state {
   struct context_deleter {
-    void operator()(EVP_MD_CTX* context) const noexcept { EVP_MD_CTX_free(context); }
+    void operator()(EVP_MD_CTX* digest) const noexcept { EVP_MD_CTX_free(digest); }
   };
 
   std::unique_ptr<EVP_MD_CTX, context_deleter> context{EVP_MD_CTX_new()};
