@@ -3,7 +3,9 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <regex>
+#include <sstream>
+#include <string>
+#include <vector>
 
 #include "tests/unit/host/commands/command_tree.h"
 
@@ -17,20 +19,27 @@ using testing::Not;
 using testing::UnorderedElementsAreArray;
 using completion_test = command_tree_test;
 
+// The names that a line of help explains: "-o" and "--output" of "  -o, --output FILE  Where to".
+std::vector<std::string> option_names(const std::string& line) {
+  const std::size_t begin = line.find_first_not_of(' ');
+  if ((begin != 2 && begin != 6) || line[begin] != '-') return {};
+  std::istringstream words(line.substr(begin, line.find("  ", begin) - begin));
+  std::vector<std::string> names;
+  for (std::string word; words >> word;) {
+    names.push_back(word.substr(0, word.find_first_not_of("-abcdefghijklmnopqrstuvwxyz")));
+    if (word.back() != ',') break;
+  }
+  return names;
+}
+
 TEST_F(completion_test, every_command_offers_the_options_of_its_help) {
   for (const std::vector<std::string>& command : all_commands()) {
     std::vector<std::string> words = command;
     words.emplace_back("-");
     std::vector<std::string> in_help;
     std::istringstream lines(help_of(command));
-    const std::regex name("(^|, )(--?[a-z][a-z-]*)");
     for (std::string line; std::getline(lines, line);) {
-      if (!std::regex_search(line, std::regex("^  (-| {4}--)"))) continue;
-      line = std::regex_replace(line, std::regex("^ +"), "");
-      line = line.substr(0, line.find("  "));
-      for (std::sregex_iterator each(line.begin(), line.end(), name), end; each != end; ++each) {
-        in_help.push_back((*each)[2]);
-      }
+      for (std::string& name : option_names(line)) in_help.push_back(std::move(name));
     }
     EXPECT_THAT(in_help, Contains("--help"));
     EXPECT_THAT(completions_of(words), UnorderedElementsAreArray(in_help))
