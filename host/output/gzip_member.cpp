@@ -15,8 +15,8 @@ constexpr int level = 6;
 
 struct gzip_member_writer::state {
   struct releaser {
-    void operator()(libdeflate_compressor* compressor) const noexcept {
-      libdeflate_free_compressor(compressor);
+    void operator()(libdeflate_compressor* released) const noexcept {
+      libdeflate_free_compressor(released);
     }
   };
 

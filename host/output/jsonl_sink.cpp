@@ -25,26 +25,26 @@ jsonl_sink::jsonl_sink(std::filesystem::path path, packet_selection packets, met
     : file_sink(std::move(path)), packets_(packets), metadata_(metadata) {}
 
 void jsonl_sink::write(const packet& packet) {
-  layer& layer = layer_of(packet.layer);
-  if (!layer.is_selected) {
+  layer_format& format = format_of(packet.layer);
+  if (!format.is_selected) {
     pass_over(packet);
     return;
   }
-  file().write_with([&](std::string& line) { append_line(line, packet, layer); });
+  file().write_with([&](std::string& line) { append_line(line, packet, format); });
   count_packet();
   update_bytes();
 }
 
-void jsonl_sink::append_line(std::string& line, const packet& packet, layer& layer) {
+void jsonl_sink::append_line(std::string& line, const packet& packet, layer_format& format) {
   line += R"({"sequence":)";
   append_json_number(line, packet.sequence);
   line += R"(,"time":)";
   append_json_number(line, packet.time);
-  line += opening_of(layer, packet.category);
+  line += opening_of(format, packet.category);
   append_hex(line, packet.payload);
   line += '"';
   append_metadata(line, packet.metadata);
-  append_meaning(line, packet, layer);
+  append_meaning(line, packet, format);
   line += "}\n";
 }
 
@@ -61,8 +61,9 @@ void jsonl_sink::append_metadata(std::string& line, std::string_view metadata) {
 }
 
 // What a reader would otherwise have to find in the bytes.
-void jsonl_sink::append_meaning(std::string& line, const packet& packet, const layer& layer) {
-  switch (packet_direction(layer.kind, layer.way, packet)) {
+void jsonl_sink::append_meaning(std::string& line, const packet& packet,
+                                const layer_format& format) {
+  switch (packet_direction(format.kind, format.way, packet)) {
     case direction::sent:
       line += R"(,"direction":"sent")";
       break;
@@ -75,7 +76,7 @@ void jsonl_sink::append_meaning(std::string& line, const packet& packet, const l
   if (const std::optional<std::uint64_t> dropped = dropped_traces(packet)) {
     line += R"(,"kind":"dropped","count":)";
     append_json_number(line, *dropped);
-  } else if (layer.kind == packet_kind::at) {
+  } else if (format.kind == packet_kind::at) {
     line += R"(,"kind":"at","text":)";
     append_json_text(line, payload_text(packet));
   }
@@ -109,22 +110,23 @@ std::string jsonl_sink::packet_remarks() const {
                      passed_over_ == 1 ? "" : "s");
 }
 
-jsonl_sink::layer& jsonl_sink::layer_of(std::string_view name) {
-  if (layer* const known = layers_.find(name)) return *known;
+jsonl_sink::layer_format& jsonl_sink::format_of(std::string_view name) {
+  if (layer_format* const known = layers_.find(name)) return *known;
   const dissector* const found = find_dissector(name);
-  const layer made{packets_.has_layer(name), found != nullptr ? found->kind : packet_kind::other,
-                   found != nullptr ? found->way : direction::unknown, quoted(name)};
+  const layer_format made{packets_.has_layer(name),
+                          found != nullptr ? found->kind : packet_kind::other,
+                          found != nullptr ? found->way : direction::unknown, quoted(name)};
   return layers_.add(name, made);
 }
 
 // All packets of a layer have one category, unless a plug-in decides otherwise.
-const std::string& jsonl_sink::opening_of(layer& layer, std::string_view category) {
-  if (layer.opening.empty() || layer.category != category) {
-    layer.category = category;
-    layer.opening =
-        fmt::format(R"(,"layer":{},"category":{},"payload":")", layer.quoted, quoted(category));
+const std::string& jsonl_sink::opening_of(layer_format& format, std::string_view category) {
+  if (format.opening.empty() || format.category != category) {
+    format.category = category;
+    format.opening =
+        fmt::format(R"(,"layer":{},"category":{},"payload":")", format.quoted, quoted(category));
   }
-  return layer.opening;
+  return format.opening;
 }
 
 }  // namespace veltra::host

@@ -32,7 +32,7 @@ class jsonl_sink : public file_sink {
 
  private:
   // What is the same for all packets of a layer.
-  struct layer {
+  struct layer_format {
     bool is_selected;
     packet_kind kind;
     direction way;  // unknown: a packet's own bytes may show it
@@ -43,16 +43,16 @@ class jsonl_sink : public file_sink {
 
   std::string packet_remarks() const override;
   void pass_over(const packet& packet);
-  void append_line(std::string& line, const packet& packet, layer& layer);
+  void append_line(std::string& line, const packet& packet, layer_format& format);
   void append_metadata(std::string& line, std::string_view metadata);
-  static void append_meaning(std::string& line, const packet& packet, const layer& layer);
-  layer& layer_of(std::string_view name);
-  static const std::string& opening_of(layer& layer, std::string_view category);
+  static void append_meaning(std::string& line, const packet& packet, const layer_format& format);
+  layer_format& format_of(std::string_view name);
+  static const std::string& opening_of(layer_format& format, std::string_view category);
 
   const packet_selection packets_;
   const metadata_use metadata_;
   std::optional<std::string> latest_metadata_;  // that was written, without the offset
-  layer_map<layer> layers_;
+  layer_map<layer_format> layers_;
   std::uint64_t passed_over_ = 0;
 };
 
