@@ -14,12 +14,14 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <deque>
 #include <initializer_list>
 #include <sstream>
 #include <string>
 #include <string_view>
 #include <tuple>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace test_support {
@@ -98,7 +100,8 @@ template <typename Fixture>
 bool register_values(const char* suite, const char* file, int line,
                      std::vector<typename Fixture::value_type> values) {
   using value = typename Fixture::value_type;
-  const auto& kept = *new std::vector<value>(std::move(values));
+  static std::deque<std::vector<value>> lists;  // of the fixture's groups
+  const std::vector<value>& kept = lists.emplace_back(std::move(values));
   value_list list;
   list.give = [](const void* next) { Fixture::give(static_cast<const value*>(next)); };
   for (const value& each : kept) {
