@@ -148,7 +148,7 @@ class database_builder {
       return;
     }
     kovax::json_document other(std::string_view(text_ + begin_, offset() - begin_));
-    // In two steps: a value that there is no place for must not be the library's to destroy.
+    // In two steps: if memory runs out between them, the library must not destroy the value.
     json& place = document_.place();
     place = std::move(other.root());
   }
