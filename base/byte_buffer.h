@@ -22,9 +22,6 @@ class byte_buffer {
     return bytes_.get() + std::exchange(size_, size_ + count);
   }
 
-  // Gives back the last `count` bytes, which were not needed.
-  void remove_last(std::size_t count) { size_ -= count; }
-
   // Keeps the memory.
   void clear() { size_ = 0; }
 

@@ -51,6 +51,8 @@ constexpr std::size_t size_of_option(std::string_view value) {
   return option_header + padded(std::min(value.size(), longest_option));
 }
 
+constexpr std::size_t size_of_number_option = option_header + sizeof(std::uint64_t);
+
 constexpr std::size_t size_of_text_option(std::string_view text) {
   return text.empty() ? 0 : size_of_option(text);
 }
@@ -93,6 +95,13 @@ class block {
     has_options_ = true;
   }
 
+  void add_option(std::uint16_t code, std::uint64_t value) {
+    add(code);
+    add(std::uint16_t{sizeof value});
+    add(value);
+    has_options_ = true;
+  }
+
   void add_text_option(std::uint16_t code, std::string_view text) {
     if (!text.empty()) add_option(code, text);
   }
@@ -114,12 +123,6 @@ class block {
   char* at_;
   bool has_options_ = false;
 };
-
-std::string little_endian(std::uint64_t value) {
-  std::string bytes;
-  for (std::size_t i = 0; i < sizeof value; ++i) bytes += static_cast<char>(value >> (8 * i));
-  return bytes;
-}
 
 std::string_view as_text(std::span<const std::uint8_t> bytes) {
   return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
@@ -164,19 +167,20 @@ std::vector<std::string> section_comments(std::string_view file) {
 void append_interface(std::string& to, std::uint16_t link_type, std::string_view name,
                       std::string_view description, std::int64_t time_offset,
                       std::string_view comment) {
-  const std::string offset = little_endian(static_cast<std::uint64_t>(time_offset));
   block out(to, interface_description_type,
             8 + size_of_text_option(comment) + size_of_text_option(name) +
                 size_of_text_option(description) + size_of_option({&nanoseconds, 1}) +
-                size_of_option(offset));
+                size_of_number_option);
   out.add(link_type);
   out.add(std::uint16_t{0});
   out.add(std::uint32_t{0});  // no snapshot length
   out.add_text_option(option::comment, comment);
   out.add_text_option(option::interface_name, name);
   out.add_text_option(option::interface_description, description);
-  out.add_option(option::interface_time_resolution, {&nanoseconds, 1});
-  if (time_offset != 0) out.add_option(option::interface_time_offset, offset);
+  out.add_option(option::interface_time_resolution, std::string_view(&nanoseconds, 1));
+  if (time_offset != 0) {
+    out.add_option(option::interface_time_offset, static_cast<std::uint64_t>(time_offset));
+  }
   out.finish();
 }
 
@@ -202,12 +206,11 @@ void append_packet(std::string& to, const enhanced_packet& packet) {
 
 void append_statistics(std::string& to, std::uint32_t interface, std::uint64_t time,
                        std::uint64_t received, std::optional<std::uint64_t> dropped) {
-  constexpr std::size_t size_of_count = option_header + sizeof(std::uint64_t);
-  block out(to, interface_statistics_type, 12 + 2 * size_of_count);
+  block out(to, interface_statistics_type, 12 + 2 * size_of_number_option);
   out.add(interface);
   out.add_time(time);
-  out.add_option(option::statistics_received, little_endian(received));
-  if (dropped) out.add_option(option::statistics_dropped, little_endian(*dropped));
+  out.add_option(option::statistics_received, received);
+  if (dropped) out.add_option(option::statistics_dropped, *dropped);
   out.finish();
 }
 
